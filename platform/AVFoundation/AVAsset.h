@@ -1,0 +1,50 @@
+#pragma once
+
+#include "platform/CoreGraphics/CGGeometry.h"
+#include "platform/CoreMedia/CMTime.h"
+#include "platform/Foundation/NSError.h"
+#include "platform/Foundation/NSObject.h"
+#include "platform/Foundation/NSURL.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+inline constexpr const char* AVMediaTypeVideo = "vide";
+inline constexpr const char* AVMediaTypeAudio = "soun";
+
+/// One track of a movie, as read once when the asset was opened.
+class AVAssetTrack : public NSObject {
+ public:
+  std::string mediaType;
+  CGSize naturalSize;                    ///< pixels with the pixel aspect applied, before the transform
+  CGAffineTransform preferredTransform;  ///< how the picture is turned for display
+  std::int32_t naturalTimeScale = 0;     ///< ticks a second of the track's own times
+  float nominalFrameRate = 0;            ///< frames a second; 0 when unknown
+  std::string codecName;                 ///< "h264", "aac", ...
+};
+
+/// A movie file. The file is probed in the background from creation on; the accessors wait for that (some
+/// milliseconds) the first time. Safe from any thread.
+class AVURLAsset : public NSObject {
+ public:
+  /// `options` is reserved and must be null. Never fails: a file that is not a movie has no tracks and an `error`.
+  static Strong<AVURLAsset> initWithURL_options(const NSURL& url, const void* options);
+  AVURLAsset();
+  ~AVURLAsset() override;
+
+  const NSURL& URL() const;
+  /// The tracks of a media type in file order; cover pictures are not video tracks.
+  std::vector<Strong<AVAssetTrack>> tracksWithMediaType(const std::string& mediaType) const;
+  /// The end of the longest track in the times that the player shows.
+  CMTime duration() const;
+  /// Why the file can't be read as a movie; null when it can.
+  NSErrorPtr error() const;
+  /// Calls `completion` on a global queue once the probing has ended.
+  void loadValuesAsynchronously(std::function<void()> completion) const;
+
+ private:
+  struct Impl;
+  std::shared_ptr<Impl> impl_;
+};

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "platform/Foundation/NSDate.h"
+#include "platform/Foundation/NSError.h"
+#include "platform/Foundation/NSURL.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// What the file system knows of one entry.
+struct NSFileAttributes {
+  /// The birth time; the modification time where the file system keeps no birth time.
+  std::optional<NSDate> NSFileCreationDate;
+  std::optional<NSDate> fileModificationDate;
+  std::int64_t fileSize = 0;  ///< bytes
+  bool isDirectory = false;
+};
+
+/// Files by path. All calls are synchronous and safe from any thread. Symbolic links are not followed by
+/// `attributesOfItemAtPath`, `removeItemAtPath` and `moveItemAtURL`.
+class NSFileManager {
+ public:
+  static NSFileManager& defaultManager();
+
+  bool fileExistsAtPath(const std::string& path) const;
+  bool fileExistsAtPath_isDirectory(const std::string& path, bool* isDirectory) const;
+  /// On failure: nothing, and `error` (may be null) is set.
+  std::optional<NSFileAttributes> attributesOfItemAtPath_error(const std::string& path, NSErrorPtr* error) const;
+  /// Removes a file, or a directory with all that is in it.
+  bool removeItemAtPath_error(const std::string& path, NSErrorPtr* error) const;
+  bool moveItemAtURL_toURL_error(const NSURL& from, const NSURL& to, NSErrorPtr* error) const;
+  /// Makes one directory, mode 0700 whatever the umask says when `isPrivate`.
+  bool createDirectoryAtPath_error(const std::string& path, bool isPrivate, NSErrorPtr* error) const;
+  /// Names of the entries of a directory, one level, hidden ones included, in no particular order.
+  std::optional<std::vector<std::string>> contentsOfDirectoryAtPath_error(const std::string& path,
+                                                                          NSErrorPtr* error) const;
+  /// Free bytes for this user on the file system that holds `path` (NSFileSystemFreeSize).
+  std::optional<std::uint64_t> fileSystemFreeSizeForPath_error(const std::string& path, NSErrorPtr* error) const;
+};

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "platform/Foundation/NSError.h"
+#include "platform/Foundation/NSURL.h"
+
+#include <functional>
+#include <string>
+
+/// The person's library of movies: a folder. A save writes a hidden file in it (shared blocks where the file system
+/// can, else a copy), makes it durable and gives it its name without ever replacing anything. The source is opened when
+/// the request is made, so it may be removed right afterwards.
+class PHPhotoLibrary {
+ public:
+  static PHPhotoLibrary& sharedPhotoLibrary();
+
+  /// Runs `changeBlock` on a queue of the library, and when its requests have been carried out calls `completion` on
+  /// such a queue: whether all was saved, and the first error.
+  void performChanges_completionHandler(std::function<void()> changeBlock,
+                                        std::function<void(bool success, NSErrorPtr error)> completion);
+
+  // For the process that runs the editor.
+
+  /// The folder, and the name (without extension) given to movies whose own file name is a private one.
+  /// Call before the first save. By default the folder "Zevanti" in the user's video directory.
+  void configure(const std::string& folder, const std::string& nameForPrivateFiles);
+  const std::string& folder() const;
+  bool hasPendingSaves() const;  ///< any thread
+  int failedSaveCount() const;   ///< any thread
+};
+
+/// One change: a new movie. Only inside a change block.
+class PHAssetChangeRequest {
+ public:
+  static void creationRequestForAssetFromVideoAtFileURL(const NSURL& url);
+};
+
+/// Saves the movie at `path` to the library in the background and reports nothing back. The file is opened before the
+/// call returns. Main queue.
+void UISaveVideoAtPathToSavedPhotosAlbum(const std::string& path);

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "platform/CoreGraphics/CGGeometry.h"
+
+#include <functional>
+#include <string>
+
+enum class UIAccessibilityRole { Button, Slider, StaticText, Image };
+enum class UIAdjustmentUnit { Frame, Second };
+
+/// One thing on screen that a person can reach: with the keyboard, with a screen reader, by name in a script.
+struct UIAccessibilityElement {
+  std::string label;  ///< the accessible name: "Play", "Start", ...
+  UIAccessibilityRole role = UIAccessibilityRole::Button;
+  CGRect frame;  ///< in the coordinates of the view that reports it
+  bool enabled = true;
+  std::string value;               ///< what a slider stands at, for a screen reader: "0:12"
+  std::function<void()> activate;  ///< Return, Space or a press by a screen reader; may be empty
+  /// Arrow keys on a slider: a signed number of steps; may be empty.
+  std::function<void(int steps, UIAdjustmentUnit unit)> adjust;
+};

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "platform/UIKit/UIView.h"
+
+#include <vector>
+
+/// A live, blurred and whitened view of what lies behind it ("_UIBackdropView" in the class registry).
+///
+/// Mask views cut it: bit 4 of a view's backdrop mask flags (7 has it) makes the view's opaque pixels the shape of the
+/// backdrop; flags 3 leave the view's opaque pixels out of it, so that what is drawn there shows through.
+class UIBackdropView : public UIView {
+  ZV_OBJECT(UIBackdropView)
+ public:
+  static Strong<UIBackdropView> initWithPrivateStyle(int style);
+  static Strong<UIBackdropView> initWithFrame_privateStyle(CGRect frame, int style);
+  int privateStyle() const { return style_; }
+  /// Takes over the view's flags, picture and place; the backdrop becomes as large as the first shaping mask when it
+  /// has no size of its own.
+  void updateMaskViewsForView(const Strong<UIView>& view);
+  const std::vector<Weak<UIView>>& maskViews() const { return maskViews_; }
+  const char* visualKind() const override { return "backdrop"; }
+
+ private:
+  int style_ = 0;
+  std::vector<Weak<UIView>> maskViews_;
+};

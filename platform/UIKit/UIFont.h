@@ -1,0 +1,18 @@
+#pragma once
+
+#include "platform/CoreGraphics/CGGeometry.h"
+
+#include <string>
+
+/// A size and weight of the system font.
+struct UIFont {
+  CGFloat pointSize = 17;
+  bool semibold = false;
+
+  static UIFont systemFontOfSize(CGFloat size) { return {size, false}; }
+  static UIFont semiboldSystemFontOfSize(CGFloat size) { return {size, true}; }
+  friend bool operator==(const UIFont&, const UIFont&) = default;
+};
+
+/// The size in points of one line of text (UTF-8). Main queue.
+CGSize UITextSize(const std::string& text, const UIFont& font);

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "platform/UIKit/UIFont.h"
+#include "platform/UIKit/UIView.h"
+
+/// One line of text; text that does not fit ends in an ellipsis.
+class UILabel : public UIView {
+  ZV_OBJECT(UILabel)
+ public:
+  const std::string& text() const { return text_; }
+  void setText(std::string text);
+  const UIFont& font() const { return font_; }
+  void setFont(UIFont font);
+  const UIColor& textColor() const { return color_; }
+  void setTextColor(UIColor color);
+  NSTextAlignment textAlignment() const { return alignment_; }
+  void setTextAlignment(NSTextAlignment alignment);
+  const char* visualKind() const override { return "label"; }
+  std::vector<UIAccessibilityElement> accessibilityElements() override;
+
+ private:
+  std::string text_;
+  UIFont font_;
+  UIColor color_ = UIColor::blackColor();
+  NSTextAlignment alignment_ = NSTextAlignment::Left;
+};

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "platform/UIKit/UIGestureRecognizer.h"
+
+/// One tap of one finger that stays within 10 points and ends within 0.75 seconds.
+class UITapGestureRecognizer : public UIGestureRecognizer {
+ public:
+  static Strong<UITapGestureRecognizer> initWithTarget_action(const Strong<NSObject>& target, SEL action);
+  void handleTouch(const UITouch& touch) override;
+
+ private:
+  CGPoint start_;
+  double startTime_ = 0;
+  int identifier_ = -1;
+};

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "platform/UIKit/UIBarButtonItem.h"
+#include "platform/UIKit/UIView.h"
+
+#include <vector>
+
+enum class UIBarPosition { Any = 0, Bottom = 1, Top = 2, TopAttached = 3 };
+class UIToolbar;
+
+class UIBarPositioningDelegate {
+ public:
+  virtual ~UIBarPositioningDelegate() = default;
+};
+class UIToolbarDelegate : public UIBarPositioningDelegate {};
+
+/// A translucent bar with a row of items: buttons, views, and spaces that share what room is left. Main queue only.
+class UIToolbar : public UIView {
+  ZV_OBJECT(UIToolbar)
+ public:
+  const std::vector<Strong<UIBarButtonItem>>& items() const { return items_; }
+  void setItems(std::vector<Strong<UIBarButtonItem>> items);
+  UIToolbarDelegate* delegate() const { return delegate_; }
+  void setDelegate(UIToolbarDelegate* delegate) { delegate_ = delegate; }
+
+  /// Where an item stands, in the toolbar's coordinates; a button's frame is what can be pressed (at least 44 wide and
+  /// as high as the bar), without image insets. Zero for an item that is not in the bar.
+  CGRect frameOfItem(const UIBarButtonItem* item) const;
+  /// The button that is being pressed, or null.
+  const UIBarButtonItem* pressedItem() const { return pressed_.get(); }
+
+  void layoutSubviews() override;
+  void handleTouch(const UITouch& touch) override;
+  std::vector<UIAccessibilityElement> accessibilityElements() override;
+  const char* visualKind() const override { return "toolbar"; }
+
+ private:
+  std::vector<Strong<UIBarButtonItem>> items_;
+  std::vector<CGRect> frames_;
+  UIToolbarDelegate* delegate_ = nullptr;
+  Strong<UIBarButtonItem> tracked_, pressed_;
+};
