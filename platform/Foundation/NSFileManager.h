@@ -11,7 +11,8 @@
 
 /// What the file system knows of one entry.
 struct NSFileAttributes {
-  /// The birth time; the modification time where the file system keeps no birth time.
+  /// The birth time; the modification time where the file system keeps no birth time, or where that is earlier (a copy
+  /// that was given the times of its original).
   std::optional<NSDate> NSFileCreationDate;
   std::optional<NSDate> fileModificationDate;
   std::int64_t fileSize = 0;  ///< bytes

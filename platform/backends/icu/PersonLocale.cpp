@@ -1,0 +1,16 @@
+#include "platform/backends/icu/PersonLocale.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+std::string personDateLocale() {
+  for (const char* name : {"LC_ALL", "LC_TIME", "LANG"}) {
+    const char* value = std::getenv(name);
+    if (!value || !*value) continue;
+    std::string locale = value;
+    locale.erase(std::min(locale.find_first_of(".@"), locale.size()));
+    if (locale == "C" || locale == "POSIX" || locale.empty()) break;
+    return locale;
+  }
+  return "en_US";
+}

@@ -1,0 +1,162 @@
+#include "platform/Foundation/NSBundle.h"
+
+#include "platform/backends/plist/StringsFile.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace {
+
+std::optional<std::string> readFile(const std::string& path) {
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(path, error)) return {};
+  std::ifstream stream(path, std::ios::binary);
+  if (!stream) return {};
+  return std::string(std::istreambuf_iterator<char>(stream), {});
+}
+
+/// The names of the person's languages, most wanted first, each with its less specific forms: "de_AT", "de-AT", "de".
+/// Ends with English.
+std::vector<std::string> personLanguages() {
+  std::vector<std::string> names;
+  auto add = [&](std::string locale) {
+    locale.erase(std::min(locale.find_first_of(".@"), locale.size()));
+    if (locale.empty() || locale == "C" || locale == "POSIX") return;
+    names.push_back(locale);
+    if (std::size_t bar = locale.find_first_of("_-"); bar != std::string::npos) {
+      std::string other = locale;
+      other[bar] = locale[bar] == '_' ? '-' : '_';
+      names.push_back(other);
+      names.push_back(locale.substr(0, bar));
+    }
+  };
+  std::string locale;
+  for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+    if (const char* value = std::getenv(name); value && *value) {
+      locale = value;
+      break;
+    }
+  }
+  // The list of languages counts only when translation is wanted at all.
+  if (const char* list = std::getenv("LANGUAGE"); list && !locale.empty() && locale != "C" && locale != "POSIX") {
+    std::string rest = list;
+    for (std::size_t colon; !rest.empty(); rest = colon == std::string::npos ? "" : rest.substr(colon + 1)) {
+      colon = rest.find(':');
+      add(rest.substr(0, colon));
+    }
+  }
+  add(locale);
+  names.push_back("en");
+  return names;
+}
+
+std::mutex& loadedMutex() {
+  static std::mutex mutex;
+  return mutex;
+}
+
+std::map<std::string, std::shared_ptr<NSBundle>>& loadedBundles() {
+  static std::map<std::string, std::shared_ptr<NSBundle>> bundles;
+  return bundles;
+}
+
+std::mutex& tablesMutex() {
+  static std::mutex mutex;
+  return mutex;
+}
+
+}  // namespace
+
+std::shared_ptr<NSBundle> NSBundle::mainBundle() {
+  static const std::shared_ptr<NSBundle> bundle = [] {
+    std::string folder;
+    if (const char* given = std::getenv("ZEVANTI_BUNDLE"); given && *given) {
+      folder = given;
+    } else {
+      std::error_code error;
+      folder = std::filesystem::read_symlink("/proc/self/exe", error).parent_path().string();
+    }
+    if (auto found = bundleWithPath(folder)) return found;
+    // A program outside a bundle, such as a test: a bundle without entries.
+    auto bare = std::make_shared<NSBundle>();
+    bare->path_ = folder;
+    return bare;
+  }();
+  return bundle;
+}
+
+std::shared_ptr<NSBundle> NSBundle::bundleForClass(Class cls) {
+  if (cls && !cls->bundlePath.empty()) {
+    if (auto bundle = bundleWithPath(cls->bundlePath)) return bundle;
+  }
+  return mainBundle();
+}
+
+std::shared_ptr<NSBundle> NSBundle::bundleWithPath(const std::string& path) {
+  std::error_code error;
+  std::string folder = std::filesystem::weakly_canonical(path, error).string();
+  if (error || folder.empty()) return nullptr;
+  std::lock_guard lock(loadedMutex());
+  if (auto loaded = loadedBundles().find(folder); loaded != loadedBundles().end()) return loaded->second;
+  auto content = readFile(folder + "/Info.plist");
+  if (!content) content = readFile(folder + "/Contents/Info.plist");
+  if (!content) return nullptr;
+  auto entries = parsePropertyList(*content);
+  if (entries.empty()) return nullptr;
+  auto bundle = std::make_shared<NSBundle>();
+  bundle->path_ = folder;
+  bundle->info_ = std::move(entries);
+  bundle->identifier_ = bundle->infoString("CFBundleIdentifier");
+  loadedBundles()[folder] = bundle;
+  return bundle;
+}
+
+std::shared_ptr<NSBundle> NSBundle::bundleWithIdentifier(const std::string& identifier) {
+  auto main = mainBundle();
+  if (!identifier.empty() && main->identifier_ == identifier) return main;
+  std::lock_guard lock(loadedMutex());
+  for (auto& [path, bundle] : loadedBundles()) {
+    if (!identifier.empty() && bundle->identifier_ == identifier) return bundle;
+  }
+  return nullptr;
+}
+
+std::string NSBundle::infoString(const std::string& dottedKey) const {
+  auto entry = info_.find(dottedKey);
+  return entry == info_.end() ? "" : entry->second;
+}
+
+std::string NSBundle::pathForResource(const std::string& fileName) const {
+  std::error_code error;
+  for (const std::string& language : personLanguages()) {
+    std::string path = path_ + "/" + language + ".lproj/" + fileName;
+    if (std::filesystem::exists(path, error)) return path;
+  }
+  std::string path = path_ + "/" + fileName;
+  return std::filesystem::exists(path, error) ? path : "";
+}
+
+std::string NSBundle::localizedStringForKey_value_table(const std::string& key, const std::string& value,
+                                                        const std::string& table) const {
+  const std::string name = table.empty() ? "Localizable" : table;
+  std::lock_guard lock(tablesMutex());
+  auto loaded = tables_.find(name);
+  if (loaded == tables_.end()) {
+    // A text that a translation lacks is taken from the next language of the person's.
+    std::map<std::string, std::string> texts;
+    for (const std::string& language : personLanguages()) {
+      if (auto content = readFile(path_ + "/" + language + ".lproj/" + name + ".strings"))
+        texts.merge(parseStringsFile(*content));
+    }
+    if (auto content = readFile(path_ + "/" + name + ".strings")) texts.merge(parseStringsFile(*content));
+    loaded = tables_.emplace(name, std::move(texts)).first;
+  }
+  if (auto text = loaded->second.find(key); text != loaded->second.end()) return text->second;
+  return value.empty() ? key : value;
+}

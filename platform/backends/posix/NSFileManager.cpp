@@ -1,0 +1,131 @@
+#include "platform/Foundation/NSFileManager.h"
+
+#include "platform/backends/posix/FileCopy.h"
+
+#include <cerrno>
+#include <filesystem>
+
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+namespace {
+
+bool fail(NSErrorPtr* error, int number, const std::string& what) {
+  if (error) *error = NSError::posix(number, what);
+  return false;
+}
+
+NSDate dateOf(const statx_timestamp& time) {
+  return NSDate(static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9);
+}
+
+/// A move between file systems: the copy takes its name only when it is whole.
+int moveByCopying(const std::string& from, const std::string& to) {
+  std::error_code error;
+  if (std::filesystem::is_directory(std::filesystem::symlink_status(from, error))) {
+    std::filesystem::copy(
+        from, to, std::filesystem::copy_options::recursive | std::filesystem::copy_options::copy_symlinks, error);
+  } else {
+    error = std::error_code(copyFile(from, to), std::generic_category());
+  }
+  if (error) return error.value();
+  std::filesystem::remove_all(from, error);
+  return error.value();
+}
+
+}  // namespace
+
+NSFileManager& NSFileManager::defaultManager() {
+  static NSFileManager manager;
+  return manager;
+}
+
+bool NSFileManager::fileExistsAtPath(const std::string& path) const {
+  return fileExistsAtPath_isDirectory(path, nullptr);
+}
+
+bool NSFileManager::fileExistsAtPath_isDirectory(const std::string& path, bool* isDirectory) const {
+  struct stat status;
+  if (stat(path.c_str(), &status) != 0) return false;
+  if (isDirectory) *isDirectory = S_ISDIR(status.st_mode);
+  return true;
+}
+
+std::optional<NSFileAttributes> NSFileManager::attributesOfItemAtPath_error(const std::string& path,
+                                                                            NSErrorPtr* error) const {
+  struct statx status;
+  if (statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS | STATX_BTIME, &status) != 0) {
+    fail(error, errno, "The properties of “" + path + "” can’t be read");
+    return {};
+  }
+  NSFileAttributes attributes;
+  attributes.fileModificationDate = dateOf(status.stx_mtime);
+  attributes.NSFileCreationDate = attributes.fileModificationDate;
+  if (status.stx_mask & STATX_BTIME) {
+    // Content is not younger than its file, unless the file is a copy that was given the original's times.
+    NSDate birth = dateOf(status.stx_btime);
+    if (birth.timeIntervalSince1970() < attributes.fileModificationDate->timeIntervalSince1970())
+      attributes.NSFileCreationDate = birth;
+  }
+  attributes.fileSize = static_cast<std::int64_t>(status.stx_size);
+  attributes.isDirectory = S_ISDIR(status.stx_mode);
+  return attributes;
+}
+
+bool NSFileManager::removeItemAtPath_error(const std::string& path, NSErrorPtr* error) const {
+  std::error_code failure;
+  std::uintmax_t removed = std::filesystem::remove_all(path, failure);
+  if (failure) return fail(error, failure.value(), "“" + path + "” can’t be removed");
+  if (removed == 0) return fail(error, ENOENT, "“" + path + "” can’t be removed");
+  return true;
+}
+
+bool NSFileManager::moveItemAtURL_toURL_error(const NSURL& from, const NSURL& to, NSErrorPtr* error) const {
+  auto moved = [&] { return renameat2(AT_FDCWD, from.path().c_str(), AT_FDCWD, to.path().c_str(), RENAME_NOREPLACE); };
+  int failure = moved() == 0 ? 0 : errno;
+  if (failure == EINVAL || failure == ENOSYS) {
+    // The file system can't promise not to replace: look first.
+    struct stat status;
+    if (lstat(to.path().c_str(), &status) == 0) {
+      failure = EEXIST;
+    } else {
+      failure = rename(from.path().c_str(), to.path().c_str()) == 0 ? 0 : errno;
+    }
+  }
+  if (failure == EXDEV) failure = moveByCopying(from.path(), to.path());
+  if (failure != 0) return fail(error, failure, "“" + from.path() + "” can’t be moved to “" + to.path() + "”");
+  return true;
+}
+
+bool NSFileManager::createDirectoryAtPath_error(const std::string& path, bool isPrivate, NSErrorPtr* error) const {
+  // A private directory must not be open to others for a moment, nor be made useless by the umask.
+  if (mkdir(path.c_str(), isPrivate ? 0700 : 0777) != 0 || (isPrivate && chmod(path.c_str(), 0700) != 0))
+    return fail(error, errno, "The folder “" + path + "” can’t be made");
+  return true;
+}
+
+std::optional<std::vector<std::string>> NSFileManager::contentsOfDirectoryAtPath_error(const std::string& path,
+                                                                                       NSErrorPtr* error) const {
+  std::error_code failure;
+  std::vector<std::string> names;
+  std::filesystem::directory_iterator entry(path, failure), end;
+  for (; !failure && entry != end; entry.increment(failure)) names.push_back(entry->path().filename().string());
+  if (failure) {
+    fail(error, failure.value(), "The folder “" + path + "” can’t be read");
+    return {};
+  }
+  return names;
+}
+
+std::optional<std::uint64_t> NSFileManager::fileSystemFreeSizeForPath_error(const std::string& path,
+                                                                            NSErrorPtr* error) const {
+  struct statvfs status;
+  if (statvfs(path.c_str(), &status) != 0) {
+    fail(error, errno, "The free space of “" + path + "” can’t be read");
+    return {};
+  }
+  return static_cast<std::uint64_t>(status.f_bavail) * status.f_frsize;
+}
