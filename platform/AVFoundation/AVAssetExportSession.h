@@ -8,7 +8,7 @@
 #include <string>
 
 inline constexpr const char* AVAssetExportPresetPassthrough = "AVAssetExportPresetPassthrough";
-inline constexpr const char* AVFileTypeAppleM4V = "com.apple.m4v-video";
+inline constexpr const char* AVFileTypeM4V = "m4v";
 
 enum class AVAssetExportSessionStatus { Unknown = 0, Waiting, Exporting, Completed, Failed, Cancelled };
 

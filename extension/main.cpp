@@ -1,0 +1,7 @@
+#include "automation/Automation.h"
+#include "platform/Foundation/NSExtension.h"
+
+int main(int argc, char* argv[]) {
+  automation::install();
+  return NSExtensionMain(argc, argv);
+}
