@@ -1,0 +1,145 @@
+#include "automation/ScriptRunner.h"
+
+#include "automation/DragAction.h"
+#include "automation/EditorState.h"
+#include "automation/JSON.h"
+#include "automation/ScreenshotAction.h"
+#include "automation/TapAction.h"
+#include "automation/WaitAction.h"
+#include "platform/Dispatch/dispatch.h"
+
+#include <cstdio>
+#include <iostream>
+
+namespace {
+
+constexpr double kTick = 0.005;   // seconds
+constexpr double kFarewell = 30;  // seconds for the host to take the editor off the screen
+
+/// `resize W H`: done when the window has that size.
+class ResizeAction : public ScriptAction {
+ public:
+  ResizeAction(ScriptContext& context, const ScriptStep& step)
+      : context_(context),
+        size_{static_cast<CGFloat>(step.width), static_cast<CGFloat>(step.height)},
+        deadline_(ScriptContext::now() + 2) {
+    context_.automation().resize(size_);
+  }
+
+  Answer tick() override {
+    const CGSize size = context_.window().bounds().size;
+    if (size == size_) return done();
+    if (ScriptContext::now() < deadline_) return pending();
+    return failed("the window stays " + std::to_string(static_cast<int>(size.width)) + " by " +
+                  std::to_string(static_cast<int>(size.height)) + " points");
+  }
+
+ private:
+  ScriptContext& context_;
+  CGSize size_;
+  double deadline_;
+};
+
+}  // namespace
+
+void ScriptRunner::start(UIAutomation& automation, Script script) {
+  std::make_shared<ScriptRunner>(automation, std::move(script))->scheduleTick();
+}
+
+ScriptRunner::ScriptRunner(UIAutomation& automation, Script script)
+    : context_(automation), script_(std::move(script)) {}
+
+void ScriptRunner::scheduleTick() {
+  dispatch_after(kTick, dispatch_get_main_queue(), [self = shared_from_this()] { self->tick(); });
+}
+
+void ScriptRunner::tick() {
+  if (next_ == script_.steps.size() && !action_) {
+    end();
+    return;
+  }
+  const ScriptStep& step = script_.steps[action_ ? next_ - 1 : next_];
+  ScriptAction::Answer answer = action_ ? action_->tick() : begin(script_.steps[next_++]);
+  if (!answer.failure.empty()) {
+    fail(step.line, answer.failure);
+    return;
+  }
+  if (answer.done) action_ = nullptr;
+  scheduleTick();
+}
+
+ScriptAction::Answer ScriptRunner::begin(const ScriptStep& step) {
+  using Kind = ScriptStep::Kind;
+  context_.editor();
+  switch (step.kind) {
+    case Kind::Wait:
+      action_ = std::make_unique<WaitAction>(context_, step);
+      break;
+    case Kind::Tap:
+      action_ = std::make_unique<TapAction>(context_, step);
+      break;
+    case Kind::Drag:
+      action_ = std::make_unique<DragAction>(context_, step);
+      break;
+    case Kind::Screenshot:
+      action_ = std::make_unique<ScreenshotAction>(context_, step);
+      break;
+    case Kind::Resize:
+      action_ = std::make_unique<ResizeAction>(context_, step);
+      break;
+    case Kind::Key:
+      if (!context_.automation().sendKey(step.name)) {
+        return ScriptAction::failed("there is no key " + jsonString(step.name));
+      }
+      return ScriptAction::done();
+    case Kind::Shake:
+      context_.automation().sendShake();
+      return ScriptAction::done();
+    case Kind::Time:
+    case Kind::State:
+    case Kind::Dump:
+      return print(step);
+  }
+  return action_->tick();
+}
+
+ScriptAction::Answer ScriptRunner::print(const ScriptStep& step) {
+  const Strong<ZVVideoEditorViewController> editor = context_.editor();
+  if (step.kind == ScriptStep::Kind::Dump) {
+    std::cout << viewTree(context_.window()) << std::flush;
+    return ScriptAction::done();
+  }
+  if (!editor) {
+    return ScriptAction::failed(context_.hasFinished() ? "the editor has finished" : "there is no editor yet");
+  }
+  if (step.kind == ScriptStep::Kind::Time) {
+    char text[64];
+    std::snprintf(text, sizeof text, "%.3f", editor->avTrimmer()->value());
+    std::cout << text << std::endl;
+  } else {
+    std::cout << editorState(*editor, context_.window()) << std::endl;
+  }
+  return ScriptAction::done();
+}
+
+void ScriptRunner::fail(int line, const std::string& why) {
+  std::cerr << scriptMessage(line, why) << std::endl;
+  context_.automation().finish(kFailureStatus);
+}
+
+void ScriptRunner::end() {
+  const Strong<ZVVideoEditorViewController> editor = context_.editor();
+  if (endDeadline_ == 0) {
+    endDeadline_ = ScriptContext::now() + kFarewell;
+    if (!editor && !context_.hasFinished()) {
+      // Nothing was ever shown, so nobody will dismiss it.
+      context_.automation().finish(0);
+      return;
+    }
+    if (editor) editor->doneAction();
+  } else if (ScriptContext::now() > endDeadline_) {
+    fail(script_.steps.empty() ? 1 : script_.steps.back().line, "the host does not take the finished editor away");
+    return;
+  }
+  if (editor) scheduleTick();
+}

@@ -1,0 +1,71 @@
+#include "automation/WaitAction.h"
+
+#include "platform/Photos/PHPhotoLibrary.h"
+#include "platform/UIKit/UIDevice.h"
+
+#include <sstream>
+
+namespace {
+
+/// Whether the timeline is attached and, where pictures can be looked at, the first one has come.
+bool isReady(ZVVideoEditorViewController& editor) {
+  if (editor.avPlayerItem()->status() != AVPlayerItemStatus::ReadyToPlay || !editor.avTrimmer()->dataSource()) {
+    return false;
+  }
+  const bool rendersInSoftware = UIDevice::currentDevice()->_graphicsQuality() <= 10;
+  return !rendersInSoftware || editor.avAsset()->tracksWithMediaType(AVMediaTypeVideo).empty() ||
+         editor.avPlayer()->videoOutput()->copyFrame();
+}
+
+}  // namespace
+
+WaitAction::WaitAction(ScriptContext& context, const ScriptStep& step)
+    : context_(context), state_(step.name), seconds_(step.seconds), deadline_(ScriptContext::now() + step.seconds) {}
+
+ScriptAction::Answer WaitAction::tick() {
+  const Strong<ZVVideoEditorViewController> editor = context_.editor();
+  Answer answer = pending();
+  if (state_ == "saved") {
+    answer = tickSaved();
+  } else if (state_ == "failed") {
+    if (!context_.failure().empty() && !(editor && editor->isExporting())) {
+      context_.acknowledgeFailure();
+      answer = done();
+    }
+  } else if (!editor) {
+    answer = tickWithoutEditor();
+  } else if (isReached(*editor)) {
+    answer = done();
+  } else if (state_ == "ready" && editor->avPlayerItem()->status() == AVPlayerItemStatus::Failed) {
+    answer = failed(context_.failure());
+  }
+  if (answer.done || ScriptContext::now() < deadline_) return answer;
+  std::ostringstream why;
+  why << "waited " << seconds_ << " s for \"" << state_ << "\" in vain";
+  return failed(why.str());
+}
+
+ScriptAction::Answer WaitAction::tickWithoutEditor() {
+  if (!context_.hasFinished()) return pending();
+  return state_ == "finished" ? done() : failed("the editor has finished");
+}
+
+ScriptAction::Answer WaitAction::tickSaved() {
+  const std::string failure = context_.failure();
+  if (!failure.empty()) return failed(failure);
+  if (!context_.hasNewSave()) return context_.hasFinished() ? failed("the editor has finished") : pending();
+  const Strong<ZVVideoEditorViewController> editor = context_.editor();
+  if (editor && editor->isExporting()) return pending();
+  if (PHPhotoLibrary::sharedPhotoLibrary().hasPendingSaves()) return pending();
+  context_.acknowledgeSaves();
+  return done();
+}
+
+bool WaitAction::isReached(ZVVideoEditorViewController& editor) {
+  const AVPlayer& player = *editor.avPlayer();
+  if (state_ == "ready") return isReady(editor);
+  if (state_ == "playing") return player.rate() != 0;
+  if (state_ == "paused") return player.rate() == 0 && !player.isSeeking();
+  if (state_ == "editing") return editor.isTrimming();
+  return false;
+}
