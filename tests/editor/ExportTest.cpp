@@ -1,0 +1,98 @@
+#include "EditorFixture.h"
+#include "editor/NSFileManagerZVExtensions.h"
+#include "platform/Foundation/os_trace.h"
+#include "platform/UIKit/UIActivity.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string contents(const fs::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+bool traced(const std::string& start) {
+  const auto messages = trace_log::messages();
+  return std::any_of(messages.begin(), messages.end(), [&](const auto& m) { return m.text.starts_with(start); });
+}
+
+}  // namespace
+
+TEST_F(EditorTest, SavingWithoutTrimReportsFirstAndStoresTheSameBytes) {
+  openReady("basic.mp4");
+  const std::string original = contents(movie);
+  editor->saveButton()->sendAction();
+  ASSERT_EQ(delegate->reports.size(), 1U);
+  EXPECT_EQ(delegate->reports[0], std::vector<std::string>{UIActivityTypeSaveToCameraRoll});
+  close();  // the editor and its file go while the save may still be under way
+  ASSERT_TRUE(pumpUntil([] { return !PHPhotoLibrary::sharedPhotoLibrary().hasPendingSaves(); }));
+  ASSERT_EQ(libraryFiles().size(), 1U);
+  EXPECT_EQ(contents(library / libraryFiles()[0]), original);
+}
+
+TEST_F(EditorTest, TrimmedSavesReplaceTheMovieOnScreen) {
+  openReady("basic.mp4");
+  select(10, 25);
+  editor->trimButton()->sendAction();
+  EXPECT_TRUE(editor->isExporting());
+  editor->undoAction();
+  EXPECT_TRUE(editor->isTrimming()) << "no undo during an export";
+  ASSERT_TRUE(pumpUntil([&] { return !editor->isExporting(); }));
+  const NSURL first = editor->videoURL();
+  EXPECT_EQ(first, editor->trimFilePath());
+  EXPECT_FALSE(editor->isTrimming());
+  EXPECT_TRUE(delegate->reports.empty()) << "the editor stays open";
+  ASSERT_TRUE(pumpUntil([&] { return editor->avTrimmer()->duration() < 20; }));
+  EXPECT_NEAR(editor->getPlayerDuration(), 15, 0.05);
+  EXPECT_EQ(itemsOf(editor->topToolBar()), "Done flex title flex Save");
+
+  // The second export reads what the first one wrote.
+  select(2, 6);
+  editor->saveAction();
+  ASSERT_TRUE(pumpUntil([&] { return !editor->isExporting(); }));
+  ASSERT_TRUE(pumpUntil([&] { return editor->avTrimmer()->duration() < 10; }));
+  EXPECT_NEAR(editor->getPlayerDuration(), 4, 0.05);
+  ASSERT_TRUE(dispatch_main::waitForBackgroundWork(20));
+  EXPECT_TRUE(fs::exists(editor->videoURL().path()));
+  EXPECT_EQ(fs::exists(first.path()), first == editor->videoURL()) << "the replaced copy is deleted";
+  ASSERT_TRUE(pumpUntil([] { return !PHPhotoLibrary::sharedPhotoLibrary().hasPendingSaves(); }));
+  EXPECT_EQ(libraryFiles().size(), 2U);
+  EXPECT_EQ(*editor->activityTypes(), (std::vector<std::string>(2, UIActivityTypeSaveToCameraRoll)));
+
+  // The end of the new movie is noticed, too.
+  editor->avPlayer()->seekToTime(CMTimeMakeWithSeconds(3.7, 1000000));
+  editor->playAction();
+  EXPECT_TRUE(pumpUntil([&] { return editor->avPlayer()->rate() == 0 && !editor->isUIHidden(); }));
+}
+
+TEST_F(EditorTest, AFailedExportKeepsTheTrimAndLeavesNothing) {
+  openReady("basic.mp4");
+  select(5, 5);  // an empty range
+  editor->saveAction();
+  ASSERT_TRUE(pumpUntil([&] { return !editor->isExporting(); }));
+  EXPECT_TRUE(traced("ZXVideoEditorViewController: Export Trim Video Failed, due to error: "));
+  EXPECT_TRUE(editor->isTrimming());
+  EXPECT_EQ(editor->videoURL(), editor->originalVideoURL());
+  EXPECT_TRUE(libraryFiles().empty());
+  EXPECT_EQ(std::distance(fs::directory_iterator(ZVScreenRecorderTempDirectory), {}), 1) << "only the movie itself";
+
+  // And the next one works.
+  select(5, 8);
+  editor->saveAction();
+  ASSERT_TRUE(pumpUntil([&] { return !editor->isExporting(); }));
+  EXPECT_EQ(editor->videoURL(), editor->trimFilePath());
+}
+
+TEST_F(EditorTest, LeavingDuringAnExportStillSavesIt) {
+  openReady("basic.mp4");
+  select(1, 59);
+  editor->saveAction();
+  close();
+  ASSERT_TRUE(pumpUntil([] { return !PHPhotoLibrary::sharedPhotoLibrary().hasPendingSaves(); }));
+  EXPECT_EQ(libraryFiles().size(), 1U);
+}
