@@ -16,9 +16,12 @@ class CAAnimator {
   static CAAnimator& shared();
 
   /// Changes made by `animations` take `duration` seconds; `completion` runs when the last of them has ended (with
-  /// true), or been replaced (false). With a duration of 0 or nothing to animate it runs at once.
+  /// true), or been replaced (false). With a duration of 0 or nothing to animate it runs at once. A change without an
+  /// animation ends the one that is in flight. The completion of an animation that was replaced, or whose layer has
+  /// gone, runs at the end of the outermost `animate` or at the next tick.
   void animate(double duration, const std::function<void()>& animations, std::function<void(bool finished)> completion);
 
+  /// Whether there is something for `tick` to do.
   bool isAnimating() const;
   /// Moves every animation to the time `now` (seconds of a steady clock) and ends those that are over.
   void tick(double now);
@@ -33,6 +36,8 @@ class CAAnimator {
   void recordOpacity(CALayer* layer, float from);
   std::optional<CGRect> frameInFlight(const CALayer* layer) const;
   std::optional<float> opacityInFlight(const CALayer* layer) const;
+  void endFrameAnimation(const CALayer* layer);
+  void endOpacityAnimation(const CALayer* layer);
   void forget(const CALayer* layer);
 
  private:

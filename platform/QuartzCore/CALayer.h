@@ -43,7 +43,7 @@ class CALayer : public NSObject {
   void setNeedsDisplay();
   unsigned contentVersion() const { return contentVersion_; }
 
-  /// Which visual of the window's back end shows this layer; by default what its view says, else "layer".
+  /// Which visual of the window's back end shows this layer: "layer", and for a view's layer what the view says.
   virtual const char* visualKind() const;
 
  private:

@@ -6,11 +6,13 @@
 
 /// A live, blurred and whitened view of what lies behind it ("_UIBackdropView" in the class registry).
 ///
-/// Mask views cut it: bit 4 of a view's backdrop mask flags (7 has it) makes the view's opaque pixels the shape of the
-/// backdrop; flags 3 leave the view's opaque pixels out of it, so that what is drawn there shows through.
+/// Takes no touches unless told to. Mask views cut it: bit 4 of a view's backdrop mask flags (7 has it) makes the
+/// view's opaque pixels the shape of the backdrop; flags 3 leave the view's opaque pixels out of it, so that what is
+/// drawn there shows through.
 class UIBackdropView : public UIView {
   ZV_OBJECT(UIBackdropView)
  public:
+  UIBackdropView();
   static Strong<UIBackdropView> initWithPrivateStyle(int style);
   static Strong<UIBackdropView> initWithFrame_privateStyle(CGRect frame, int style);
   int privateStyle() const { return style_; }

@@ -1,10 +1,14 @@
 #pragma once
 
 #include "platform/Foundation/NSObject.h"
+#include "platform/UIKit/UIFont.h"
 #include "platform/UIKit/UIGeometry.h"
 #include "platform/UIKit/UIView.h"
 
 #include <string>
+#include <vector>
+
+class UIToolbar;
 
 enum class UIBarButtonSystemItem {
   Done = 0,
@@ -45,14 +49,21 @@ class UIBarButtonItem : public NSObject {
   }
   /// Words on screen ("Cancel"), in the person's language; empty for items shown as a symbol.
   std::string title() const;
+  /// How the title is set: Done and Save stand out.
+  UIFont titleFont() const;
   /// The accessible name in English: "Cancel", "Share", "Play", ... (also what scripts use).
+  /// Empty for spaces and custom views.
   std::string accessibilityLabel() const;
 
  private:
+  friend class UIToolbar;
+  void didChange();
+
   UIBarButtonSystemItem systemItem_ = UIBarButtonSystemItem::Done;
   Strong<UIView> customView_;
   CGFloat width_ = 0;
   UIEdgeInsets insets_;
   Weak<NSObject> target_;
   SEL action_;
+  std::vector<Weak<UIToolbar>> bars_;  ///< the bars that hold the item
 };

@@ -3,10 +3,11 @@
 #include "platform/UIKit/UIImage.h"
 #include "platform/UIKit/UIView.h"
 
-/// Shows one picture, stretched to the view.
+/// Shows one picture, stretched to the view. Takes no touches unless told to.
 class UIImageView : public UIView {
   ZV_OBJECT(UIImageView)
  public:
+  UIImageView();
   /// As large as the image, at the origin; a null image gives a zero frame.
   static Strong<UIImageView> initWithImage(const Strong<UIImage>& image);
   const Strong<UIImage>& image() const { return image_; }

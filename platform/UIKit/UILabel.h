@@ -3,10 +3,11 @@
 #include "platform/UIKit/UIFont.h"
 #include "platform/UIKit/UIView.h"
 
-/// One line of text; text that does not fit ends in an ellipsis.
+/// One line of text; text that does not fit ends in an ellipsis. Takes no touches unless told to.
 class UILabel : public UIView {
   ZV_OBJECT(UILabel)
  public:
+  UILabel();
   const std::string& text() const { return text_; }
   void setText(std::string text);
   const UIFont& font() const { return font_; }
@@ -15,6 +16,8 @@ class UILabel : public UIView {
   void setTextColor(UIColor color);
   NSTextAlignment textAlignment() const { return alignment_; }
   void setTextAlignment(NSTextAlignment alignment);
+  /// The size of the text, rounded up to whole points.
+  CGSize sizeThatFits() const override;
   const char* visualKind() const override { return "label"; }
   std::vector<UIAccessibilityElement> accessibilityElements() override;
 

@@ -2,6 +2,8 @@
 
 #include "platform/UIKit/UIGestureRecognizer.h"
 
+#include <optional>
+
 /// One tap of one finger that stays within 10 points and ends within 0.75 seconds.
 class UITapGestureRecognizer : public UIGestureRecognizer {
  public:
@@ -11,5 +13,5 @@ class UITapGestureRecognizer : public UIGestureRecognizer {
  private:
   CGPoint start_;
   double startTime_ = 0;
-  int identifier_ = -1;
+  std::optional<int> identifier_;
 };

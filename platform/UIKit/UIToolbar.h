@@ -15,6 +15,10 @@ class UIBarPositioningDelegate {
 class UIToolbarDelegate : public UIBarPositioningDelegate {};
 
 /// A translucent bar with a row of items: buttons, views, and spaces that share what room is left. Main queue only.
+///
+/// The row keeps 16 points from both ends of the bar, and items that stand next to each other without a space keep 8.
+/// Flexible spaces share the room that is left equally. A custom view keeps its size, is a subview of the bar as long
+/// as its item is in the bar, and stands in the middle of the bar's height.
 class UIToolbar : public UIView {
   ZV_OBJECT(UIToolbar)
  public:
@@ -29,14 +33,22 @@ class UIToolbar : public UIView {
   /// The button that is being pressed, or null.
   const UIBarButtonItem* pressedItem() const { return pressed_.get(); }
 
+  CGSize sizeThatFits() const override;  ///< 44 points high
   void layoutSubviews() override;
   void handleTouch(const UITouch& touch) override;
   std::vector<UIAccessibilityElement> accessibilityElements() override;
   const char* visualKind() const override { return "toolbar"; }
 
  private:
+  friend class UIBarButtonItem;
+  void itemDidChange();
+  void setPressedItem(const Strong<UIBarButtonItem>& item);
+  const std::vector<CGRect>& frames() const;
+
   std::vector<Strong<UIBarButtonItem>> items_;
-  std::vector<CGRect> frames_;
+  mutable std::vector<CGRect> frames_;  ///< of `items_`, worked out when asked for
+  mutable std::optional<CGSize> framesFitSize_;
   UIToolbarDelegate* delegate_ = nullptr;
   Strong<UIBarButtonItem> tracked_, pressed_;
+  std::optional<int> trackedTouch_;
 };

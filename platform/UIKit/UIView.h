@@ -49,12 +49,15 @@ class UIView : public UIResponder {
 
   // The tree.
   const std::vector<Strong<UIView>>& subviews() const { return subviews_; }
-  Strong<UIView> superview() const { return superview_.lock(); }
+  Strong<UIView> superview() const;
   void addSubview(const Strong<UIView>& view);  ///< to the front; moved there when it is a subview already
   void insertSubview_belowSubview(const Strong<UIView>& view, const Strong<UIView>& sibling);
   /// Also drops every constraint of the superviews that refers to this view.
   void removeFromSuperview();
+  /// The window that the view is in, however deep; null when it is in none.
   UIWindow* window() const;
+  /// Whether `view` is this view or lies in it, however deep.
+  bool containsView(const UIView* view) const;
 
   // Layout. Constraints place views that don't translate their autoresizing mask; they may refer to siblings and
   // superviews, and are carried out, for the subviews, in each layout pass of the view that holds them.
@@ -109,10 +112,19 @@ class UIView : public UIResponder {
  private:
   void resizeSubviews(CGSize oldSize);
   void applyConstraints();
+  void layoutPass();
+  bool layoutTree();
+  /// Asks the superviews whose constraints refer to this view for a layout.
+  void frameDidChange();
+  void insertSubview(const Strong<UIView>& view, const UIView* sibling);
+  void detachFromSuperview();
+  void dropConstraintsOfSuperviews();
+  void sendWillLeaveWindow();
+  void sendDidMoveToWindow(bool inWindow);
 
   Strong<CALayer> layer_;
   std::vector<Strong<UIView>> subviews_;
-  Weak<UIView> superview_;
+  UIView* superview_ = nullptr;  ///< cleared when the superview goes, so that views may be put together in constructors
   std::vector<Strong<NSLayoutConstraint>> constraints_;
   std::vector<Strong<UIGestureRecognizer>> recognizers_;
   UIViewController* controller_ = nullptr;
@@ -122,5 +134,6 @@ class UIView : public UIResponder {
   bool userInteraction_ = true;
   bool deliversTouches_ = true;
   bool needsLayout_ = true;
+  bool placingSubviews_ = false;
   int backdropMaskFlags_ = 0;
 };

@@ -3,16 +3,20 @@
 #include "platform/UIKit/UIView.h"
 #include "platform/UIKit/UIViewController.h"
 
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 /// The root of what is on screen, and where input comes in. Main queue only.
 ///
 /// Keyboard: Tab and Shift+Tab move the focus through the accessible elements in reading order, arrows adjust a focused
-/// slider, Return and Space activate a focused element. Without a focus, keys go to the bar items on screen by their
-/// meaning: Space plays or pauses, Escape cancels, Return is Done, Control+S saves; Control+Z is a shake.
+/// slider by a frame (with Shift: by a second) and Home and End take it to its ends, Return and Space activate a
+/// focused element. Without a focus, keys go to the bar items by their meaning, whether the bars are faded out or not:
+/// Space plays or pauses, Return is Done, Control+S saves, and the arrows move the element named "Playhead". Escape
+/// always cancels, and Control+Z is a shake. A press of the mouse or a finger takes the focus away.
 class UIWindow : public UIView {
   ZV_OBJECT(UIWindow)
  public:
@@ -27,7 +31,12 @@ class UIWindow : public UIView {
   /// all within an animation of `duration` seconds.
   void resize(CGSize size, double duration);
 
+  /// A touch goes, in all its phases, to the view that it began in and to the gesture recognizers there and in the
+  /// superviews, up to a view that keeps touches to itself (see setDeliversTouchesForGesturesToSuperview), a control or
+  /// a toolbar. A view that leaves the window meanwhile gets Cancelled.
   void sendTouch(const UITouch& touch);
+  /// Ends every touch under way as Cancelled, for when the window loses the person's attention.
+  void cancelTouches();
   void sendHover(std::optional<CGPoint> location);
   /// Whether the key meant something here.
   bool sendKey(const UIKey& key);
@@ -49,10 +58,19 @@ class UIWindow : public UIView {
   const char* visualKind() const override { return "window"; }
 
  private:
-  bool activateBarItem(std::initializer_list<const char*> labels);
-  Strong<UIViewController> root_;
   struct Tracking;
+  void cancelTouch(const std::shared_ptr<Tracking>& tracking);
+  bool activateBarItem(std::initializer_list<const char*> labels);
+  bool activateElement(const std::string& label);
+  bool adjustElement(const UIAccessibilityElement& element, const UIKey& key);
+  bool moveFocus(bool backwards);
+  std::optional<Reachable> focusedElement();
+  bool sendKeyToFocus(const UIKey& key);
+  bool sendKeyByMeaning(const UIKey& key);
+
+  Strong<UIViewController> root_;
   std::map<int, std::shared_ptr<Tracking>> touches_;
   std::string focusLabel_;
+  Weak<UIView> focusedView_;
   Weak<UIView> hovered_;
 };

@@ -1,0 +1,48 @@
+#include "platform/UIKit/UILabel.h"
+
+#include <cmath>
+#include <utility>
+
+ZV_REGISTER_CLASS(UILabel, "UILabel", UIView, {})
+
+UILabel::UILabel() {
+  setUserInteractionEnabled(false);
+}
+
+void UILabel::setText(std::string text) {
+  if (text == text_) return;
+  text_ = std::move(text);
+  setNeedsDisplay();
+}
+
+void UILabel::setFont(UIFont font) {
+  if (font == font_) return;
+  font_ = font;
+  setNeedsDisplay();
+}
+
+void UILabel::setTextColor(UIColor color) {
+  if (color == color_) return;
+  color_ = color;
+  setNeedsDisplay();
+}
+
+void UILabel::setTextAlignment(NSTextAlignment alignment) {
+  if (alignment == alignment_) return;
+  alignment_ = alignment;
+  setNeedsDisplay();
+}
+
+CGSize UILabel::sizeThatFits() const {
+  const CGSize size = UITextSize(text_, font_);
+  return {std::ceil(size.width), std::ceil(size.height)};
+}
+
+std::vector<UIAccessibilityElement> UILabel::accessibilityElements() {
+  UIAccessibilityElement element;
+  element.label = accessibilityLabel().empty() ? text_ : accessibilityLabel();
+  if (element.label.empty()) return {};
+  element.role = UIAccessibilityRole::StaticText;
+  element.frame = bounds();
+  return {element};
+}

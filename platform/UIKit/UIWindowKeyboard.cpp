@@ -1,0 +1,187 @@
+// The keyboard: what can be reached, where the focus is, what keys mean.
+
+#include "platform/UIKit/UIToolbar.h"
+#include "platform/UIKit/UIWindow.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr float leastVisibleAlpha = 0.01f;
+/// More than any movie is long, and few enough seconds to be counted in frames.
+constexpr int stepsToTheEnd = 1'000'000;
+
+bool canHaveFocus(const UIAccessibilityElement& element) {
+  return element.enabled && (element.activate || element.adjust);
+}
+
+bool isArrow(const UIKey& key) {
+  return key.name == "Left" || key.name == "Right";
+}
+
+void collectReachable(const Strong<UIView>& view, bool interactive, std::vector<UIWindow::Reachable>& found) {
+  if (view->isHidden() || view->alpha() < leastVisibleAlpha) return;
+  interactive = interactive && view->isUserInteractionEnabled();
+  for (auto& element : view->accessibilityElements()) {
+    if (!interactive) element.enabled = false;
+    element.frame.origin = view->convertPointToWindow(element.frame.origin);
+    found.push_back({view, std::move(element)});
+  }
+  const auto views = view->subviews();
+  for (const auto& subview : views) collectReachable(subview, interactive, found);
+}
+
+/// Rows from top to bottom, and each from left to right. An element belongs to a row when its middle lies within the
+/// height of the row's first element.
+void sortInReadingOrder(std::vector<UIWindow::Reachable>& elements) {
+  const auto middle = [](const auto& e) { return e.element.frame.origin.y + e.element.frame.size.height / 2; };
+  std::stable_sort(elements.begin(), elements.end(),
+                   [](const auto& a, const auto& b) { return a.element.frame.origin.y < b.element.frame.origin.y; });
+  for (auto row = elements.begin(); row != elements.end();) {
+    const float bottom = row->element.frame.maxY();
+    auto end = std::find_if(row + 1, elements.end(), [&](const auto& e) { return middle(e) >= bottom; });
+    std::stable_sort(row, end,
+                     [](const auto& a, const auto& b) { return a.element.frame.origin.x < b.element.frame.origin.x; });
+    row = end;
+  }
+}
+
+/// The item with this name in the bars of the window, faded out or not.
+Strong<UIBarButtonItem> findBarItem(const Strong<UIView>& view, const std::string& label) {
+  if (view->isHidden()) return nullptr;
+  if (const auto* bar = dynamic_cast<const UIToolbar*>(view.get())) {
+    for (const auto& item : bar->items()) {
+      if (item->accessibilityLabel() == label) return item;
+    }
+  }
+  for (const auto& subview : view->subviews()) {
+    if (auto item = findBarItem(subview, label)) return item;
+  }
+  return nullptr;
+}
+
+/// Play and Pause stand in for each other in the same place.
+bool isSameFocus(const std::string& focused, const std::string& label) {
+  return label == focused || (focused == "Play" && label == "Pause") || (focused == "Pause" && label == "Play");
+}
+
+}  // namespace
+
+std::vector<UIWindow::Reachable> UIWindow::reachableElements() {
+  layoutIfNeeded();
+  std::vector<Reachable> found;
+  if (const auto self = std::static_pointer_cast<UIView>(weak_from_this().lock())) {
+    collectReachable(self, true, found);
+  }
+  sortInReadingOrder(found);
+  return found;
+}
+
+std::optional<UIWindow::Reachable> UIWindow::focusedElement() {
+  const auto view = focusedView_.lock();
+  if (!view || focusLabel_.empty()) return std::nullopt;
+  const auto elements = reachableElements();
+  const auto place = std::find_if(elements.begin(), elements.end(), [&](const Reachable& r) {
+    return r.view == view && canHaveFocus(r.element) && isSameFocus(focusLabel_, r.element.label);
+  });
+  if (place == elements.end()) return std::nullopt;
+  focusLabel_ = place->element.label;
+  return *place;
+}
+
+std::optional<CGRect> UIWindow::focusRing() {
+  const auto focused = focusedElement();
+  return focused ? std::optional(focused->element.frame) : std::nullopt;
+}
+
+bool UIWindow::moveFocus(bool backwards) {
+  auto elements = reachableElements();
+  std::erase_if(elements, [](const Reachable& r) { return !canHaveFocus(r.element); });
+  if (elements.empty()) return false;
+  const auto focused = focusedElement();
+  const auto current = std::find_if(elements.begin(), elements.end(), [&](const Reachable& r) {
+    return focused && r.view == focused->view && r.element.label == focused->element.label;
+  });
+  const std::size_t count = elements.size();
+  std::size_t next = backwards ? count - 1 : 0;
+  if (current != elements.end()) {
+    const auto index = static_cast<std::size_t>(current - elements.begin());
+    next = backwards ? (index + count - 1) % count : (index + 1) % count;
+  }
+  focusedView_ = elements[next].view;
+  focusLabel_ = elements[next].element.label;
+  setNeedsDisplay();
+  return true;
+}
+
+bool UIWindow::adjustElement(const UIAccessibilityElement& element, const UIKey& key) {
+  if (!element.adjust) return false;
+  if (isArrow(key)) {
+    element.adjust(key.name == "Left" ? -1 : 1, key.shift ? UIAdjustmentUnit::Second : UIAdjustmentUnit::Frame);
+    return true;
+  }
+  if (key.name == "Home" || key.name == "End") {
+    element.adjust(key.name == "Home" ? -stepsToTheEnd : stepsToTheEnd, UIAdjustmentUnit::Second);
+    return true;
+  }
+  return false;
+}
+
+bool UIWindow::activateBarItem(std::initializer_list<const char*> labels) {
+  const auto self = std::static_pointer_cast<UIView>(weak_from_this().lock());
+  if (!self) return false;
+  for (const char* label : labels) {
+    if (const auto item = findBarItem(self, label)) {
+      item->sendAction();
+      return true;
+    }
+  }
+  return false;
+}
+
+bool UIWindow::activateElement(const std::string& label) {
+  for (const auto& [view, element] : reachableElements()) {
+    if (element.label == label && element.enabled && element.activate) {
+      element.activate();
+      return true;
+    }
+  }
+  return false;
+}
+
+bool UIWindow::sendKeyToFocus(const UIKey& key) {
+  const auto focused = focusedElement();
+  if (!focused) return false;
+  if (adjustElement(focused->element, key)) return true;
+  if ((key.name != "Return" && key.name != "Space") || !focused->element.activate) return false;
+  focused->element.activate();
+  return true;
+}
+
+bool UIWindow::sendKeyByMeaning(const UIKey& key) {
+  if (key.name == "Space") return activateBarItem({"Pause", "Play"}) || activateElement("Play");
+  if (key.name == "Return") return activateBarItem({"Done"});
+  if (isArrow(key) || key.name == "Home" || key.name == "End") {
+    for (const auto& [view, element] : reachableElements()) {
+      if (element.label == "Playhead" && canHaveFocus(element)) return adjustElement(element, key);
+    }
+  }
+  return false;
+}
+
+bool UIWindow::sendKey(const UIKey& key) {
+  const auto keep = weak_from_this().lock();
+  if (key.alt) return false;
+  if (key.control) {
+    if (key.name == "Z") {
+      sendShake();
+      return true;
+    }
+    // Where the bars have no Save, while trimming, Done is what saves.
+    return key.name == "S" && activateBarItem({"Save", "Done"});
+  }
+  if (key.name == "Tab") return moveFocus(key.shift);
+  // Where the bars have no Cancel, after an edit, Done stands in its place and leaves in the same way.
+  if (key.name == "Escape") return activateBarItem({"Cancel", "Done"});
+  return sendKeyToFocus(key) || sendKeyByMeaning(key);
+}
