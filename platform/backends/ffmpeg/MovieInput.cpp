@@ -1,0 +1,153 @@
+#include "platform/backends/ffmpeg/MovieInput.h"
+
+#include "platform/AVFoundation/AVAssetExportSession.h"
+
+extern "C" {
+#include <libavutil/dict.h>
+#include <libavutil/log.h>
+}
+
+#include <algorithm>
+#include <cerrno>
+#include <mutex>
+
+namespace {
+
+/// Formats that hold their own media. Playlists and scripts, which could name other files or addresses, are left out.
+constexpr const char* kFormats =
+    "mov,matroska,webm,avi,mpegts,mpeg,flv,asf,ogg,wav,mp3,aac,flac,mxf,nut,ivf,gif,h264,hevc,mpegvideo";
+
+NSErrorPtr notAMovie(const std::string& name, const std::string& why) {
+  return std::make_shared<const NSError>(AVFoundationErrorDomain, AVErrorFileFormatNotRecognized,
+                                         "“" + name + "” " + why);
+}
+
+NSErrorPtr openingError(int averror, const std::string& name) {
+  switch (averror) {
+    case AVERROR(ENOENT):
+    case AVERROR(EACCES):
+    case AVERROR(EPERM):
+    case AVERROR(EISDIR):
+    case AVERROR(EIO):
+    case AVERROR(EMFILE):
+    case AVERROR(ENOMEM): return NSError::posix(AVUNERROR(averror), "“" + name + "” can't be opened");
+    case AVERROR_EOF: return notAMovie(name, "is empty.");
+    case AVERROR_INVALIDDATA: return notAMovie(name, "is damaged, or not a movie.");
+    default: return notAMovie(name, "can't be read as a movie (" + avErrorText(averror) + ").");
+  }
+}
+
+/// Whether the headers alone have told all that is needed, as those of a finished MP4 file do.
+bool knowsAll(const AVFormatContext* format) {
+  for (unsigned i = 0; i < format->nb_streams; ++i) {
+    const AVStream* stream = format->streams[i];
+    const AVCodecParameters* codec = stream->codecpar;
+    if (isCoverPicture(stream)) continue;
+    if (codec->codec_type != AVMEDIA_TYPE_VIDEO && codec->codec_type != AVMEDIA_TYPE_AUDIO) continue;
+    if (stream->start_time == AV_NOPTS_VALUE || stream->duration <= 0 || codec->codec_id == AV_CODEC_ID_NONE)
+      return false;
+    if (codec->codec_type == AVMEDIA_TYPE_VIDEO ? codec->width <= 0 || codec->height <= 0 : codec->sample_rate <= 0)
+      return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::unique_ptr<MovieInput> MovieInput::open(const std::string& path, const std::string& displayName, NSErrorPtr* error,
+                                             std::function<bool()> isCancelled) {
+  static std::once_flag quiet;
+  std::call_once(quiet, [] { av_log_set_level(AV_LOG_FATAL); });
+
+  std::unique_ptr<MovieInput> input(new MovieInput);
+  input->isCancelled_ = std::move(isCancelled);
+  input->format_ = avformat_alloc_context();
+  if (input->isCancelled_) {
+    input->format_->interrupt_callback.callback = [](void* self) {
+      return int(static_cast<MovieInput*>(self)->isCancelled_());
+    };
+    input->format_->interrupt_callback.opaque = input.get();
+  }
+  AVDictionary* options = nullptr;
+  av_dict_set(&options, "advanced_editlist", "1", 0);
+  av_dict_set(&options, "format_whitelist", kFormats, 0);
+  av_dict_set(&options, "protocol_whitelist", "file", 0);
+  int result = avformat_open_input(&input->format_, ("file:" + path).c_str(), nullptr, &options);
+  av_dict_free(&options);
+  if (result >= 0 && !knowsAll(input->format_)) result = avformat_find_stream_info(input->format_, nullptr);
+  if (result < 0) {
+    if (error) *error = openingError(result, displayName);
+    return nullptr;
+  }
+
+  bool anything = false;
+  std::int64_t start = AV_NOPTS_VALUE, end = 0;
+  for (unsigned i = 0; i < input->format_->nb_streams; ++i) {
+    AVStream* stream = input->format_->streams[i];
+    if (isCoverPicture(stream)) continue;
+    const AVMediaType type = stream->codecpar->codec_type;
+    if (type == AVMEDIA_TYPE_VIDEO && !input->video_) input->video_ = stream;
+    if (type != AVMEDIA_TYPE_VIDEO && type != AVMEDIA_TYPE_AUDIO) continue;
+    anything = true;
+    std::int64_t streamStart = 0;
+    if (stream->start_time != AV_NOPTS_VALUE) {
+      streamStart = av_rescale_q(stream->start_time, stream->time_base, AV_TIME_BASE_Q);
+      if (start == AV_NOPTS_VALUE || streamStart < start) start = streamStart;
+    }
+    if (stream->duration > 0) {
+      end = std::max(end, streamStart + av_rescale_q(stream->duration, stream->time_base, AV_TIME_BASE_Q));
+    }
+  }
+  if (!anything) {
+    if (error) *error = notAMovie(displayName, "holds neither pictures nor sound.");
+    return nullptr;
+  }
+  input->startTime_ = start == AV_NOPTS_VALUE ? 0 : start;
+  input->duration_ = end > 0 ? end - input->startTime_ : std::max<std::int64_t>(input->format_->duration, 0);
+  return input;
+}
+
+MovieInput::~MovieInput() {
+  avformat_close_input(&format_);
+}
+
+std::int64_t MovieInput::startTime(const AVStream* stream) const {
+  return av_rescale_q(startTime_, AV_TIME_BASE_Q, stream->time_base);
+}
+
+const std::vector<std::int64_t>& MovieInput::keyTimes() {
+  if (keyTimesKnown_ || !video_) return keyTimes_;
+  keyTimesKnown_ = true;
+  // Some formats read their index only when it is first needed.
+  if (avformat_index_get_entries_count(video_) < 2) seek(video_, 0);
+  const int count = avformat_index_get_entries_count(video_);
+  for (int i = 0; i < count; ++i) {
+    const AVIndexEntry* entry = avformat_index_get_entry(video_, i);
+    if (entry->flags & AVINDEX_KEYFRAME) keyTimes_.push_back(entry->timestamp);
+  }
+  std::sort(keyTimes_.begin(), keyTimes_.end());
+  return keyTimes_;
+}
+
+int MovieInput::seek(AVStream* stream, std::int64_t time) {
+  const int result = av_seek_frame(format_, stream->index, time, AVSEEK_FLAG_BACKWARD);
+  if (result >= 0) return result;
+  // Nothing at or before that time: the first key frame there is.
+  return avformat_seek_file(format_, stream->index, INT64_MIN, time, INT64_MAX, 0);
+}
+
+bool isCoverPicture(const AVStream* stream) {
+  return (stream->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
+}
+
+const std::int32_t* displayMatrix(const AVStream* stream) {
+  std::size_t size = 0;
+  const std::uint8_t* data = av_stream_get_side_data(stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
+  return data && size >= 9 * sizeof(std::int32_t) ? reinterpret_cast<const std::int32_t*>(data) : nullptr;
+}
+
+std::string avErrorText(int averror) {
+  char text[AV_ERROR_MAX_STRING_SIZE] = {};
+  av_strerror(averror, text, sizeof text);
+  return text;
+}
