@@ -1,0 +1,80 @@
+#include "platform/backends/qt/TimelineVisual.h"
+
+#include "platform/backends/qt/LayerItem.h"
+#include "platform/backends/qt/LayerMirror.h"
+#include "platform/backends/qt/PictureItem.h"
+#include "platform/backends/qt/QmlItems.h"
+#include "platform/backends/qt/QtConversions.h"
+
+#include <QFont>
+#include <QQuickWindow>
+#include <algorithm>
+
+namespace {
+
+constexpr CGFloat kTimeSize = 13;
+
+bool isTrimHandle(int handle) {
+  return handle == UIMovieScrubber::HandleStart || handle == UIMovieScrubber::HandleEnd;
+}
+
+}  // namespace
+
+TimelineVisual::TimelineVisual(LayerItem& host)
+    : LayerVisual(host),
+      strip_(new PictureItem(&host)),
+      item_(host.mirror().qml().make(QStringLiteral("Timeline"), host)) {
+  item_->setProperty("font", toQFont({kTimeSize, true}));
+}
+
+TimelineVisual::~TimelineVisual() {
+  if (hasCursor_ && host().window()) {
+    host().window()->unsetCursor();
+  }
+}
+
+void TimelineVisual::update(CALayer& layer) {
+  const auto* scrubber = dynamic_cast<const UIMovieScrubber*>(layer.view());
+  if (!scrubber) {
+    return;
+  }
+  const UIMovieScrubber::Look look = scrubber->look();
+  const qreal ratio = host().pixelRatio();
+  if (stripChanged(look) || host().size() != shownSize_ || ratio != shownRatio_) {
+    shownSize_ = host().size();
+    shownRatio_ = ratio;
+    strip_->setSize(shownSize_);
+    strip_->setImage(painter_.paint(look, shownSize_, ratio));
+  }
+  item_->setSize(host().size());
+  item_->setProperty("pixelRatio", ratio);
+  item_->setProperty("strip", toQRectF(look.strip));
+  item_->setProperty("playheadX", look.playheadX);
+  item_->setProperty("showsPlayhead", look.showsPlayhead);
+  item_->setProperty("timeX", look.timeTextX);
+  item_->setProperty("time", QString::fromStdString(look.timeText));
+  showCursor(look);
+  shown_ = look;
+}
+
+bool TimelineVisual::stripChanged(const UIMovieScrubber::Look& look) const {
+  const auto same = [](const auto& a, const auto& b) { return a.frame == b.frame && a.image == b.image; };
+  return !(look.strip == shown_.strip) || look.showsEnds != shown_.showsEnds || look.editing != shown_.editing ||
+         look.startX != shown_.startX || look.endX != shown_.endX || look.activeHandle != shown_.activeHandle ||
+         look.hoveredHandle != shown_.hoveredHandle || look.handleWidth != shown_.handleWidth ||
+         !std::equal(look.thumbnails.begin(), look.thumbnails.end(), shown_.thumbnails.begin(), shown_.thumbnails.end(),
+                     same);
+}
+
+void TimelineVisual::showCursor(const UIMovieScrubber::Look& look) {
+  const bool wanted = isTrimHandle(look.activeHandle) || isTrimHandle(look.hoveredHandle);
+  if (wanted == hasCursor_ || !host().window()) {
+    return;
+  }
+  hasCursor_ = wanted;
+  if (wanted) {
+    host().window()->setCursor(Qt::SizeHorCursor);
+  } else {
+    host().window()->unsetCursor();
+  }
+}

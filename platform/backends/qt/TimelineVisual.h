@@ -1,0 +1,28 @@
+#pragma once
+
+#include "platform/backends/qt/LayerVisual.h"
+#include "platform/backends/qt/TimelinePainter.h"
+
+class PictureItem;
+class QQuickItem;
+
+/// The timeline control: its strip as a painted picture, the playhead and the time over it (Timeline.qml). The playhead
+/// moves thirty times a second without the strip being painted again.
+class TimelineVisual : public LayerVisual {
+ public:
+  explicit TimelineVisual(LayerItem& host);
+  ~TimelineVisual() override;
+  void update(CALayer& layer) override;
+
+ private:
+  void showCursor(const UIMovieScrubber::Look& look);
+  bool stripChanged(const UIMovieScrubber::Look& look) const;
+
+  PictureItem* strip_;
+  QQuickItem* item_;
+  TimelinePainter painter_;
+  UIMovieScrubber::Look shown_;
+  QSizeF shownSize_;
+  qreal shownRatio_ = 0;
+  bool hasCursor_ = false;
+};
