@@ -14,6 +14,11 @@ void ZVVideoEditorViewController::observeValueForKeyPath_ofObject_change_context
   setCachedTimeStamps(nullptr);
   avTrimmer()->setDelegate(strongSelf(), this);
   avTrimmer()->setDataSource(strongSelf(), this);
+  // The arrow keys move by the movie's own frames.
+  const auto tracks = avPlayer()->currentItem()->asset()->tracksWithMediaType(AVMediaTypeVideo);
+  if (!tracks.empty() && tracks.front()->nominalFrameRate > 0) {
+    avTrimmer()->setFrameDuration(1.0 / tracks.front()->nominalFrameRate);
+  }
   avTrimmer()->reloadData();
 }
 
