@@ -1,0 +1,80 @@
+#include "platform/backends/qt/BackdropItem.h"
+
+#include "platform/backends/qt/BackdropBlur.h"
+#include "platform/backends/qt/LayerItem.h"
+
+#include <QPainter>
+
+BackdropItem::BackdropItem(LayerItem& host) : PictureItem(&host), host_(host) {
+  host_.mirror().addBackdrop(this);
+}
+
+BackdropItem::~BackdropItem() {
+  host_.mirror().removeBackdrop(this);
+}
+
+void BackdropItem::setCuts(std::vector<Cut> cuts) {
+  if (cuts != cuts_) {
+    cuts_ = std::move(cuts);
+    cutsChanged_ = true;
+    behindMayHaveChanged();
+  }
+}
+
+void BackdropItem::behindMayHaveChanged() {
+  if (isVisible()) {
+    polish();
+  }
+}
+
+void BackdropItem::itemChange(ItemChange change, const ItemChangeData& data) {
+  PictureItem::itemChange(change, data);
+  if (change == ItemVisibleHasChanged) {
+    behindMayHaveChanged();
+  }
+}
+
+void BackdropItem::geometryChange(const QRectF& now, const QRectF& before) {
+  PictureItem::geometryChange(now, before);
+  behindMayHaveChanged();
+}
+
+void BackdropItem::updatePolish() {
+  const QRectF place(host_.pixelOrigin() + position(), size());
+  if (place.isEmpty() || !isVisible()) {
+    return;
+  }
+  BackdropBlur blur(place);
+  std::vector<LayerMirror::Behind> behind = host_.mirror().behind(host_);
+  std::erase_if(behind, [&](const LayerMirror::Behind& part) { return !part.place.intersects(blur.reach()); });
+  if (behind == shown_ && place == shownPlace_ && !cutsChanged_) {
+    return;
+  }
+  for (const LayerMirror::Behind& part : behind) {
+    if (part.color.isValid()) {
+      blur.addColor(part.place, part.color, part.opacity);
+    } else {
+      blur.addPicture(part.place, part.picture.image, part.opacity);
+    }
+  }
+  QImage picture = blur.result();
+  if (!cuts_.empty()) {
+    const qreal ratio = host_.pixelRatio();
+    picture = picture.scaled((size() * ratio).toSize(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
+                  .convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    QPainter painter(&picture);
+    painter.scale(ratio, ratio);
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    painter.setCompositionMode(QPainter::CompositionMode_DestinationOut);
+    for (const Cut& cut : cuts_) {
+      painter.drawImage(cut.place, cut.shape);
+    }
+  }
+  setImage(picture);
+  for (LayerMirror::Behind& part : behind) {
+    part.picture.image = QImage();  // only its version is compared; a player reuses the memory
+  }
+  shown_ = std::move(behind);
+  shownPlace_ = place;
+  cutsChanged_ = false;
+}

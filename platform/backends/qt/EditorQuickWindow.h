@@ -1,0 +1,32 @@
+#pragma once
+
+#include "platform/backends/qt/InputForwarder.h"
+
+#include <QQuickWindow>
+#include <functional>
+
+/// The Quick window: hands input to the views instead of to Quick items, and tells of frames, sizes and closing. Main
+/// thread.
+class EditorQuickWindow : public QQuickWindow {
+  Q_OBJECT
+ public:
+  EditorQuickWindow();
+
+  InputForwarder& input() { return input_; }
+
+  struct Handlers {
+    std::function<void()> frame;    ///< a frame is about to be drawn
+    std::function<void()> resized;  ///< size or scale have changed
+    std::function<void()> close;    ///< the person wants the window closed
+  };
+  void setHandlers(Handlers handlers) { handlers_ = std::move(handlers); }
+
+ protected:
+  bool event(QEvent* event) override;
+
+ private:
+  void toggleFullScreen();
+
+  InputForwarder input_;
+  Handlers handlers_;
+};

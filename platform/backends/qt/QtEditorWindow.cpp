@@ -1,0 +1,241 @@
+#include "platform/backends/qt/QtEditorWindow.h"
+
+#include "platform/Dispatch/dispatch.h"
+#include "platform/QuartzCore/CAAnimator.h"
+#include "platform/QuartzCore/CATransaction.h"
+#include "platform/UIKit/UIScreen.h"
+#include "platform/backends/qt/KeyNames.h"
+#include "platform/backends/qt/QtConversions.h"
+#include "platform/backends/qt/WindowSystem.h"
+
+#include <qpa/qwindowsysteminterface.h>
+#include <QCoreApplication>
+#include <QQuickItem>
+#include <QScreen>
+#include <algorithm>
+#include <chrono>
+
+namespace {
+
+constexpr QSize kOffscreenSize(375, 667);
+
+double steadySeconds() {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+}  // namespace
+
+std::unique_ptr<EditorWindow> EditorWindow::create(int& argc, char** argv, const Options& options) {
+  return std::make_unique<QtEditorWindow>(argc, argv, options);
+}
+
+QtEditorWindow::QtEditorWindow(int& argc, char** argv, const Options& options)
+    : application_(WindowSystem::connect(argc, argv, options)), options_(options) {
+  quickWindow_ = std::make_unique<EditorQuickWindow>();
+  quickWindow_->setTitle(QString::fromStdString(options.title));
+  quickWindow_->setHandlers({[this] { frame(); }, [this] { takeOverSize(); },
+                             [this] {
+                               if (closeHandler_) {
+                                 closeHandler_();
+                               }
+                             }});
+  if (options.size) {
+    quickWindow_->resize(qRound(options.size->width), qRound(options.size->height));
+  } else if (options.offscreen) {
+    quickWindow_->resize(kOffscreenSize);
+  } else {
+    quickWindow_->resize(quickWindow_->screen()->size());
+  }
+  mirror_ = std::make_unique<LayerMirror>(*quickWindow_, qml_);
+  accessibility_ = std::make_unique<AccessibilityMirror>(*quickWindow_->contentItem());
+  frameTimer_.setSingleShot(true);
+  frameTimer_.setTimerType(Qt::PreciseTimer);
+  connect(&frameTimer_, &QTimer::timeout, this, [this] {
+    if (quickWindow_->isExposed()) {
+      quickWindow_->update();
+    } else {
+      frame();  // nothing is drawn, but animations have to end
+    }
+  });
+  takeOverSize();
+  uiWindow_ = std::make_shared<UIWindow>();
+  CATransaction::setCommitHandler([this] { scheduleCommit(); });
+  CAAnimator::shared().setStartHandler([this] { scheduleFrame(); });
+}
+
+QtEditorWindow::~QtEditorWindow() {
+  dismiss();
+  CAAnimator::shared().setStartHandler(nullptr);
+  CATransaction::setCommitHandler(nullptr);
+}
+
+void QtEditorWindow::present(const Strong<UIViewController>& controller) {
+  uiWindow_->setRootViewController(controller);
+  quickWindow_->input().setTarget(uiWindow_);
+  mirror_->setRoot(uiWindow_->layer());
+  commit();
+  if (options_.size || options_.offscreen) {
+    quickWindow_->show();
+  } else {
+    quickWindow_->showFullScreen();
+  }
+  quickWindow_->requestActivate();
+}
+
+void QtEditorWindow::dismiss() {
+  quickWindow_->input().setTarget(nullptr);
+  accessibility_->update(nullptr);
+  mirror_->setRoot(nullptr);
+  uiWindow_->setRootViewController(nullptr);
+  quickWindow_->hide();
+}
+
+int QtEditorWindow::run() {
+  return QGuiApplication::exec();
+}
+
+void QtEditorWindow::quit(int status) {
+  QCoreApplication::exit(status);
+}
+
+void QtEditorWindow::finish(int status) {
+  dispatch_async(dispatch_get_main_queue(), [this, status] {
+    dismiss();
+    quit(status);
+  });
+}
+
+void QtEditorWindow::scheduleCommit() {
+  if (!commitScheduled_) {
+    commitScheduled_ = true;
+    QCoreApplication::postEvent(this, new QEvent(QEvent::User));
+  }
+}
+
+bool QtEditorWindow::event(QEvent* event) {
+  if (event->type() != QEvent::User) {
+    return QObject::event(event);
+  }
+  if (commitScheduled_) {
+    commit();
+  }
+  return true;
+}
+
+void QtEditorWindow::commit() {
+  commitScheduled_ = false;
+  if (!uiWindow_->rootViewController()) {
+    CATransaction::commit();
+    return;
+  }
+  uiWindow_->layoutIfNeeded();
+  CATransaction::commit();
+  mirror_->commit();
+  updateFocusRing();
+  accessibility_->update(uiWindow_.get());
+}
+
+void QtEditorWindow::updateFocusRing() {
+  const std::optional<CGRect> ring = uiWindow_->focusRing();
+  if (!ring && !focusRing_) {
+    return;
+  }
+  if (!focusRing_) {
+    focusRing_ = qml_.make(QStringLiteral("FocusRing"), *quickWindow_->contentItem());
+  }
+  focusRing_->setVisible(ring.has_value());
+  if (ring) {
+    focusRing_->setPosition(toQPointF(ring->origin));
+    focusRing_->setSize({ring->size.width, ring->size.height});
+  }
+}
+
+/// One more frame, no sooner than the screen shows it: with OpenGL the buffer swap keeps the pace, else a timer does.
+void QtEditorWindow::scheduleFrame() {
+  if (QQuickWindow::graphicsApi() == QSGRendererInterface::OpenGL && quickWindow_->isExposed()) {
+    quickWindow_->update();
+    return;
+  }
+  const QScreen* screen = quickWindow_->screen();
+  const qreal interval = 1000 / (screen && screen->refreshRate() > 1 ? screen->refreshRate() : 60);
+  const qreal elapsed = sinceFrame_.isValid() ? static_cast<qreal>(sinceFrame_.elapsed()) : interval;
+  frameTimer_.start(std::max(0, qRound(interval - elapsed)));
+}
+
+void QtEditorWindow::frame() {
+  if (!CAAnimator::shared().isAnimating()) {
+    return;
+  }
+  sinceFrame_.start();
+  CAAnimator::shared().tick(steadySeconds());
+  commit();
+  if (CAAnimator::shared().isAnimating()) {
+    scheduleFrame();
+  }
+}
+
+void QtEditorWindow::takeOverSize() {
+  const CGSize size = toCGSize(quickWindow_->size());
+  UIScreen::mainScreen().setBounds({{0, 0}, size});
+  UIScreen::mainScreen().setScale(static_cast<float>(quickWindow_->effectiveDevicePixelRatio()));
+  if (uiWindow_) {
+    uiWindow_->resize(size, 0);
+  }
+}
+
+void QtEditorWindow::sendPointer(Pointer kind, CGPoint location) {
+  const qreal ratio = quickWindow_->effectiveDevicePixelRatio();
+  const QPointF local = toQPointF(location) * ratio;
+  const QPointF global = quickWindow_->mapToGlobal(toQPointF(location)) * ratio;
+  const auto type = kind == Pointer::Press  ? QEvent::MouseButtonPress
+                    : kind == Pointer::Move ? QEvent::MouseMove
+                                            : QEvent::MouseButtonRelease;
+  if (kind == Pointer::Press) {
+    pointerIsDown_ = true;
+  } else if (kind == Pointer::Release) {
+    pointerIsDown_ = false;
+  }
+  const Qt::MouseButton button = kind == Pointer::Move ? Qt::NoButton : Qt::LeftButton;
+  QWindowSystemInterface::handleMouseEvent<QWindowSystemInterface::SynchronousDelivery>(
+      quickWindow_.get(), local, global, pointerIsDown_ ? Qt::LeftButton : Qt::NoButton, button, type);
+}
+
+bool QtEditorWindow::sendKey(const std::string& name) {
+  const auto press = KeyNames::parse(name);
+  if (!press) {
+    return false;
+  }
+  for (const QEvent::Type type : {QEvent::KeyPress, QEvent::KeyRelease}) {
+    QWindowSystemInterface::handleKeyEvent<QWindowSystemInterface::SynchronousDelivery>(quickWindow_.get(), type,
+                                                                                        press->key, press->modifiers);
+  }
+  return true;
+}
+
+void QtEditorWindow::sendShake() {
+  uiWindow_->sendShake();
+}
+
+void QtEditorWindow::resize(CGSize points) {
+  if (quickWindow_->visibility() == QWindow::FullScreen) {
+    quickWindow_->showNormal();
+  }
+  quickWindow_->resize(qRound(points.width), qRound(points.height));
+}
+
+QImage QtEditorWindow::grab() {
+  commit();
+  return quickWindow_->grabWindow();
+}
+
+void QtEditorWindow::screenshot(const std::string& path, std::function<void(bool)> done) {
+  const QImage picture = grab();
+  const bool written = !picture.isNull() && picture.save(QString::fromStdString(path), "PNG");
+  if (done) {
+    done(written);
+  }
+}
+
+Strong<NSObject> QtEditorWindow::principalObject() {
+  return uiWindow_->rootViewController();
+}

@@ -1,0 +1,13 @@
+#include "platform/backends/qt/VideoItem.h"
+
+#include "platform/backends/qt/OpenGLVideoItem.h"
+#include "platform/backends/qt/SoftwareVideoItem.h"
+
+#include <QQuickWindow>
+
+std::unique_ptr<VideoItem> VideoItem::make(LayerItem& host) {
+  if (QQuickWindow::graphicsApi() == QSGRendererInterface::OpenGL) {
+    return std::make_unique<OpenGLVideoItem>(host);
+  }
+  return std::make_unique<SoftwareVideoItem>(host);
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "platform/UIKit/UIViewController.h"
+#include "platform/backends/qt/QtEditorWindow.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+
+/// The program's one window: a process can have only one, so the tests share it.
+QtEditorWindow& theWindow();
+
+/// Puts a fresh, empty view controller into the window for each test.
+class WindowTest : public testing::Test {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+
+  /// Lets the event loop run until `condition` holds; false when it does not within five seconds.
+  bool waitUntil(const std::function<bool()>& condition);
+  /// Where this run's pictures go, for people to look at.
+  static std::string picturePath(const std::string& name);
+
+  Strong<UIView> root() { return controller_->view(); }
+  Strong<UIViewController> controller_;
+};
