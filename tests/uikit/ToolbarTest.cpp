@@ -1,0 +1,136 @@
+#include "platform/UIKit/UILabel.h"
+#include "platform/UIKit/UIToolbar.h"
+#include "tests/uikit/UIKitTestSupport.h"
+
+namespace {
+
+using Item = UIBarButtonSystemItem;
+
+class Toolbar : public testing::Test {
+ protected:
+  Strong<UIBarButtonItem> item(Item kind) {
+    return UIBarButtonItem::initWithBarButtonSystemItem_target_action(kind, target, "one:");
+  }
+
+  Strong<UIWindow> window = windowOfSize(320, 480);
+  Strong<Recorder> target = std::make_shared<Recorder>();
+  Strong<UIToolbar> bar = viewIn<UIToolbar>(window->rootViewController()->view(), CGRectMake(0, 0, 320, 60));
+  Strong<UIBarButtonItem> cancel = item(Item::Cancel), save = item(Item::Save), play = item(Item::Play),
+                          share = item(Item::Action), flexible = item(Item::FlexibleSpace),
+                          fixed = item(Item::FixedSpace);
+  Strong<UILabel> label = std::make_shared<UILabel>();
+  Strong<UIBarButtonItem> title;
+
+  void SetUp() override {
+    label->setFrame(CGRectMake(0, 0, 120, 16));
+    title = UIBarButtonItem::initWithCustomView(label);
+  }
+};
+
+TEST_F(Toolbar, SharesTheRoomAmongFlexibleSpaces) {
+  bar->setItems({cancel, flexible, title, flexible, save});
+  window->layoutIfNeeded();
+  // "Cancel" is 51 wide, "Save" no wider than the least that can be pressed; 320 - 32 - 51 - 120 - 44 = 73 are left.
+  EXPECT_EQ(bar->frameOfItem(cancel.get()), CGRectMake(16, 0, 51, 60));
+  EXPECT_EQ(bar->frameOfItem(save.get()), CGRectMake(260, 0, 44, 60));
+  EXPECT_EQ(label->superview(), bar);
+  EXPECT_NEAR(label->frame().origin.x, 16 + 51 + 36.5, 0.51);
+  EXPECT_EQ(label->frame().origin.y, 22);
+  EXPECT_EQ(label->frame().size, CGSizeMake(120, 16));
+
+  bar->setFrame(CGRectMake(0, 0, 420, 60));
+  EXPECT_EQ(bar->frameOfItem(save.get()), CGRectMake(360, 0, 44, 60)) << "true before the next layout pass, too";
+}
+
+TEST_F(Toolbar, KeepsFixedSpacesAndAGapBetweenNeighbours) {
+  fixed->setWidth(3);
+  bar->setItems({flexible, play, fixed, share, save});
+  EXPECT_EQ(bar->frameOfItem(save.get()).origin.x, 260);
+  EXPECT_EQ(bar->frameOfItem(share.get()).origin.x, 260 - 8 - 44);
+  EXPECT_EQ(bar->frameOfItem(play.get()).origin.x, 260 - 8 - 44 - 3 - 44);
+  EXPECT_EQ(bar->frameOfItem(cancel.get()), CGRectZero);
+  fixed->setWidth(10);
+  EXPECT_EQ(bar->frameOfItem(play.get()).origin.x, 260 - 8 - 44 - 10 - 44);
+
+  bar->setFrame(CGRectMake(0, 0, 100, 60));
+  EXPECT_EQ(bar->frameOfItem(play.get()).origin.x, 16) << "too narrow: nothing moves out on the left";
+}
+
+TEST_F(Toolbar, HoldsACustomViewAsLongAsItsItem) {
+  bar->setItems({flexible, title, flexible});
+  bar->setItems({title, flexible});
+  EXPECT_EQ(label->superview(), bar);
+  const auto other = viewIn<UIToolbar>(window->rootViewController()->view(), CGRectMake(0, 400, 320, 44));
+  other->setItems({title});
+  EXPECT_EQ(label->superview(), other);
+  bar->setItems({});
+  EXPECT_EQ(label->superview(), other) << "the first bar lets go only of what it still has";
+  other->setItems({});
+  EXPECT_EQ(label->superview(), nullptr);
+}
+
+TEST_F(Toolbar, TellsItemsByNameAndTitle) {
+  const auto done = item(Item::Done);
+  EXPECT_EQ(done->title(), "Done");
+  EXPECT_TRUE(done->titleFont().semibold);
+  EXPECT_FALSE(cancel->titleFont().semibold);
+  EXPECT_EQ(share->title(), "");
+  EXPECT_EQ(share->accessibilityLabel(), "Share");
+  bar->setItems({play, flexible, title, fixed, share});
+  const auto elements = bar->accessibilityElements();
+  ASSERT_EQ(elements.size(), 2u);
+  EXPECT_EQ(elements[0].label, "Play");
+  elements[1].activate();
+  EXPECT_EQ(target->lastArgument, share);
+}
+
+TEST_F(Toolbar, SendsTheActionOfTheItemThatIsPressedAndLetGo) {
+  bar->setItems({cancel, flexible, save});
+  tap(*window, {20, 30});
+  EXPECT_EQ(target->log, (std::vector<std::string>{"one:"}));
+  EXPECT_EQ(target->lastArgument, cancel);
+  tap(*window, {160, 30});
+  EXPECT_EQ(target->log.size(), 1u) << "there is nothing between the items";
+
+  touch(*window, UITouchPhase::Began, {20, 30}, mouse);
+  EXPECT_EQ(bar->pressedItem(), cancel.get());
+  touch(*window, UITouchPhase::Moved, {20, 70}, mouse);
+  EXPECT_EQ(bar->pressedItem(), nullptr);
+  touch(*window, UITouchPhase::Moved, {20, 62}, mouse);
+  EXPECT_EQ(bar->pressedItem(), cancel.get());
+  touch(*window, UITouchPhase::Ended, {20, 70}, mouse);
+  EXPECT_EQ(target->log.size(), 1u);
+
+  touch(*window, UITouchPhase::Began, {20, 30}, finger);
+  touch(*window, UITouchPhase::Ended, {20, 120}, finger);
+  EXPECT_EQ(target->log.size(), 2u) << "a finger may stray";
+}
+
+TEST_F(Toolbar, SurvivesAnActionThatReplacesTheItemsOrTheBar) {
+  const auto pause = item(Item::Pause);
+  bar->setItems({play});
+  target->onMessage = [&] { bar->setItems({pause}); };
+  play.reset();
+  tap(*window, {20, 30});
+  EXPECT_EQ(bar->items().front(), pause);
+
+  // An item that leaves while it is pressed is not sent any more.
+  target->onMessage = nullptr;
+  touch(*window, UITouchPhase::Began, {20, 30});
+  bar->setItems({share});
+  touch(*window, UITouchPhase::Ended, {20, 30});
+  EXPECT_EQ(target->log.size(), 1u);
+  EXPECT_EQ(bar->pressedItem(), nullptr);
+
+  const Weak<UIToolbar> weak = bar;
+  target->onMessage = [&] {
+    bar->removeFromSuperview();
+    bar.reset();
+    target.reset();
+  };
+  tap(*window, {20, 30});
+  EXPECT_TRUE(weak.expired());
+  EXPECT_EQ(target, nullptr);
+}
+
+}  // namespace
