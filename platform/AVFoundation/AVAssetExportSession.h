@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/AVFoundation/AVAsset.h"
+#include "platform/AVFoundation/AVError.h"
 #include "platform/CoreMedia/CMTime.h"
 
 #include <functional>
@@ -11,14 +12,6 @@ inline constexpr const char* AVAssetExportPresetPassthrough = "AVAssetExportPres
 inline constexpr const char* AVFileTypeM4V = "m4v";
 
 enum class AVAssetExportSessionStatus { Unknown = 0, Waiting, Exporting, Completed, Failed, Cancelled };
-
-inline constexpr const char* AVFoundationErrorDomain = "AVFoundationErrorDomain";
-/// Codes of that domain.
-inline constexpr int AVErrorUnknown = -11800;
-inline constexpr int AVErrorExportFailed = -11820;
-inline constexpr int AVErrorFileFormatNotRecognized = -11828;
-inline constexpr int AVErrorDecoderNotFound = -11833;
-inline constexpr int AVErrorInvalidTimeRange = -11841;
 
 /// Writes a range of a movie into a new file.
 ///

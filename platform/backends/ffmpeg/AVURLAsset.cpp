@@ -58,8 +58,10 @@ void AVURLAsset::Impl::probe() {
   const std::string name = url.lastPathComponent();
   struct stat status {};
   if (file && fstat(file.get(), &status) == 0) {
-    if (S_ISDIR(status.st_mode)) openError = EISDIR;
-    else if (!S_ISREG(status.st_mode)) openError = EINVAL;
+    if (S_ISDIR(status.st_mode))
+      openError = EISDIR;
+    else if (!S_ISREG(status.st_mode))
+      openError = EINVAL;
   }
   if (openError != 0) {
     error = NSError::posix(openError, "“" + name + "” can't be opened");

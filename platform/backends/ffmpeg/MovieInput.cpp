@@ -1,6 +1,6 @@
 #include "platform/backends/ffmpeg/MovieInput.h"
 
-#include "platform/AVFoundation/AVAssetExportSession.h"
+#include "platform/AVFoundation/AVError.h"
 
 extern "C" {
 #include <libavutil/dict.h>
@@ -30,10 +30,14 @@ NSErrorPtr openingError(int averror, const std::string& name) {
     case AVERROR(EISDIR):
     case AVERROR(EIO):
     case AVERROR(EMFILE):
-    case AVERROR(ENOMEM): return NSError::posix(AVUNERROR(averror), "“" + name + "” can't be opened");
-    case AVERROR_EOF: return notAMovie(name, "is empty.");
-    case AVERROR_INVALIDDATA: return notAMovie(name, "is damaged, or not a movie.");
-    default: return notAMovie(name, "can't be read as a movie (" + avErrorText(averror) + ").");
+    case AVERROR(ENOMEM):
+      return NSError::posix(AVUNERROR(averror), "“" + name + "” can't be opened");
+    case AVERROR_EOF:
+      return notAMovie(name, "is empty.");
+    case AVERROR_INVALIDDATA:
+      return notAMovie(name, "is damaged, or not a movie.");
+    default:
+      return notAMovie(name, "can't be read as a movie (" + avErrorText(averror) + ").");
   }
 }
 
