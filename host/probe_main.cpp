@@ -1,0 +1,115 @@
+/// zevanti-probe MOVIE: says whether a file is a movie with picture or sound. Exit status 0: it is; 1: it is not, and a
+/// line on standard output goes on after the file's name to say why; 2: wrong use.
+///
+/// A program of its own: it looks at files that may be made to break it, and it may be killed.
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+extern "C" {
+#include <libavformat/avformat.h>
+#include <libavutil/error.h>
+}
+
+namespace {
+
+int readFile(void* opaque, std::uint8_t* buffer, int size) {
+  ssize_t count = read(*static_cast<int*>(opaque), buffer, static_cast<std::size_t>(size));
+  return count > 0 ? static_cast<int>(count) : count == 0 ? AVERROR_EOF : AVERROR(errno);
+}
+
+std::int64_t seekFile(void* opaque, std::int64_t offset, int whence) {
+  int file = *static_cast<int*>(opaque);
+  if (whence & AVSEEK_SIZE) {
+    off_t here = lseek(file, 0, SEEK_CUR), size = lseek(file, 0, SEEK_END);
+    lseek(file, here, SEEK_SET);
+    return size;
+  }
+  return lseek(file, offset, whence & ~AVSEEK_FORCE);
+}
+
+/// Formats that "play" although nobody would call them a movie: texts, pictures, subtitles, lists of other files.
+bool isNoMovieFormat(const AVInputFormat* format) {
+  std::string name = format->name;
+  for (const char* other : {"tty", "image2", "bin", "xbin", "adf", "idf", "hls", "concat", "dash", "srt", "ass",
+                            "webvtt", "sdp", "svg", "ffmetadata"}) {
+    if (name == other) return true;
+  }
+  return name.size() > 5 && name.compare(name.size() - 5, 5, "_pipe") == 0;
+}
+
+bool hasPictureOrSound(const AVFormatContext* context) {
+  for (unsigned i = 0; i < context->nb_streams; ++i) {
+    const AVStream* stream = context->streams[i];
+    if (stream->codecpar->codec_type == AVMEDIA_TYPE_AUDIO && stream->codecpar->codec_id != AV_CODEC_ID_NONE)
+      return true;
+    if (stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO && stream->codecpar->codec_id != AV_CODEC_ID_NONE &&
+        !(stream->disposition & AV_DISPOSITION_ATTACHED_PIC))
+      return true;
+  }
+  return false;
+}
+
+int no(const char* reason) {
+  std::puts(reason);
+  return 1;
+}
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+  if (argc == 3 && std::strcmp(argv[1], "--") == 0) {
+    ++argv;
+    --argc;
+  }
+  if (argc != 2) {
+    std::fputs("Usage: zevanti-probe MOVIE\n", stderr);
+    return 2;
+  }
+  // A file that keeps the reader busy for ever is no movie to edit.
+  rlimit seconds{20, 20};
+  setrlimit(RLIMIT_CPU, &seconds);
+  av_log_set_level(AV_LOG_QUIET);
+
+  int file = open(argv[1], O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (file < 0) {
+    std::printf("can't be opened: %s\n", std::strerror(errno));
+    return 1;
+  }
+  constexpr int kBufferSize = 64 * 1024;
+  AVIOContext* reader = avio_alloc_context(static_cast<unsigned char*>(av_malloc(kBufferSize)), kBufferSize, 0, &file,
+                                           readFile, nullptr, seekFile);
+  AVFormatContext* context = avformat_alloc_context();
+  if (!reader || !context) return no("can't be examined: out of memory");
+  context->pb = reader;
+  // By its content alone, and without a look at any other file.
+  AVDictionary* options = nullptr;
+  av_dict_set(&options, "protocol_whitelist", "none", 0);
+  av_dict_set(&options, "probesize", "5000000", 0);
+  int result = avformat_open_input(&context, nullptr, nullptr, &options);
+  if (result < 0) {
+    if (result == AVERROR_INVALIDDATA || result == AVERROR_EOF) return no("is not a movie, or it is damaged");
+    char text[AV_ERROR_MAX_STRING_SIZE];
+    av_strerror(result, text, sizeof text);
+    std::printf("is not a movie: %s\n", text);
+    return 1;
+  }
+  if (isNoMovieFormat(context->iformat)) return no("is not a movie");
+  // Chance finds sound in noise; then it takes what can really be read to believe it.
+  bool doubtful = context->probe_score <= AVPROBE_SCORE_RETRY;
+  if (doubtful || !hasPictureOrSound(context)) {
+    context->max_analyze_duration = AV_TIME_BASE;
+    if (avformat_find_stream_info(context, nullptr) < 0) return no("is not a movie, or it is damaged");
+  }
+  if (doubtful && context->probe_score <= AVPROBE_SCORE_RETRY / 4) return no("is not a movie");
+  if (!hasPictureOrSound(context)) return no("has neither picture nor sound");
+  // The process ends here; giving back every piece would only take time.
+  std::fflush(stdout);
+  _exit(0);
+}

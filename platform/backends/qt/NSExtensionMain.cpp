@@ -1,0 +1,169 @@
+#include "platform/AVFoundation/AVPlayer.h"
+#include "platform/Dispatch/dispatch.h"
+#include "platform/Foundation/ExtensionLaunch.h"
+#include "platform/Foundation/ExtensionLink.h"
+#include "platform/Foundation/NSBundle.h"
+#include "platform/Foundation/NSExtension.h"
+#include "platform/Photos/PHPhotoLibrary.h"
+#include "platform/UIKit/UIDevice.h"
+#include "platform/UIKit/UIViewController.h"
+#include "platform/backends/posix/SignalWatcher.h"
+#include "platform/backends/qt/EditorWindow.h"
+
+#include <QQuickWindow>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <limits>
+
+namespace {
+
+/// One extension process, from its start to its exit status. Main queue only.
+class ExtensionProcess {
+ public:
+  ExtensionProcess(int& argc, char** argv) : argc_(argc), argv_(argv) {}
+  int run();
+
+ private:
+  bool makePrincipalObjects();
+  void present();
+  void windowClosed();
+  void hostLeft();
+  void end(int status);
+  int tidyUp(int status);
+
+  static int fail(const std::string& what) {
+    std::fputs(("zevanti: " + what + "\n").c_str(), stderr);
+    return 1;
+  }
+
+  int& argc_;
+  char** argv_;
+  ExtensionLaunch launch_ = ExtensionLaunch::takeFromEnvironment();
+  std::shared_ptr<ExtensionClientLink> link_;
+  std::unique_ptr<EditorWindow> window_;
+  Strong<NSExtensionContext> context_;
+  Strong<UIViewController> controller_;
+  std::string folder_;  ///< the private folder of this run, made by the host
+  bool presented_ = false;
+  bool closing_ = false;
+  int signal_ = 0;
+};
+
+int ExtensionProcess::run() {
+  if (launch_.connection < 0) return fail("this program is a part of zevanti and is started by it");
+  NSErrorPtr error;
+  link_ = ExtensionClientLink::create(launch_.connection,
+                                      {[this](const std::string& folder) {
+                                         folder_ = folder;
+                                         present();
+                                       },
+                                       [this] { end(0); }, [this] { hostLeft(); }},
+                                      &error);
+  if (!link_) return fail(error->localizedDescription());
+  SignalWatcher::watch({SIGINT, SIGTERM, SIGHUP}, [this](int number) {
+    if (signal_ == 0) signal_ = number;
+    end(128 + number);
+  });
+
+  EditorWindow::Options options;
+  if (launch_.size)
+    options.size = CGSize{static_cast<float>(launch_.size->width), static_cast<float>(launch_.size->height)};
+  options.scale = launch_.scale;
+  options.offscreen = launch_.offscreen;
+  options.title = launch_.appName;
+  window_ = EditorWindow::create(argc_, argv_, options);
+  UIDevice::currentDevice()->setUserInterfaceIdiom(launch_.pad ? UIUserInterfaceIdiom::Pad
+                                                               : UIUserInterfaceIdiom::Phone);
+  if (launch_.quality) UIDevice::currentDevice()->setGraphicsQuality(*launch_.quality);
+  AVPlayer::setConfiguration({!launch_.offscreen, QQuickWindow::graphicsApi() == QSGRendererInterface::OpenGL});
+  PHPhotoLibrary::sharedPhotoLibrary().configure(launch_.library, launch_.appName);
+  window_->setCloseHandler([this] { windowClosed(); });
+
+  if (!makePrincipalObjects()) return 1;
+  // Loads the view, and with it asks the host for its values. It is shown when the host has something to edit.
+  controller_->view();
+  return tidyUp(window_->run());
+}
+
+bool ExtensionProcess::makePrincipalObjects() {
+  const auto bundle = NSBundle::mainBundle();
+  auto make = [&](const char* key) -> Strong<NSObject> {
+    const std::string name = bundle->infoString(std::string("NSExtension.") + key);
+    Class cls = NSClassFromString(name);
+    auto object = cls ? cls->makeInstance() : nullptr;
+    if (!object)
+      fail("the property list in '" + bundle->bundlePath() + "' names no usable " + key + ": '" + name + "'");
+    return object;
+  };
+  context_ = std::dynamic_pointer_cast<NSExtensionContext>(make("NSExtensionContextClass"));
+  controller_ = std::dynamic_pointer_cast<UIViewController>(make("NSExtensionPrincipalClass"));
+  if (!context_ || !controller_) return false;
+  link_->setRemoteObjectInterface(context_->auxiliaryHostInterface());
+  context_->setInputItems(link_->items());
+  context_->setAuxiliaryConnection(link_);
+  controller_->setExtensionContext(context_);
+  return true;
+}
+
+void ExtensionProcess::present() {
+  if (presented_ || !controller_) return;
+  presented_ = true;
+  window_->present(controller_);
+  if (!launch_.script.empty() && UIAutomation::driver()) UIAutomation::driver()(*window_, launch_.script);
+}
+
+/// The person has closed the window: that is the editor's Cancel. The host answers by dismissing the extension.
+void ExtensionProcess::windowClosed() {
+  closing_ = true;
+  bool asked = false;
+  if (controller_) {
+    for (const auto& child : controller_->childViewControllers()) {
+      if (asked || !child->respondsToSelector("doneAction")) continue;
+      child->performSelector("doneAction");
+      asked = true;
+    }
+  }
+  if (!asked || !link_->isConnected()) end(0);
+}
+
+void ExtensionProcess::hostLeft() {
+  // An editor on screen stays there for the person to finish.
+  if (!presented_) end(1);
+  if (closing_) end(0);
+}
+
+void ExtensionProcess::end(int status) {
+  if (!window_) return;
+  window_->dismiss();
+  window_->quit(status);
+}
+
+int ExtensionProcess::tidyUp(int status) {
+  window_->dismiss();
+  controller_ = nullptr;
+  context_ = nullptr;
+  // What the person has saved is theirs only when it is on disk, however long that takes.
+  constexpr double kForever = std::numeric_limits<float>::max();
+  PHPhotoLibrary& library = PHPhotoLibrary::sharedPhotoLibrary();
+  do {
+    dispatch_main::waitForBackgroundWork(kForever);
+    dispatch_main::runUntil([&] { return !library.hasPendingSaves(); }, kForever);
+  } while (!dispatch_main::waitForBackgroundWork(0));
+
+  if (!link_->isConnected() && !folder_.empty()) {
+    std::error_code error;
+    std::filesystem::remove(folder_, error);  // when it is empty
+  }
+  if (signal_ != 0) return 128 + signal_;
+  if (library.failedSaveCount() > 0 && status == 0)
+    return fail("a movie could not be saved to '" + library.folder() + "'");
+  return status;
+}
+
+}  // namespace
+
+int NSExtensionMain(int argc, char* argv[]) {
+  ExtensionProcess process(argc, argv);
+  return process.run();
+}
