@@ -25,7 +25,7 @@ DragAction::DragAction(ScriptContext& context, const ScriptStep& step)
       deadline_(ScriptContext::now() + kPatience) {}
 
 ScriptAction::Answer DragAction::tick() {
-  if (!timeline()) return failed("the editor has finished");
+  if (!timeline()) return ScriptContext::now() < deadline_ ? pending() : failed("there is no editor yet");
   if (ScriptContext::now() < nextMove_) return pending();
   switch (phase_) {
     case Phase::Find:

@@ -36,8 +36,7 @@ bool ScriptContext::hasFinished() {
   return !editor() && hadEditor_;
 }
 
-bool ScriptContext::hasNewSave() {
-  editor();
+bool ScriptContext::hasNewSave() const {
   return activityTypes_ && static_cast<std::size_t>(std::count(activityTypes_->begin(), activityTypes_->end(),
                                                                UIActivityTypeSaveToCameraRoll)) > acknowledgedSaves_;
 }

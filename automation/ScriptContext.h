@@ -18,8 +18,9 @@ class ScriptContext {
   /// Whether there was an editor that is now gone: it has reported and was dismissed.
   bool hasFinished();
 
-  /// Saves that the editor began and that no `wait saved` has waited for yet.
-  bool hasNewSave();
+  /// Whether the editor, when last looked at, had begun a save that no `wait saved` has waited for yet. Also after the
+  /// window has gone.
+  bool hasNewSave() const;
   void acknowledgeSaves();
   /// Why an export or a save failed since the last `acknowledgeFailure`; empty when none did.
   std::string failure();

@@ -13,8 +13,8 @@
 
 namespace {
 
-constexpr double kTick = 0.005;   // seconds
-constexpr double kFarewell = 30;  // seconds for the host to take the editor off the screen
+constexpr double kTick = 0.005;  // seconds
+constexpr double kFarewell = 5;  // seconds for the host to take the editor off the screen
 
 /// `resize W H`: done when the window has that size.
 class ResizeAction : public ScriptAction {
@@ -42,8 +42,37 @@ class ResizeAction : public ScriptAction {
 
 }  // namespace
 
+std::shared_ptr<ScriptRunner>& ScriptRunner::current() {
+  static std::shared_ptr<ScriptRunner> runner;
+  return runner;
+}
+
 void ScriptRunner::start(UIAutomation& automation, Script script) {
-  std::make_shared<ScriptRunner>(automation, std::move(script))->scheduleTick();
+  current() = std::make_shared<ScriptRunner>(automation, std::move(script));
+  current()->scheduleTick();
+}
+
+int ScriptRunner::exitStatus(int status) {
+  const std::shared_ptr<ScriptRunner> runner = std::move(current());
+  if (!runner || runner->failed_ || status != 0) return status;
+  const ScriptStep* step = runner->stepLeftOver();
+  if (!step) return status;
+  std::cerr << scriptMessage(step->line, "the editor has finished") << std::endl;
+  return kFailureStatus;
+}
+
+const ScriptStep* ScriptRunner::stepLeftOver() {
+  using Kind = ScriptStep::Kind;
+  // The step under way may be the one that finished the editor.
+  if (action_ && (script_.steps[next_ - 1].kind == Kind::Wait || script_.steps[next_ - 1].kind == Kind::Drag)) --next_;
+  for (; next_ < script_.steps.size(); ++next_) {
+    const ScriptStep& step = script_.steps[next_];
+    const bool isFulfilled =
+        step.kind == Kind::Wait && (step.name == "finished" || (step.name == "saved" && context_.hasNewSave()));
+    if (!isFulfilled) return &step;
+    if (step.name == "saved") context_.acknowledgeSaves();
+  }
+  return nullptr;
 }
 
 ScriptRunner::ScriptRunner(UIAutomation& automation, Script script)
@@ -54,6 +83,7 @@ void ScriptRunner::scheduleTick() {
 }
 
 void ScriptRunner::tick() {
+  if (failed_ || context_.hasFinished()) return;
   if (next_ == script_.steps.size() && !action_) {
     end();
     return;
@@ -109,9 +139,7 @@ ScriptAction::Answer ScriptRunner::print(const ScriptStep& step) {
     std::cout << viewTree(context_.window()) << std::flush;
     return ScriptAction::done();
   }
-  if (!editor) {
-    return ScriptAction::failed(context_.hasFinished() ? "the editor has finished" : "there is no editor yet");
-  }
+  if (!editor) return ScriptAction::failed("there is no editor yet");
   if (step.kind == ScriptStep::Kind::Time) {
     char text[64];
     std::snprintf(text, sizeof text, "%.3f", editor->avTrimmer()->value());
@@ -123,23 +151,19 @@ ScriptAction::Answer ScriptRunner::print(const ScriptStep& step) {
 }
 
 void ScriptRunner::fail(int line, const std::string& why) {
+  failed_ = true;
   std::cerr << scriptMessage(line, why) << std::endl;
   context_.automation().finish(kFailureStatus);
 }
 
 void ScriptRunner::end() {
-  const Strong<ZVVideoEditorViewController> editor = context_.editor();
   if (endDeadline_ == 0) {
     endDeadline_ = ScriptContext::now() + kFarewell;
-    if (!editor && !context_.hasFinished()) {
-      // Nothing was ever shown, so nobody will dismiss it.
-      context_.automation().finish(0);
-      return;
-    }
-    if (editor) editor->doneAction();
-  } else if (ScriptContext::now() > endDeadline_) {
-    fail(script_.steps.empty() ? 1 : script_.steps.back().line, "the host does not take the finished editor away");
+    if (const Strong<ZVVideoEditorViewController> editor = context_.editor()) editor->doneAction();
+  } else if (ScriptContext::now() > endDeadline_ || !context_.editor()) {
+    // No host, or nothing ever on screen: nobody will dismiss it.
+    context_.automation().finish(0);
     return;
   }
-  if (editor) scheduleTick();
+  scheduleTick();
 }

@@ -23,7 +23,6 @@ ScriptAction::Answer TapAction::tick() {
   UIAutomation& automation = context_.automation();
   switch (phase_) {
     case Phase::Find: {
-      if (context_.hasFinished()) return failed("the editor has finished");
       const std::optional<CGPoint> found = find();
       if (!found) return ScriptContext::now() < deadline_ ? pending() : failed(why_);
       at_ = *found;

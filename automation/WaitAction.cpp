@@ -32,11 +32,9 @@ ScriptAction::Answer WaitAction::tick() {
       context_.acknowledgeFailure();
       answer = done();
     }
-  } else if (!editor) {
-    answer = tickWithoutEditor();
-  } else if (isReached(*editor)) {
+  } else if (editor && isReached(*editor)) {
     answer = done();
-  } else if (state_ == "ready" && editor->avPlayerItem()->status() == AVPlayerItemStatus::Failed) {
+  } else if (editor && state_ == "ready" && editor->avPlayerItem()->status() == AVPlayerItemStatus::Failed) {
     answer = failed(context_.failure());
   }
   if (answer.done || ScriptContext::now() < deadline_) return answer;
@@ -45,15 +43,10 @@ ScriptAction::Answer WaitAction::tick() {
   return failed(why.str());
 }
 
-ScriptAction::Answer WaitAction::tickWithoutEditor() {
-  if (!context_.hasFinished()) return pending();
-  return state_ == "finished" ? done() : failed("the editor has finished");
-}
-
 ScriptAction::Answer WaitAction::tickSaved() {
   const std::string failure = context_.failure();
   if (!failure.empty()) return failed(failure);
-  if (!context_.hasNewSave()) return context_.hasFinished() ? failed("the editor has finished") : pending();
+  if (!context_.hasNewSave()) return pending();
   const Strong<ZVVideoEditorViewController> editor = context_.editor();
   if (editor && editor->isExporting()) return pending();
   if (PHPhotoLibrary::sharedPhotoLibrary().hasPendingSaves()) return pending();
@@ -67,5 +60,5 @@ bool WaitAction::isReached(ZVVideoEditorViewController& editor) {
   if (state_ == "playing") return player.rate() != 0;
   if (state_ == "paused") return player.rate() == 0 && !player.isSeeking();
   if (state_ == "editing") return editor.isTrimming();
-  return false;
+  return false;  // "finished": the end of the program
 }

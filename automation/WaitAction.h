@@ -11,7 +11,6 @@ class WaitAction : public ScriptAction {
   Answer tick() override;
 
  private:
-  Answer tickWithoutEditor();
   Answer tickSaved();
   bool isReached(ZVVideoEditorViewController& editor);
 

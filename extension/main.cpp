@@ -3,5 +3,5 @@
 
 int main(int argc, char* argv[]) {
   automation::install();
-  return NSExtensionMain(argc, argv);
+  return automation::exitStatus(NSExtensionMain(argc, argv));
 }
