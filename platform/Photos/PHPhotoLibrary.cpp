@@ -1,0 +1,140 @@
+#include "platform/Photos/PHPhotoLibrary.h"
+
+#include "platform/Dispatch/dispatch.h"
+#include "platform/Photos/PhotoLibraryStore.h"
+
+#include <atomic>
+#include <cstdio>
+#include <mutex>
+#include <vector>
+
+namespace {
+
+struct SaveRequest {
+  std::string path;
+  std::shared_ptr<PhotoLibrarySource> source;  // null when it could not be opened
+  NSErrorPtr openError;
+};
+
+SaveRequest makeRequest(const std::string& path) {
+  SaveRequest request{path, nullptr, nullptr};
+  request.source = PhotoLibraryStore::open(path, &request.openError);
+  return request;
+}
+
+/// What the change block that runs on this thread has asked for.
+thread_local std::vector<SaveRequest>* currentChange = nullptr;
+
+struct Library {
+  dispatch_queue_t queue = dispatch_queue_create("photo library");
+  std::atomic<int> pending{0}, failed{0};
+  std::mutex mutex;
+  std::string folder, nameForPrivateFiles = "Recording";
+};
+
+Library& library() {
+  static Library& shared = *new Library;  // saves may still run when static objects are destroyed
+  return shared;
+}
+
+/// `text` as part of a file name: no separators, no control characters, not hidden, not over-long.
+std::string cleanName(std::string text) {
+  for (char& c : text) {
+    if (c == '/' || static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = '-';
+  }
+  text.erase(0, text.find_first_not_of(" ."));
+  // File systems take 255 bytes; the number and the extension need some. Never cut inside a UTF-8 character.
+  constexpr std::size_t kLongest = 200;
+  if (text.size() > kLongest) {
+    std::size_t end = kLongest;
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80) --end;
+    text.resize(end);
+  }
+  text.erase(text.find_last_not_of(' ') + 1);
+  return text.empty() ? "Recording" : text;
+}
+
+NSErrorPtr carryOut(const SaveRequest& request) {
+  if (!request.source) return request.openError;
+  std::string privateName;
+  {
+    const std::lock_guard lock(library().mutex);
+    privateName = library().nameForPrivateFiles;
+  }
+  std::string name = NSURL::fileURLWithPath(request.path).lastPathComponent(), extension;
+  if (const std::size_t dot = name.rfind('.'); dot != std::string::npos && dot > 0 && name.size() - dot <= 8) {
+    extension = name.substr(dot + 1);
+    name.resize(dot);
+  }
+  if (name.starts_with("ZVZevanti_")) name = privateName + " trimmed";
+  return PhotoLibraryStore::save(*request.source, PHPhotoLibrary::sharedPhotoLibrary().folder(), cleanName(name),
+                                 cleanName(extension.empty() ? "mp4" : extension));
+}
+
+/// One save from beginning to end, counted and reported.
+NSErrorPtr save(const SaveRequest& request) {
+  const NSErrorPtr error = carryOut(request);
+  if (error) {
+    ++library().failed;
+    std::fprintf(stderr, "zevanti: %s\n", error->localizedDescription().c_str());
+  }
+  return error;
+}
+
+}  // namespace
+
+PHPhotoLibrary& PHPhotoLibrary::sharedPhotoLibrary() {
+  static PHPhotoLibrary shared;
+  return shared;
+}
+
+void PHPhotoLibrary::performChanges_completionHandler(std::function<void()> changeBlock,
+                                                      std::function<void(bool success, NSErrorPtr error)> completion) {
+  ++library().pending;
+  dispatch_async(library().queue, [changeBlock = std::move(changeBlock), completion = std::move(completion)]() mutable {
+    std::vector<SaveRequest> requests;
+    currentChange = &requests;
+    changeBlock();
+    currentChange = nullptr;
+    changeBlock = nullptr;  // what it holds is not needed while the files are written
+    NSErrorPtr firstError;
+    for (const SaveRequest& request : requests) {
+      const NSErrorPtr error = save(request);
+      if (!firstError) firstError = error;
+    }
+    if (completion) completion(!firstError, firstError);
+    --library().pending;
+  });
+}
+
+void PHPhotoLibrary::configure(const std::string& folder, const std::string& nameForPrivateFiles) {
+  const std::lock_guard lock(library().mutex);
+  library().folder = folder;
+  if (!nameForPrivateFiles.empty()) library().nameForPrivateFiles = nameForPrivateFiles;
+}
+
+const std::string& PHPhotoLibrary::folder() const {
+  const std::lock_guard lock(library().mutex);
+  if (library().folder.empty()) library().folder = PhotoLibraryStore::defaultFolder();
+  return library().folder;
+}
+
+bool PHPhotoLibrary::hasPendingSaves() const {
+  return library().pending > 0;
+}
+
+int PHPhotoLibrary::failedSaveCount() const {
+  return library().failed;
+}
+
+void PHAssetChangeRequest::creationRequestForAssetFromVideoAtFileURL(const NSURL& url) {
+  if (currentChange) currentChange->push_back(makeRequest(url.path()));
+}
+
+void UISaveVideoAtPathToSavedPhotosAlbum(const std::string& path) {
+  ++library().pending;
+  dispatch_async(library().queue, [request = makeRequest(path)] {
+    save(request);
+    --library().pending;
+  });
+}

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "platform/Foundation/NSError.h"
+
+#include <memory>
+#include <string>
+
+/// A movie opened to be saved. Its name may go away afterwards.
+class PhotoLibrarySource {
+ public:
+  virtual ~PhotoLibrarySource() = default;
+};
+
+/// The photo library's folder on disk. Carried out by the system's back end; any thread.
+namespace PhotoLibraryStore {
+
+/// "Zevanti" in the user's video directory.
+std::string defaultFolder();
+
+/// Opens the movie at `path`; null and `error` when that is not a file that can be read.
+std::shared_ptr<PhotoLibrarySource> open(const std::string& path, NSErrorPtr* error);
+
+/// Saves `source` in `folder` (made when missing) as "name.extension", "name 2.extension", ..., the first of these that
+/// is free. Returns when the file and its name are on disk; after a failure nothing is left behind. The error's text
+/// says what could not be saved, where and why.
+NSErrorPtr save(PhotoLibrarySource& source, const std::string& folder, const std::string& name,
+                const std::string& extension);
+
+}  // namespace PhotoLibraryStore

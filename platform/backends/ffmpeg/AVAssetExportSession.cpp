@@ -1,0 +1,139 @@
+#include "platform/AVFoundation/AVAssetExportSession.h"
+
+#include "platform/Dispatch/dispatch.h"
+#include "platform/backends/ffmpeg/PassthroughExport.h"
+#include "platform/backends/posix/HiddenFile.h"
+
+#include <atomic>
+#include <cerrno>
+#include <filesystem>
+#include <mutex>
+
+#include <sys/stat.h>
+
+struct AVAssetExportSession::Impl {
+  Strong<AVURLAsset> asset;
+  std::string preset, fileType = AVFileTypeM4V;
+  NSURL outputURL;
+  CMTimeRange range{kCMTimeZero, kCMTimeInvalid};
+  dispatch_queue_t queue = dispatch_queue_create("export");
+
+  std::atomic<AVAssetExportSessionStatus> status{AVAssetExportSessionStatus::Unknown};
+  std::atomic<bool> cancelled{false};
+  std::atomic<float> progress{0};
+  std::mutex mutex;
+  NSErrorPtr error;
+
+  NSErrorPtr run();
+};
+
+namespace {
+
+enum class Place { Free, OwnFile, Taken };
+
+Place placeAt(const std::string& path, const AVURLAsset& asset) {
+  struct stat there {
+  }, own{};
+  if (lstat(path.c_str(), &there) != 0) return Place::Free;
+  const bool same =
+      stat(asset.readablePath().c_str(), &own) == 0 && there.st_dev == own.st_dev && there.st_ino == own.st_ino;
+  return same ? Place::OwnFile : Place::Taken;
+}
+
+}  // namespace
+
+NSErrorPtr AVAssetExportSession::Impl::run() {
+  const std::string what = "The trimmed movie could not be written to " + outputURL.path();
+  if (!asset || preset != AVAssetExportPresetPassthrough || fileType != AVFileTypeM4V || !outputURL) {
+    return std::make_shared<const NSError>(AVFoundationErrorDomain, AVErrorExportFailed,
+                                           "This kind of export is not available.");
+  }
+  if (NSErrorPtr unreadable = asset->error()) return unreadable;
+  const std::string name = outputURL.lastPathComponent();
+  const std::filesystem::path folder = std::filesystem::path(outputURL.path()).parent_path();
+  if (placeAt(outputURL.path(), *asset) == Place::Taken) return NSError::posix(EEXIST, what);
+  std::optional<HiddenFile> file = HiddenFile::create(folder.empty() ? "." : folder.string());
+  if (!file) return NSError::posix(errno, what);
+
+  PassthroughExport job;
+  job.sourcePath = asset->readablePath();
+  job.sourceName = asset->URL().lastPathComponent();
+  job.output = file->descriptor();
+  job.range = range;
+  job.isCancelled = [this] { return cancelled.load(); };
+  job.progress = [this](float value) { progress = value; };
+  if (NSErrorPtr error = job.run()) return error;
+  if (cancelled) return nullptr;
+
+  const bool replace = placeAt(outputURL.path(), *asset) == Place::OwnFile;
+  const int failure = replace ? file->publishReplacing(name) : file->publish(name);
+  return failure == 0 ? nullptr : NSError::posix(failure, what);
+}
+
+AVAssetExportSession::AVAssetExportSession() : impl_(std::make_shared<Impl>()) {}
+AVAssetExportSession::~AVAssetExportSession() = default;
+
+Strong<AVAssetExportSession> AVAssetExportSession::initWithAsset_presetName(const Strong<AVURLAsset>& asset,
+                                                                            const std::string& presetName) {
+  auto session = std::make_shared<AVAssetExportSession>();
+  session->impl_->asset = asset;
+  session->impl_->preset = presetName;
+  return session;
+}
+
+const NSURL& AVAssetExportSession::outputURL() const {
+  return impl_->outputURL;
+}
+
+void AVAssetExportSession::setOutputURL(const NSURL& url) {
+  impl_->outputURL = url;
+}
+
+void AVAssetExportSession::setOutputFileType(const std::string& type) {
+  impl_->fileType = type;
+}
+
+void AVAssetExportSession::setTimeRange(CMTimeRange range) {
+  impl_->range = range;
+}
+
+void AVAssetExportSession::exportAsynchronouslyWithCompletionHandler(std::function<void()> handler) {
+  using Status = AVAssetExportSessionStatus;
+  auto expected = Status::Unknown;
+  impl_->status.compare_exchange_strong(expected, Status::Waiting);
+  dispatch_async(impl_->queue, [self = shared_from_this(), impl = impl_, handler = std::move(handler)] {
+    auto waiting = Status::Waiting;
+    // A session exports once; a second request only learns how the first one ended.
+    if (impl->status.compare_exchange_strong(waiting, Status::Exporting)) {
+      const NSErrorPtr error = impl->cancelled ? nullptr : impl->run();
+      if (impl->cancelled) {
+        impl->status = Status::Cancelled;
+      } else {
+        {
+          const std::lock_guard lock(impl->mutex);
+          impl->error = error;
+        }
+        if (!error) impl->progress = 1;
+        impl->status = error ? Status::Failed : Status::Completed;
+      }
+    }
+    if (handler) handler();
+  });
+}
+
+void AVAssetExportSession::cancelExport() {
+  impl_->cancelled = true;
+}
+
+AVAssetExportSessionStatus AVAssetExportSession::status() const {
+  return impl_->status;
+}
+
+NSErrorPtr AVAssetExportSession::error() const {
+  const std::lock_guard lock(impl_->mutex);
+  return impl_->error;
+}
+
+float AVAssetExportSession::progress() const {
+  return impl_->progress;
+}
