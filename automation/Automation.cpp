@@ -37,4 +37,8 @@ void install() {
   UIAutomation::setDriver(run);
 }
 
+int exitStatus(int status) {
+  return ScriptRunner::exitStatus(status);
+}
+
 }  // namespace automation
