@@ -6,9 +6,9 @@
 
 /// A live, blurred and whitened view of what lies behind it ("_UIBackdropView" in the class registry).
 ///
-/// Takes no touches unless told to. Mask views cut it: bit 4 of a view's backdrop mask flags (7 has it) makes the
-/// view's opaque pixels the shape of the backdrop; flags 3 leave the view's opaque pixels out of it, so that what is
-/// drawn there shows through.
+/// Takes no touches unless told to. Mask views cut it: nothing of the backdrop is left where a mask view's picture is
+/// opaque, so that what lies behind shows there as it is. A view whose backdrop mask flags have bit 4 (7 has it)
+/// thereby gives the backdrop its outline, and its size; flags 3 leave a shape out of it.
 class UIBackdropView : public UIView {
   ZV_OBJECT(UIBackdropView)
  public:

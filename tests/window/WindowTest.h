@@ -4,11 +4,14 @@
 #include "platform/backends/qt/QtEditorWindow.h"
 
 #include <gtest/gtest.h>
+#include <functional>
 #include <memory>
 #include <string>
 
 /// The program's one window: a process can have only one, so the tests share it.
 QtEditorWindow& theWindow();
+/// The path of this test program.
+const std::string& theProgram();
 
 /// Puts a fresh, empty view controller into the window for each test.
 class WindowTest : public testing::Test {

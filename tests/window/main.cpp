@@ -8,6 +8,11 @@
 
 namespace {
 QtEditorWindow* window = nullptr;
+std::string program;
+}  // namespace
+
+const std::string& theProgram() {
+  return program;
 }
 
 QtEditorWindow& theWindow() {
@@ -46,6 +51,7 @@ std::string WindowTest::picturePath(const std::string& name) {
 
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
+  program = std::filesystem::canonical(argv[0]).string();
   EditorWindow::Options options;
   options.offscreen = std::getenv("ZEVANTI_TEST_ON_SCREEN") == nullptr;
   options.size = CGSizeMake(375, 667);

@@ -2,6 +2,7 @@
 
 #include <QPainter>
 #include <QTransform>
+#include <QtMath>
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -53,11 +54,18 @@ QRgb whitened(const Pixel& pixel) {
 
 }  // namespace
 
-BackdropBlur::BackdropBlur(QRectF place) : place_(place) {
-  cells_ = {std::max(1, qRound(place.width() / kCell)), std::max(1, qRound(place.height() / kCell))};
-  const QSizeF cell(place.width() / cells_.width(), place.height() / cells_.height());
-  const QSize canvas = cells_ + QSize(2 * kMargin, 2 * kMargin);
-  reach_ = QRectF(place.topLeft() - QPointF(kMargin * cell.width(), kMargin * cell.height()),
+BackdropBlur::BackdropBlur(QRectF place, QRectF bounds) : place_(place) {
+  const QSize cells(std::max(1, qRound(place.width() / kCell)), std::max(1, qRound(place.height() / kCell)));
+  const QSizeF cell(place.width() / cells.width(), place.height() / cells.height());
+  const auto margin = [](qreal room, qreal size) { return std::clamp(qFloor(room / size), 0, kMargin); };
+  const int left = margin(place.left() - bounds.left(), cell.width());
+  const int top = margin(place.top() - bounds.top(), cell.height());
+  const int right = margin(bounds.right() - place.right(), cell.width());
+  const int bottom = margin(bounds.bottom() - place.bottom(), cell.height());
+
+  cells_ = QRect(QPoint(left, top), cells);
+  const QSize canvas = cells + QSize(left + right, top + bottom);
+  reach_ = QRectF(place.topLeft() - QPointF(left * cell.width(), top * cell.height()),
                   QSizeF(canvas.width() * cell.width(), canvas.height() * cell.height()));
   toCells_ =
       QTransform::fromTranslate(-reach_.x(), -reach_.y()) * QTransform::fromScale(1 / cell.width(), 1 / cell.height());
@@ -118,11 +126,11 @@ QImage BackdropBlur::result() const {
       boxBlur(&pixels[static_cast<std::size_t>(x)], height, width, scratch);
     }
   }
-  QImage result(cells_, QImage::Format_RGB32);
+  QImage result(cells_.size(), QImage::Format_RGB32);
   for (int y = 0; y < result.height(); ++y) {
     auto* line = reinterpret_cast<QRgb*>(result.scanLine(y));
     for (int x = 0; x < result.width(); ++x) {
-      line[x] = whitened(pixels[static_cast<std::size_t>((y + kMargin) * width + x + kMargin)]);
+      line[x] = whitened(pixels[static_cast<std::size_t>((y + cells_.y()) * width + x + cells_.x())]);
     }
   }
   return result;

@@ -13,8 +13,9 @@ class BackdropBlur {
   /// How far outside itself a backdrop looks, in cells.
   static constexpr int kMargin = 12;
 
-  /// A backdrop that covers `place` (in the window, in points).
-  explicit BackdropBlur(QRectF place);
+  /// A backdrop that covers `place` in a window that covers `bounds`, in points. What lies outside the window does not
+  /// count: the window's edge goes on there.
+  BackdropBlur(QRectF place, QRectF bounds);
 
   /// The area whose contents count, in window coordinates.
   QRectF reach() const { return reach_; }
@@ -28,7 +29,7 @@ class BackdropBlur {
 
  private:
   QRectF place_, reach_;
-  QSize cells_;  ///< of the place itself
+  QRect cells_;  ///< of the place itself in the canvas
   QTransform toCells_;
   QImage canvas_;
 };

@@ -4,6 +4,7 @@
 #include "platform/backends/qt/LayerItem.h"
 
 #include <QPainter>
+#include <QQuickWindow>
 
 BackdropItem::BackdropItem(LayerItem& host) : PictureItem(&host), host_(host) {
   host_.mirror().addBackdrop(this);
@@ -44,7 +45,7 @@ void BackdropItem::updatePolish() {
   if (place.isEmpty() || !isVisible()) {
     return;
   }
-  BackdropBlur blur(place);
+  BackdropBlur blur(place, QRectF(QPointF(0, 0), QSizeF(window()->size())));
   std::vector<LayerMirror::Behind> behind = host_.mirror().behind(host_);
   std::erase_if(behind, [&](const LayerMirror::Behind& part) { return !part.place.intersects(blur.reach()); });
   if (behind == shown_ && place == shownPlace_ && !cutsChanged_) {

@@ -8,11 +8,6 @@ EditorQuickWindow::EditorQuickWindow() {
 
 bool EditorQuickWindow::event(QEvent* event) {
   switch (event->type()) {
-    case QEvent::UpdateRequest:
-      if (handlers_.frame) {
-        handlers_.frame();
-      }
-      break;
     case QEvent::Close:
       event->ignore();
       if (handlers_.close) {

@@ -5,7 +5,7 @@
 #include <QQuickWindow>
 #include <functional>
 
-/// The Quick window: hands input to the views instead of to Quick items, and tells of frames, sizes and closing. Main
+/// The Quick window: hands input to the views instead of to Quick items, and tells of its size and of closing. Main
 /// thread.
 class EditorQuickWindow : public QQuickWindow {
   Q_OBJECT
@@ -15,7 +15,6 @@ class EditorQuickWindow : public QQuickWindow {
   InputForwarder& input() { return input_; }
 
   struct Handlers {
-    std::function<void()> frame;    ///< a frame is about to be drawn
     std::function<void()> resized;  ///< size or scale have changed
     std::function<void()> close;    ///< the person wants the window closed
   };

@@ -9,7 +9,8 @@
 #include <optional>
 #include <string>
 
-/// The program's one window, on screen or offscreen, and the event loop that it lives in. Everything on the main thread.
+/// The program's one window, on screen or offscreen, and the event loop that it lives in. Everything on the main
+/// thread.
 class EditorWindow : public UIAutomation {
  public:
   struct Options {
@@ -19,8 +20,8 @@ class EditorWindow : public UIAutomation {
     std::string title;
   };
 
-  /// Sets up the window system connection, the main queue's thread and the event loop. Call before anything else of this
-  /// class and before any view is made. `argc` and `argv` must outlive the window.
+  /// Sets up the window system connection, the main queue's thread and the event loop. Call before anything else of
+  /// this class and before any view is made. `argc` and `argv` must outlive the window.
   static std::unique_ptr<EditorWindow> create(int& argc, char** argv, const Options& options);
   ~EditorWindow() override = default;
 

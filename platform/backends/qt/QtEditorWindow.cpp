@@ -33,7 +33,7 @@ QtEditorWindow::QtEditorWindow(int& argc, char** argv, const Options& options)
     : application_(WindowSystem::connect(argc, argv, options)), options_(options) {
   quickWindow_ = std::make_unique<EditorQuickWindow>();
   quickWindow_->setTitle(QString::fromStdString(options.title));
-  quickWindow_->setHandlers({[this] { frame(); }, [this] { takeOverSize(); },
+  quickWindow_->setHandlers({[this] { takeOverSize(); },
                              [this] {
                                if (closeHandler_) {
                                  closeHandler_();
@@ -50,17 +50,11 @@ QtEditorWindow::QtEditorWindow(int& argc, char** argv, const Options& options)
   accessibility_ = std::make_unique<AccessibilityMirror>(*quickWindow_->contentItem());
   frameTimer_.setSingleShot(true);
   frameTimer_.setTimerType(Qt::PreciseTimer);
-  connect(&frameTimer_, &QTimer::timeout, this, [this] {
-    if (quickWindow_->isExposed()) {
-      quickWindow_->update();
-    } else {
-      frame();  // nothing is drawn, but animations have to end
-    }
-  });
+  connect(&frameTimer_, &QTimer::timeout, this, [this] { tick(); });
   takeOverSize();
   uiWindow_ = std::make_shared<UIWindow>();
   CATransaction::setCommitHandler([this] { scheduleCommit(); });
-  CAAnimator::shared().setStartHandler([this] { scheduleFrame(); });
+  CAAnimator::shared().setStartHandler([this] { scheduleTick(); });
 }
 
 QtEditorWindow::~QtEditorWindow() {
@@ -150,27 +144,24 @@ void QtEditorWindow::updateFocusRing() {
   }
 }
 
-/// One more frame, no sooner than the screen shows it: with OpenGL the buffer swap keeps the pace, else a timer does.
-void QtEditorWindow::scheduleFrame() {
-  if (QQuickWindow::graphicsApi() == QSGRendererInterface::OpenGL && quickWindow_->isExposed()) {
-    quickWindow_->update();
-    return;
-  }
+/// One more step of the animations, no sooner than the screen shows a new frame. Runs also while the window is covered
+/// or minimised: what waits for an animation's end waits there, too.
+void QtEditorWindow::scheduleTick() {
   const QScreen* screen = quickWindow_->screen();
   const qreal interval = 1000 / (screen && screen->refreshRate() > 1 ? screen->refreshRate() : 60);
-  const qreal elapsed = sinceFrame_.isValid() ? static_cast<qreal>(sinceFrame_.elapsed()) : interval;
+  const qreal elapsed = sinceTick_.isValid() ? static_cast<qreal>(sinceTick_.elapsed()) : interval;
   frameTimer_.start(std::max(0, qRound(interval - elapsed)));
 }
 
-void QtEditorWindow::frame() {
+void QtEditorWindow::tick() {
   if (!CAAnimator::shared().isAnimating()) {
     return;
   }
-  sinceFrame_.start();
+  sinceTick_.start();
   CAAnimator::shared().tick(steadySeconds());
   commit();
   if (CAAnimator::shared().isAnimating()) {
-    scheduleFrame();
+    scheduleTick();
   }
 }
 

@@ -47,8 +47,8 @@ class QtEditorWindow : public QObject, public EditorWindow {
 
  private:
   void scheduleCommit();
-  void scheduleFrame();
-  void frame();
+  void scheduleTick();
+  void tick();
   void takeOverSize();
   void updateFocusRing();
 
@@ -63,7 +63,7 @@ class QtEditorWindow : public QObject, public EditorWindow {
   QQuickItem* focusRing_ = nullptr;
   std::function<void()> closeHandler_;
   QTimer frameTimer_;
-  QElapsedTimer sinceFrame_;
+  QElapsedTimer sinceTick_;
   bool commitScheduled_ = false;
   bool pointerIsDown_ = false;
 };

@@ -1,0 +1,177 @@
+#include "platform/QuartzCore/CAAnimator.h"
+#include "platform/UIKit/UIImageView.h"
+#include "platform/UIKit/UIScreen.h"
+#include "tests/window/Pictures.h"
+#include "tests/window/WindowTest.h"
+
+#include "platform/backends/qt/LayerItem.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <cmath>
+
+class GeometryTest : public WindowTest {
+ protected:
+  static Strong<UIView> view(CGRect frame, UIColor color) {
+    auto view = std::make_shared<UIView>();
+    view->setFrame(frame);
+    view->setBackgroundColor(color);
+    return view;
+  }
+  static LayerItem* itemOf(const Strong<UIView>& view) {
+    return theWindow().mirror().itemForLayer(view->layer().get());
+  }
+  static QColor colorAt(const QImage& picture, qreal x, qreal y) {
+    const qreal ratio = theWindow().mirror().pixelRatio();
+    return picture.pixelColor(static_cast<int>(x * ratio), static_cast<int>(y * ratio));
+  }
+};
+
+TEST_F(GeometryTest, ItemsLieWhereTheirLayersLieOnWholePixels) {
+  const auto outer = view({{10.3F, 20.7F}, {200.4F, 100.2F}}, {1, 0, 0, 1});
+  const auto inner = view({{5.4F, 7.4F}, {50.5F, 30.25F}}, {0, 1, 0, 1});
+  outer->addSubview(inner);
+  root()->addSubview(outer);
+  theWindow().commit();
+
+  const qreal ratio = theWindow().mirror().pixelRatio();
+  for (const auto& [item, exact] : {std::pair(itemOf(outer), QRectF(10.3, 20.7, 200.4, 100.2)),
+                                    std::pair(itemOf(inner), QRectF(15.7, 28.1, 50.5, 30.25))}) {
+    ASSERT_NE(item, nullptr);
+    const QRectF place(item->mapToScene(QPointF(0, 0)), item->size());
+    EXPECT_LE(std::abs(place.left() - exact.left()) * ratio, 0.51);
+    EXPECT_LE(std::abs(place.bottom() - exact.bottom()) * ratio, 0.51);
+    for (const qreal edge : {place.left(), place.top(), place.right(), place.bottom()}) {
+      EXPECT_NEAR(edge * ratio, std::round(edge * ratio), 1e-6);
+    }
+  }
+}
+
+TEST_F(GeometryTest, StackingFollowsTheSublayers) {
+  const auto red = view({{0, 0}, {100, 100}}, {1, 0, 0, 1});
+  const auto green = view({{0, 0}, {100, 100}}, {0, 1, 0, 1});
+  const auto blue = view({{0, 0}, {100, 100}}, {0, 0, 1, 1});
+  // A view with a visual of its own: its sublayers have to stay in front of the visual.
+  const auto holder = UIImageView::initWithImage(std::make_shared<UIImage>(pictures::colourful(100, 100), 1.0F));
+  root()->addSubview(holder);
+  for (const auto& each : {red, green, blue}) {
+    holder->addSubview(each);
+  }
+  EXPECT_EQ(colorAt(theWindow().grab(), 50, 50), QColor(Qt::blue));
+  holder->addSubview(red);
+  EXPECT_EQ(colorAt(theWindow().grab(), 50, 50), QColor(Qt::red));
+  green->removeFromSuperview();
+  holder->insertSubview_belowSubview(green, blue);
+  red->setHidden(true);
+  EXPECT_EQ(colorAt(theWindow().grab(), 50, 50), QColor(Qt::blue));
+  blue->setAlpha(0.5F);
+  const QColor mixed = colorAt(theWindow().grab(), 50, 50);
+  EXPECT_NEAR(mixed.green(), 128, 2);
+  EXPECT_NEAR(mixed.blue(), 128, 2);
+  EXPECT_EQ(mixed.red(), 0);
+  // Moved into another view, and out of the tree.
+  root()->addSubview(green);
+  green->setFrame({{200, 200}, {50, 50}});
+  blue->removeFromSuperview();
+  const QImage picture = theWindow().grab();
+  EXPECT_EQ(colorAt(picture, 220, 220), QColor(0, 255, 0));
+  EXPECT_EQ(itemOf(blue), nullptr);
+  holder->removeFromSuperview();
+  theWindow().commit();
+  EXPECT_EQ(itemOf(red), nullptr) << "an item goes with its layer's place in the tree";
+  EXPECT_EQ(theWindow().quickWindow().contentItem()->childItems().value(0)->childItems().size(), 1);
+}
+
+TEST_F(GeometryTest, AnAnimationRunsThroughItsValuesAndThenNothingMoves) {
+  const auto moving = view({{0, 0}, {100, 100}}, {1, 0, 0, 1});
+  root()->addSubview(moving);
+  theWindow().commit();
+
+  std::vector<qreal> opacities, places;
+  const auto watch = QObject::connect(&theWindow().quickWindow(), &QQuickWindow::afterRendering, [&] {
+    opacities.push_back(itemOf(moving)->opacity());
+    places.push_back(itemOf(moving)->x());
+  });
+  bool finished = false;
+  QElapsedTimer timer;
+  timer.start();
+  UIView::animateWithDuration_animations_completion(
+      0.25,
+      [&] {
+        moving->setAlpha(0.2F);
+        moving->setFrame({{100, 0}, {100, 100}});
+      },
+      [&](bool completed) { finished = completed; });
+  EXPECT_NEAR(moving->alpha(), 0.2, 1e-6) << "the model has its new value at once";
+  ASSERT_TRUE(waitUntil([&] { return finished; }));
+  EXPECT_GE(timer.elapsed(), 240);
+  EXPECT_LE(timer.elapsed(), 600);
+  QObject::disconnect(watch);
+
+  theWindow().commit();
+  EXPECT_NEAR(itemOf(moving)->opacity(), 0.2, 1e-6);
+  EXPECT_NEAR(itemOf(moving)->x(), 100, 1e-6);
+  ASSERT_GE(opacities.size(), 5U);
+  EXPECT_LE(opacities.size(), 40U) << "no more frames than a screen shows";
+  EXPECT_TRUE(std::is_sorted(opacities.rbegin(), opacities.rend()));
+  EXPECT_TRUE(std::is_sorted(places.begin(), places.end()));
+  const auto between = std::count_if(places.begin(), places.end(), [](qreal x) { return x > 20 && x < 80; });
+  EXPECT_GE(between, 2);
+
+  // At rest: no commit, no frame, no timer.
+  QCoreApplication::processEvents();
+  const long commits = theWindow().mirror().commitCount();
+  int frames = 0;
+  const auto idle = QObject::connect(&theWindow().quickWindow(), &QQuickWindow::afterRendering, [&] { ++frames; });
+  timer.restart();
+  while (timer.elapsed() < 300) {
+    QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+  }
+  QObject::disconnect(idle);
+  EXPECT_EQ(theWindow().mirror().commitCount(), commits);
+  EXPECT_EQ(frames, 0);
+}
+
+TEST_F(GeometryTest, ManyChangesInOneTurnAreOneCommit) {
+  const auto moving = view({{0, 0}, {100, 100}}, {1, 0, 0, 1});
+  root()->addSubview(moving);
+  QCoreApplication::processEvents();
+  const long before = theWindow().mirror().commitCount();
+  for (int i = 1; i <= 50; ++i) {
+    moving->setFrame({{static_cast<CGFloat>(i), 0}, {100, 100}});
+  }
+  ASSERT_TRUE(waitUntil([&] { return std::abs(itemOf(moving)->x() - 50) < 1e-6; }));
+  EXPECT_EQ(theWindow().mirror().commitCount(), before + 1);
+}
+
+namespace {
+/// Notes what a controller hears of a change of size.
+class Turning : public UIViewController {
+ public:
+  void viewWillTransitionToSize_withTransitionCoordinator(CGSize size,
+                                                          UIViewControllerTransitionCoordinator& coordinator) override {
+    UIViewController::viewWillTransitionToSize_withTransitionCoordinator(size, coordinator);
+    announced = size;
+    coordinator.animateAlongsideTransition_completion([this](auto&) { sizeInside = view()->bounds().size; },
+                                                      [](auto&) {});
+  }
+  void viewDidLayoutSubviews() override { laidOut = view()->bounds().size; }
+  CGSize announced, sizeInside, laidOut;
+};
+}  // namespace
+
+TEST_F(GeometryTest, AResizedWindowResizesTheScreenAndTheViews) {
+  const auto turning = std::make_shared<Turning>();
+  theWindow().dismiss();
+  theWindow().present(turning);
+  const CGSize wide = CGSizeMake(667, 375);
+  theWindow().resize(wide);
+  ASSERT_TRUE(waitUntil([&] { return turning->laidOut == wide; }));
+  EXPECT_EQ(turning->announced, wide);
+  EXPECT_EQ(turning->sizeInside, wide);
+  EXPECT_EQ(UIScreen::mainScreen().bounds().size, wide);
+  EXPECT_EQ(theWindow().window()->bounds().size, wide);
+  EXPECT_EQ(theWindow().grab().size(), (QSizeF(667, 375) * theWindow().mirror().pixelRatio()).toSize());
+  theWindow().resize({375, 667});
+  ASSERT_TRUE(waitUntil([&] { return turning->laidOut == CGSizeMake(375, 667); }));
+}

@@ -1,0 +1,143 @@
+#include "platform/UIKit/UIToolbar.h"
+#include "tests/window/WindowTest.h"
+
+#include <qpa/qwindowsysteminterface.h>
+#include <QCoreApplication>
+#include <QPointingDevice>
+
+namespace {
+
+/// Notes every touch and hover.
+class Touched : public UIView {
+ public:
+  void handleTouch(const UITouch& touch) override { touches.push_back(touch); }
+  void handleHover(std::optional<CGPoint> point) override { hover = point; }
+  std::vector<UITouch> touches;
+  std::optional<CGPoint> hover;
+};
+
+class Pressed : public NSObject {
+  ZV_OBJECT(Pressed)
+ public:
+  void press() { ++presses; }
+  int presses = 0;
+};
+
+class InputTest : public WindowTest {
+ protected:
+  void SetUp() override {
+    WindowTest::SetUp();
+    view = std::make_shared<Touched>();
+    view->setFrame({{50, 100}, {200, 200}});
+    root()->addSubview(view);
+    theWindow().commit();
+  }
+  Strong<Touched> view;
+};
+
+}  // namespace
+
+ZV_REGISTER_CLASS(Pressed, "WindowTestPressed", NSObject, {{"press", runtime::method(&Pressed::press)}})
+
+TEST_F(InputTest, TheMouseIsFingerZeroInPoints) {
+  theWindow().sendPointer(UIAutomation::Pointer::Move, {60, 110});
+  ASSERT_TRUE(view->hover.has_value());
+  EXPECT_EQ(*view->hover, (CGPoint{10, 10}));
+  theWindow().sendPointer(UIAutomation::Pointer::Press, {60, 110});
+  theWindow().sendPointer(UIAutomation::Pointer::Move, {300, 500});
+  theWindow().sendPointer(UIAutomation::Pointer::Release, {300, 500});
+  ASSERT_EQ(view->touches.size(), 3U);
+  EXPECT_EQ(view->touches[0].phase, UITouchPhase::Began);
+  EXPECT_EQ(view->touches[1].phase, UITouchPhase::Moved);
+  EXPECT_EQ(view->touches[2].phase, UITouchPhase::Ended);
+  EXPECT_EQ(view->touches[0].locationInWindow, (CGPoint{60, 110}));
+  EXPECT_EQ(view->touches[1].locationInWindow, (CGPoint{300, 500})) << "outside the view too";
+  for (const UITouch& touch : view->touches) {
+    EXPECT_EQ(touch.identifier, 0);
+  }
+  EXPECT_LE(view->touches[0].timestamp, view->touches[2].timestamp);
+
+  theWindow().sendPointer(UIAutomation::Pointer::Move, {10, 10});
+  EXPECT_FALSE(view->hover.has_value());
+  // A quick second click is a second touch, not something else.
+  view->touches.clear();
+  for (int i = 0; i < 2; ++i) {
+    theWindow().sendPointer(UIAutomation::Pointer::Press, {60, 110});
+    theWindow().sendPointer(UIAutomation::Pointer::Release, {60, 110});
+  }
+  EXPECT_EQ(view->touches.size(), 4U);
+}
+
+TEST_F(InputTest, FingersCountFromOne) {
+  const QPointingDevice device("screen", 7, QInputDevice::DeviceType::TouchScreen, QPointingDevice::PointerType::Finger,
+                               QInputDevice::Capability::Position, 5, 0);
+  QWindowSystemInterface::registerInputDevice(&device);
+  const qreal ratio = theWindow().mirror().pixelRatio();
+  const auto send = [&](std::vector<std::pair<QPointF, QEventPoint::State>> fingers) {
+    QList<QWindowSystemInterface::TouchPoint> points;
+    for (const auto& [place, state] : fingers) {
+      QWindowSystemInterface::TouchPoint point;
+      point.id = static_cast<int>(points.size());
+      point.state = state;
+      const QPointF global = theWindow().quickWindow().mapToGlobal(place) * ratio;
+      point.area = QRectF(global - QPointF(1, 1), QSizeF(2, 2));
+      points.append(point);
+    }
+    QWindowSystemInterface::handleTouchEvent<QWindowSystemInterface::SynchronousDelivery>(&theWindow().quickWindow(),
+                                                                                          &device, points);
+  };
+  send({{{60, 110}, QEventPoint::State::Pressed}});
+  send({{{60, 110}, QEventPoint::State::Stationary}, {{100, 150}, QEventPoint::State::Pressed}});
+  send({{{70, 120}, QEventPoint::State::Updated}, {{100, 150}, QEventPoint::State::Released}});
+  send({{{70, 120}, QEventPoint::State::Released}});
+  ASSERT_EQ(view->touches.size(), 5U);
+  EXPECT_EQ(view->touches[0].identifier, 1);
+  EXPECT_EQ(view->touches[1].identifier, 2);
+  EXPECT_EQ(view->touches[1].locationInWindow, (CGPoint{100, 150}));
+  EXPECT_EQ(view->touches[2].identifier, 1);
+  EXPECT_EQ(view->touches[2].phase, UITouchPhase::Moved);
+  EXPECT_EQ(view->touches[3].identifier, 2);
+  EXPECT_EQ(view->touches[3].phase, UITouchPhase::Ended);
+  EXPECT_EQ(view->touches[4].identifier, 1);
+
+  // When the window loses its input, what is under way is cancelled, not forgotten.
+  send({{{60, 110}, QEventPoint::State::Pressed}});
+  theWindow().dismiss();
+  EXPECT_EQ(view->touches.back().phase, UITouchPhase::Cancelled);
+}
+
+TEST_F(InputTest, PointerAndKeysReachBarItems) {
+  const auto target = std::make_shared<Pressed>();
+  const auto cancel =
+      UIBarButtonItem::initWithBarButtonSystemItem_target_action(UIBarButtonSystemItem::Cancel, target, "press");
+  const auto bar = std::make_shared<UIToolbar>();
+  bar->setFrame({{0, 0}, {375, 60}});
+  bar->setItems({cancel});
+  root()->addSubview(bar);
+  theWindow().commit();
+  const CGRect frame = bar->frameOfItem(cancel.get());
+  const CGPoint middle{frame.origin.x + frame.size.width / 2, 30};
+  theWindow().sendPointer(UIAutomation::Pointer::Press, middle);
+  theWindow().sendPointer(UIAutomation::Pointer::Release, middle);
+  EXPECT_EQ(target->presses, 1);
+  EXPECT_TRUE(theWindow().sendKey("Escape"));
+  EXPECT_EQ(target->presses, 2);
+  EXPECT_TRUE(theWindow().sendKey("Tab"));
+  EXPECT_EQ(theWindow().window()->focusedLabel(), "Cancel");
+  EXPECT_TRUE(theWindow().sendKey("return"));
+  EXPECT_EQ(target->presses, 3);
+  EXPECT_TRUE(theWindow().sendKey("Shift+Tab"));
+  EXPECT_TRUE(theWindow().sendKey("Control+Q"));
+  EXPECT_FALSE(theWindow().sendKey("Nonsense"));
+  EXPECT_FALSE(theWindow().sendKey("Hyper+A"));
+  EXPECT_FALSE(theWindow().sendKey(""));
+}
+
+TEST_F(InputTest, ClosingAsksAndLeavesTheWindowThere) {
+  int asked = 0;
+  theWindow().setCloseHandler([&] { ++asked; });
+  QWindowSystemInterface::handleCloseEvent<QWindowSystemInterface::SynchronousDelivery>(&theWindow().quickWindow());
+  EXPECT_EQ(asked, 1);
+  EXPECT_TRUE(theWindow().quickWindow().isVisible());
+  theWindow().setCloseHandler(nullptr);
+}
