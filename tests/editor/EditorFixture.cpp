@@ -60,6 +60,7 @@ void EditorTest::TearDown() {
 }
 
 void EditorTest::open(const std::string& recording, CGSize size) {
+  testWindow().present(std::make_shared<UIViewController>());  // a window takes a new size only on the screen
   testWindow().resize(size);
   ASSERT_TRUE(pumpUntil([&] { return testWindow().window()->bounds().size == size; }));
   movie = fs::path(ZVScreenRecorderTempDirectory) / recording;

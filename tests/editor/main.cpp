@@ -14,6 +14,7 @@ std::unique_ptr<EditorWindow> window;
   if (const char* folder = mkdtemp(pattern)) setenv("XDG_CACHE_HOME", folder, 1);
   setenv("LC_ALL", "en_US.UTF-8", 1);
   setenv("TZ", "UTC", 1);
+  setenv("ZEVANTI_BUNDLE", ZEVANTI_SOURCE_DIR "/resources/ZVVideoEditorExtension.appex", 1);
   setenv("QT_QPA_PLATFORM", "offscreen", 1);
 }
 }  // namespace

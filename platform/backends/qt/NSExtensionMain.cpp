@@ -10,7 +10,6 @@
 #include "platform/backends/posix/SignalWatcher.h"
 #include "platform/backends/qt/EditorWindow.h"
 
-#include <QQuickWindow>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
@@ -75,8 +74,11 @@ int ExtensionProcess::run() {
   window_ = EditorWindow::create(argc_, argv_, options);
   UIDevice::currentDevice()->setUserInterfaceIdiom(launch_.pad ? UIUserInterfaceIdiom::Pad
                                                                : UIUserInterfaceIdiom::Phone);
+  // As the window system found it; what the person asks to see below is about looks only.
+  constexpr int softwareQuality = 10;
+  const bool openGL = UIDevice::currentDevice()->_graphicsQuality() != softwareQuality;
   if (launch_.quality) UIDevice::currentDevice()->setGraphicsQuality(*launch_.quality);
-  AVPlayer::setConfiguration({!launch_.offscreen, QQuickWindow::graphicsApi() == QSGRendererInterface::OpenGL});
+  AVPlayer::setConfiguration({.audio = !launch_.offscreen, .openGL = openGL});
   PHPhotoLibrary::sharedPhotoLibrary().configure(launch_.library, launch_.appName);
   window_->setCloseHandler([this] { windowClosed(); });
 
