@@ -250,6 +250,7 @@ CGImageRef ThumbnailDecoder::render(const AVFrame& frame, CGSize maximumSize) {
   sws_setColorspaceDetails(scaler_, sws_getCoefficients(colourMatrix(frame)), fullRange,
                            sws_getCoefficients(SWS_CS_DEFAULT), 1, 0, 1 << 16, 1 << 16);
   auto image = std::make_shared<CGImage>(scaledWidth, scaledHeight);
+  image->pixels.resize(image->pixels.size() + 64);  // the scaler may write a little over the last row's end
   std::array<std::uint8_t*, 4> planes{image->pixels.data()};
   std::array<int, 4> strides{int(image->stride)};
   if (sws_scale(scaler_, frame.data, frame.linesize, 0, frame.height, planes.data(), strides.data()) <= 0) {

@@ -1,0 +1,169 @@
+#include "platform/Dispatch/dispatch.h"
+#include "platform/Photos/PHPhotoLibrary.h"
+#include "platform/Photos/PhotoLibraryStore.h"
+#include "tests/foundation/ScratchFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string contentOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+std::vector<std::string> namesIn(const std::string& folder) {
+  std::vector<std::string> names;
+  if (fs::exists(folder)) {
+    for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+class Library : public testing::Test {
+ protected:
+  void SetUp() override {
+    dispatch_main::attachToCurrentThread([] {});
+    library_ = scratch_ / "Videos/Zevanti";
+    PHPhotoLibrary::sharedPhotoLibrary().configure(library_, "Rainfall");
+  }
+
+  /// Saves through a change block; the error, or null.
+  NSErrorPtr save(const std::string& path) {
+    std::atomic<bool> done{false};
+    NSErrorPtr result;
+    bool succeeded = false;
+    PHPhotoLibrary::sharedPhotoLibrary().performChanges_completionHandler(
+        [&] {
+          EXPECT_FALSE(dispatch_is_current(dispatch_get_main_queue()));
+          PHAssetChangeRequest::creationRequestForAssetFromVideoAtFileURL(NSURL::fileURLWithPath(path));
+        },
+        [&](bool success, const NSErrorPtr& error) {
+          EXPECT_FALSE(dispatch_is_current(dispatch_get_main_queue()));
+          EXPECT_TRUE(PHPhotoLibrary::sharedPhotoLibrary().hasPendingSaves());
+          succeeded = success;
+          result = error;
+          done = true;
+        });
+    EXPECT_TRUE(dispatch_main::runUntil([&] { return done.load(); }, 30));
+    EXPECT_EQ(succeeded, result == nullptr);
+    return result;
+  }
+
+  ScratchFolder scratch_;
+  std::string library_;
+};
+
+TEST_F(Library, NeverReplacesAndNumbersInstead) {
+  const std::string movie = scratch_.write("clip.mp4", "first");
+  EXPECT_EQ(save(movie), nullptr);
+  scratch_.write("clip.mp4", "second");
+  EXPECT_EQ(save(movie), nullptr);
+  fs::create_directory(library_ + "/clip 3.mp4");
+  scratch_.write("clip.mp4", "third");
+  EXPECT_EQ(save(movie), nullptr);
+  EXPECT_EQ(namesIn(library_), (std::vector<std::string>{"clip 2.mp4", "clip 3.mp4", "clip 4.mp4", "clip.mp4"}));
+  EXPECT_EQ(contentOf(library_ + "/clip.mp4"), "first");
+  EXPECT_EQ(contentOf(library_ + "/clip 2.mp4"), "second");
+  EXPECT_EQ(contentOf(library_ + "/clip 4.mp4"), "third");
+  EXPECT_EQ(contentOf(movie), "third");
+}
+
+TEST_F(Library, NamesAreFitForAPerson) {
+  EXPECT_EQ(save(scratch_.write("ZVZevanti_Trim1700000000.m4v", "x")), nullptr);
+  PHPhotoLibrary::sharedPhotoLibrary().configure(library_, "../up/and\naway");
+  EXPECT_EQ(save(scratch_.write("ZVZevanti_Trim1700000001.m4v", "x")), nullptr);
+  EXPECT_EQ(save(scratch_.write("no extension", "x")), nullptr);
+  EXPECT_EQ(save(scratch_.write(".mp4", "x")), nullptr);
+  std::string umlauts;
+  for (int i = 0; i < 110; ++i) umlauts += "ü";
+  EXPECT_EQ(save(scratch_.write(umlauts + ".mp4", "x")), nullptr);
+  const auto names = namesIn(library_);
+  const std::vector<std::string> expected{"-up-and-away trimmed.m4v", "Rainfall trimmed.m4v", "mp4.mp4",
+                                          "no extension.mp4", umlauts.substr(0, 200) + ".mp4"};
+  EXPECT_EQ(names, expected);
+}
+
+TEST_F(Library, TheSourceMayGoRightAfterTheCall) {
+  const std::string content(3'000'000, 'm');
+  const std::string movie = scratch_.write("gone.m4v", content);
+  UISaveVideoAtPathToSavedPhotosAlbum(movie);
+  EXPECT_TRUE(PHPhotoLibrary::sharedPhotoLibrary().hasPendingSaves() || fs::exists(library_ + "/gone.m4v"));
+  fs::remove(movie);
+  dispatch_main::runUntil([] { return !PHPhotoLibrary::sharedPhotoLibrary().hasPendingSaves(); }, 30);
+  EXPECT_EQ(contentOf(library_ + "/gone.m4v"), content);
+}
+
+TEST_F(Library, AFailureIsToldAndLeavesNothing) {
+  const int before = PHPhotoLibrary::sharedPhotoLibrary().failedSaveCount();
+  testing::internal::CaptureStderr();
+  const NSErrorPtr missing = save(scratch_ / "missing.mp4");
+  ASSERT_NE(missing, nullptr);
+  EXPECT_EQ(missing->code(), ENOENT);
+
+  scratch_.write("file", "");
+  PHPhotoLibrary::sharedPhotoLibrary().configure(scratch_ / "file/Zevanti", "Rainfall");
+  ASSERT_NE(save(scratch_.write("clip.mp4", "x")), nullptr);
+  const std::string told = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 2) << told;
+  EXPECT_NE(told.find("clip.mp4"), std::string::npos);
+  EXPECT_EQ(PHPhotoLibrary::sharedPhotoLibrary().failedSaveCount(), before + 2);
+}
+
+TEST_F(Library, AFullDiskTellsHowMuchIsMissing) {
+  fs::create_directories(library_);
+  if (mount("none", library_.c_str(), "tmpfs", 0, "size=1m") != 0) GTEST_SKIP() << "no right to mount a small disk";
+  const std::string movie = scratch_.write("big.mp4", std::string(3 << 20, 'm'));
+  testing::internal::CaptureStderr();
+  const NSErrorPtr error = save(movie);
+  const std::string told = testing::internal::GetCapturedStderr();
+  const auto left = namesIn(library_);
+  struct stat status {};
+  stat(library_.c_str(), &status);
+  umount(library_.c_str());
+  ASSERT_NE(error, nullptr);
+  EXPECT_EQ(error->code(), ENOSPC);
+  EXPECT_TRUE(left.empty());
+  EXPECT_NE(told.find(std::to_string(2 << 20) + " bytes"), std::string::npos) << told;
+  EXPECT_EQ(contentOf(movie).size(), std::size_t(3) << 20);
+}
+
+TEST_F(Library, TheDefaultFolderIsTheDesktopsOwn) {
+  const char* keys[] = {"HOME", "XDG_CONFIG_HOME", "XDG_VIDEOS_DIR"};
+  std::vector<std::pair<std::string, std::string>> saved;
+  for (const char* key : keys) {
+    if (const char* value = std::getenv(key)) saved.emplace_back(key, value);
+    unsetenv(key);
+  }
+  setenv("HOME", scratch_.path().c_str(), 1);
+  EXPECT_EQ(PhotoLibraryStore::defaultFolder(), scratch_ / "Videos/Zevanti");
+  scratch_.write(".config/user-dirs.dirs", "# comment\nXDG_MUSIC_DIR=\"$HOME/M\"\nXDG_VIDEOS_DIR=\"$HOME/Filme\"\n");
+  EXPECT_EQ(PhotoLibraryStore::defaultFolder(), scratch_ / "Filme/Zevanti");
+  scratch_.write("config/user-dirs.dirs", "XDG_VIDEOS_DIR=\"/media/videos/\"\n");
+  setenv("XDG_CONFIG_HOME", (scratch_ / "config").c_str(), 1);
+  EXPECT_EQ(PhotoLibraryStore::defaultFolder(), "/media/videos/Zevanti");
+  scratch_.write("config/user-dirs.dirs", "XDG_VIDEOS_DIR=\"$HOME/\"\n");  // "none"
+  EXPECT_EQ(PhotoLibraryStore::defaultFolder(), scratch_ / "Videos/Zevanti");
+  for (const char* key : keys) unsetenv(key);
+  for (const auto& [key, value] : saved) setenv(key.c_str(), value.c_str(), 1);
+}
+
+}  // namespace
