@@ -62,6 +62,9 @@ class AVPlayer : public NSObject {
     bool openGL = false;
   };
   static void setConfiguration(Configuration configuration);
+  /// Gets the next player ready in the background, so that its first picture comes some milliseconds sooner. Call it
+  /// early (first thing in `main`, after `setConfiguration`). Any thread; returns at once.
+  static void prewarm();
 
  private:
   struct Impl;

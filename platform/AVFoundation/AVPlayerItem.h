@@ -5,6 +5,7 @@
 #include "platform/Foundation/NSError.h"
 #include "platform/Foundation/NSObject.h"
 
+#include <functional>
 #include <vector>
 
 enum class AVPlayerItemStatus { Unknown = 0, ReadyToPlay = 1, Failed = 2 };
@@ -30,6 +31,6 @@ class AVPlayerItem : public NSObject {
   Strong<AVURLAsset> asset_;
   AVPlayerItemStatus status_ = AVPlayerItemStatus::Unknown;
   NSErrorPtr error_;
-  CMTime currentTime_ = kCMTimeZero;
+  std::function<CMTime()> clock_;  // the player's time; invalid once the player is gone
   CMTime duration_ = kCMTimeInvalid;
 };

@@ -1,0 +1,250 @@
+#include "platform/backends/mpv/FrameLocator.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <map>
+#include <utility>
+#include <vector>
+
+extern "C" {
+#include <libavformat/avformat.h>
+}
+
+namespace {
+
+// Two times that lie nearer together are the same; the times that come in are rounded to ticks.
+constexpr double sameTime = 1e-5;
+// Shows as "first picture at or after the target, less this"; see SeekCoordinator.
+constexpr double largestMargin = 0.005;
+// Reading stops this long after the picture that was asked for, even in the middle of a long group of pictures.
+constexpr double readAhead = 2.0;
+constexpr std::size_t keptGroups = 4096;
+
+/// The pictures from one key frame up to the next: all that are shown in [begin, end).
+struct Group {
+  double end = 0;
+  double hiddenKeyFrame = 0;   ///< the key frame's own time: before `begin` where an edit list hides it
+  std::vector<double> frames;  ///< when each begins, ascending; never empty
+};
+
+}  // namespace
+
+/// The file, on the locator's queue only.
+class FrameLocator::Reader {
+ public:
+  Reader(std::string path, int stream, double startTime)
+      : path_(std::move(path)), stream_(stream), startTime_(startTime) {}
+  ~Reader() {
+    avformat_close_input(&format_);
+    av_packet_free(&packet_);
+  }
+  Reader(const Reader&) = delete;
+  Reader& operator=(const Reader&) = delete;
+
+  void open();
+  std::optional<FrameLocation> locate(double time);
+
+ private:
+  struct Read {
+    double presentation;
+    std::optional<double> decode;
+    bool key;
+    bool hidden;
+  };
+  std::optional<Read> next();
+  bool readGroups(double time);
+  std::optional<FrameLocation> find(double time) const;
+  double seconds(std::int64_t timestamp) const { return static_cast<double>(timestamp) * tick_ - startTime_; }
+
+  std::string path_;
+  int stream_;
+  double startTime_;
+  double tick_ = 0;
+  AVFormatContext* format_ = nullptr;
+  AVPacket* packet_ = nullptr;
+  std::map<double, Group> groups_;  // by the begin of the first picture shown
+};
+
+void FrameLocator::Reader::open() {
+  AVDictionary* options = nullptr;
+  av_dict_set(&options, "advanced_editlist", "1", 0);
+  const int result = avformat_open_input(&format_, path_.c_str(), nullptr, &options);
+  av_dict_free(&options);
+  if (result < 0) {
+    format_ = nullptr;
+    return;
+  }
+  if (format_->nb_streams == 0) {
+    avformat_find_stream_info(format_, nullptr);
+  }
+  if (stream_ < 0 || static_cast<unsigned>(stream_) >= format_->nb_streams) {
+    avformat_close_input(&format_);
+    return;
+  }
+  for (unsigned i = 0; i < format_->nb_streams; ++i) {
+    format_->streams[i]->discard = static_cast<int>(i) == stream_ ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+  }
+  tick_ = av_q2d(format_->streams[stream_]->time_base);
+  packet_ = av_packet_alloc();
+}
+
+std::optional<FrameLocator::Reader::Read> FrameLocator::Reader::next() {
+  while (av_read_frame(format_, packet_) >= 0) {
+    const bool ours = packet_->stream_index == stream_;
+    const std::int64_t presentation = packet_->pts != AV_NOPTS_VALUE ? packet_->pts : packet_->dts;
+    std::optional<Read> read;
+    if (ours && presentation != AV_NOPTS_VALUE) {
+      read = Read{seconds(presentation), std::nullopt, (packet_->flags & AV_PKT_FLAG_KEY) != 0,
+                  (packet_->flags & AV_PKT_FLAG_DISCARD) != 0};
+      if (packet_->dts != AV_NOPTS_VALUE) {
+        read->decode = seconds(packet_->dts);
+      }
+    }
+    av_packet_unref(packet_);
+    if (read) {
+      return read;
+    }
+  }
+  return std::nullopt;
+}
+
+/// Reads the groups around `time` from the file; whether anything was read.
+bool FrameLocator::Reader::readGroups(double time) {
+  // The demuxer looks for key frames by decode time, which comes before the presentation time: a first landing may be
+  // after the picture on screen.
+  double target = time + sameTime;
+  std::optional<Read> read;
+  for (int attempt = 0; attempt < 4; ++attempt) {
+    const auto timestamp = static_cast<std::int64_t>(std::floor((target + startTime_) / tick_));
+    if (av_seek_frame(format_, stream_, timestamp, AVSEEK_FLAG_BACKWARD) < 0 &&
+        av_seek_frame(format_, stream_, timestamp, 0) < 0) {
+      return false;
+    }
+    read = next();
+    while (read && !read->key) {
+      read = next();
+    }
+    if (!read) {
+      return false;
+    }
+    if (read->presentation <= time + sameTime) {
+      break;
+    }
+    const double before = read->decode.value_or(read->presentation) - tick_;
+    target = std::min(before, target - tick_);
+  }
+
+  Group group;
+  double key = read->presentation;
+  std::vector<double> ofNextGroup;  // read while pictures of this group may still come
+  bool any = false;
+  const auto close = [&](double end) {
+    std::sort(group.frames.begin(), group.frames.end());
+    if (!group.frames.empty()) {
+      if (groups_.size() >= keptGroups) {
+        groups_.clear();
+      }
+      group.hiddenKeyFrame = std::min(key, group.frames.front());
+      group.end = end;
+      groups_[group.frames.front()] = group;
+      any = true;
+    }
+    group = {};
+  };
+
+  std::optional<double> nextKey;
+  int packetsPastKey = 0;
+  while (read) {
+    if (read->key && read->presentation > key && !nextKey) {
+      nextKey = read->presentation;
+    }
+    if (nextKey) {
+      // What still comes may belong before the key frame, in an open group; decode times tell when no more can.
+      if (read->decode ? *read->decode >= *nextKey : ++packetsPastKey > 32) {
+        close(*nextKey);
+        if (*nextKey > time + sameTime) {
+          return true;
+        }
+        // The demuxer landed one group early (its index has gaps): go on with the next one, from this packet.
+        key = *nextKey;
+        nextKey.reset();
+        packetsPastKey = 0;
+        group.frames = std::exchange(ofNextGroup, {});
+        continue;
+      }
+      if (!read->hidden) {
+        if (read->presentation >= *nextKey) {
+          ofNextGroup.push_back(read->presentation);
+        } else if (read->presentation >= key) {
+          group.frames.push_back(read->presentation);
+        }
+      }
+    } else {
+      if (!read->hidden && read->presentation >= key) {
+        group.frames.push_back(read->presentation);
+      }
+      if (read->decode && *read->decode > time + readAhead) {
+        close(*read->decode);
+        return true;
+      }
+    }
+    read = next();
+  }
+  if (nextKey) {
+    close(*nextKey);
+    key = *nextKey;
+    group.frames = std::move(ofNextGroup);
+  }
+  close(INFINITY);
+  return any;
+}
+
+std::optional<FrameLocation> FrameLocator::Reader::find(double time) const {
+  auto after = groups_.upper_bound(time + sameTime);
+  if (after == groups_.begin()) {
+    return std::nullopt;
+  }
+  const Group& group = std::prev(after)->second;
+  if (time + sameTime >= group.end) {
+    return std::nullopt;
+  }
+  const auto past = std::upper_bound(group.frames.begin(), group.frames.end(), time + sameTime);
+  const auto frame = std::prev(past);
+  double distance = 2 * largestMargin;
+  for (std::size_t i = 1; i < group.frames.size(); ++i) {
+    distance = std::min(distance, group.frames[i] - group.frames[i - 1]);
+  }
+  return FrameLocation{*frame, distance / 2, group.hiddenKeyFrame,
+                       static_cast<int>(frame - group.frames.begin()) +
+                           static_cast<int>(group.hiddenKeyFrame < group.frames.front() - sameTime)};
+}
+
+std::optional<FrameLocation> FrameLocator::Reader::locate(double time) {
+  if (const auto known = find(time)) {
+    return known;
+  }
+  if (!format_ || !readGroups(time)) {
+    return std::nullopt;
+  }
+  if (const auto found = find(time)) {
+    return found;
+  }
+  // Before the first picture, which was just read.
+  const auto first = groups_.upper_bound(time);
+  return first == groups_.end() ? std::nullopt : find(first->first);
+}
+
+FrameLocator::FrameLocator(const std::string& path, int stream, double startTime)
+    : reader_(std::make_shared<Reader>(path, stream, startTime)), queue_(dispatch_queue_create("frame locator")) {
+  dispatch_async(queue_, [reader = reader_] { reader->open(); });
+}
+
+FrameLocator::~FrameLocator() = default;
+
+void FrameLocator::locate(double time, Completion completion) {
+  dispatch_async(queue_, [reader = reader_, time, completion = std::move(completion)] {
+    const auto location = reader->locate(time);
+    dispatch_async(dispatch_get_main_queue(), [location, completion] { completion(location); });
+  });
+}

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "platform/AVFoundation/AVVideoOutput.h"
+#include "platform/backends/mpv/ImagePool.h"
+#include "platform/backends/mpv/MpvCore.h"
+
+#include <mpv/render.h>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+/// The pictures of one core: drawn by a thread of its own into images, or by whoever calls in with OpenGL.
+class MpvVideoOutput : public AVVideoOutput {
+ public:
+  explicit MpvVideoOutput(bool openGL);
+  ~MpvVideoOutput() override;
+
+  /// Connects to the core. `ready` is called once, when the core can load a movie: before this returns with software
+  /// rendering, from `startOpenGL` otherwise. Any thread.
+  void attach(std::shared_ptr<MpvCore> core, std::function<void(MpvCore&)> ready);
+  /// The player goes away: no picture comes after this returns. The newest one stays.
+  void detach();
+  /// The movie's picture in pixels, pixel aspect applied, before it is turned `rotation` degrees clockwise (0, 90,
+  /// 180 or 270). Nothing is drawn while it is unknown. Any thread.
+  void setSource(int width, int height, int rotation);
+
+  void setTargetSize(int width, int height) override;
+  void setFrameHandler(std::function<void()> handler) override;
+  CGImageRef copyFrame() override;
+  void startOpenGL(std::function<void*(const char*)> getProcAddress) override;
+  void renderOpenGL(int framebuffer, int width, int height) override;
+  void stopOpenGL() override;
+
+ private:
+  struct Layout {
+    int width = 0;  ///< of the picture as shown
+    int height = 0;
+    int rotation = 0;
+  };
+  void startSoftware();
+  static void onUpdate(void* context);
+  void renderLoop();
+  Layout layout() const;
+  void draw(const Layout& layout);
+  void callFrameHandler();
+
+  const bool openGL_;
+
+  std::mutex connectionMutex_;  // held while the connection to the core is made or taken down
+  bool detached_ = false;
+  std::shared_ptr<MpvCore> core_;
+  mpv_render_context* context_ = nullptr;
+  std::function<void(MpvCore&)> ready_;
+  std::shared_ptr<ImagePool> pool_ = std::make_shared<ImagePool>();
+  std::vector<std::uint8_t> unturned_;  // render thread only
+
+  mutable std::mutex mutex_;
+  std::condition_variable wake_;
+  bool updatePending_ = false;
+  bool redraw_ = false;
+  bool stop_ = false;
+  int targetWidth_ = 0, targetHeight_ = 0;
+  int sourceWidth_ = 0, sourceHeight_ = 0, rotation_ = 0;
+  bool haveFrame_ = false;  // the core has handed out a picture
+  CGImageRef frame_;
+
+  std::mutex handlerMutex_;
+  std::function<void()> frameHandler_;
+  std::thread thread_;
+};

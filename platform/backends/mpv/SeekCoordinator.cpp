@@ -1,0 +1,218 @@
+#include "platform/backends/mpv/SeekCoordinator.h"
+
+#include "platform/backends/mpv/decimal.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+// Replies of seeks have this bit, so that they are told from others.
+constexpr std::uint64_t seekReplies = std::uint64_t{1} << 32;
+// What any seek takes, and how long one may take in all to be the first answer to a new target.
+constexpr double seekOverhead = 0.010;
+constexpr double quickEnough = 0.024;
+// The core shows the first picture that begins no earlier than this before the target of an exact seek.
+constexpr double coreTolerance = 0.005;
+// Playing from within a picture that has been on screen for longer than this needs the picture delayed.
+constexpr double longPicture = 0.05;
+constexpr double sameTime = 1e-5;
+
+bool same(const std::optional<double>& a, double b) {
+  return a && std::abs(*a - b) < sameTime;
+}
+
+}  // namespace
+
+void SeekCoordinator::start(std::shared_ptr<MpvCore> core, std::unique_ptr<FrameLocator> locator) {
+  core_ = std::move(core);
+  locator_ = std::move(locator);
+}
+
+void SeekCoordinator::seek(double target) {
+  target_ = target;
+  reached_.reset();
+  if (locator_) {
+    locate();
+  } else {
+    advance();
+  }
+}
+
+void SeekCoordinator::setPlaying(bool playing) {
+  if (playing == playing_) {
+    return;
+  }
+  playing_ = playing;
+  if (!playing) {
+    advance();
+    return;
+  }
+  if (!target_ && reached_ && reached_->location && reached_->time - reached_->location->frame > longPicture) {
+    target_ = reached_->time;  // shown by the picture's begin; played from the time itself
+    located_ = reached_;
+  }
+  if (target_) {
+    advance();
+  } else {
+    callbacks_.readyToPlay();
+  }
+}
+
+void SeekCoordinator::locate() {
+  if (locating_) {
+    return;
+  }
+  locating_ = true;
+  locator_->locate(*target_, [weak = weak_from_this(), time = *target_](std::optional<FrameLocation> location) {
+    const auto self = weak.lock();
+    if (!self) {
+      return;
+    }
+    self->locating_ = false;
+    self->located_ = Located{time, location};
+    self->advance();
+    if (self->target_ && self->located_->time != *self->target_) {
+      self->locate();
+    }
+  });
+}
+
+void SeekCoordinator::advance() {
+  if (!core_ || !target_) {
+    return;
+  }
+  if (locator_ && (!located_ || located_->time != *target_)) {
+    // A newer target's place is still being looked up; meanwhile its predecessor is better than nothing.
+    if (located_ && located_->location && locating_ && !flight_ && !playing_ &&
+        !same(shownKeyFrame_, located_->location->keyFrame)) {
+      seekToKeyFrame(located_->time, *located_->location);
+    }
+    return;
+  }
+  const auto location = located_ && locator_ ? located_->location : std::nullopt;
+  if (playing_) {
+    if (!flight_ || !flight_->toPlay || flight_->target != *target_) {
+      seekExactly(*target_, location);
+      callbacks_.readyToPlay();
+    }
+  } else if (location) {
+    advancePaused(*location);
+  } else if (!flight_) {
+    seekExactly(*target_, location);
+  }
+}
+
+void SeekCoordinator::advancePaused(const FrameLocation& location) {
+  const bool slow = expectedDuration(location) > quickEnough;
+  if (flight_) {
+    if (flight_->exact && flight_->location && std::abs(flight_->location->frame - location.frame) < sameTime) {
+      flight_->target = *target_;
+    } else if (flight_->slow && std::abs(flight_->location->keyFrame - location.keyFrame) > sameTime) {
+      if (slow) {
+        seekToKeyFrame(*target_, location);
+      } else {
+        seekExactly(*target_, location);
+      }
+    }
+    return;
+  }
+  if (same(shownFrame_, location.frame)) {
+    settle();
+  } else if (slow && !same(shownKeyFrame_, location.keyFrame)) {
+    seekToKeyFrame(*target_, location);
+  } else {
+    seekExactly(*target_, location);
+  }
+}
+
+double SeekCoordinator::expectedDuration(const FrameLocation& location) const {
+  return seekOverhead + secondsPerFrame_ * location.framesToDecode;
+}
+
+void SeekCoordinator::seekExactly(double target, const std::optional<FrameLocation>& location) {
+  double position = target;
+  if (location) {
+    if (playing_ && target - location->frame > longPicture) {
+      // The core would start with the next picture, and with its sound, however far away that is. So the picture that
+      // is on screen at the target gets the target as its time.
+      setFirstPictureDelay(location->frame, target);
+    } else {
+      clearFirstPictureDelay();
+      position = location->frame + coreTolerance - std::min(location->margin, coreTolerance);
+    }
+  }
+  const bool slow = location && expectedDuration(*location) > quickEnough;
+  launch({++lastReply_ | seekReplies, true, playing_, slow, target, location, Clock::now()}, position);
+}
+
+void SeekCoordinator::seekToKeyFrame(double target, const FrameLocation& location) {
+  clearFirstPictureDelay();
+  launch({++lastReply_ | seekReplies, false, false, false, target, location, Clock::now()},
+         std::max(0.0, location.keyFrame) + coreTolerance / 5);
+}
+
+void SeekCoordinator::launch(Flight flight, double position) {
+  shownFrame_.reset();
+  flight_ = flight;
+  core_->command({"seek", decimal(position), flight.exact ? "absolute+exact" : "absolute+keyframes"}, flight.reply);
+}
+
+void SeekCoordinator::setFirstPictureDelay(double frame, double time) {
+  // Pictures before the target must all be decoded, or the one that is meant could be left out.
+  core_->setProperty("hr-seek-framedrop", false);
+  core_->setProperty("vf", "lavfi=[setpts='if(between(T," + decimal(frame - coreTolerance / 10) + "," +
+                               decimal(frame + coreTolerance / 10) + ")," + decimal(time) + "/TB,PTS)']");
+  firstPictureDelayed_ = true;
+}
+
+void SeekCoordinator::clearFirstPictureDelay() {
+  if (firstPictureDelayed_) {
+    core_->setProperty("vf", std::string());
+    core_->setProperty("hr-seek-framedrop", true);
+    firstPictureDelayed_ = false;
+  }
+}
+
+void SeekCoordinator::handleReply(std::uint64_t reply) {
+  if (flight_ && flight_->reply == reply) {
+    flight_->answered = true;
+  }
+}
+
+void SeekCoordinator::handleSeekBegan() {
+  if (flight_ && flight_->answered) {
+    flight_->began = true;
+  }
+}
+
+void SeekCoordinator::handlePictureShown() {
+  if (!flight_ || !flight_->began) {
+    return;
+  }
+  const Flight done = *flight_;
+  flight_.reset();
+  if (done.location) {
+    shownKeyFrame_ = done.location->keyFrame;
+    shownFrame_ = done.exact ? done.location->frame : done.location->keyFrame;
+    if (done.exact && done.location->framesToDecode >= 10) {
+      const double seconds = std::chrono::duration<double>(Clock::now() - done.start).count() - seekOverhead;
+      const double measured = std::clamp(seconds / done.location->framesToDecode, 0.0001, 0.1);
+      secondsPerFrame_ += (measured - secondsPerFrame_) / 4;
+    }
+  } else {
+    shownKeyFrame_.reset();
+  }
+  if (target_ && done.exact && done.target == *target_ && (!playing_ || done.toPlay)) {
+    located_ = Located{done.target, done.location};
+    settle();
+  } else {
+    advance();
+  }
+}
+
+void SeekCoordinator::settle() {
+  reached_ = located_;
+  target_.reset();
+  callbacks_.settled();
+}
