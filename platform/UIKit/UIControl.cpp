@@ -57,7 +57,6 @@ void UIControl::handleTouch(const UITouch& touch) {
     if (trackedTouch_) return;
     trackedTouch_ = touch.identifier;
     setHighlighted(true);
-    watchOwners();
     sendActionsForControlEvents(UIControlEventTouchDown);
     return;
   }

@@ -46,6 +46,7 @@ UIWindow::UIWindow() {
 UIWindow::~UIWindow() {
   cancelTouches();
   setRootViewController(nullptr);
+  while (!subviews().empty()) subviews().back()->removeFromSuperview();
 }
 
 void UIWindow::setRootViewController(const Strong<UIViewController>& controller) {
@@ -79,6 +80,7 @@ void UIWindow::sendTouch(const UITouch& touch) {
   const auto keep = weak_from_this().lock();
   if (touch.phase == UITouchPhase::Began) {
     if (const auto stale = touches_.extract(touch.identifier)) cancelTouch(stale.mapped());
+    if (!focusLabel_.empty()) setNeedsDisplay();
     focusLabel_.clear();
     focusedView_.reset();
     layoutIfNeeded();

@@ -55,17 +55,31 @@ TEST_F(Animation, MovesFramesAndWhatIsLaidOutWithThem) {
   view->setFrame(CGRectMake(0, 0, 100, 100));
   const auto inner = viewIn(view, CGRectMake(0, 0, 100, 10));
   inner->setAutoresizingMask(UIViewAutoresizingFlexibleWidth);
-  UIView::animateWithDuration_animations(1, [&] {
-    view->setFrame(CGRectMake(50, 0, 150, 100));
-    view->setFrame(CGRectMake(100, 0, 200, 100));
-  });
+  UIView::animateWithDuration_animations_completion(
+      1,
+      [&] {
+        view->setFrame(CGRectMake(50, 0, 150, 100));
+        view->setFrame(CGRectMake(100, 0, 200, 100));
+      },
+      note("move"));
   clock.advance(0.5);
   EXPECT_NEAR(view->layer()->presentationFrame().origin.x, 50, 0.01);
   EXPECT_NEAR(inner->layer()->presentationFrame().size.width, 150, 0.01);
+  EXPECT_TRUE(log.empty());
+  UIView::animateWithDuration_animations_completion(
+      1,
+      [&] {
+        view->setAlpha(0.5f);
+        view->setAlpha(0);
+      },
+      note("fade"));
   view->setFrame(CGRectMake(7, 0, 200, 100));
   EXPECT_EQ(view->layer()->presentationFrame().origin.x, 7) << "a plain change shows at once";
   clock.advance(0.5);
   EXPECT_EQ(inner->layer()->presentationFrame().size.width, 200);
+  clock.advance(0.5);
+  EXPECT_EQ(log, (std::vector<std::string>{"move replaced", "fade finished"}))
+      << "two changes in one block are one animation";
 }
 
 TEST_F(Animation, CompletesOnceWhateverHappens) {

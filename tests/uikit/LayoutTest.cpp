@@ -77,10 +77,10 @@ TEST(Constraints, AreSolvedInAnyOrderThroughSiblingsAndBothAxes) {
   for (const auto& view : {a, b, c}) view->setTranslatesAutoresizingMaskIntoConstraints(false);
   // c lies in a, b hangs on a, and a comes last.
   constrain(root, c, A::CenterX, root, A::CenterX);
-  constrain(root, c, A::Width, a, A::Height, 0.5f, 10);
+  constrain(root, c, A::Width, root, A::Width, 0.25f, 30);
   constrain(root, c, A::Top, a, A::Top, 1, 5);
   constrain(root, b, A::Left, a, A::Right, 1, 8);
-  constrain(root, b, A::Width, a, A::Width, 0.5f);
+  constrain(root, b, A::Width, a, A::Height, 0.25f);
   constrain(root, b, A::CenterY, a, A::CenterY);
   constrain(root, root, A::Right, a, A::Right, 1, 100);  // said from the other side
   constrain(root, a, A::Width, nullptr, A::NotAnAttribute, 1, 120);
