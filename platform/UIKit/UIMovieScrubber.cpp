@@ -111,7 +111,9 @@ void UIMovieScrubber::setValue(double seconds) {
   impl.value = seconds;
   // In an hour's strip the playhead takes a while to move by anything that can be seen.
   const auto x = impl.geometry(impl.zoom.shown(impl.clock.now())).xForTime(seconds);
-  if (std::abs(x - impl.shownPlayheadX) >= 0.1f) setNeedsDisplay();
+  if (std::abs(x - impl.shownPlayheadX) < 0.1f) return;
+  impl.shownPlayheadX = x;
+  setNeedsDisplay();
 }
 
 bool UIMovieScrubber::isEditing() const {
@@ -268,9 +270,7 @@ bool UIMovieScrubber::pointInside(CGPoint point) const {
 }
 
 UIMovieScrubber::Look UIMovieScrubber::look() const {
-  auto look = impl_->look();
-  impl_->shownPlayheadX = look.playheadX;
-  return look;
+  return impl_->look();
 }
 
 // Time

@@ -48,6 +48,7 @@ struct UIMovieScrubber::Impl {
   struct Hold {
     int touch = 0;
     int handle = HandleNone;
+    bool isTold = false;       ///< the delegate knows of it
     CGFloat offset = 0;        ///< from the pointer to what it holds
     CGPoint pointer;           ///< now
     CGPoint stillSince;        ///< where the pointer came to rest

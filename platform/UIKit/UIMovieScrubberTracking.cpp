@@ -125,6 +125,7 @@ void UIMovieScrubber::Impl::beginHold(int touch, int handle, CGPoint point) {
   // The delegate may let go of everything at each message.
   if (isTrimHandle(handle)) takeHandle(handle);
   if (!hold) return;
+  hold->isTold = true;
   if (auto* listener = liveDelegate()) listener->movieScrubberDidBeginScrubbing_withHandle(view, handle);
   if (!hold) return;
   if (isTrimHandle(handle)) {
@@ -147,13 +148,15 @@ void UIMovieScrubber::Impl::moveHold(CGPoint point) {
 void UIMovieScrubber::Impl::endHold() {
   if (!hold) return;
   const int handle = hold->handle;
+  const bool isTold = hold->isTold;
   hold.reset();
   if (zoom.isZoomed()) {
     zoom.zoomOut(clock.now());
     startTicking();
   }
   redraw();
-  if (auto* listener = liveDelegate()) listener->movieScrubberDidEndScrubbing_withHandle(view, handle);
+  auto* listener = liveDelegate();
+  if (listener && isTold) listener->movieScrubberDidEndScrubbing_withHandle(view, handle);
 }
 
 void UIMovieScrubber::Impl::followPointer() {

@@ -14,6 +14,7 @@ constexpr qreal kRadius = 3;
 constexpr qreal kFrame = 2;   // above and below the selection
 constexpr qreal kDim = 0.55;  // of what is cut off
 constexpr qreal kChevronWidth = 3.5, kChevronHeight = 10, kChevronLine = 2;
+constexpr qreal kPlayheadBar = 3, kPlayheadLine = 1, kPlayheadBeyond = 3;
 const QColor kEmpty(0x2c, 0x2c, 0x2e);
 const QColor kEnd(0x1c, 0x1c, 0x1e), kEndHovered(0x48, 0x48, 0x4a);
 const QColor kEndChevron(0xae, 0xae, 0xb2);
@@ -68,6 +69,23 @@ QImage TimelinePainter::paint(const UIMovieScrubber::Look& look, QSizeF size, qr
   inside.addRoundedRect(strip, kRadius, kRadius);
   painter.setCompositionMode(QPainter::CompositionMode_DestinationOut);
   painter.fillPath(outside.subtracted(inside), Qt::black);
+  return image;
+}
+
+QImage TimelinePainter::paintPlayhead(qreal stripHeight, qreal pixelRatio) {
+  const qreal line = std::max(1.0, std::round(kPlayheadLine * pixelRatio));
+  const qreal bar = std::max(2.0, std::round(kPlayheadBar * pixelRatio));
+  const qreal height = std::round((stripHeight + 2 * kPlayheadBeyond) * pixelRatio);
+  QImage image(QSizeF(bar + 2 * line, height).toSize(), QImage::Format_ARGB32_Premultiplied);
+  image.fill(Qt::transparent);
+  QPainter painter(&image);
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.setPen(Qt::NoPen);
+  painter.setBrush(black(0.45));
+  const QRectF outline(QPointF(0, 0), QSizeF(image.size()));
+  painter.drawRoundedRect(outline, outline.width() / 2, outline.width() / 2);
+  painter.setBrush(Qt::white);
+  painter.drawRoundedRect(outline.adjusted(line, line, -line, -line), bar / 2, bar / 2);
   return image;
 }
 

@@ -11,12 +11,15 @@
 
 class QPainter;
 
-/// Paints a timeline's strip: pictures, the dimmed part, handles and the frame between them; all but the playhead and
-/// the time, which move by themselves. Keeps the pictures at the size they are shown. Main thread.
+/// Paints a timeline's strip: pictures, the dimmed part, handles and the frame between them; and by itself the
+/// playhead, which moves without the rest. Keeps the pictures at the size they are shown. Main thread.
 class TimelinePainter {
  public:
   /// `size` in points, `pixelRatio` pixels a point. Edges lie on whole pixels.
   QImage paint(const UIMovieScrubber::Look& look, QSizeF size, qreal pixelRatio);
+
+  /// A playhead for a strip of a height in points; a little higher than that, its middle in the middle.
+  static QImage paintPlayhead(qreal stripHeight, qreal pixelRatio);
 
  private:
   void paintThumbnails(QPainter& painter, const UIMovieScrubber::Look& look);

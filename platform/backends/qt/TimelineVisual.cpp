@@ -9,6 +9,7 @@
 #include <QFont>
 #include <QQuickWindow>
 #include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -23,6 +24,7 @@ bool isTrimHandle(int handle) {
 TimelineVisual::TimelineVisual(LayerItem& host)
     : LayerVisual(host),
       strip_(new PictureItem(&host)),
+      playhead_(new PictureItem(&host)),
       item_(host.mirror().qml().make(QStringLiteral("Timeline"), host)) {
   item_->setProperty("font", toQFont({kTimeSize, true}));
 }
@@ -40,17 +42,17 @@ void TimelineVisual::update(CALayer& layer) {
   }
   const UIMovieScrubber::Look look = scrubber->look();
   const qreal ratio = host().pixelRatio();
-  if (stripChanged(look) || host().size() != shownSize_ || ratio != shownRatio_) {
+  const bool isResized = host().size() != shownSize_ || ratio != shownRatio_;
+  if (stripChanged(look) || isResized) {
     shownSize_ = host().size();
     shownRatio_ = ratio;
     strip_->setSize(shownSize_);
     strip_->setImage(painter_.paint(look, shownSize_, ratio));
   }
+  showPlayhead(look, isResized);
   item_->setSize(host().size());
   item_->setProperty("pixelRatio", ratio);
   item_->setProperty("strip", toQRectF(look.strip));
-  item_->setProperty("playheadX", look.playheadX);
-  item_->setProperty("showsPlayhead", look.showsPlayhead);
   item_->setProperty("timeX", look.timeTextX);
   item_->setProperty("time", QString::fromStdString(look.timeText));
   showCursor(look);
@@ -64,6 +66,19 @@ bool TimelineVisual::stripChanged(const UIMovieScrubber::Look& look) const {
          look.hoveredHandle != shown_.hoveredHandle || look.handleWidth != shown_.handleWidth ||
          !std::equal(look.thumbnails.begin(), look.thumbnails.end(), shown_.thumbnails.begin(), shown_.thumbnails.end(),
                      same);
+}
+
+void TimelineVisual::showPlayhead(const UIMovieScrubber::Look& look, bool isNew) {
+  const qreal ratio = shownRatio_;
+  if (isNew || look.strip.size.height != shown_.strip.size.height) {
+    const QImage image = TimelinePainter::paintPlayhead(look.strip.size.height, ratio);
+    playhead_->setSize(QSizeF(image.size()) / ratio);
+    playhead_->setImage(image);
+  }
+  const QPointF centre(look.playheadX, look.strip.origin.y + look.strip.size.height / 2);
+  const QPointF corner = (centre - QPointF(playhead_->width(), playhead_->height()) / 2) * ratio;
+  playhead_->setPosition(QPointF(std::round(corner.x()), std::round(corner.y())) / ratio);
+  playhead_->setVisible(look.showsPlayhead);
 }
 
 void TimelineVisual::showCursor(const UIMovieScrubber::Look& look) {

@@ -6,8 +6,8 @@
 class PictureItem;
 class QQuickItem;
 
-/// The timeline control: its strip as a painted picture, the playhead and the time over it (Timeline.qml). The playhead
-/// moves thirty times a second without the strip being painted again.
+/// The timeline control: its strip and its playhead as painted pictures, and the time above (Timeline.qml). The
+/// playhead moves thirty times a second without the strip being painted again.
 class TimelineVisual : public LayerVisual {
  public:
   explicit TimelineVisual(LayerItem& host);
@@ -18,7 +18,10 @@ class TimelineVisual : public LayerVisual {
   void showCursor(const UIMovieScrubber::Look& look);
   bool stripChanged(const UIMovieScrubber::Look& look) const;
 
+  void showPlayhead(const UIMovieScrubber::Look& look, bool isNew);
+
   PictureItem* strip_;
+  PictureItem* playhead_;
   QQuickItem* item_;
   TimelinePainter painter_;
   UIMovieScrubber::Look shown_;

@@ -1,12 +1,10 @@
 import QtQuick
 
-// What moves over a timeline's strip: the playhead, and the time of what is held. Lengths in points.
+// Above a timeline's strip: the time of what is held. Lengths in points.
 Item {
     id: timeline
 
     property rect strip
-    property real playheadX: 0
-    property bool showsPlayhead: false
     property string time: ""
     property real timeX: 0           // the middle of the time
     property alias font: digits.font
@@ -14,31 +12,6 @@ Item {
 
     function onPixel(length) {
         return Math.round(length * pixelRatio) / pixelRatio
-    }
-
-    Rectangle {
-        id: outline
-
-        readonly property real line: Math.max(1, Math.round(pixelRatio)) / timeline.pixelRatio
-
-        visible: timeline.showsPlayhead
-        width: bar.width + 2 * line
-        height: timeline.strip.height + 6
-        x: timeline.onPixel(timeline.playheadX - width / 2)
-        y: timeline.onPixel(timeline.strip.y - 3)
-        radius: width / 2
-        color: "#73000000"
-
-        Rectangle {
-            id: bar
-
-            x: outline.line
-            y: outline.line
-            width: timeline.onPixel(3)
-            height: outline.height - 2 * outline.line
-            radius: width / 2
-            color: "white"
-        }
     }
 
     Rectangle {
