@@ -25,13 +25,14 @@ TEST_F(EditorTest, StartsPausedAtZeroWithEverythingBuilt) {
   EXPECT_TRUE(std::regex_match(date->text(), std::regex("[A-Z][a-z]+ [0-9]{1,2} [0-9]{2}:[0-9]{2} [AP]M")))
       << date->text();
 
-  // From back to front; the black backdrop lies behind the video, the overlay button in front of everything.
+  // From back to front; the black backdrop lies behind the video, and the layout moves the bottom bar to the front.
   std::vector<CALayer*> order;
   for (const auto& layer : editor->view()->layer()->sublayers()) order.push_back(layer.get());
   ASSERT_EQ(order.size(), 7U);
   EXPECT_EQ(order[1], editor->avPlayerLayer().get());
   EXPECT_EQ(order[2], editor->videoOverlay()->layer().get());
-  EXPECT_EQ(order[6], editor->videoOverlayPlayButton()->layer().get());
+  EXPECT_EQ(order[5], editor->videoOverlayPlayButton()->layer().get());
+  EXPECT_EQ(order[6], editor->bottomToolBar()->layer().get());
 
   const CGRect button = editor->videoOverlayPlayButton()->frame();
   EXPECT_GT(button.size.width, 40);

@@ -6,7 +6,7 @@
 #include <QQuickWindow>
 
 std::unique_ptr<VideoItem> VideoItem::make(LayerItem& host) {
-  if (QQuickWindow::graphicsApi() == QSGRendererInterface::OpenGL) {
+  if (QQuickWindow::sceneGraphBackend() != QLatin1String("software")) {
     return std::make_unique<OpenGLVideoItem>(host);
   }
   return std::make_unique<SoftwareVideoItem>(host);
