@@ -94,11 +94,8 @@ int main(int argc, char* argv[]) {
   av_dict_set(&options, "probesize", "5000000", 0);
   int result = avformat_open_input(&context, nullptr, nullptr, &options);
   if (result < 0) {
-    if (result == AVERROR_INVALIDDATA || result == AVERROR_EOF) return no("is not a movie, or it is damaged");
-    char text[AV_ERROR_MAX_STRING_SIZE];
-    av_strerror(result, text, sizeof text);
-    std::printf("is not a movie: %s\n", text);
-    return 1;
+    if (result != AVERROR(EIO)) return no("is not a movie, or it is damaged");
+    return no("can't be read: Input/output error");
   }
   if (isNoMovieFormat(context->iformat)) return no("is not a movie");
   // Chance finds sound in noise; then it takes what can really be read to believe it.

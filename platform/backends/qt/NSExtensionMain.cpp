@@ -4,18 +4,30 @@
 #include "platform/Foundation/ExtensionLink.h"
 #include "platform/Foundation/NSBundle.h"
 #include "platform/Foundation/NSExtension.h"
+#include "platform/Foundation/os_trace.h"
 #include "platform/Photos/PHPhotoLibrary.h"
 #include "platform/UIKit/UIDevice.h"
 #include "platform/UIKit/UIViewController.h"
 #include "platform/backends/posix/SignalWatcher.h"
 #include "platform/backends/qt/EditorWindow.h"
 
+#include <QString>
+#include <QtGlobal>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <limits>
 
 namespace {
+
+/// What Qt has to say is for whoever reads the trace log, not for the person at the terminal.
+void traceQtMessage(QtMsgType type, const QMessageLogContext&, const QString& text) {
+  if (type == QtCriticalMsg || type == QtFatalMsg) {
+    os_trace_error("%s", qUtf8Printable(text));
+  } else {
+    os_trace("%s", qUtf8Printable(text));
+  }
+}
 
 /// One extension process, from its start to its exit status. Main queue only.
 class ExtensionProcess {
@@ -158,14 +170,14 @@ int ExtensionProcess::tidyUp(int status) {
     std::filesystem::remove(folder_, error);  // when it is empty
   }
   if (signal_ != 0) return 128 + signal_;
-  if (library.failedSaveCount() > 0 && status == 0)
-    return fail("a movie could not be saved to '" + library.folder() + "'");
+  if (status == 0 && library.failedSaveCount() > 0) return 1;  // the library has said why
   return status;
 }
 
 }  // namespace
 
 int NSExtensionMain(int argc, char* argv[]) {
+  qInstallMessageHandler(traceQtMessage);
   ExtensionProcess process(argc, argv);
   return process.run();
 }

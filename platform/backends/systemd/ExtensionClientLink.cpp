@@ -188,8 +188,7 @@ class ClientLink : public ExtensionClientLink, public std::enable_shared_from_th
         sd_bus_message_read(message, "h", &lock) < 0)
       return sd_bus_error_set(error, SD_BUS_ERROR_INVALID_ARGS, "a folder and a lock are wanted");
     if (lock_ < 0) lock_ = fcntl(lock, F_DUPFD_CLOEXEC, 3);
-    if (handlers_.begin)
-      dispatch_async(dispatch_get_main_queue(), [handler = handlers_.begin, folder] { handler(folder); });
+    if (handlers_.begin) onMain([this, folder] { handlers_.begin(folder); });
     return 1;
   }
 
@@ -201,8 +200,12 @@ class ClientLink : public ExtensionClientLink, public std::enable_shared_from_th
     onMain(handlers_.disconnected);
   }
 
-  void onMain(const std::function<void()>& handler) {
-    if (handler) dispatch_async(dispatch_get_main_queue(), handler);
+  /// Runs a handler on the main queue, unless the link has gone by then.
+  void onMain(std::function<void()> handler) {
+    if (!handler) return;
+    dispatch_async(dispatch_get_main_queue(), [weak = weak_from_this(), handler = std::move(handler)] {
+      if (auto self = weak.lock()) handler();
+    });
   }
 
   Handlers handlers_;

@@ -1,0 +1,96 @@
+#include "tests/host/HostProgram.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <iterator>
+#include <sstream>
+#include <thread>
+
+namespace fs = std::filesystem;
+
+HostProgram::HostProgram() {
+  fs::create_directories(folder_ / "bin/ZVVideoEditorExtension.appex");
+  for (const char* program : {"zevanti", "zevanti-probe"})
+    fs::copy_file(std::string(ZEVANTI_BUILD_DIR) + "/" + program, folder_ / "bin/" + program);
+  fs::create_symlink(fs::read_symlink("/proc/self/exe"),
+                     folder_ / "bin/ZVVideoEditorExtension.appex/ZVVideoEditorExtension");
+}
+
+HostProgram::Running HostProgram::start(const std::string& fakeMode, const std::vector<std::string>& arguments) {
+  Running running;
+  running.name = folder_ / "run" + std::to_string(++count_);
+  std::vector<std::string> words{folder_ / "bin/zevanti", "--offscreen"};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  running.pid = fork();
+  if (running.pid == 0) {
+    setenv("XDG_CACHE_HOME", cacheFolder().c_str(), 1);
+    setenv("FAKE_MODE", fakeMode.c_str(), 1);
+    setenv("FAKE_OUTPUT", (running.name + ".values").c_str(), 1);
+    int flags = O_WRONLY | O_CREAT | O_TRUNC;
+    dup2(open((running.name + ".out").c_str(), flags, 0600), STDOUT_FILENO);
+    dup2(open((running.name + ".err").c_str(), flags, 0600), STDERR_FILENO);
+    std::vector<char*> pointers;
+    for (std::string& word : words) pointers.push_back(word.data());
+    pointers.push_back(nullptr);
+    execv(pointers[0], pointers.data());
+    _exit(127);
+  }
+  last_ = running;
+  return running;
+}
+
+HostProgram::Result HostProgram::wait(const Running& running) {
+  int status = 0;
+  waitpid(running.pid, &status, 0);
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status), readAll(running.name + ".out"),
+          readAll(running.name + ".err")};
+}
+
+HostProgram::Result HostProgram::run(const std::string& fakeMode, const std::vector<std::string>& arguments) {
+  return wait(start(fakeMode, arguments));
+}
+
+std::vector<std::string> HostProgram::values(const Running& running) {
+  std::vector<std::string> lines;
+  if (!waitForFile(running.name + ".values")) return {"", "", "", "", ""};
+  std::istringstream stream(readAll(running.name + ".values"));
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
+}
+
+std::string HostProgram::movie(const std::string& name) {
+  auto number = [](std::uint32_t value, int bytes) {
+    std::string text;
+    for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> 8 * i);
+    return text;
+  };
+  std::string sound(16000, '\0');
+  std::string content = "RIFF" + number(36 + 16000, 4) + "WAVEfmt " + number(16, 4) + number(1, 2) + number(1, 2) +
+                        number(8000, 4) + number(16000, 4) + number(2, 2) + number(16, 2) + "data" + number(16000, 4);
+  return folder_.write(name, content + sound);
+}
+
+std::vector<std::string> HostProgram::temporaryFiles() const {
+  std::vector<std::string> names;
+  std::error_code error;
+  for (const auto& entry : fs::directory_iterator(temporaryDirectory(), error))
+    names.push_back(entry.path().filename().string());
+  return names;
+}
+
+bool waitForFile(const std::string& path) {
+  for (int i = 0; i < 3000; ++i) {
+    if (fs::exists(path)) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return false;
+}
+
+std::string readAll(const std::string& path) {
+  std::ifstream stream(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}

@@ -1,0 +1,255 @@
+#include "tests/data/Recordings.h"
+#include "tests/host/HostProgram.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <algorithm>
+#include <csignal>
+#include <filesystem>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// One line of the program's own, for a person.
+void expectOneLine(const std::string& errors, const std::string& part) {
+  EXPECT_TRUE(errors.starts_with("zevanti: ")) << errors;
+  EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
+  EXPECT_NE(errors.find(part), std::string::npos) << errors;
+}
+
+TEST(Host, RefusesWhatIsNoMovieAndMakesNothing) {
+  HostProgram host;
+  mkfifo((host.folder() / "pipe").c_str(), 0600);
+  const std::string text = host.folder().write("notes.txt", "A text about a movie.\n");
+  host.folder().write("list.m3u8", "#EXTM3U\n#EXT-X-TARGETDURATION:10\n#EXTINF:5,\n" + host.movie() + "\n");
+  host.folder().write("list.mp4", "ffconcat version 1.0\nfile '" + host.movie() + "'\n");
+  const struct {
+    std::string path, reason;
+  } cases[] = {{host.folder() / "missing.mp4", "No such file"},
+               {host.folder().path(), "folder"},
+               {host.folder().write("empty.mp4", ""), "empty"},
+               {host.folder() / "pipe", "not a file"},
+               {text, "not a movie"},
+               {host.folder() / "list.m3u8", "not a movie"},
+               {host.folder() / "list.mp4", "not a movie"},
+               {host.folder().write("noise.mp4",
+                                    [] {
+                                      std::string noise;
+                                      for (unsigned i = 0, state = 1; i < 300000; ++i)
+                                        noise += static_cast<char>((state = state * 1103515245 + 12345) >> 16);
+                                      return noise;
+                                    }()),
+                "not a movie"},
+               {recordings::path("text.mp4"), "movie"},
+               {recordings::path("truncated.mp4"), "movie"}};
+  for (const auto& each : cases) {
+    auto result = host.run("finish", {each.path});
+    EXPECT_EQ(result.status, 1) << each.path;
+    EXPECT_EQ(result.output, "");
+    expectOneLine(result.errors, each.reason);
+    EXPECT_NE(result.errors.find(fs::path(each.path).filename().string()), std::string::npos) << result.errors;
+    EXPECT_FALSE(fs::exists(host.cacheFolder())) << each.path;
+  }
+}
+
+TEST(Host, SaysSoWhenTheMovieMayNotBeRead) {
+  if (geteuid() == 0) GTEST_SKIP() << "everything may be read by this user";
+  HostProgram host;
+  std::string movie = host.movie();
+  chmod(movie.c_str(), 0);
+  auto result = host.run("finish", {movie});
+  EXPECT_EQ(result.status, 1);
+  expectOneLine(result.errors, "Permission denied");
+  EXPECT_FALSE(fs::exists(host.cacheFolder()));
+}
+
+TEST(Host, ExaminesRealMovies) {
+  HostProgram host;
+  for (const char* name :
+       {"basic.mp4", "basic.mkv", "fragmented.mp4", "audio_only.mp4", "video_only.mp4", "one_frame.mp4"}) {
+    auto result = host.run("finish", {recordings::path(name)});
+    EXPECT_EQ(result.status, 0) << name << ": " << result.errors;
+  }
+}
+
+TEST(Host, WrongOptionsAreNamed) {
+  HostProgram host;
+  const std::string movie = host.movie();
+  const std::vector<std::vector<std::string>> cases = {{},
+                                                       {"--bogus", movie},
+                                                       {"--size", "12", movie},
+                                                       {"--size", "0x5", movie},
+                                                       {"--size", "12x34x", movie},
+                                                       {"--scale", "1,5", movie},
+                                                       {"--scale", "nan", movie},
+                                                       {"--idiom", "watch", movie},
+                                                       {"--script", host.folder() / "none", movie},
+                                                       {movie, movie},
+                                                       {movie, "--app-name"}};
+  for (const auto& arguments : cases) {
+    auto result = host.run("finish", arguments);
+    EXPECT_EQ(result.status, 2) << testing::PrintToString(arguments);
+    EXPECT_NE(result.errors.find("Usage: zevanti"), std::string::npos);
+    EXPECT_EQ(result.output, "");
+  }
+  auto help = host.run("finish", {"--help"});
+  EXPECT_EQ(help.status, 0);
+  for (const char* option : {"--app-name", "--bundle-id", "--idiom", "--size", "--scale", "--library", "--offscreen",
+                             "--script", "--help", "--version"})
+    EXPECT_NE(help.output.find(option), std::string::npos) << option;
+  EXPECT_EQ(host.run("finish", {"--version"}).output.rfind("zevanti ", 0), 0U);
+  EXPECT_FALSE(fs::exists(host.cacheFolder()));
+}
+
+TEST(Host, HandsOverThreeValuesAndPrintsWhatWasDone) {
+  HostProgram host;
+  const std::string movie = host.movie("Ein Film\xFF.wav"), before = readAll(movie);
+  auto result = host.run("finish", {movie, "--bundle-id", "org.example.app"});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_EQ(result.output, "UIActivityTypeSaveToCameraRoll\nUIActivityTypeMail\n");
+  auto values = host.lastValues();
+  // A file's name may be any bytes; a name to show is text.
+  EXPECT_TRUE(values[0].starts_with(host.temporaryDirectory() + "/ZVZevanti_")) << values[0];
+  EXPECT_TRUE(values[0].ends_with("/Ein Film\xFF.wav")) << values[0];
+  EXPECT_EQ(values[1], "Ein Film\xEF\xBF\xBD");
+  EXPECT_EQ(values[2], "org.example.app");
+  EXPECT_EQ(values[4], "2") << "the private movie shares the original's content";
+  // The editor has removed what it was given.
+  EXPECT_EQ(readAll(movie), before);
+  EXPECT_EQ(fs::hard_link_count(movie), 1U);
+  EXPECT_TRUE(host.temporaryFiles().empty());
+  EXPECT_EQ(fs::status(host.temporaryDirectory()).permissions(), fs::perms::owner_all);
+
+  host.run("finish", {"--app-name", "An App", movie});
+  EXPECT_EQ(host.lastValues()[1], "An App");
+  EXPECT_EQ(host.lastValues()[2], "");
+}
+
+TEST(Host, CopiesWhereALinkCantBeMade) {
+  HostProgram host;
+  char other[] = "/dev/shm/zevanti-test-XXXXXX";
+  struct stat here, there;
+  if (!mkdtemp(other) || stat(other, &there) != 0 || stat(host.folder().path().c_str(), &here) != 0 ||
+      here.st_dev == there.st_dev)
+    GTEST_SKIP() << "no second file system to write to";
+  const std::string movie = std::string(other) + "/movie.wav";
+  fs::copy_file(host.movie(), movie);
+  auto result = host.run("finish", {movie});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_EQ(host.lastValues()[3], std::to_string(fs::file_size(movie)));
+  EXPECT_EQ(host.lastValues()[4], "1");
+  EXPECT_EQ(readAll(movie), readAll(host.movie()));
+  EXPECT_TRUE(host.temporaryFiles().empty());
+  fs::remove_all(other);
+}
+
+TEST(Host, RefusesATemporaryDirectoryThatIsNotItsOwn) {
+  HostProgram host;
+  const std::string movie = host.movie(), victim = host.folder().write("elsewhere/precious", "mine");
+  fs::create_directories(host.cacheFolder());
+  fs::create_directory_symlink(host.folder() / "elsewhere", host.temporaryDirectory());
+  auto result = host.run("finish", {movie});
+  EXPECT_EQ(result.status, 1);
+  expectOneLine(result.errors, "is not a folder");
+  EXPECT_TRUE(fs::exists(victim));
+  EXPECT_EQ(std::distance(fs::directory_iterator(host.folder() / "elsewhere"), {}), 1);
+  fs::remove(host.temporaryDirectory());
+
+  fs::create_directory(host.temporaryDirectory());
+  if (geteuid() == 0) {
+    ASSERT_EQ(chown(host.temporaryDirectory().c_str(), 65534, 65534), 0);
+    result = host.run("finish", {movie});
+    EXPECT_EQ(result.status, 1);
+    expectOneLine(result.errors, "another user");
+    ASSERT_EQ(chown(host.temporaryDirectory().c_str(), 0, 0), 0);
+  }
+  // Its own, but open to others: closed again.
+  fs::permissions(host.temporaryDirectory(), fs::perms::all);
+  EXPECT_EQ(host.run("finish", {movie}).status, 0);
+  EXPECT_EQ(fs::status(host.temporaryDirectory()).permissions(), fs::perms::owner_all);
+}
+
+TEST(Host, SweepsWhatACrashLeftButNothingThatIsInUse) {
+  HostProgram host;
+  const std::string movie = host.movie(), outside = host.folder().write("outside/file", "x");
+  const fs::path leftOver = host.temporaryDirectory() + "/ZVZevanti_abc";
+  fs::create_directories(leftOver);
+  fs::create_directory_symlink(host.folder() / "outside", leftOver / "link");
+  std::ofstream(host.temporaryDirectory() + "/ZVZevanti_Trim12.m4v") << "x";
+  auto first = host.start("wait", {movie});
+  host.values(first);
+  EXPECT_EQ(host.temporaryFiles().size(), 1U) << "only the folder of the run";
+  EXPECT_TRUE(fs::exists(outside));
+
+  // A second editor, while the first one works on a trimmed movie.
+  const std::string trimmed = host.temporaryDirectory() + "/ZVZevanti_Trim34.m4v";
+  std::ofstream(trimmed) << "x";
+  EXPECT_EQ(host.run("finish", {movie}).status, 0);
+  EXPECT_TRUE(fs::exists(trimmed));
+  EXPECT_TRUE(fs::exists(host.values(first)[0]));
+
+  kill(first.pid, SIGTERM);
+  EXPECT_EQ(host.wait(first).status, 128 + SIGTERM);
+  EXPECT_TRUE(host.temporaryFiles().empty());
+}
+
+TEST(Host, AnEditorThatOutlivesItsHostKeepsItsMovie) {
+  HostProgram host;
+  const std::string movie = host.movie();
+  auto orphan = host.start("orphan", {movie});
+  const std::string inUse = host.values(orphan)[0];
+  kill(orphan.pid, SIGKILL);
+  host.wait(orphan);
+  EXPECT_EQ(host.run("finish", {movie}).status, 0);
+  EXPECT_TRUE(fs::exists(inUse)) << "swept away under the editor";
+  std::ofstream(orphan.name + ".values.end") << "";
+  ASSERT_TRUE(waitForFile(orphan.name + ".values.ended"));
+}
+
+TEST(Host, SignalsEndItAndLeaveNothing) {
+  HostProgram host;
+  const std::string movie = host.movie(), before = readAll(movie);
+  for (int number : {SIGINT, SIGTERM, SIGHUP}) {
+    auto running = host.start("wait", {movie});
+    host.values(running);
+    kill(running.pid, number);
+    auto result = host.wait(running);
+    EXPECT_EQ(result.status, 128 + number);
+    EXPECT_EQ(result.errors, "");
+    EXPECT_TRUE(host.temporaryFiles().empty());
+  }
+  // An editor that hangs: the second signal is the last word.
+  auto running = host.start("stubborn", {movie});
+  host.values(running);
+  kill(running.pid, SIGINT);
+  usleep(100000);
+  EXPECT_EQ(waitpid(running.pid, nullptr, WNOHANG), 0);
+  kill(running.pid, SIGINT);
+  EXPECT_EQ(host.wait(running).status, 128 + SIGINT);
+  EXPECT_TRUE(host.temporaryFiles().empty());
+  EXPECT_EQ(readAll(movie), before);
+}
+
+TEST(Host, ACrashOfTheEditorIsToldAndTidiedUp) {
+  HostProgram host;
+  const std::string movie = host.movie(), before = readAll(movie);
+  auto result = host.run("crash", {movie});
+  EXPECT_EQ(result.status, 1);
+  expectOneLine(result.errors, "unexpectedly");
+  EXPECT_TRUE(host.temporaryFiles().empty());
+  EXPECT_EQ(readAll(movie), before);
+
+  result = host.run("early", {movie});
+  EXPECT_EQ(result.status, 1);
+  expectOneLine(result.errors, "unexpectedly");
+
+  fs::remove(host.folder() / "bin/ZVVideoEditorExtension.appex/ZVVideoEditorExtension");
+  result = host.run("finish", {movie});
+  EXPECT_EQ(result.status, 1);
+  expectOneLine(result.errors, "ZVVideoEditorExtension");
+}
+
+}  // namespace
