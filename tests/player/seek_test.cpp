@@ -1,0 +1,187 @@
+#include "tests/player/PlayerFixture.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <functional>
+#include <random>
+#include <vector>
+
+namespace {
+
+struct Movie {
+  const char* name;
+  std::function<bool(int)> hasFrame;
+};
+
+struct Frame {
+  double begin;
+  int number;
+};
+
+/// Every picture of a recording in the order of its times, read by another program.
+std::vector<Frame> framesOf(const Movie& movie) {
+  const std::string command = "ffprobe -v error -select_streams v -show_entries packet=pts_time -of csv=p=0 '" +
+                              recordings::path(movie.name) + "'";
+  std::vector<double> times;
+  FILE* pipe = popen(command.c_str(), "r");
+  for (double time = 0; pipe && std::fscanf(pipe, "%lf%*[^\n]", &time) == 1;) {
+    times.push_back(time);
+  }
+  if (pipe) {
+    pclose(pipe);
+  }
+  std::sort(times.begin(), times.end());
+  std::vector<Frame> frames;
+  int number = 0;
+  for (const double time : times) {
+    while (!movie.hasFrame(number)) {
+      ++number;
+    }
+    frames.push_back({time, number++});
+  }
+  return frames;
+}
+
+/// The number of the picture that is on screen at `time`.
+int expectedAt(const std::vector<Frame>& frames, double time) {
+  int number = frames.front().number;
+  for (const Frame& frame : frames) {
+    if (frame.begin <= time + 1e-5) {
+      number = frame.number;
+    }
+  }
+  return number;
+}
+
+bool everyFrame(int) {
+  return true;
+}
+
+bool frameOfVariableRate(int n) {
+  return !(n >= 60 && n <= 149) && !(n >= 300 && n <= 449) && n % 7 != 3;
+}
+
+const Movie movies[] = {
+    {"basic.mp4", everyFrame},        {"bframes60.mp4", everyFrame},  {"opengop.mp4", everyFrame},
+    {"vfr.mp4", frameOfVariableRate}, {"video_only.mp4", everyFrame}, {"basic.mkv", everyFrame},
+    {"fragmented.mp4", everyFrame},
+};
+
+class Seek : public PlayerFixture {};
+
+}  // namespace
+
+TEST_F(Seek, ShowsTheFrameOnScreenAtTheTarget) {
+  for (const Movie& movie : movies) {
+    SCOPED_TRACE(movie.name);
+    ASSERT_NO_FATAL_FAILURE(openReady(movie.name));
+    const std::vector<Frame> frames = framesOf(movie);
+    ASSERT_GT(frames.size(), 200U);
+    const double end = frames.back().begin;
+    std::vector<double> targets = {end + 0.01, 0.0, 2.0, 1.999, 2.001, 3.3, 5.9, 9.95};
+    for (const std::size_t index : {119U, 120U, 121U, 7U}) {
+      targets.push_back(frames[index].begin);  // exactly where a picture begins
+    }
+    std::mt19937 random(7);
+    for (int i = 0; i < 12; ++i) {
+      targets.push_back(std::uniform_real_distribution<>(0, end)(random));
+    }
+    for (const double target : targets) {
+      seek(target);
+      const double ticked = time();  // the target as the time scale can say it
+      EXPECT_NEAR(ticked, target, 0.0005);
+      ASSERT_TRUE(waitForSeek()) << target;
+      EXPECT_EQ(shown(), expectedAt(frames, ticked)) << "at " << target;
+      EXPECT_EQ(time(), ticked);
+    }
+    player.reset();
+  }
+}
+
+TEST_F(Seek, ManySeeksEndAtTheLast) {
+  ASSERT_NO_FATAL_FAILURE(openReady("bframes60.mp4"));
+  const auto start = std::chrono::steady_clock::now();
+  double target = 0;
+  for (int i = 0; i < 100; ++i) {
+    target = std::fmod(i * 7.77, 19.9);
+    seek(target);
+    runFor(0.001);
+  }
+  ASSERT_TRUE(waitForSeek());
+  EXPECT_EQ(shown(), static_cast<int>(std::floor(target * 60 + 1e-6)));
+  // A hundred exact seeks would take a hundred times the decoding of a second.
+  EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 3.0);
+}
+
+TEST_F(Seek, ShowsPicturesDuringADrag) {
+  ASSERT_NO_FATAL_FAILURE(openReady("bframes60.mp4"));
+  std::vector<int> seen;
+  for (int i = 0; i < 60; ++i) {
+    seek(i * 0.3);
+    runFor(0.016);
+    if (const auto number = shown(); number && (seen.empty() || seen.back() != *number)) {
+      seen.push_back(*number);
+    }
+  }
+  EXPECT_GE(seen.size(), 8U);  // there are ten groups of pictures on the way
+  ASSERT_TRUE(waitForSeek());
+  EXPECT_EQ(shown(), static_cast<int>(std::floor(59 * 0.3 * 60 + 1e-6)));
+}
+
+TEST_F(Seek, PlayingStartsAtTheExactTarget) {
+  // Behind a key frame, and within a picture that stays for three seconds.
+  for (const auto& [name, target, first] : {std::tuple("bframes60.mp4", 3.9, 234), std::tuple("vfr.mp4", 4.0, 58)}) {
+    SCOPED_TRACE(name);
+    ASSERT_NO_FATAL_FAILURE(openReady(name));
+    std::mutex mutex;
+    std::vector<int> numbers;
+    seek(9.0);
+    ASSERT_TRUE(waitForSeek());
+    seek(target);
+    player->play();
+    std::vector<double> times;
+    waitUntil([&] {
+      times.push_back(time());
+      if (const auto number = shown(); number && (numbers.empty() || numbers.back() != *number)) {
+        numbers.push_back(*number);
+      }
+      return time() > target + 0.5;
+    });
+    player->pause();
+    ASSERT_FALSE(times.empty());
+    for (std::size_t i = 1; i < times.size(); ++i) {
+      EXPECT_GE(times[i], times[i - 1]);
+    }
+    EXPECT_GE(times.front(), target - 1e-4);
+    // What was on screen before the seek, then the target's picture (perhaps after its key frame's).
+    ASSERT_GE(numbers.size(), 2U);
+    EXPECT_EQ(numbers[1], first);
+    if (std::string(name) == "vfr.mp4") {
+      EXPECT_EQ(numbers.back(), first) << "the next picture comes a second later";
+    }
+    player.reset();
+  }
+}
+
+TEST_F(Seek, ToZeroAfterCreationCostsNothing) {
+  open("basic.mp4");
+  player->seekToTime(kCMTimeZero);
+  EXPECT_FALSE(player->isSeeking());
+  ASSERT_TRUE(waitUntil([&] { return player->videoOutput()->copyFrame() != nullptr; }));
+  EXPECT_EQ(shown(), 0);
+  // Elsewhere before the movie is open, it is kept until it is.
+  open("basic.mp4");
+  seek(7.1);
+  ASSERT_TRUE(waitUntil([&] { return shown() == 213; }));
+}
+
+TEST_F(Seek, TimeScaleMakesFrameTimesExact) {
+  ASSERT_NO_FATAL_FAILURE(openReady("vfr.mp4"));
+  EXPECT_EQ(player->currentTime().timescale, 90000);
+  player->seekToTime(CMTime{90000 * 2 / 3, 90000});
+  ASSERT_TRUE(waitForSeek());
+  EXPECT_EQ(player->currentTime().value, 60000);
+  ASSERT_NO_FATAL_FAILURE(openReady("audio_only.mp4"));
+  EXPECT_EQ(player->currentTime().timescale, 1000000000);
+}
