@@ -110,15 +110,16 @@ void AVPlayer::Impl::open() {
       dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_HIGH),
       [weak, events, videoOutput = mpvOutput, path = plainPath(item->asset()->URL()), settings = configuration()] {
         const auto newCore = MpvCore::take(settings);
-        if (newCore) {
-          events->listenTo(newCore);
-          videoOutput->attach(newCore, [path](MpvCore& ready) { ready.command({"loadfile", path}); });
-        }
+        // First, so that the main queue knows the core before any news of it.
         dispatch_async(dispatch_get_main_queue(), [weak, newCore] {
           if (const auto self = weak.lock()) {
             self->attach(newCore);
           }
         });
+        if (newCore) {
+          events->listenTo(newCore);
+          videoOutput->attach(newCore, [path](MpvCore& ready) { ready.command({"loadfile", path}); });
+        }
       });
   item->asset()->loadValuesAsynchronously([weak] {
     dispatch_async(dispatch_get_main_queue(), [weak] {
