@@ -15,7 +15,10 @@ double UIMovieScrubberGeometry::timeForX(CGFloat x) const {
   constexpr CGFloat same = 0.002f;
   if (x <= contentStart() + same || contentWidth() <= 0) return window.start;
   if (x >= contentEnd() - same) return window.end;
-  return window.start + (static_cast<double>(x) - contentStart()) / contentWidth() * window.length();
+  const double seconds = window.start + (static_cast<double>(x) - contentStart()) / contentWidth() * window.length();
+  // A place that stands for 2 s is 2 s, not a hair before it, where the previous frame is.
+  constexpr double grain = 10000;
+  return std::clamp(std::round(seconds * grain) / grain, window.start, window.end);
 }
 
 CGRect UIMovieScrubberGeometry::strip() const {

@@ -37,7 +37,7 @@ struct UIMovieScrubberGeometry {
 
   /// May lie outside of the strip, for a time outside of the window.
   CGFloat xForTime(double seconds) const;
-  /// Never outside of the window; exactly its start and end at the strip's ends.
+  /// Never outside of the window; exactly its start and end at the strip's ends, between them in steps of 0.1 ms.
   double timeForX(CGFloat x) const;
   /// The whole strip. It goes on beyond the control's edges where the movie does.
   CGRect strip() const;
