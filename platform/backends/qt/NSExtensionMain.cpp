@@ -15,13 +15,22 @@
 #include <QtGlobal>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <limits>
 
 namespace {
 
+bool windowSystemIsConnected = false;
+
 /// What Qt has to say is for whoever reads the trace log, not for the person at the terminal.
 void traceQtMessage(QtMsgType type, const QMessageLogContext&, const QString& text) {
+  if (type == QtFatalMsg && !windowSystemIsConnected) {
+    // Qt would abort, after a text about its plug-ins.
+    os_trace("%s", qUtf8Printable(text));
+    std::fputs("zevanti: the display can’t be reached; start it on a desktop, or with --offscreen\n", stderr);
+    std::_Exit(1);
+  }
   if (type == QtCriticalMsg || type == QtFatalMsg) {
     os_trace_error("%s", qUtf8Printable(text));
   } else {
@@ -84,6 +93,7 @@ int ExtensionProcess::run() {
   options.offscreen = launch_.offscreen;
   options.title = launch_.appName;
   window_ = EditorWindow::create(argc_, argv_, options);
+  windowSystemIsConnected = true;
   UIDevice::currentDevice()->setUserInterfaceIdiom(launch_.pad ? UIUserInterfaceIdiom::Pad
                                                                : UIUserInterfaceIdiom::Phone);
   // As the window system found it; what the person asks to see below is about looks only.
