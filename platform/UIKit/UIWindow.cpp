@@ -10,16 +10,17 @@
 
 ZV_REGISTER_CLASS(UIWindow, "UIWindow", UIView, {})
 
-/// One touch under way and who follows it.
+/// One touch under way and who follows it. The view is not owned: it may be the window itself.
 struct UIWindow::Tracking {
-  Strong<UIView> view;
+  Weak<UIView> view;
   std::vector<Strong<UIGestureRecognizer>> recognizers;
   UITouch last;
 
   void send(const UITouch& touch) {
     last = touch;
+    const auto target = view.lock();
     for (const auto& recognizer : recognizers) recognizer->handleTouch(touch);
-    view->handleTouch(touch);
+    if (target) target->handleTouch(touch);
   }
 };
 
@@ -94,7 +95,8 @@ void UIWindow::sendTouch(const UITouch& touch) {
   const auto found = touches_.find(touch.identifier);
   if (found == touches_.end()) return;
   const auto tracking = found->second;
-  const bool gone = tracking->view->window() != this;
+  const auto view = tracking->view.lock();
+  const bool gone = !view || view->window() != this;
   if (gone || touch.phase != UITouchPhase::Moved) touches_.erase(found);
   if (gone) {
     cancelTouch(tracking);

@@ -219,7 +219,23 @@ TEST_F(Input, AnOwnerMayGoWithinItsOwnActionOrWhileItIsPressed) {
   touch(*window, UITouchPhase::Began, {10, 10});
   second->removeFromSuperview();
   second.reset();
-  touch(*window, UITouchPhase::Ended, {10, 10});  // the inner button lives until here, its owner does not
+  touch(*window, UITouchPhase::Ended, {10, 10});
+
+  auto third = viewIn<Owner>(root, CGRectMake(0, 0, 50, 50));
+  const auto inner = third->inner;
+  touch(*window, UITouchPhase::Began, {10, 10});
+  third->removeFromSuperview();
+  third.reset();
+  touch(*window, UITouchPhase::Moved, {10, 10});
+  EXPECT_FALSE(inner->isHighlighted()) << "cancelled, and without asking the owner that has gone";
+}
+
+TEST_F(Input, AWindowMayGoWhileItIsTouched) {
+  const Weak<UIWindow> weak = window;
+  root->removeFromSuperview();
+  touch(*window, UITouchPhase::Began, {10, 10});
+  window.reset();
+  EXPECT_TRUE(weak.expired());
 }
 
 TEST(Views, TakeTheSizeAndShapeOfTheirPictures) {
