@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QTimer>
 #include <cstdlib>
 #include <filesystem>
 
@@ -31,13 +32,15 @@ void WindowTest::TearDown() {
 }
 
 bool WindowTest::waitUntil(const std::function<bool()>& condition) {
-  QElapsedTimer timer;
-  timer.start();
+  QElapsedTimer elapsed;
+  elapsed.start();
+  QTimer wakeUp;  // so that the loop looks at the condition also when nothing else happens
+  wakeUp.start(5);
   while (!condition()) {
-    if (timer.elapsed() > 5000) {
+    if (elapsed.elapsed() > 5000) {
       return false;
     }
-    QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 20);
+    QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
   }
   return true;
 }

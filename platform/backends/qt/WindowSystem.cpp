@@ -8,6 +8,7 @@
 #include <QOffscreenSurface>
 #include <QOpenGLContext>
 #include <QQuickWindow>
+#include <clocale>
 #include <filesystem>
 
 namespace {
@@ -59,6 +60,8 @@ std::unique_ptr<QGuiApplication> connect(int& argc, char** argv, const EditorWin
     qputenv("QT_QPA_UPDATE_IDLE_TIME", "0");
   }
   auto application = std::make_unique<QGuiApplication>(argc, argv);
+  // Qt takes over the person's locale; numbers that programs read and write stay as they are in C.
+  std::setlocale(LC_NUMERIC, "C");
   application->setQuitOnLastWindowClosed(false);
 
   const bool openGL = wantsOpenGL(options.offscreen) && canUseOpenGL();
