@@ -64,6 +64,7 @@ QtEditorWindow::~QtEditorWindow() {
 }
 
 void QtEditorWindow::present(const Strong<UIViewController>& controller) {
+  takeOverSize();  // a hidden window does not tell when it is resized
   uiWindow_->setRootViewController(controller);
   quickWindow_->input().setTarget(uiWindow_);
   mirror_->setRoot(uiWindow_->layer());
