@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/backends/mpv/FrameLocator.h"
+#include "platform/backends/ffmpeg/FrameLocator.h"
 #include "platform/backends/mpv/MpvCore.h"
 
 #include <chrono>

@@ -1,4 +1,4 @@
-#include "platform/backends/mpv/FrameLocator.h"
+#include "platform/backends/ffmpeg/FrameLocator.h"
 
 #include <algorithm>
 #include <cmath>
