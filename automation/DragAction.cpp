@@ -47,7 +47,8 @@ ScriptAction::Answer DragAction::tickFind() {
   const double duration = timeline->duration();
   const UIMovieScrubber::Look look = timeline->look();
   const std::optional<CGPoint> grip = this->grip(look);
-  const bool isThere = timeline->dataSource() && duration > 0 && grip;
+  const bool isMoving = look.editing > 0 && look.editing < 1;  // handles appear or go
+  const bool isThere = timeline->dataSource() && duration > 0 && grip && !isMoving;
   const CGPoint inWindow = grip ? timeline->convertPointToWindow(*grip) : CGPoint{};
   if (!isThere || context_.window().hitTest(inWindow) != timeline) {
     if (ScriptContext::now() < deadline_) return pending();

@@ -150,7 +150,7 @@ TEST(Editing, TheKeyboardReachesEverything) {
   Session session;
   ASSERT_EQ(session.run(session.copyOf("video_only.mp4"),
                         "wait ready\nkey Space\nwait playing\nkey Space\nwait paused\n"
-                        "drag start 2\nwait editing\nstate\n"
+                        "tap video\ndrag start 2\nwait editing\nstate\n"
                         "key Escape\nstate\nkey Escape\nwait finished\n"),
             0)
       << session.errors();

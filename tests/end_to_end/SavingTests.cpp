@@ -81,12 +81,12 @@ TEST(Saving, ATrimmedSaveHoldsTheRangeAndBecomesTheMovieOnScreen) {
   EXPECT_EQ(session.output().substr(session.output().rfind('}') + 2), kSaveType);
 
   ASSERT_EQ(session.states().size(), 2U);
-  const std::string& chosen = session.states()[0];
+  const std::string chosen = session.states()[0];
   const double start = number(member(chosen, "range"), "start"), end = number(member(chosen, "range"), "end");
   EXPECT_NEAR(start, 10, 0.05);
   EXPECT_NEAR(end, 25, 0.05);
 
-  const std::string& after = session.states()[1];
+  const std::string after = session.states()[1];
   EXPECT_NEAR(number(after, "duration"), end - start, 0.1);
   EXPECT_EQ(member(member(after, "flags"), "trimming"), "false");
   EXPECT_EQ(member(member(after, "flags"), "exporting"), "false");

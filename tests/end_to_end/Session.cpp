@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr double kLongest = 120;  // seconds
+constexpr double kLongest = 100;  // seconds
 
 std::vector<fs::path> entries(const fs::path& folder, bool deep) {
   std::vector<fs::path> found;
