@@ -15,7 +15,7 @@ flock 9
 
 version=1
 if [ "$(cat .version 2>/dev/null)" != $version ]; then
-  rm -f -- *.mp4 *.mkv
+  rm -f -- *.mp4 *.mkv *.ts
 fi
 
 generator=.frame_source
@@ -67,6 +67,10 @@ make basic.mkv 640 360 30 300 -map 0 -map 1 $(h264 60 0) $aac
 make lossless.mkv 320 180 30 60 -map 0 -map 1 -c:v ffv1 -c:a vorbis -strict -2 -ac 2
 [ -e fragmented.mp4 ] || { ffmpeg -nostdin -v error -y -i portrait.mp4 -map 0 -c copy \
   -movflags frag_keyframe+empty_moov making-fragmented.mp4 && mv making-fragmented.mp4 fragmented.mp4; }
+# Begins between two key frames: what is decoded from the one before is hidden by an edit list.
+[ -e cut_lead_in.mp4 ] || { ffmpeg -nostdin -v error -y -ss 3.3 -i basic.mp4 -t 10 -c copy making-cut.mp4 &&
+  mv making-cut.mp4 cut_lead_in.mp4; }
+make stream.ts 640 360 30 300 -map 0 -map 1 $(h264 60 2) $aac
 # Cut off before its index; cut off in the middle of its pictures, index first; not a movie at all; empty.
 [ -e truncated.mp4 ] || head -c 200000 basic.mp4 >truncated.mp4
 [ -e damaged.mp4 ] || { ffmpeg -nostdin -v error -y -i basic.mp4 -map 0 -c copy -movflags +faststart making-damaged.mp4 &&

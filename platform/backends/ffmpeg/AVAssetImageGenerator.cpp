@@ -11,6 +11,7 @@
 #include <cmath>
 #include <condition_variable>
 #include <deque>
+#include <map>
 #include <mutex>
 
 namespace {
@@ -21,6 +22,7 @@ using Clock = std::chrono::steady_clock;
 constexpr auto kNeighbourWait = std::chrono::milliseconds(4);
 
 struct Request {
+  std::uint64_t number;
   CMTime time;
   CGSize maximumSize;
   AVAssetImageGenerator::CompletionHandler handler;
@@ -53,6 +55,8 @@ struct AVAssetImageGenerator::Impl {
     std::condition_variable arrived;
     std::deque<Request> requests;
     double lastTime = NAN;
+    std::uint64_t requestCount = 0, nextNumber = 0;
+    std::map<std::uint64_t, dispatch_block_t> finished;  // pictures that wait for earlier ones, by request number
     CGSize maximumSize;
   };
   std::shared_ptr<State> state = std::make_shared<State>();
@@ -93,12 +97,17 @@ void AVAssetImageGenerator::Impl::work(const std::shared_ptr<State>& state, Stat
     if (worker.decoder) {
       picture = worker.decoder->picture(request.time, exact, request.maximumSize, &error);
     }
-    if (!state->cancelled || picture.image) {
-      dispatch_async(state->delivery, [request = std::move(request), picture, error] {
-        request.handler(request.time, picture.image, picture.time, picture.image ? nullptr : error);
-      });
-    }
     lock.lock();
+    const std::uint64_t number = request.number;
+    state->finished.emplace(number, [request = std::move(request), picture, error] {
+      request.handler(request.time, picture.image, picture.time, picture.image ? nullptr : error);
+    });
+    // What was asked for later waits for what was asked for earlier.
+    while (!state->finished.empty() && (state->finished.begin()->first == state->nextNumber || state->cancelled)) {
+      dispatch_async(state->delivery, std::move(state->finished.begin()->second));
+      state->finished.erase(state->finished.begin());
+      ++state->nextNumber;
+    }
   }
   worker.keyIndex = -1;
   worker.scheduled = false;
@@ -157,7 +166,7 @@ void AVAssetImageGenerator::generateCGImagesAsynchronouslyForTimes_completionHan
       state->requests.back().hasNext = true;
     }
     state->lastTime = seconds;
-    state->requests.push_back({time, state->maximumSize, handler, distance, INFINITY});
+    state->requests.push_back({state->requestCount++, time, state->maximumSize, handler, distance, INFINITY});
   }
   state->arrived.notify_all();
   // The second decoder is worth its opening when there is more than one picture to make.

@@ -95,11 +95,11 @@ std::unique_ptr<MovieInput> MovieInput::open(const std::string& path, const std:
     anything = true;
     std::int64_t streamStart = 0;
     if (stream->start_time != AV_NOPTS_VALUE) {
-      streamStart = av_rescale_q(stream->start_time, stream->time_base, AV_TIME_BASE_Q);
+      streamStart = av_rescale_q(stream->start_time, stream->time_base, av_get_time_base_q());
       if (start == AV_NOPTS_VALUE || streamStart < start) start = streamStart;
     }
     if (stream->duration > 0) {
-      end = std::max(end, streamStart + av_rescale_q(stream->duration, stream->time_base, AV_TIME_BASE_Q));
+      end = std::max(end, streamStart + av_rescale_q(stream->duration, stream->time_base, av_get_time_base_q()));
     }
   }
   if (!anything) {
@@ -116,7 +116,7 @@ MovieInput::~MovieInput() {
 }
 
 std::int64_t MovieInput::startTime(const AVStream* stream) const {
-  return av_rescale_q(startTime_, AV_TIME_BASE_Q, stream->time_base);
+  return av_rescale_q(startTime_, av_get_time_base_q(), stream->time_base);
 }
 
 const std::vector<std::int64_t>& MovieInput::keyTimes() {

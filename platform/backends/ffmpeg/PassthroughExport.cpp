@@ -249,11 +249,11 @@ void Copy::findStart() {
         if ((decode != AV_NOPTS_VALUE && decode > track.start) || keyTime > track.start) break;
       }
       if (keyTime == AV_NOPTS_VALUE || keyTime <= track.start) break;
-      // Reordered frames: the index, in decode order, led to a key frame that is shown after the start.
-      const std::int64_t before = std::min(seekTime_, keyDecodeTime == AV_NOPTS_VALUE ? keyTime : keyDecodeTime) - 1;
-      const auto& keys = input_.keyTimes();
-      if (!keys.empty() && before < keys.front()) break;  // the pictures begin after the range does
-      seekTime_ = before;
+      if (seekTime_ <= track.in->start_time) break;  // the pictures begin after the range does
+      // Reordered frames: the index, in decode order, led to a key frame that is shown after the start. And formats
+      // without an index lead to any frame: there, look further and further back.
+      seekTime_ = std::min(seekTime_, keyDecodeTime == AV_NOPTS_VALUE ? keyTime : keyDecodeTime) - 1;
+      if (attempt > 0) seekTime_ -= av_rescale_q(1LL << std::min(attempt, 12), {1, 1}, track.in->time_base);
     }
   }
   input_.seek(track.in, seekTime_);
@@ -371,7 +371,7 @@ void Copy::finish(Track& track) {
   if (track.type() == AVMEDIA_TYPE_VIDEO && track.held->pts < track.end) {
     // Where the length of the last picture is not stored, it stays until the end of the range or of the movie.
     const std::int64_t movieEnd =
-        input_.startTime(track.in) + av_rescale_q(input_.duration(), AV_TIME_BASE_Q, track.in->time_base);
+        input_.startTime(track.in) + av_rescale_q(input_.duration(), av_get_time_base_q(), track.in->time_base);
     if (track.held->duration <= 0 || !track.pastTheEnd.empty()) {
       track.held->duration = std::max<std::int64_t>(1, std::min(track.end, movieEnd) - track.held->pts);
     }

@@ -113,7 +113,7 @@ double ThumbnailDecoder::keyInterval(CMTime time) {
   const std::int64_t from = next == keys.begin() ? target : *(next - 1);
   const AVStream* video = input_->video();
   const std::int64_t end =
-      input_->startTime(video) + av_rescale_q(input_->duration(), AV_TIME_BASE_Q, video->time_base);
+      input_->startTime(video) + av_rescale_q(input_->duration(), av_get_time_base_q(), video->time_base);
   return double((next == keys.end() ? std::max(end, from) : *next) - from) * av_q2d(video->time_base);
 }
 
@@ -133,7 +133,7 @@ ThumbnailDecoder::Picture ThumbnailDecoder::picture(CMTime time, bool exact, CGS
     const AVRational base = video->time_base;
     const std::int64_t shown = timeOf(*frame) - input_->startTime(video);
     result.time =
-        base.num == 1 ? CMTime{shown, base.den} : CMTime{av_rescale_q(shown, base, AV_TIME_BASE_Q), AV_TIME_BASE};
+        base.num == 1 ? CMTime{shown, base.den} : CMTime{av_rescale_q(shown, base, av_get_time_base_q()), AV_TIME_BASE};
     result.image = render(*frame, maximumSize);
   }
   if (!result.image) {
@@ -210,10 +210,12 @@ Frame ThumbnailDecoder::decodeExact(std::int64_t time) {
     for (int attempt = 0;; ++attempt) {
       if (!seekBefore(from)) return nullptr;
       following_ = nextFrame();
+      const AVStream* video = input_->video();
+      if ((following_ && timeOf(*following_) <= time) || from <= video->start_time || attempt == 6) break;
       const std::int64_t key = keyTimeAtOrBefore(from);
       const std::int64_t earlier = key == INT64_MIN ? key : keyTimeAtOrBefore(key - 1);
-      if (!following_ || timeOf(*following_) <= time || earlier == INT64_MIN || attempt == 3) break;
-      from = earlier;
+      // Formats without an index lead to any frame: there, look further and further back.
+      from = earlier != INT64_MIN ? earlier : from - av_rescale_q(1LL << attempt, {1, 1}, video->time_base);
     }
     current_ = std::move(following_);  // when nothing is shown before it, the first picture is the one
     following_ = nullptr;
