@@ -22,8 +22,12 @@ class Bundle : public testing::Test {
     setenv("LANG", locale, 1);
     if (list) setenv("LANGUAGE", list, 1);
   }
+  // A loaded bundle stays loaded: each has an identifier of its own.
+  const std::string identifier_ = "org.example.Bundle" + std::to_string(++count_);
+  static inline int count_ = 0;
   std::shared_ptr<NSBundle> bundle() {
-    folder_.write("Info.plist", kInfo);
+    std::string info = kInfo;
+    folder_.write("Info.plist", info.replace(info.find("org.example.Bundle"), 18, identifier_));
     return NSBundle::bundleWithPath(folder_.path());
   }
   ScratchFolder folder_;
@@ -36,7 +40,7 @@ TEST_F(Bundle, ReadsThePropertyList) {
   EXPECT_EQ(found->infoString("NSExtension.NSExtensionPrincipalClass"), "Principal");
   EXPECT_EQ(found->infoString("NSExtension"), "");
   EXPECT_EQ(found->infoString("Count"), "");
-  EXPECT_EQ(NSBundle::bundleWithIdentifier("org.example.Bundle"), found);
+  EXPECT_EQ(NSBundle::bundleWithIdentifier(identifier_), found);
   EXPECT_EQ(NSBundle::bundleWithIdentifier(""), nullptr);
   // The same bundle by another spelling of its path.
   EXPECT_EQ(NSBundle::bundleWithPath(folder_ / "."), found);
