@@ -3,7 +3,7 @@
 #include "platform/Dispatch/dispatch.h"
 #include "platform/Foundation/ExtensionLaunch.h"
 #include "platform/Foundation/ExtensionLink.h"
-#include "platform/backends/posix/SignalWatcher.h"
+#include "platform/Foundation/SignalWatcher.h"
 
 #include <csignal>
 #include <cstdlib>

@@ -1,4 +1,4 @@
-#include "platform/backends/posix/SignalWatcher.h"
+#include "platform/Foundation/SignalWatcher.h"
 
 #include "platform/Dispatch/dispatch.h"
 

@@ -4,11 +4,11 @@
 #include "platform/Foundation/ExtensionLink.h"
 #include "platform/Foundation/NSBundle.h"
 #include "platform/Foundation/NSExtension.h"
+#include "platform/Foundation/SignalWatcher.h"
 #include "platform/Foundation/os_trace.h"
 #include "platform/Photos/PHPhotoLibrary.h"
 #include "platform/UIKit/UIDevice.h"
 #include "platform/UIKit/UIViewController.h"
-#include "platform/backends/posix/SignalWatcher.h"
 #include "platform/backends/qt/EditorWindow.h"
 
 #include <QString>
