@@ -293,15 +293,12 @@ void UIMovieScrubber::Impl::startTicking() {
 }
 
 void UIMovieScrubber::Impl::tick() {
+  const auto keep = self();
   const double now = clock.now();
   ticking = false;
-  const auto keep = self();
-  const bool mayScroll = hold && zoom.isZoomed();
-  if (mayScroll) autoScroll(now - lastTick);
-  const bool moves = zoom.isMoving(now) || appearance.isMoving(now);
-  if (moves || moved) redraw();
-  moved = moves;  // once more, so that the end of the way is shown
-  if (moves || mayScroll) {
+  redraw();  // also once when the way has ended, so that its end is shown
+  const bool scrolls = autoScroll(now - lastTick);
+  if (scrolls || zoom.isMoving(now) || appearance.isMoving(now)) {
     startTicking();
   } else if (!zoom.isZoomed()) {
     thumbnails.endZoom();

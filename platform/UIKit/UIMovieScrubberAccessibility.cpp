@@ -17,18 +17,17 @@ std::vector<UIAccessibilityElement> UIMovieScrubber::accessibilityElements() {
     };
     return made;
   };
-  const auto strip = impl.targetGeometry().strip();
-  constexpr CGFloat width = UIMovieScrubberGeometry::handleWidth, playhead = 8;
+  // With room for a focus ring around each.
+  constexpr CGFloat room = 3, handle = UIMovieScrubberGeometry::handleWidth + 2 * room, playhead = 15;
   const CGFloat height = bounds().size.height;
   const CGFloat start = impl.edgeX(HandleStart), end = impl.edgeX(HandleEnd), x = impl.edgeX(HandlePlayhead);
   std::vector<UIAccessibilityElement> elements;
   if (impl.editable) {
-    elements.push_back(
-        element("Start", HandleStart, CGRectMake(start - width, strip.origin.y, width, strip.size.height)));
+    elements.push_back(element("Start", HandleStart, CGRectMake(start + room - handle, 0, handle, height)));
   }
   elements.push_back(element("Playhead", HandlePlayhead, CGRectMake(x - playhead / 2, 0, playhead, height)));
   if (impl.editable) {
-    elements.push_back(element("End", HandleEnd, CGRectMake(end, strip.origin.y, width, strip.size.height)));
+    elements.push_back(element("End", HandleEnd, CGRectMake(end - room, 0, handle, height)));
   }
   return elements;
 }

@@ -40,7 +40,7 @@ struct UIMovieScrubber::Impl {
   float aspectRatio = 1;
   double lastReload = -1e9, lastTick = 0;
   unsigned reloadCount = 0;
-  bool ticking = false, moved = false;
+  bool ticking = false;
   bool needsRequests = false;
   CGFloat shownPlayheadX = -1;
 
@@ -85,7 +85,8 @@ struct UIMovieScrubber::Impl {
   void endHold();
   void awaitStillness();
   void zoomIn();
-  void autoScroll(double seconds);
+  CGFloat pastEdge() const;
+  bool autoScroll(double seconds);  ///< whether there was anywhere to go
   void followPointer();
   void takeHandle(int handle);  ///< begins editing when it has not begun; reports both positions
   void changePlayhead(double seconds);

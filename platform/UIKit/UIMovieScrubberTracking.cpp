@@ -142,6 +142,7 @@ void UIMovieScrubber::Impl::moveHold(CGPoint point) {
       std::hypot(point.x - hold->stillSince.x, point.y - hold->stillSince.y) > still) {
     awaitStillness();
   }
+  if (pastEdge() != 0) startTicking();
   followPointer();
 }
 
@@ -188,29 +189,37 @@ void UIMovieScrubber::Impl::zoomIn() {
   redraw();
 }
 
-void UIMovieScrubber::Impl::autoScroll(double seconds) {
+/// How far the held handle has been taken past the widened strip's edge: points, negative to the left.
+CGFloat UIMovieScrubber::Impl::pastEdge() const {
+  if (!hold || !zoom.isZoomed()) return 0;
   const auto geometry = targetGeometry();
   const CGFloat x = hold->pointer.x, held = x + hold->offset;
   const CGFloat left = geometry.edgeInset, right = geometry.size.width - geometry.edgeInset;
-  CGFloat depth = 0;
   if (x <= hold->zoomPointerX - scrollArming) {
-    depth = std::min({CGFloat(0), held - geometry.contentStart(), x - left});
+    return std::min({CGFloat(0), held - geometry.contentStart(), x - left});
   }
   if (x >= hold->zoomPointerX + scrollArming) {
-    depth = std::max({CGFloat(0), held - geometry.contentEnd(), x - right});
+    return std::max({CGFloat(0), held - geometry.contentEnd(), x - right});
   }
-  if (depth == 0) return;
+  return 0;
+}
+
+bool UIMovieScrubber::Impl::autoScroll(double seconds) {
+  const CGFloat depth = pastEdge();
+  if (depth == 0) return false;
   const double speed = std::min(2.0, 0.2 + std::abs(depth) / 16.0) * zoom.target().length();
   // No farther than the handle may go: it stays under the pointer.
-  const double free = depth < 0
-                          ? handleTime(hold->handle) - (hold->handle == HandleStart ? 0 : start + minimumLength())
-                          : (hold->handle == HandleStart ? end - minimumLength() : duration) - handleTime(hold->handle);
-  const double way = std::min(speed * std::clamp(seconds, 0.0, 0.1), std::max(0.0, free));
-  if (way <= 0) return;
+  const bool isStart = hold->handle == HandleStart;
+  const double place = handleTime(hold->handle);
+  const double room = depth < 0 ? place - (isStart ? 0 : start + minimumLength())
+                                : (isStart ? end - minimumLength() : duration) - place;
+  const double way = std::min(speed * std::clamp(seconds, 0.0, 0.1), room);
+  if (way <= 0) return false;
   zoom.scrollBy(depth < 0 ? -way : way);
   layOutThumbnails();
-  moved = true;
-  followPointer();
+  redraw();
+  if (hold) followPointer();
+  return true;
 }
 
 // What changes
