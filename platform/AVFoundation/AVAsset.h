@@ -35,8 +35,9 @@ class AVURLAsset : public NSObject {
   ~AVURLAsset() override;
 
   const NSURL& URL() const;
-  /// A path under which this process can read the very file that the asset was made for, for as long as the asset lives,
-  /// even when the name has been given to another file or removed. The plain path when the file could not be opened.
+  /// A path under which this process can read the very file that the asset was made for, for as long as the asset
+  /// lives, even when the name has been given to another file or removed. The plain path when the file could not be
+  /// opened.
   const std::string& readablePath() const;
   /// The tracks of a media type in file order; cover pictures are not video tracks.
   std::vector<Strong<AVAssetTrack>> tracksWithMediaType(const std::string& mediaType) const;
