@@ -64,7 +64,8 @@ void CALayer::insertSublayer_below(const Strong<CALayer>& layer, const Strong<CA
   for (const CALayer* ancestor = this; ancestor; ancestor = ancestor->superlayer_) {
     if (ancestor == layer.get()) return;  // would make a circle
   }
-  const Strong<CALayer> keep = layer;  // the caller's reference may be the one in the list
+  // The caller's reference may be the one in the list. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+  const Strong<CALayer> keep = layer;
   keep->removeFromSuperlayer();
   const auto place = sibling ? std::find(sublayers_.begin(), sublayers_.end(), sibling) : sublayers_.end();
   sublayers_.insert(place, keep);

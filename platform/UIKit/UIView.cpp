@@ -76,7 +76,8 @@ void UIView::insertSubview_belowSubview(const Strong<UIView>& view, const Strong
 
 void UIView::insertSubview(const Strong<UIView>& view, const UIView* sibling) {
   if (!view || view->containsView(this)) return;  // a view can't lie in itself
-  const Strong<UIView> keep = view;               // the caller's reference may be the one in the list
+  // The caller's reference may be the one in the list. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
+  const Strong<UIView> keep = view;
   const bool stays = keep->superview_ == this;
   UIWindow* const here = window();
   UIWindow* const before = keep->window();

@@ -57,6 +57,7 @@ void UIViewController::viewWillTransitionToSize_withTransitionCoordinator(
 
 void UIViewController::addChildViewController(const Strong<UIViewController>& child) {
   if (!child || child.get() == this) return;
+  // The caller's reference may be the one in the list. NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
   const Strong<UIViewController> keep = child;
   keep->removeFromParentViewController();
   children_.push_back(keep);
