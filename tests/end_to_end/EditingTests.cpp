@@ -159,13 +159,23 @@ TEST(Editing, TheKeyboardReachesEverything) {
   EXPECT_EQ(flag(session.states()[1], "trimming"), "false");
 }
 
-TEST(Editing, OddRecordingsOpenAndPlay) {
-  for (const char* recording : {"audio_only.mp4", "vfr.mp4", "one_frame.mp4", "opengop.mp4", "basic.mkv",
-                                "lossless.mkv", "fragmented.mp4", "damaged.mp4"}) {
-    SCOPED_TRACE(recording);
+TEST(Editing, OddRecordingsOpenAndPlayToTheirEnd) {
+  struct Case {
+    const char* recording;
+    double nearEnd;  // seconds
+  };
+  for (const Case& each :
+       {Case{"audio_only.mp4", 9}, Case{"vfr.mp4", 19}, Case{"one_frame.mp4", 0}, Case{"opengop.mp4", 19},
+        Case{"basic.mkv", 9}, Case{"lossless.mkv", 1}, Case{"fragmented.mp4", 19}, Case{"damaged.mp4", 59}}) {
+    SCOPED_TRACE(each.recording);
     Session session;
-    EXPECT_EQ(session.run(session.copyOf(recording), "wait ready\ntap overlay\nwait paused 60\nstate\n"), 0)
+    const std::string drag = each.nearEnd > 0 ? "drag playhead " + std::to_string(each.nearEnd) + "\n" : "";
+    EXPECT_EQ(session.run(session.copyOf(each.recording), "wait ready\n" + drag + "tap overlay\nwait paused\nstate\n"),
+              0)
         << session.errors();
+    ASSERT_EQ(session.states().size(), 1U);
+    EXPECT_EQ(flag(session.states()[0], "introMode"), "false");
+    EXPECT_NEAR(number(session.states()[0], "playhead"), 0, 0.01);
     EXPECT_TRUE(session.leftovers().empty()) << session.leftovers()[0];
   }
 }
