@@ -21,6 +21,9 @@ using Clock = std::chrono::steady_clock;
 /// How long a request waits for the one after it, whose distance tells a coarse strip from a fine one.
 constexpr auto kNeighbourWait = std::chrono::milliseconds(4);
 
+/// Seconds without a request after which a decoder is closed; opening one again takes some milliseconds.
+constexpr double kIdleTime = 2;
+
 struct Request {
   std::uint64_t number;
   CMTime time;
@@ -47,6 +50,7 @@ struct AVAssetImageGenerator::Impl {
       std::unique_ptr<ThumbnailDecoder> decoder;
       NSErrorPtr openError;
       bool scheduled = false;
+      std::uint64_t runs = 0;      // how often it has been scheduled
       std::int64_t keyIndex = -1;  // the key frame that its decoder depends on at the moment, while decoding exactly
     };
     std::array<Worker, 2> workers;
@@ -62,6 +66,7 @@ struct AVAssetImageGenerator::Impl {
   std::shared_ptr<State> state = std::make_shared<State>();
 
   static void work(const std::shared_ptr<State>& state, State::Worker& worker);
+  static void closeLater(const std::shared_ptr<State>& state, State::Worker& worker);
 };
 
 void AVAssetImageGenerator::Impl::work(const std::shared_ptr<State>& state, State::Worker& worker) {
@@ -111,10 +116,20 @@ void AVAssetImageGenerator::Impl::work(const std::shared_ptr<State>& state, Stat
   }
   worker.keyIndex = -1;
   worker.scheduled = false;
-  if (state->cancelled) {
-    lock.unlock();
-    worker.decoder = nullptr;
-  }
+  if (!state->cancelled) return closeLater(state, worker);
+  lock.unlock();
+  worker.decoder = nullptr;
+}
+
+/// An hour's index is large: a decoder that is not asked again for a while gives it back. With the mutex held.
+void AVAssetImageGenerator::Impl::closeLater(const std::shared_ptr<State>& state, State::Worker& worker) {
+  dispatch_after(kIdleTime, worker.queue, [weak = std::weak_ptr(state), &worker, runs = worker.runs] {
+    const std::shared_ptr<State> state = weak.lock();
+    if (!state) return;
+    std::unique_ptr<ThumbnailDecoder> idle;
+    const std::lock_guard lock(state->mutex);
+    if (worker.runs == runs) idle = std::move(worker.decoder);
+  });
 }
 
 AVAssetImageGenerator::AVAssetImageGenerator() : impl_(std::make_shared<Impl>()) {}
@@ -177,6 +192,7 @@ void AVAssetImageGenerator::generateCGImagesAsynchronouslyForTimes_completionHan
     if (scheduled >= wanted) break;
     if (worker.scheduled) continue;
     worker.scheduled = true;
+    ++worker.runs;
     ++scheduled;
     dispatch_async(worker.queue, [state, &worker] { Impl::work(state, worker); });
   }
