@@ -17,7 +17,7 @@ static_assert(kBoxRadius * kPasses == BackdropBlur::kMargin);
 /// The light look: colours made livelier, then covered with a white that lets a little of them through.
 constexpr float kSaturation = 1.8F;
 constexpr float kWhite = 0.97F * 255;
-constexpr float kWhiteAlpha = 0.84F;
+constexpr float kWhiteAlpha = 0.88F;
 
 using Pixel = std::array<float, 3>;
 

@@ -2,14 +2,14 @@
 
 #include "platform/backends/qt/LayerVisual.h"
 
-class QQuickItem;
+class TextItem;
 
-/// One line of text (Label.qml).
+/// The text of a label.
 class LabelVisual : public LayerVisual {
  public:
   explicit LabelVisual(LayerItem& host);
   void update(CALayer& layer) override;
 
  private:
-  QQuickItem* item_;
+  TextItem* item_;
 };

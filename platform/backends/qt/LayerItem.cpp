@@ -43,7 +43,6 @@ void LayerItem::takeOver(CALayer& layer, const LayerItem* parent) {
   const bool isNew = shownRatio_ == 0;
   if (isNew) {
     visual_ = VisualFactory::make(layer.visualKind(), *this);
-    visualItemCount_ = static_cast<int>(childItems().size());
   }
   if (isNew || layer.contentVersion() != shownVersion_ || size() != shownSize_ || ratio != shownRatio_ ||
       (visual_ && visual_->updatesAlways())) {
@@ -52,7 +51,22 @@ void LayerItem::takeOver(CALayer& layer, const LayerItem* parent) {
     shownRatio_ = ratio;
     if (visual_) {
       visual_->update(layer);
+      putVisualItemsFirst();
     }
+  }
+}
+
+void LayerItem::putVisualItemsFirst() {
+  visualItemCount_ = 0;
+  for (QQuickItem* child : childItems()) {
+    if (qobject_cast<LayerItem*>(child)) {
+      continue;
+    }
+    QQuickItem* there = childItems().value(visualItemCount_);
+    if (there != child) {
+      child->stackBefore(there);
+    }
+    ++visualItemCount_;
   }
 }
 

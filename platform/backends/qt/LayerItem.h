@@ -37,6 +37,8 @@ class LayerItem : public QQuickItem {
   QSGNode* updatePaintNode(QSGNode* old, UpdatePaintNodeData* data) override;
 
  private:
+  void putVisualItemsFirst();
+
   LayerMirror& mirror_;
   Weak<CALayer> layer_;
   QColor background_ = Qt::transparent;

@@ -152,9 +152,12 @@ void ExtensionProcess::windowClosed() {
 }
 
 void ExtensionProcess::hostLeft() {
-  // An editor on screen stays there for the person to finish.
-  if (!presented_) end(1);
-  if (closing_) end(0);
+  // An editor on screen stays there for the person to finish; one that nobody can reach does not.
+  if (!presented_) {
+    end(1);
+  } else if (closing_ || (launch_.offscreen && launch_.script.empty())) {
+    end(0);
+  }
 }
 
 void ExtensionProcess::end(int status) {

@@ -1,7 +1,5 @@
 #include "platform/backends/qt/QmlItems.h"
 
-#include "platform/backends/qt/SymbolProvider.h"
-
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -10,18 +8,26 @@
 QmlItems::QmlItems() = default;
 QmlItems::~QmlItems() = default;
 
-QQuickItem* QmlItems::make(const QString& name, QQuickItem& parent) {
+QQmlComponent& QmlItems::component(const QString& name) {
   if (!engine_) {
     engine_ = std::make_unique<QQmlEngine>();
-    engine_->addImageProvider(QStringLiteral("symbols"), new SymbolProvider);
   }
   std::shared_ptr<QQmlComponent>& component = components_[name];
   if (!component) {
     component = std::make_shared<QQmlComponent>(engine_.get(), QUrl(QStringLiteral("qrc:/Zevanti/%1.qml").arg(name)));
   }
-  auto* item = qobject_cast<QQuickItem*>(component->create());
+  return *component;
+}
+
+void QmlItems::prepare(const QString& name) {
+  component(name);
+}
+
+QQuickItem* QmlItems::make(const QString& name, QQuickItem& parent) {
+  QQmlComponent& made = component(name);
+  auto* item = qobject_cast<QQuickItem*>(made.create());
   if (!item) {
-    qFatal("%s", qPrintable(component->errorString()));
+    qFatal("%s", qPrintable(made.errorString()));
   }
   item->setParent(&parent);
   item->setParentItem(&parent);

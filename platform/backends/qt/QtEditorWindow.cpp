@@ -18,6 +18,8 @@
 namespace {
 
 constexpr QSize kOffscreenSize(375, 667);
+/// Once the first picture is on screen for sure, and before a person has got hold of anything.
+constexpr std::chrono::milliseconds kQmlDelay(400);
 
 double steadySeconds() {
   return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
@@ -75,6 +77,7 @@ void QtEditorWindow::present(const Strong<UIViewController>& controller) {
     quickWindow_->showFullScreen();
   }
   quickWindow_->requestActivate();
+  QTimer::singleShot(kQmlDelay, this, [this] { qml_.prepare(QStringLiteral("Timeline")); });
 }
 
 void QtEditorWindow::dismiss() {

@@ -22,12 +22,7 @@ bool isTrimHandle(int handle) {
 }  // namespace
 
 TimelineVisual::TimelineVisual(LayerItem& host)
-    : LayerVisual(host),
-      strip_(new PictureItem(&host)),
-      playhead_(new PictureItem(&host)),
-      item_(host.mirror().qml().make(QStringLiteral("Timeline"), host)) {
-  item_->setProperty("font", toQFont({kTimeSize, true}));
-}
+    : LayerVisual(host), strip_(new PictureItem(&host)), playhead_(new PictureItem(&host)) {}
 
 TimelineVisual::~TimelineVisual() {
   if (hasCursor_ && host().window()) {
@@ -50,11 +45,7 @@ void TimelineVisual::update(CALayer& layer) {
     strip_->setImage(painter_.paint(look, shownSize_, ratio));
   }
   showPlayhead(look, isResized);
-  item_->setSize(host().size());
-  item_->setProperty("pixelRatio", ratio);
-  item_->setProperty("strip", toQRectF(look.strip));
-  item_->setProperty("timeX", look.timeTextX);
-  item_->setProperty("time", QString::fromStdString(look.timeText));
+  showTime(look);
   showCursor(look);
   shown_ = look;
 }
@@ -79,6 +70,21 @@ void TimelineVisual::showPlayhead(const UIMovieScrubber::Look& look, bool isNew)
   const QPointF corner = (centre - QPointF(playhead_->width(), playhead_->height()) / 2) * ratio;
   playhead_->setPosition(QPointF(std::round(corner.x()), std::round(corner.y())) / ratio);
   playhead_->setVisible(look.showsPlayhead);
+}
+
+void TimelineVisual::showTime(const UIMovieScrubber::Look& look) {
+  if (!time_) {
+    if (look.timeText.empty()) {
+      return;  // most of the time: nothing is set up for it before it is needed
+    }
+    time_ = host().mirror().qml().make(QStringLiteral("Timeline"), host());
+    time_->setProperty("font", toQFont({kTimeSize, true}));
+  }
+  time_->setSize(host().size());
+  time_->setProperty("pixelRatio", shownRatio_);
+  time_->setProperty("strip", toQRectF(look.strip));
+  time_->setProperty("timeX", look.timeTextX);
+  time_->setProperty("time", QString::fromStdString(look.timeText));
 }
 
 void TimelineVisual::showCursor(const UIMovieScrubber::Look& look) {

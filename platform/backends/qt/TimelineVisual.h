@@ -19,10 +19,11 @@ class TimelineVisual : public LayerVisual {
   bool stripChanged(const UIMovieScrubber::Look& look) const;
 
   void showPlayhead(const UIMovieScrubber::Look& look, bool isNew);
+  void showTime(const UIMovieScrubber::Look& look);
 
   PictureItem* strip_;
   PictureItem* playhead_;
-  QQuickItem* item_;
+  QQuickItem* time_ = nullptr;  ///< made when a time is shown for the first time
   TimelinePainter painter_;
   UIMovieScrubber::Look shown_;
   QSizeF shownSize_;

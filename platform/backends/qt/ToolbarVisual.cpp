@@ -2,12 +2,12 @@
 
 #include "platform/UIKit/UIToolbar.h"
 #include "platform/backends/qt/BackdropItem.h"
+#include "platform/backends/qt/ColorItem.h"
 #include "platform/backends/qt/LayerItem.h"
-#include "platform/backends/qt/LayerMirror.h"
-#include "platform/backends/qt/QmlItems.h"
 #include "platform/backends/qt/QtConversions.h"
+#include "platform/backends/qt/TextItem.h"
+#include "platform/backends/qt/VectorImage.h"
 
-#include <QQuickItem>
 #include <algorithm>
 #include <cmath>
 
@@ -16,6 +16,9 @@ namespace {
 constexpr qreal kSymbolSize = 28;
 /// Symbols are centred in the height of a standard bar, also in a higher one; image insets do the rest.
 constexpr qreal kStandardBarHeight = 44;
+constexpr qreal kPressedOpacity = 0.2;
+const QColor kSystemBlue(0, 122, 255);
+const QColor kLineColor(0, 0, 0, 64);
 
 QString symbolName(UIBarButtonSystemItem item) {
   switch (item) {
@@ -35,56 +38,79 @@ QString symbolName(UIBarButtonSystemItem item) {
 ToolbarVisual::ToolbarVisual(LayerItem& host)
     : LayerVisual(host),
       backdrop_(new BackdropItem(host)),
-      item_(host.mirror().qml().make(QStringLiteral("Toolbar"), host)) {}
+      line_(new ColorItem(&host, kLineColor)),
+      row_(new QQuickItem(&host)) {}
 
 void ToolbarVisual::update(CALayer& layer) {
   const auto* bar = dynamic_cast<const UIToolbar*>(layer.view());
   if (!bar) {
     return;
   }
+  const qreal ratio = host().pixelRatio();
   backdrop_->setSize(host().size());
-  item_->setSize(host().size());
+  // The line parts the bar from the picture: it is below a bar at the top of the window, above any other.
+  const qreal lineHeight = 1 / ratio;
+  line_->setPosition({0, host().pixelOrigin().y() > 0 ? 0 : host().height() - lineHeight});
+  line_->setSize({host().width(), lineHeight});
 
-  QVariantList entries;
-  int pressed = -1;
+  std::vector<Entry> entries;
+  std::size_t pressed = bar->items().size();
   for (const Strong<UIBarButtonItem>& item : bar->items()) {
     if (item->isSpace() || item->isCustomView()) {
       continue;
     }
     if (item.get() == bar->pressedItem()) {
-      pressed = static_cast<int>(entries.size());
+      pressed = entries.size();
     }
-    entries.append(entry(*bar, *item));
+    entries.push_back(entry(*bar, *item));
   }
-  item_->setProperty("pixelRatio", host().pixelRatio());
-  item_->setProperty("lineAtTop", host().pixelOrigin().y() > 0);
-  if (entries != entries_) {
-    entries_ = entries;
-    item_->setProperty("entries", entries);
+  if (entries != entries_ || ratio != ratio_) {
+    entries_ = std::move(entries);
+    ratio_ = ratio;
+    qDeleteAll(items_);
+    items_.clear();
+    for (const Entry& each : entries_) {
+      items_.push_back(makeItem(each));
+    }
   }
-  item_->setProperty("pressed", pressed);
+  for (std::size_t i = 0; i < items_.size(); ++i) {
+    items_[i]->setOpacity(i == pressed ? kPressedOpacity : 1);
+  }
 }
 
-QVariantMap ToolbarVisual::entry(const UIToolbar& bar, const UIBarButtonItem& item) const {
+ToolbarVisual::Entry ToolbarVisual::entry(const UIToolbar& bar, const UIBarButtonItem& item) const {
   const QRectF frame = toQRectF(bar.frameOfItem(&item));
-  const QString symbol = item.title().empty() ? symbolName(item.systemItem()) : QString();
-  QRectF place = frame;
-  QVariantMap map;
-  if (symbol.isEmpty()) {
-    map.insert(QStringLiteral("text"), QString::fromStdString(item.title()));
-    map.insert(QStringLiteral("font"), toQFont(item.titleFont()));
+  Entry entry;
+  entry.place = frame;
+  if (!item.title().empty()) {
+    entry.text = QString::fromStdString(item.title());
+    entry.font = item.titleFont();
   } else {
+    entry.symbol = symbolName(item.systemItem());
     const UIEdgeInsets& insets = item.imageInsets();
     const QPointF centre(
         frame.center().x() + (insets.left - insets.right) / 2,
         frame.top() + std::min(frame.height(), kStandardBarHeight) / 2 + (insets.top - insets.bottom) / 2);
-    place = QRectF(centre - QPointF(kSymbolSize, kSymbolSize) / 2, QSizeF(kSymbolSize, kSymbolSize));
-    map.insert(QStringLiteral("symbol"), symbol);
+    entry.place = QRectF(centre - QPointF(kSymbolSize, kSymbolSize) / 2, QSizeF(kSymbolSize, kSymbolSize));
   }
   const qreal ratio = host().pixelRatio();
-  map.insert(QStringLiteral("x"), std::round(place.x() * ratio) / ratio);
-  map.insert(QStringLiteral("y"), std::round(place.y() * ratio) / ratio);
-  map.insert(QStringLiteral("width"), place.width());
-  map.insert(QStringLiteral("height"), place.height());
-  return map;
+  entry.place.moveTo(std::round(entry.place.x() * ratio) / ratio, std::round(entry.place.y() * ratio) / ratio);
+  return entry;
+}
+
+QQuickItem* ToolbarVisual::makeItem(const Entry& entry) const {
+  QQuickItem* item = nullptr;
+  if (!entry.symbol.isEmpty()) {
+    auto* picture = new PictureItem(row_);
+    picture->setImage(VectorImage(QStringLiteral(":/Zevanti/symbols/%1.svg").arg(entry.symbol))
+                          .draw((entry.place.size() * host().pixelRatio()).toSize()));
+    item = picture;
+  } else {
+    auto* text = new TextItem(row_);
+    text->show(entry.text, entry.font, kSystemBlue, NSTextAlignment::Center);
+    item = text;
+  }
+  item->setPosition(entry.place.topLeft());
+  item->setSize(entry.place.size());
+  return item;
 }

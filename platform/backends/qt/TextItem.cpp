@@ -1,0 +1,19 @@
+#include "platform/backends/qt/TextItem.h"
+
+#include "platform/backends/qt/QtConversions.h"
+
+TextItem::TextItem(QQuickItem* parent) : QQuickText(parent) {
+  setVAlign(AlignVCenter);
+  setElideMode(ElideRight);
+  setTextFormat(PlainText);
+  setRenderType(NativeRendering);
+}
+
+void TextItem::show(const QString& text, const UIFont& font, const QColor& color, NSTextAlignment alignment) {
+  setHAlign(alignment == NSTextAlignment::Center  ? AlignHCenter
+            : alignment == NSTextAlignment::Right ? AlignRight
+                                                  : AlignLeft);
+  setFont(toQFont(font));
+  setColor(color);
+  setText(text);
+}
