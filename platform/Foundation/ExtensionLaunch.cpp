@@ -68,14 +68,15 @@ ExtensionLaunch ExtensionLaunch::takeFromEnvironment() {
 std::vector<std::string> ExtensionLaunch::environment() const {
   std::vector<std::string> variables;
   auto add = [&](const char* name, const std::string& value) { variables.push_back(std::string(name) + "=" + value); };
-  if (size) add(kSize, std::to_string(size->width) + "x" + std::to_string(size->height));
-  if (scale > 0) add(kScale, decimal(scale));
-  if (offscreen) add(kOffscreen, "1");
-  if (pad) add(kIdiom, "pad");
-  if (!library.empty()) add(kLibrary, library);
-  if (!appName.empty()) add(kAppName, appName);
-  if (!script.empty()) add(kScript, script);
-  if (connection >= 0) add(kConnection, std::to_string(connection));
+  // The defaults as well, so that nothing from outside takes their place.
+  add(kSize, size ? std::to_string(size->width) + "x" + std::to_string(size->height) : "");
+  add(kScale, scale > 0 ? decimal(scale) : "");
+  add(kOffscreen, offscreen ? "1" : "");
+  add(kIdiom, pad ? "pad" : "phone");
+  add(kLibrary, library);
+  add(kAppName, appName);
+  add(kScript, script);
+  add(kConnection, connection >= 0 ? std::to_string(connection) : "");
   if (quality) add(kQuality, std::to_string(*quality));
   return variables;
 }

@@ -29,7 +29,7 @@ struct ExtensionLaunch {
   /// Reads the variables; one that makes no sense counts as not given. The connection's variable is removed, so that
   /// no program started later sees it. Call before there are other threads.
   static ExtensionLaunch takeFromEnvironment();
-  /// "NAME=value" for everything that differs from the default, for the extension's environment.
+  /// "NAME=value" for all of it, for the extension's environment; the quality only when it is set.
   std::vector<std::string> environment() const;
 };
 

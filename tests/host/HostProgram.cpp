@@ -12,6 +12,10 @@
 
 namespace fs = std::filesystem;
 
+namespace {
+constexpr uid_t kNobody = 65534;
+}
+
 HostProgram::HostProgram() {
   fs::create_directories(folder_ / "bin/ZVVideoEditorExtension.appex");
   for (const char* program : {"zevanti", "zevanti-probe"})
@@ -36,11 +40,18 @@ HostProgram::Running HostProgram::start(const std::string& fakeMode, const std::
     std::vector<char*> pointers;
     for (std::string& word : words) pointers.push_back(word.data());
     pointers.push_back(nullptr);
+    if (unprivileged_ && (setgid(kNobody) != 0 || setuid(kNobody) != 0)) _exit(126);
     execv(pointers[0], pointers.data());
     _exit(127);
   }
   last_ = running;
   return running;
+}
+
+void HostProgram::dropPrivileges() {
+  if (geteuid() != 0) return;
+  unprivileged_ = true;
+  if (chown(folder_.path().c_str(), kNobody, kNobody) != 0) std::abort();
 }
 
 HostProgram::Result HostProgram::wait(const Running& running) {

@@ -30,6 +30,9 @@ class HostProgram {
   std::vector<std::string> values(const Running& running);
   std::vector<std::string> lastValues() { return values(last_); }
 
+  /// From now on everything runs as a user without privileges, where this one has any.
+  void dropPrivileges();
+
   /// Writes a movie, a second of silence, and returns its path.
   std::string movie(const std::string& name = "My recording.wav");
 
@@ -43,6 +46,7 @@ class HostProgram {
   ScratchFolder folder_;
   Running last_;
   int count_ = 0;
+  bool unprivileged_ = false;
 };
 
 /// Waits until a file is there; false after a long time.
