@@ -39,7 +39,8 @@ class AVPlayer : public NSObject {
   /// A registration of a time observer: it ends when the token goes away, or with the player.
   class TimeObserver : public NSObject {};
 
-  /// Calls `block` every `interval` while playing, and once after each jump in time. `queue` null means the main queue.
+  /// Calls `block` every `interval` while playing, and once after each jump in time and after it was added. `queue`
+  /// null means the main queue.
   Strong<NSObject> addPeriodicTimeObserverForInterval_queue_usingBlock(CMTime interval, const dispatch_queue_t& queue,
                                                                        std::function<void(CMTime)> block);
   /// Calls `block` when playback (not a seek) passes one of `times`; never later than one frame after it.

@@ -1,15 +1,14 @@
 #include "platform/backends/ffmpeg/FrameLocator.h"
 
+#include "platform/backends/ffmpeg/PacketGroup.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <utility>
 #include <vector>
-
-extern "C" {
-#include <libavformat/avformat.h>
-}
 
 namespace {
 
@@ -20,12 +19,16 @@ constexpr double largestMargin = 0.005;
 // Reading stops this long after the picture that was asked for, even in the middle of a long group of pictures.
 constexpr double readAhead = 2.0;
 constexpr std::size_t keptGroups = 4096;
+// Packets are kept of this many groups, unless a group has more than so many bytes.
+constexpr std::size_t keptPacketGroups = 2;
+constexpr std::size_t largestPacketGroup = 24U << 20U;
 
 /// The pictures from one key frame up to the next: all that are shown in [begin, end).
 struct Group {
   double end = 0;
   double hiddenKeyFrame = 0;   ///< the key frame's own time: before `begin` where an edit list hides it
   std::vector<double> frames;  ///< when each begins, ascending; never empty
+  bool packetsTooLarge = false;
 };
 
 }  // namespace
@@ -51,10 +54,14 @@ class FrameLocator::Reader {
     std::optional<double> decode;
     bool key;
     bool hidden;
+    Packet packet;
   };
   std::optional<Read> next();
   bool readGroups(double time);
   std::optional<FrameLocation> find(double time) const;
+  const Group* groupAt(double time) const;
+  std::shared_ptr<PacketGroup> packetsOf(const Group& group) const;
+  void keepPackets(Group& group, std::vector<Packet> packets);
   double seconds(std::int64_t timestamp) const { return static_cast<double>(timestamp) * tick_ - startTime_; }
 
   std::string path_;
@@ -63,7 +70,13 @@ class FrameLocator::Reader {
   double tick_ = 0;
   AVFormatContext* format_ = nullptr;
   AVPacket* packet_ = nullptr;
+  std::shared_ptr<AVCodecParameters> codec_;
   std::map<double, Group> groups_;  // by the begin of the first picture shown
+  struct KeptPackets {
+    double begin;
+    std::shared_ptr<PacketGroup> packets;
+  };
+  std::deque<KeptPackets> packets_;  // the latest last
 };
 
 void FrameLocator::Reader::open() {
@@ -87,6 +100,8 @@ void FrameLocator::Reader::open() {
   }
   tick_ = av_q2d(format_->streams[stream_]->time_base);
   packet_ = av_packet_alloc();
+  codec_ = std::shared_ptr<AVCodecParameters>(avcodec_parameters_alloc(), CodecParametersDeleter());
+  avcodec_parameters_copy(codec_.get(), format_->streams[stream_]->codecpar);
 }
 
 std::optional<FrameLocator::Reader::Read> FrameLocator::Reader::next() {
@@ -96,10 +111,12 @@ std::optional<FrameLocator::Reader::Read> FrameLocator::Reader::next() {
     std::optional<Read> read;
     if (ours && presentation != AV_NOPTS_VALUE) {
       read = Read{seconds(presentation), std::nullopt, (packet_->flags & AV_PKT_FLAG_KEY) != 0,
-                  (packet_->flags & AV_PKT_FLAG_DISCARD) != 0};
+                  (packet_->flags & AV_PKT_FLAG_DISCARD) != 0, nullptr};
       if (packet_->dts != AV_NOPTS_VALUE) {
         read->decode = seconds(packet_->dts);
       }
+      read->packet.reset(av_packet_alloc());
+      av_packet_move_ref(read->packet.get(), packet_);
     }
     av_packet_unref(packet_);
     if (read) {
@@ -138,8 +155,10 @@ bool FrameLocator::Reader::readGroups(double time) {
   Group group;
   double key = read->presentation;
   std::vector<double> ofNextGroup;  // read while pictures of this group may still come
+  std::vector<Packet> packets;      // all of this group and what was read behind it
+  std::size_t nextKeyPacket = 0;
   bool any = false;
-  const auto close = [&](double end) {
+  const auto close = [&](double end, std::vector<Packet> groupPackets) {
     std::sort(group.frames.begin(), group.frames.end());
     if (!group.frames.empty()) {
       if (groups_.size() >= keptGroups) {
@@ -147,6 +166,7 @@ bool FrameLocator::Reader::readGroups(double time) {
       }
       group.hiddenKeyFrame = std::min(key, group.frames.front());
       group.end = end;
+      keepPackets(group, std::move(groupPackets));
       groups_[group.frames.front()] = group;
       any = true;
     }
@@ -158,11 +178,16 @@ bool FrameLocator::Reader::readGroups(double time) {
   while (read) {
     if (read->key && read->presentation > key && !nextKey) {
       nextKey = read->presentation;
+      nextKeyPacket = packets.size();
     }
     if (nextKey) {
       // What still comes may belong before the key frame, in an open group; decode times tell when no more can.
       if (read->decode ? *read->decode >= *nextKey : ++packetsPastKey > 32) {
-        close(*nextKey);
+        std::vector<Packet> fromNextKey;
+        for (std::size_t i = nextKeyPacket; i < packets.size(); ++i) {
+          fromNextKey.emplace_back(av_packet_clone(packets[i].get()));
+        }
+        close(*nextKey, std::exchange(packets, std::move(fromNextKey)));
         if (*nextKey > time + sameTime) {
           return true;
         }
@@ -185,30 +210,70 @@ bool FrameLocator::Reader::readGroups(double time) {
         group.frames.push_back(read->presentation);
       }
       if (read->decode && *read->decode > time + readAhead) {
-        close(*read->decode);
+        packets.push_back(std::move(read->packet));
+        close(*read->decode, std::move(packets));
         return true;
       }
     }
+    packets.push_back(std::move(read->packet));
     read = next();
   }
   if (nextKey) {
-    close(*nextKey);
+    std::vector<Packet> fromNextKey;
+    for (std::size_t i = nextKeyPacket; i < packets.size(); ++i) {
+      fromNextKey.emplace_back(av_packet_clone(packets[i].get()));
+    }
+    close(*nextKey, std::exchange(packets, std::move(fromNextKey)));
     key = *nextKey;
     group.frames = std::move(ofNextGroup);
   }
-  close(INFINITY);
+  close(INFINITY, std::move(packets));
   return any;
 }
 
-std::optional<FrameLocation> FrameLocator::Reader::find(double time) const {
-  auto after = groups_.upper_bound(time + sameTime);
+void FrameLocator::Reader::keepPackets(Group& group, std::vector<Packet> packets) {
+  const auto kept = std::make_shared<PacketGroup>();
+  for (const Packet& packet : packets) {
+    kept->bytes += static_cast<std::size_t>(packet->size);
+  }
+  group.packetsTooLarge = kept->bytes > largestPacketGroup;
+  if (group.packetsTooLarge) {
+    return;
+  }
+  kept->packets = std::move(packets);
+  kept->codec = codec_;
+  kept->timeBase = format_->streams[stream_]->time_base;
+  kept->startTime = startTime_;
+  packets_.push_back({group.frames.front(), kept});
+  if (packets_.size() > keptPacketGroups) {
+    packets_.pop_front();
+  }
+}
+
+std::shared_ptr<PacketGroup> FrameLocator::Reader::packetsOf(const Group& group) const {
+  for (auto kept = packets_.rbegin(); kept != packets_.rend(); ++kept) {
+    if (kept->begin == group.frames.front()) {
+      return kept->packets;
+    }
+  }
+  return nullptr;
+}
+
+const Group* FrameLocator::Reader::groupAt(double time) const {
+  const auto after = groups_.upper_bound(time + sameTime);
   if (after == groups_.begin()) {
-    return std::nullopt;
+    return nullptr;
   }
   const Group& group = std::prev(after)->second;
-  if (time + sameTime >= group.end) {
+  return time + sameTime < group.end ? &group : nullptr;
+}
+
+std::optional<FrameLocation> FrameLocator::Reader::find(double time) const {
+  const Group* known = groupAt(time);
+  if (!known) {
     return std::nullopt;
   }
+  const Group& group = *known;
   const auto past = std::upper_bound(group.frames.begin(), group.frames.end(), time + sameTime);
   const auto frame = std::prev(past);
   double distance = 2 * largestMargin;
@@ -217,15 +282,16 @@ std::optional<FrameLocation> FrameLocator::Reader::find(double time) const {
   }
   return FrameLocation{*frame, distance / 2, group.hiddenKeyFrame,
                        static_cast<int>(frame - group.frames.begin()) +
-                           static_cast<int>(group.hiddenKeyFrame < group.frames.front() - sameTime)};
+                           static_cast<int>(group.hiddenKeyFrame < group.frames.front() - sameTime),
+                       packetsOf(group)};
 }
 
 std::optional<FrameLocation> FrameLocator::Reader::locate(double time) {
-  if (const auto known = find(time)) {
-    return known;
+  if (const Group* known = groupAt(time); known && (known->packetsTooLarge || packetsOf(*known))) {
+    return find(time);
   }
   if (!format_ || !readGroups(time)) {
-    return std::nullopt;
+    return find(time);
   }
   if (const auto found = find(time)) {
     return found;

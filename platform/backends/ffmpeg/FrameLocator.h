@@ -7,12 +7,15 @@
 #include <optional>
 #include <string>
 
+struct PacketGroup;
+
 /// Where a time lies among the pictures of a movie. Seconds, counted as the player counts.
 struct FrameLocation {
-  double frame;        ///< when the picture that is on screen at the time begins
-  double margin;       ///< less than the distance to the picture before it; at most 0.005
-  double keyFrame;     ///< when the picture begins from which decoding has to start
-  int framesToDecode;  ///< pictures between the two, in the order of the file
+  double frame;                                ///< when the picture that is on screen at the time begins
+  double margin;                               ///< less than the distance to the picture before it; at most 0.005
+  double keyFrame;                             ///< when the picture begins from which decoding has to start
+  int framesToDecode;                          ///< pictures between the two, in the order of the file
+  std::shared_ptr<const PacketGroup> packets;  ///< what has to be decoded; null when it is unusually much
 };
 
 /// Finds out which picture of a movie is on screen at a time, from the file's packets alone: nothing is decoded.

@@ -147,7 +147,7 @@ void AVPlayer::Impl::handleOpened(const MovieFacts& facts) {
   if (facts.videoStream >= 0) {
     locator = std::make_unique<FrameLocator>(plainPath(item->asset()->URL()), facts.videoStream, facts.startTime);
   }
-  seeks->start(core, std::move(locator));
+  seeks->start(core, mpvOutput, std::move(locator));
   if (held) {
     handSeek(*held);
   }

@@ -95,6 +95,7 @@ void MpvVideoOutput::detach() {
   {
     const std::lock_guard lock(mutex_);
     stop_ = true;
+    previewing_ = false;
     wake_.notify_all();
   }
   if (thread_.joinable()) {
@@ -189,14 +190,15 @@ void MpvVideoOutput::renderLoop() {
       }
     }
     const Layout now = layout();
+    const bool held = previewing_;
     if (!drawNow) {
       continue;
     }
     lock.unlock();
-    if (now.width > 0) {
+    if (now.width > 0 && !held) {
       draw(now);
     } else {
-      // Nobody looks: take the picture off the core's hands, or it waits for us.
+      // Nobody is to see it: take the picture off the core's hands, or it waits for us.
       int skip = 1;
       mpv_render_param parameters[] = {{MPV_RENDER_PARAM_SKIP_RENDERING, &skip}, {MPV_RENDER_PARAM_INVALID, nullptr}};
       mpv_render_context_render(context_, parameters);
@@ -232,13 +234,62 @@ void MpvVideoOutput::draw(const Layout& layout) {
   if (layout.rotation != 0) {
     turnInto(*image, unturned_.data(), stride, layout.rotation);
   }
-  CGImageRef previous = image;
+  publish(image, false);
+}
+
+void MpvVideoOutput::publish(CGImageRef image, bool preview) {
   {
     const std::lock_guard lock(mutex_);
-    frame_.swap(previous);
+    if (preview != previewing_) {
+      return;
+    }
+    frame_.swap(image);
   }
-  previous.reset();
+  image.reset();
   callFrameHandler();
+}
+
+bool MpvVideoOutput::beginPreview() {
+  const std::lock_guard lock(mutex_);
+  previewing_ = !openGL_ && !stop_;
+  return previewing_;
+}
+
+void MpvVideoOutput::showPreview(
+    const std::function<bool(int width, int height, std::uint8_t* pixels, std::size_t stride)>& draw) {
+  Layout now;
+  {
+    const std::lock_guard lock(mutex_);
+    now = layout();
+    if (!previewing_ || now.width <= 0) {
+      return;
+    }
+  }
+  const bool turned = now.rotation == 90 || now.rotation == 270;
+  const int width = turned ? now.height : now.width;
+  const int height = turned ? now.width : now.height;
+  const std::size_t stride = (static_cast<std::size_t>(width) * 4 + 63) / 64 * 64;
+  unturnedPreview_.resize(stride * static_cast<std::size_t>(height) + 64);
+  if (!draw(width, height, unturnedPreview_.data(), stride)) {
+    return;
+  }
+  const auto image = pool_->take(now.width, now.height);
+  if (now.rotation != 0) {
+    turnInto(*image, unturnedPreview_.data(), stride, now.rotation);
+  } else {
+    std::copy_n(unturnedPreview_.data(), std::min(image->pixels.size(), stride * static_cast<std::size_t>(height)),
+                image->pixels.data());
+  }
+  publish(image, true);
+}
+
+void MpvVideoOutput::endPreview() {
+  const std::lock_guard lock(mutex_);
+  if (previewing_) {
+    previewing_ = false;
+    redraw_ = true;
+    wake_.notify_all();
+  }
 }
 
 void MpvVideoOutput::startOpenGL(std::function<void*(const char*)> getProcAddress) {

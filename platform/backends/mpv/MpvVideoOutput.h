@@ -25,6 +25,16 @@ class MpvVideoOutput : public AVVideoOutput {
   /// 180 or 270). Nothing is drawn while it is unknown. Any thread.
   void setSource(int width, int height, int rotation);
 
+  // Pictures from elsewhere, while the core is on its way to them (software rendering only).
+
+  /// From now on the core's pictures are held back. False when this output can't show others. Any thread.
+  bool beginPreview();
+  /// Shows a picture that `draw` scales, unturned, into rows of BGRA pixels; it may write 64 bytes past them and says
+  /// whether it succeeded. Nothing happens outside a preview. One thread at a time.
+  void showPreview(const std::function<bool(int width, int height, std::uint8_t* pixels, std::size_t stride)>& draw);
+  /// The core's own picture is shown again, drawn afresh. Any thread.
+  void endPreview();
+
   void setTargetSize(int width, int height) override;
   void setFrameHandler(std::function<void()> handler) override;
   CGImageRef copyFrame() override;
@@ -43,6 +53,7 @@ class MpvVideoOutput : public AVVideoOutput {
   void renderLoop();
   Layout layout() const;
   void draw(const Layout& layout);
+  void publish(CGImageRef image, bool preview);
   void callFrameHandler();
 
   const bool openGL_;
@@ -53,7 +64,8 @@ class MpvVideoOutput : public AVVideoOutput {
   mpv_render_context* context_ = nullptr;
   std::function<void(MpvCore&)> ready_;
   std::shared_ptr<ImagePool> pool_ = std::make_shared<ImagePool>();
-  std::vector<std::uint8_t> unturned_;  // render thread only
+  std::vector<std::uint8_t> unturned_;         // render thread only
+  std::vector<std::uint8_t> unturnedPreview_;  // in showPreview only
 
   mutable std::mutex mutex_;
   std::condition_variable wake_;
@@ -63,6 +75,7 @@ class MpvVideoOutput : public AVVideoOutput {
   int targetWidth_ = 0, targetHeight_ = 0;
   int sourceWidth_ = 0, sourceHeight_ = 0, rotation_ = 0;
   bool haveFrame_ = false;  // the core has handed out a picture
+  bool previewing_ = false;
   CGImageRef frame_;
 
   std::mutex handlerMutex_;

@@ -17,6 +17,8 @@ constexpr double coreTolerance = 0.005;
 // Playing from within a picture that has been on screen for longer than this needs the picture delayed.
 constexpr double longPicture = 0.05;
 constexpr double sameTime = 1e-5;
+// A hand that has not moved for so long rests.
+constexpr double restDelay = 0.06;
 
 bool same(const std::optional<double>& a, double b) {
   return a && std::abs(*a - b) < sameTime;
@@ -24,9 +26,24 @@ bool same(const std::optional<double>& a, double b) {
 
 }  // namespace
 
-void SeekCoordinator::start(std::shared_ptr<MpvCore> core, std::unique_ptr<FrameLocator> locator) {
+SeekCoordinator::~SeekCoordinator() = default;
+
+void SeekCoordinator::start(std::shared_ptr<MpvCore> core, std::shared_ptr<MpvVideoOutput> output,
+                            std::unique_ptr<FrameLocator> locator) {
   core_ = std::move(core);
+  output_ = std::move(output);
   locator_ = std::move(locator);
+  if (locator_) {
+    previews_ = std::make_unique<PreviewDecoder>(
+        PreviewDecoder::Callbacks{[shown = output_](const PreviewDecoder::Draw& draw) { shown->showPreview(draw); },
+                                  [weak = weak_from_this()](double frame, bool shown) {
+                                    dispatch_async(dispatch_get_main_queue(), [weak, frame, shown] {
+                                      if (const auto self = weak.lock()) {
+                                        self->handlePreviewEnded(frame, shown);
+                                      }
+                                    });
+                                  }});
+  }
 }
 
 void SeekCoordinator::seek(double target) {
@@ -85,7 +102,7 @@ void SeekCoordinator::advance() {
   if (locator_ && (!located_ || located_->time != *target_)) {
     // A newer target's place is still being looked up; meanwhile its predecessor is better than nothing.
     if (located_ && located_->location && locating_ && !flight_ && !playing_ &&
-        !same(shownKeyFrame_, located_->location->keyFrame)) {
+        !same(shownKeyFrame_, located_->location->keyFrame) && !preview(*located_->location)) {
       seekToKeyFrame(located_->time, *located_->location);
     }
     return;
@@ -104,11 +121,18 @@ void SeekCoordinator::advance() {
 }
 
 void SeekCoordinator::advancePaused(const FrameLocation& location) {
+  if (!flight_ && !previewing_ && same(shownFrame_, location.frame)) {
+    settle();
+    return;
+  }
+  if (preview(location)) {
+    return;
+  }
   const bool slow = expectedDuration(location) > quickEnough;
   if (flight_) {
-    if (flight_->exact && flight_->location && std::abs(flight_->location->frame - location.frame) < sameTime) {
+    if (flight_->exact && flight_->location && same(flight_->location->frame, location.frame)) {
       flight_->target = *target_;
-    } else if (flight_->slow && std::abs(flight_->location->keyFrame - location.keyFrame) > sameTime) {
+    } else if (flight_->slow && !same(flight_->location->keyFrame, location.keyFrame)) {
       if (slow) {
         seekToKeyFrame(*target_, location);
       } else {
@@ -117,13 +141,71 @@ void SeekCoordinator::advancePaused(const FrameLocation& location) {
     }
     return;
   }
-  if (same(shownFrame_, location.frame)) {
-    settle();
-  } else if (slow && !same(shownKeyFrame_, location.keyFrame)) {
+  if (slow && !same(shownKeyFrame_, location.keyFrame)) {
     seekToKeyFrame(*target_, location);
   } else {
     seekExactly(*target_, location);
   }
+}
+
+/// Hands the target to the preview decoder; false when there is none for it.
+bool SeekCoordinator::preview(const FrameLocation& location) {
+  if (!previews_ || !location.packets || (!previewing_ && !output_->beginPreview())) {
+    endPreview();
+    return false;
+  }
+  previewing_ = true;
+  previews_->request(location);
+  if (flight_ && flight_->slow && !same(flight_->location->frame, location.frame)) {
+    seekToKeyFrame(*target_, location);  // ends the core's work on a picture that nobody wants any more
+  }
+  resting_ = false;
+  dispatch_after(restDelay, dispatch_get_main_queue(), [weak = weak_from_this(), timer = ++restTimer_] {
+    const auto self = weak.lock();
+    if (self && self->restTimer_ == timer) {
+      self->resting_ = true;
+      self->refine();
+    }
+  });
+  return true;
+}
+
+void SeekCoordinator::handlePreviewEnded(double frame, bool shown) {
+  if (!shown) {
+    previews_.reset();
+    endPreview();
+    advance();
+    return;
+  }
+  previewed_ = frame;
+  refine();
+}
+
+/// Follows the preview with the core, once its picture is there and no newer target is to be expected.
+void SeekCoordinator::refine() {
+  const bool located = target_ && located_ && located_->time == *target_ && located_->location;
+  if (!previewing_ || playing_ || !resting_ || !located || !same(previewed_, located_->location->frame)) {
+    return;
+  }
+  if (flight_ && flight_->exact && flight_->location && same(flight_->location->frame, located_->location->frame)) {
+    flight_->target = *target_;
+  } else if (!flight_ || flight_->slow) {
+    seekExactly(*target_, located_->location);
+  }
+}
+
+void SeekCoordinator::endPreview() {
+  if (!previewing_) {
+    return;
+  }
+  previewing_ = false;
+  previewed_.reset();
+  resting_ = false;
+  ++restTimer_;
+  if (previews_) {
+    previews_->release();
+  }
+  output_->endPreview();
 }
 
 double SeekCoordinator::expectedDuration(const FrameLocation& location) const {
@@ -205,7 +287,10 @@ void SeekCoordinator::handlePictureShown() {
   }
   if (target_ && done.exact && done.target == *target_ && (!playing_ || done.toPlay)) {
     located_ = Located{done.target, done.location};
+    endPreview();
     settle();
+  } else if (previewing_ && !playing_) {
+    refine();
   } else {
     advance();
   }

@@ -1,7 +1,9 @@
 #pragma once
 
 #include "platform/backends/ffmpeg/FrameLocator.h"
+#include "platform/backends/ffmpeg/PreviewDecoder.h"
 #include "platform/backends/mpv/MpvCore.h"
+#include "platform/backends/mpv/MpvVideoOutput.h"
 
 #include <chrono>
 #include <functional>
@@ -10,9 +12,10 @@
 
 /// Turns a stream of seek targets into seeks of the core. Main queue only.
 ///
-/// One seek is under way at a time, and only the latest target is kept. Where the exact picture takes long to decode,
-/// the key frame before it is shown first; the exact seek follows as soon as nothing newer waits, and gives way to a
-/// target in another group of pictures.
+/// While the player is paused, targets go to a decoder of previews first, which follows a dragging hand; the core's own
+/// exact seek follows once the hand rests and its picture is on screen already. Where there are no previews, one seek
+/// of the core is under way at a time: to the key frame first where the exact picture takes long to decode, then to
+/// the picture itself, unless a target in another group of pictures has come. Only the latest target is kept.
 class SeekCoordinator : public std::enable_shared_from_this<SeekCoordinator> {
  public:
   struct Callbacks {
@@ -21,8 +24,11 @@ class SeekCoordinator : public std::enable_shared_from_this<SeekCoordinator> {
   };
   explicit SeekCoordinator(Callbacks callbacks) : callbacks_(std::move(callbacks)) {}
 
+  ~SeekCoordinator();
+
   /// The movie is loaded. `locator` is null for a movie without pictures.
-  void start(std::shared_ptr<MpvCore> core, std::unique_ptr<FrameLocator> locator);
+  void start(std::shared_ptr<MpvCore> core, std::shared_ptr<MpvVideoOutput> output,
+             std::unique_ptr<FrameLocator> locator);
 
   /// Seconds.
   void seek(double target);
@@ -75,11 +81,21 @@ class SeekCoordinator : public std::enable_shared_from_this<SeekCoordinator> {
   void clearFirstPictureDelay();
   void launch(Flight flight, double position);
   void settle();
+  bool preview(const FrameLocation& location);
+  void handlePreviewEnded(double frame, bool shown);
+  void refine();
+  void endPreview();
   double expectedDuration(const FrameLocation& location) const;
 
   Callbacks callbacks_;
   std::shared_ptr<MpvCore> core_;
+  std::shared_ptr<MpvVideoOutput> output_;
   std::unique_ptr<FrameLocator> locator_;
+  std::unique_ptr<PreviewDecoder> previews_;  // null where there are none
+  bool previewing_ = false;
+  std::optional<double> previewed_;  // the last target whose own picture the preview shows
+  unsigned restTimer_ = 0;           // counts the targets, so that a timer knows whether its own is the latest
+  bool resting_ = false;             // no newer target has come for a moment
   bool playing_ = false;
   std::optional<double> target_;
   std::optional<Located> located_;

@@ -50,6 +50,8 @@ Strong<NSObject> TimeObservers::addPeriodic(CMTime interval, dispatch_queue_t qu
   auto token = add(observer);
   if (running_) {
     schedule(observer, steadySeconds());
+  } else {
+    jumped();  // whoever shows the time may still show that of another player
   }
   return token;
 }
