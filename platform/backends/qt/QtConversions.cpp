@@ -31,8 +31,12 @@ QColor toQColor(const UIColor& color) {
   return QColor::fromRgbF(color.red, color.green, color.blue, color.alpha);
 }
 
-QFont toQFont(const UIFont& font) {
+QFont toQFont(const UIFont& font, const QString& text) {
+  constexpr char16_t kEndOfLatin = 0x250;  // every sans serif font has what is before
   QFont result;
+  if (std::all_of(text.begin(), text.end(), [](QChar c) { return c.unicode() < kEndOfLatin; })) {
+    result.setStyleStrategy(QFont::NoFontMerging);
+  }
   result.setFamilies({QStringLiteral("Inter"), QStringLiteral("sans-serif")});
   result.setPixelSize(std::max(1, qRound(font.pointSize)));
   result.setWeight(font.semibold ? QFont::DemiBold : QFont::Normal);

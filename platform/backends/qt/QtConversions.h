@@ -17,8 +17,9 @@ QImage toQImage(const CGImageRef& image);
 /// A copy of the pixels.
 CGImageRef toCGImage(const QImage& image);
 QColor toQColor(const UIColor& color);
-/// The system font: Inter where it is installed, else the desktop's own sans serif.
-QFont toQFont(const UIFont& font);
+/// The system font: Inter where it is installed, else the desktop's own sans serif. For `text` in Latin letters other
+/// fonts are not even looked for, which at the program's start takes longer than all text together.
+QFont toQFont(const UIFont& font, const QString& text = {});
 
 inline QPointF toQPointF(CGPoint p) {
   return {p.x, p.y};

@@ -13,7 +13,7 @@ void TextItem::show(const QString& text, const UIFont& font, const QColor& color
   setHAlign(alignment == NSTextAlignment::Center  ? AlignHCenter
             : alignment == NSTextAlignment::Right ? AlignRight
                                                   : AlignLeft);
-  setFont(toQFont(font));
+  setFont(toQFont(font, text));
   setColor(color);
   setText(text);
 }

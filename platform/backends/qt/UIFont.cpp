@@ -5,7 +5,7 @@
 #include <QFontMetricsF>
 
 CGSize UITextSize(const std::string& text, const UIFont& font) {
-  const QFontMetricsF metrics(toQFont(font));
-  return {static_cast<CGFloat>(metrics.horizontalAdvance(QString::fromStdString(text))),
-          static_cast<CGFloat>(metrics.height())};
+  const QString line = QString::fromStdString(text);
+  const QFontMetricsF metrics(toQFont(font, line));
+  return {static_cast<CGFloat>(metrics.horizontalAdvance(line)), static_cast<CGFloat>(metrics.height())};
 }

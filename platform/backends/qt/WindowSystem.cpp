@@ -63,6 +63,7 @@ std::unique_ptr<QGuiApplication> connect(int& argc, char** argv, const EditorWin
   // Qt takes over the person's locale; numbers that programs read and write stay as they are in C.
   std::setlocale(LC_NUMERIC, "C");
   application->setQuitOnLastWindowClosed(false);
+  QGuiApplication::setFont(toQFont({}));  // else every text item looks up the desktop's font before it gets its own
 
   const bool openGL = wantsOpenGL(options.offscreen) && canUseOpenGL();
   QQuickWindow::setGraphicsApi(openGL ? QSGRendererInterface::OpenGL : QSGRendererInterface::Software);
