@@ -50,7 +50,7 @@ MpvVideoOutput::~MpvVideoOutput() {
   }
 }
 
-void MpvVideoOutput::attach(std::shared_ptr<MpvCore> core, std::function<void(MpvCore&)> ready) {
+void MpvVideoOutput::attach(const std::shared_ptr<MpvCore>& core, const std::function<void(MpvCore&)>& ready) {
   {
     const std::lock_guard connection(connectionMutex_);
     if (detached_) {
@@ -58,7 +58,7 @@ void MpvVideoOutput::attach(std::shared_ptr<MpvCore> core, std::function<void(Mp
     }
     core_ = core;
     if (openGL_) {
-      ready_ = std::move(ready);
+      ready_ = ready;
     } else {
       startSoftware();
     }

@@ -18,7 +18,7 @@ class MpvVideoOutput : public AVVideoOutput {
 
   /// Connects to the core. `ready` is called once, when the core can load a movie: before this returns with software
   /// rendering, from `startOpenGL` otherwise. Any thread.
-  void attach(std::shared_ptr<MpvCore> core, std::function<void(MpvCore&)> ready);
+  void attach(const std::shared_ptr<MpvCore>& core, const std::function<void(MpvCore&)>& ready);
   /// The player goes away: no picture comes after this returns. The newest one stays.
   void detach();
   /// The movie's picture in pixels, pixel aspect applied, before it is turned `rotation` degrees clockwise (0, 90,

@@ -97,8 +97,8 @@ void BackdropBlur::addPicture(QRectF place, const QImage& picture, qreal opacity
   const QRectF target = toCells_.mapRect(
       QRectF(place.x() + pixels.x() / pixelsInPoint.width(), place.y() + pixels.y() / pixelsInPoint.height(),
              pixels.width() / pixelsInPoint.width(), pixels.height() / pixelsInPoint.height()));
-  const QImage part(picture.constScanLine(pixels.y()) + pixels.x() * (picture.depth() / 8), pixels.width(),
-                    pixels.height(), picture.bytesPerLine(), picture.format());
+  const QImage part(picture.constScanLine(pixels.y()) + static_cast<std::ptrdiff_t>(pixels.x()) * (picture.depth() / 8),
+                    pixels.width(), pixels.height(), picture.bytesPerLine(), picture.format());
   const QSize coarse(std::max(1, qRound(target.width())), std::max(1, qRound(target.height())));
   QPainter painter(&canvas_);
   painter.setOpacity(opacity);
@@ -110,27 +110,30 @@ QImage BackdropBlur::result() const {
   const int width = canvas_.width();
   const int height = canvas_.height();
   std::vector<Pixel> pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+  const auto index = [width](int x, int y) {
+    return static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x);
+  };
   for (int y = 0; y < height; ++y) {
     const auto* line = reinterpret_cast<const QRgb*>(canvas_.constScanLine(y));
     for (int x = 0; x < width; ++x) {
-      pixels[static_cast<std::size_t>(y * width + x)] = {
-          static_cast<float>(qRed(line[x])), static_cast<float>(qGreen(line[x])), static_cast<float>(qBlue(line[x]))};
+      pixels[index(x, y)] = {static_cast<float>(qRed(line[x])), static_cast<float>(qGreen(line[x])),
+                             static_cast<float>(qBlue(line[x]))};
     }
   }
   std::vector<Pixel> scratch;
   for (int pass = 0; pass < kPasses; ++pass) {
     for (int y = 0; y < height; ++y) {
-      boxBlur(&pixels[static_cast<std::size_t>(y * width)], width, 1, scratch);
+      boxBlur(&pixels[index(0, y)], width, 1, scratch);
     }
     for (int x = 0; x < width; ++x) {
-      boxBlur(&pixels[static_cast<std::size_t>(x)], height, width, scratch);
+      boxBlur(&pixels[index(x, 0)], height, width, scratch);
     }
   }
   QImage result(cells_.size(), QImage::Format_RGB32);
   for (int y = 0; y < result.height(); ++y) {
     auto* line = reinterpret_cast<QRgb*>(result.scanLine(y));
     for (int x = 0; x < result.width(); ++x) {
-      line[x] = whitened(pixels[static_cast<std::size_t>((y + cells_.y()) * width + x + cells_.x())]);
+      line[x] = whitened(pixels[index(x + cells_.x(), y + cells_.y())]);
     }
   }
   return result;

@@ -76,7 +76,8 @@ class SoftwareVideoItem::Screen : public PictureItem {
     if (!fits) {
       pixels.scale(area, Qt::KeepAspectRatio);
     }
-    setPosition(QPointF((area.width() - pixels.width()) / 2, (area.height() - pixels.height()) / 2) / ratio);
+    const QPoint corner((area.width() - pixels.width()) / 2, (area.height() - pixels.height()) / 2);
+    setPosition(QPointF(corner) / ratio);
     setSize(QSizeF(pixels) / ratio);
   }
 
