@@ -24,6 +24,7 @@ bool ScreenshotAction::isSettled() {
   if (!editor) return true;
   if (editor->avPlayer()->isSeeking()) return false;
   const UIMovieScrubber::Look look = editor->avTrimmer()->look();
+  if (look.editing > 0 && look.editing < 1) return false;  // handles appear or go
   return std::all_of(look.thumbnails.begin(), look.thumbnails.end(),
                      [](const UIMovieScrubber::Look::Thumbnail& thumbnail) { return thumbnail.image != nullptr; });
 }
