@@ -9,7 +9,7 @@ extern "C" {
 
 #include <algorithm>
 #include <cerrno>
-#include <mutex>
+#include <cstdarg>
 
 namespace {
 
@@ -60,8 +60,8 @@ bool knowsAll(const AVFormatContext* format) {
 
 std::unique_ptr<MovieInput> MovieInput::open(const std::string& path, const std::string& displayName, NSErrorPtr* error,
                                              std::function<bool()> isCancelled) {
-  static std::once_flag quiet;
-  std::call_once(quiet, [] { av_log_set_level(AV_LOG_FATAL); });
+  // Each time: the player puts in a callback of its own, which writes to the terminal once the player has gone.
+  av_log_set_callback([](void*, int, const char*, va_list) {});
 
   std::unique_ptr<MovieInput> input(new MovieInput);
   input->isCancelled_ = std::move(isCancelled);
