@@ -10,7 +10,9 @@ inline constexpr const char* ZVVideoEditorExtensionAppNameKey = "ZVVideoEditorEx
 /// A string: the recorded application's bundle identifier.
 inline constexpr const char* ZVVideoEditorExtensionBundleIdentifierKey = "ZVVideoEditorExtensionBundleIdentifierKey";
 
+/// What this program is, in the form that tools which look through binaries know; ends in a line feed.
 inline constexpr char ZVVideoEditorExtensionVersionString[] = "@(#)PROGRAM:ZVVideoEditorExtension  PROJECT:Zevanti-1\n";
+/// The same as a number.
 inline constexpr double ZVVideoEditorExtensionVersionNumber = 1.0;
 
 /// The one message that the extension sends its host: one argument, an array of activity types; one-way.

@@ -9,7 +9,9 @@
 class ZVVideoEditorExtensionContext : public NSExtensionContext, public ZVVideoEditorExtensionProtocol {
   ZV_OBJECT(ZVVideoEditorExtensionContext)
  public:
+  /// What the extension offers its host: an interface without messages.
   static std::shared_ptr<NSXPCInterface> _extensionAuxiliaryVendorProtocol();
+  /// What the host offers: the one message that reports the end.
   static std::shared_ptr<NSXPCInterface> _extensionAuxiliaryHostProtocol();
 
   std::shared_ptr<NSXPCInterface> auxiliaryHostInterface() const override { return _extensionAuxiliaryHostProtocol(); }
