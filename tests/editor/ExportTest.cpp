@@ -3,7 +3,9 @@
 #include "platform/Foundation/os_trace.h"
 #include "platform/UIKit/UIActivity.h"
 
+#include <sys/mount.h>
 #include <algorithm>
+#include <cerrno>
 #include <fstream>
 #include <iterator>
 
@@ -37,6 +39,7 @@ TEST_F(EditorTest, SavingWithoutTrimReportsFirstAndStoresTheSameBytes) {
 
 TEST_F(EditorTest, TrimmedSavesReplaceTheMovieOnScreen) {
   openReady("basic.mp4");
+  editor->avTrimmer()->setValue(12);
   select(10, 25);
   editor->trimButton()->sendAction();
   EXPECT_TRUE(editor->isExporting());
@@ -49,6 +52,7 @@ TEST_F(EditorTest, TrimmedSavesReplaceTheMovieOnScreen) {
   EXPECT_TRUE(delegate->reports.empty()) << "the editor stays open";
   ASSERT_TRUE(pumpUntil([&] { return editor->avTrimmer()->duration() < 20; }));
   EXPECT_NEAR(editor->getPlayerDuration(), 15, 0.05);
+  EXPECT_EQ(editor->avTrimmer()->value(), 0) << "the new movie stands at its start";
   EXPECT_EQ(itemsOf(editor->topToolBar()), "Done flex title flex Save");
 
   // The second export reads what the first one wrote.
@@ -86,6 +90,24 @@ TEST_F(EditorTest, AFailedExportKeepsTheTrimAndLeavesNothing) {
   editor->saveAction();
   ASSERT_TRUE(pumpUntil([&] { return !editor->isExporting(); }));
   EXPECT_EQ(editor->videoURL(), editor->trimFilePath());
+}
+
+TEST_F(EditorTest, ATemporaryDirectoryThatCannotBeWrittenFailsTheExportOnly) {
+  openReady("basic.mp4");
+  select(5, 8);
+  const char* const folder = ZVScreenRecorderTempDirectory.c_str();
+  if (mount(folder, folder, nullptr, MS_BIND, nullptr) != 0) GTEST_SKIP() << "no right to mount a folder";
+  EXPECT_EQ(mount(nullptr, folder, nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr), 0);
+  editor->saveAction();
+  EXPECT_TRUE(pumpUntil([&] { return !editor->isExporting(); }));
+  EXPECT_EQ(umount2(folder, MNT_DETACH), 0);
+  EXPECT_TRUE(traced("ZXVideoEditorViewController: Export Trim Video Failed, due to error: " + std::to_string(EROFS)));
+  EXPECT_TRUE(editor->isTrimming());
+  EXPECT_EQ(editor->editEndTime(), 8);
+  EXPECT_EQ(editor->videoURL(), editor->originalVideoURL());
+  EXPECT_TRUE(libraryFiles().empty());
+  editor->undoAction();
+  EXPECT_FALSE(editor->isTrimming()) << "the trim can be left again";
 }
 
 TEST_F(EditorTest, LeavingDuringAnExportStillSavesIt) {

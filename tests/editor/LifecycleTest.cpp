@@ -1,6 +1,7 @@
 #include "EditorFixture.h"
 #include "editor/NSDateZVExtensions.h"
 #include "editor/NSFileManagerZVExtensions.h"
+#include "overlay/ZVHighFidelityVideoOverlayButton.h"
 #include "overlay/ZVVideoOverlayButton.h"
 #include "platform/UIKit/UIButton.h"
 #include "platform/UIKit/UIDevice.h"
@@ -10,6 +11,24 @@
 #include <regex>
 
 namespace fs = std::filesystem;
+
+namespace {
+
+/// Notes what taps it, and how the glyph looked at that moment.
+class TapTarget : public NSObject {
+  ZV_OBJECT(TapTarget)
+ public:
+  void tapped(const Strong<NSObject>& sender) {
+    lastSender = sender.get();
+    glyphAlpha = static_cast<ZVHighFidelityVideoOverlayButton&>(*sender).button()->alpha();
+  }
+  const NSObject* lastSender = nullptr;
+  float glyphAlpha = 0;
+};
+
+}  // namespace
+
+ZV_REGISTER_CLASS(TapTarget, "EditorTestTapTarget", NSObject, {{"tapped:", runtime::method(&TapTarget::tapped)}})
 
 TEST_F(EditorTest, StartsPausedAtZeroWithEverythingBuilt) {
   open("basic.mp4");
@@ -122,6 +141,33 @@ TEST(OverlayButton, FormsByStyleAndQuality) {
     for (const auto& view : button->subviews()) backdrop |= view->isKindOfClass(UIBackdropView::staticClass());
     EXPECT_EQ(backdrop, row.backdrop);
   }
+}
+
+TEST(OverlayButton, TheGlyphAnswersThePressAndRestsBeforeTheAction) {
+  const auto overlay = ZVHighFidelityVideoOverlayButton::initWithStyle(0);
+  const auto target = std::make_shared<TapTarget>();
+  UIButton& inner = *overlay->button();
+  const CGSize size = overlay->bounds().size;
+  const auto touch = [&](UITouchPhase phase, CGFloat x) { inner.handleTouch({0, phase, {x, size.height / 2}, 0}); };
+  EXPECT_EQ(inner.alpha(), ZVVideoOverlayDefaultGlyphAlpha);
+  touch(UITouchPhase::Began, 5);
+  EXPECT_EQ(inner.alpha(), ZVVideoOverlayHighlightedGlyphAlpha);
+  touch(UITouchPhase::Moved, size.width + 100);
+  EXPECT_EQ(inner.alpha(), ZVVideoOverlayDefaultGlyphAlpha);
+  touch(UITouchPhase::Moved, 5);
+  EXPECT_EQ(inner.alpha(), ZVVideoOverlayHighlightedGlyphAlpha);
+  touch(UITouchPhase::Cancelled, 5);
+  EXPECT_EQ(inner.alpha(), ZVVideoOverlayHighlightedGlyphAlpha) << "a touch that is taken away leaves the glyph";
+
+  overlay->setTarget_action(target, "notThere:");
+  touch(UITouchPhase::Began, 5);
+  touch(UITouchPhase::Ended, 5);
+  EXPECT_EQ(target->lastSender, nullptr) << "a target that does not respond is passed over";
+  overlay->setTarget_action(target, "tapped:");
+  touch(UITouchPhase::Began, 5);
+  touch(UITouchPhase::Ended, 5);
+  EXPECT_EQ(target->lastSender, overlay.get()) << "the view itself, not the button in it";
+  EXPECT_EQ(target->glyphAlpha, ZVVideoOverlayDefaultGlyphAlpha);
 }
 
 TEST(OverlayButton, FlatImagesAreSharedAndCutOut) {
