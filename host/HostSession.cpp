@@ -64,7 +64,9 @@ bool HostSession::start() {
   sigemptyset(&handled);
   for (int number : {SIGINT, SIGTERM, SIGHUP, SIGCHLD}) sigaddset(&handled, number);
   sigprocmask(SIG_BLOCK, &handled, nullptr);
+  // A reader that has gone and a limit on files are errors like others, for the extension too.
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   signals_.reset(signalfd(-1, &handled, SFD_CLOEXEC | SFD_NONBLOCK));
 
   // Both at once: the editor takes the longer to start.
@@ -200,10 +202,11 @@ void HostSession::handOverWhenReady() {
     if (directory_) {
       handedOver_ = movie_->handOver(
           directory_->runFolder(), [this](auto done, auto total) { return copyProgressed(done, total); }, &error);
-      if (copyIsShown_) std::fputs("\r\033[K", stderr);
+      if (percentShown_ > 0) std::fputs("\r\033[K", stderr);
     }
     if (handedOver_.empty()) {
-      // A signal during the copy is looked at by the loop.
+      // A signal during the copy is looked at by the loop; the other requests are not to start it again.
+      movieIsGood_ = false;
       if (!signalIsWaiting()) fail(error->localizedDescription());
       directory_.reset();
       return;
@@ -216,10 +219,11 @@ void HostSession::handOverWhenReady() {
 
 bool HostSession::copyProgressed(std::int64_t done, std::int64_t total) {
   static const bool terminal = isatty(STDERR_FILENO) == 1;
-  if (terminal && total > 0) {
-    std::fprintf(stderr, "\rCopying the movie: %d %%", static_cast<int>(done * 100 / total));
+  const int percent = total > 0 ? static_cast<int>(done * 100 / total) : 0;
+  if (terminal && percent != percentShown_) {
+    std::fprintf(stderr, "\rCopying the movie: %d %%", percent);
     std::fflush(stderr);
-    copyIsShown_ = true;
+    percentShown_ = percent;
   }
   return !signalIsWaiting();
 }

@@ -49,7 +49,7 @@ class HostSession {
   std::unique_ptr<ExtensionHostLink> link_;
   std::vector<std::pair<std::size_t, ExtensionHostLink::Answer>> requests_;
   bool movieIsGood_ = false;
-  bool copyIsShown_ = false;
+  int percentShown_ = 0;    ///< the copy's progress, on a terminal
   std::string handedOver_;  ///< the path of the private movie; empty before
   int signal_ = 0;          ///< the first signal that asked for the end
   std::optional<int> status_;
