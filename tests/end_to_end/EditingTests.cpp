@@ -57,7 +57,7 @@ TEST(Editing, TurningTheWindowWhilePlayingChangesTheLayout) {
 TEST(Editing, APadKeepsItsLayout) {
   Session session;
   session.options = {"--idiom", "pad", "--size", "768x1024", "--app-name", "Größe & Co"};
-  ASSERT_EQ(session.run(session.copyOf("portrait.mp4"), "wait ready\nstate\nresize 1024 768\nstate\n"), 0)
+  ASSERT_EQ(session.run(session.copyOf("portrait.mp4"), "wait ready\nstate\nresize 1024 768\nstate\ndump\n"), 0)
       << session.errors();
   ASSERT_EQ(session.states().size(), 2U);
   for (const std::string& state : session.states()) {
@@ -65,6 +65,9 @@ TEST(Editing, APadKeepsItsLayout) {
     EXPECT_EQ(member(state, "topToolBar"),
               R"(["Cancel", "flexible space", "Größe & Co", "flexible space", "Share", "fixed space", "Save"])");
   }
+  EXPECT_NE(session.output().find("      _UIBackdropView (0, 730, 1024, 38)\n        UIMovieScrubber (0, 0, 1024, 38)"),
+            std::string::npos)
+      << session.output();
 }
 
 TEST(Editing, PlaysToTheEndAndComesBackToTheStart) {
