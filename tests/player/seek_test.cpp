@@ -141,7 +141,7 @@ TEST_F(Seek, PlayingStartsAtTheExactTarget) {
     seek(target);
     player->play();
     std::vector<double> times;
-    waitUntil([&] {
+    waitUntil([&, target = target] {
       times.push_back(time());
       if (const auto number = shown(); number && (numbers.empty() || numbers.back() != *number)) {
         numbers.push_back(*number);
@@ -184,4 +184,34 @@ TEST_F(Seek, TimeScaleMakesFrameTimesExact) {
   EXPECT_EQ(player->currentTime().value, 60000);
   ASSERT_NO_FATAL_FAILURE(openReady("audio_only.mp4"));
   EXPECT_EQ(player->currentTime().timescale, 1000000000);
+}
+
+TEST_F(Seek, PicturesOfADragLookLikeThePlayersOwn) {
+  for (const auto& [name, quarters] : {std::pair("bframes60.mp4", 0), std::pair("turned.mp4", 0)}) {
+    SCOPED_TRACE(name);
+    ASSERT_NO_FATAL_FAILURE(openReady(name, 300, 300));
+    // Forwards, backwards and within one group, each seen before the player itself has sought.
+    for (const double target : {5.5, 5.6, 5.1, 3.3}) {
+      const int expected = static_cast<int>(std::floor(target * (name[0] == 'b' ? 60 : 30) + 1e-6));
+      seek(target);
+      ASSERT_TRUE(waitUntil([&] { return shown() == expected; })) << target;
+      EXPECT_TRUE(player->isSeeking());
+      const CGImageRef preview = player->videoOutput()->copyFrame();
+      ASSERT_TRUE(waitForSeek());
+      ASSERT_TRUE(waitUntil([&] { return player->videoOutput()->copyFrame() != preview; }));
+      const CGImageRef exact = player->videoOutput()->copyFrame();
+      EXPECT_EQ(shown(), expected);
+      ASSERT_EQ(exact->width, preview->width);
+      ASSERT_EQ(exact->height, preview->height);
+      double difference = 0;
+      for (int y = 0; y < exact->height; ++y) {
+        for (int i = 0; i < exact->width * 4; ++i) {
+          const std::size_t at = static_cast<std::size_t>(y) * exact->stride + static_cast<std::size_t>(i);
+          difference += i % 4 == 3 ? 0 : std::abs(exact->pixels[at] - preview->pixels[at]);
+        }
+      }
+      EXPECT_LT(difference / (3.0 * exact->width * exact->height), 1.5);
+    }
+    player.reset();
+  }
 }
