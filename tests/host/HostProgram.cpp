@@ -1,6 +1,7 @@
 #include "tests/host/HostProgram.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <chrono>
@@ -40,6 +41,7 @@ HostProgram::Running HostProgram::start(const std::string& fakeMode, const std::
     std::vector<char*> pointers;
     for (std::string& word : words) pointers.push_back(word.data());
     pointers.push_back(nullptr);
+    if (rlimit limit{fileSizeLimit_, fileSizeLimit_}; fileSizeLimit_ > 0) setrlimit(RLIMIT_FSIZE, &limit);
     if (unprivileged_ && (setgid(kNobody) != 0 || setuid(kNobody) != 0)) _exit(126);
     execv(pointers[0], pointers.data());
     _exit(127);

@@ -33,6 +33,9 @@ class HostProgram {
   /// From now on everything runs as a user without privileges, where this one has any.
   void dropPrivileges();
 
+  /// From now on no file may become larger.
+  void limitFileSize(std::size_t bytes) { fileSizeLimit_ = bytes; }
+
   /// Writes a movie, a second of silence, and returns its path.
   std::string movie(const std::string& name = "My recording.wav");
 
@@ -47,6 +50,7 @@ class HostProgram {
   Running last_;
   int count_ = 0;
   bool unprivileged_ = false;
+  std::size_t fileSizeLimit_ = 0;
 };
 
 /// Waits until a file is there; false after a long time.

@@ -143,6 +143,13 @@ TEST(Host, CopiesWhereALinkCantBeMade) {
   EXPECT_EQ(host.lastValues()[4], "1");
   EXPECT_EQ(readAll(movie), readAll(host.movie()));
   EXPECT_TRUE(host.temporaryFiles().empty());
+
+  // No room for the copy: nothing is left of it.
+  host.limitFileSize(4096);
+  result = host.run("finish", {movie});
+  EXPECT_EQ(result.status, 1);
+  expectOneLine(result.errors, "File too large");
+  EXPECT_TRUE(host.temporaryFiles().empty());
   fs::remove_all(other);
 }
 
