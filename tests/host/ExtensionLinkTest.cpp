@@ -92,7 +92,7 @@ class ExtensionLink : public testing::Test {
     return -1;
   }
 
-  const std::string path_ = "/tmp/any\xFF\x01 bytes";
+  const std::string path_ = "/movies/any\xFF\x01 bytes";
   int lock_ = STDIN_FILENO;
   std::size_t waitFor_ = 2;
   std::unique_ptr<ExtensionHostLink> host_;
