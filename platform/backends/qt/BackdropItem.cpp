@@ -6,12 +6,12 @@
 #include <QPainter>
 #include <QQuickWindow>
 
-BackdropItem::BackdropItem(LayerItem& host) : PictureItem(&host), host_(host) {
-  host_.mirror().addBackdrop(this);
+BackdropItem::BackdropItem(LayerItem& host) : PictureItem(&host), host_(host), mirror_(host.mirror()) {
+  mirror_.addBackdrop(this);
 }
 
 BackdropItem::~BackdropItem() {
-  host_.mirror().removeBackdrop(this);
+  mirror_.removeBackdrop(this);  // the host may be half destroyed by now: it deletes its children
 }
 
 void BackdropItem::setCuts(std::vector<Cut> cuts) {
@@ -46,7 +46,7 @@ void BackdropItem::updatePolish() {
     return;
   }
   BackdropBlur blur(place, QRectF(QPointF(0, 0), QSizeF(window()->size())));
-  std::vector<LayerMirror::Behind> behind = host_.mirror().behind(host_);
+  std::vector<LayerMirror::Behind> behind = mirror_.behind(host_);
   std::erase_if(behind, [&](const LayerMirror::Behind& part) { return !part.place.intersects(blur.reach()); });
   if (behind == shown_ && place == shownPlace_ && !cutsChanged_) {
     return;

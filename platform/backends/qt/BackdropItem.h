@@ -34,6 +34,7 @@ class BackdropItem : public PictureItem {
 
  private:
   LayerItem& host_;
+  LayerMirror& mirror_;
   std::vector<Cut> cuts_;
   std::vector<LayerMirror::Behind> shown_;
   QRectF shownPlace_;
