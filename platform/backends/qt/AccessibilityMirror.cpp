@@ -1,5 +1,6 @@
 #include "platform/backends/qt/AccessibilityMirror.h"
 
+#include "platform/backends/qt/QmlItems.h"
 #include "platform/backends/qt/QtConversions.h"
 
 #include <private/qquickaccessibleattached_p.h>
@@ -78,6 +79,9 @@ void AccessibilityMirror::update(UIWindow* window) {
   while (items_.size() > elements.size()) {
     delete items_.back();
     items_.pop_back();
+  }
+  if (items_.empty() && !elements.empty()) {
+    qml_.prepare(QStringLiteral("FocusRing"));  // the Accessible type comes with Qt Quick's QML types
   }
   while (items_.size() < elements.size()) {
     items_.push_back(new Item(parent_));

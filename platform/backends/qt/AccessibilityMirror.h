@@ -5,12 +5,13 @@
 #include <vector>
 
 class QQuickItem;
+class QmlItems;
 
 /// Offers everything that can be reached in a window to screen readers, as invisible items over the picture. Does
 /// nothing at all while no screen reader listens. Main thread.
 class AccessibilityMirror {
  public:
-  explicit AccessibilityMirror(QQuickItem& parent) : parent_(parent) {}
+  AccessibilityMirror(QQuickItem& parent, QmlItems& qml) : parent_(parent), qml_(qml) {}
   ~AccessibilityMirror();
 
   /// Follows the window as it is now.
@@ -20,5 +21,6 @@ class AccessibilityMirror {
  private:
   class Item;
   QQuickItem& parent_;
+  QmlItems& qml_;
   std::vector<QQuickItem*> items_;
 };

@@ -42,14 +42,17 @@ QtEditorWindow::QtEditorWindow(int& argc, char** argv, const Options& options)
                                }
                              }});
   if (options.size) {
-    quickWindow_->resize(qRound(options.size->width), qRound(options.size->height));
+    const QSize wanted(qRound(options.size->width), qRound(options.size->height));
+    // What hangs over the edge of the screen can't be reached.
+    quickWindow_->resize(options.offscreen ? wanted : wanted.boundedTo(quickWindow_->screen()->availableSize()));
   } else if (options.offscreen) {
     quickWindow_->resize(kOffscreenSize);
   } else {
     quickWindow_->resize(quickWindow_->screen()->size());
   }
   mirror_ = std::make_unique<LayerMirror>(*quickWindow_, qml_);
-  accessibility_ = std::make_unique<AccessibilityMirror>(*quickWindow_->contentItem());
+  accessibility_ = std::make_unique<AccessibilityMirror>(*quickWindow_->contentItem(), qml_);
+  QAccessible::installActivationObserver(this);
   frameTimer_.setSingleShot(true);
   frameTimer_.setTimerType(Qt::PreciseTimer);
   connect(&frameTimer_, &QTimer::timeout, this, [this] { tick(); });
@@ -60,6 +63,7 @@ QtEditorWindow::QtEditorWindow(int& argc, char** argv, const Options& options)
 }
 
 QtEditorWindow::~QtEditorWindow() {
+  QAccessible::removeActivationObserver(this);
   dismiss();
   CAAnimator::shared().setStartHandler(nullptr);
   CATransaction::setCommitHandler(nullptr);

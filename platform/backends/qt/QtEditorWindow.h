@@ -7,13 +7,14 @@
 #include "platform/backends/qt/MainQueueBridge.h"
 #include "platform/backends/qt/QmlItems.h"
 
+#include <QAccessible>
 #include <QElapsedTimer>
 #include <QGuiApplication>
 #include <QTimer>
 #include <memory>
 
 /// The window on Qt Quick.
-class QtEditorWindow : public QObject, public EditorWindow {
+class QtEditorWindow : public QObject, public EditorWindow, private QAccessible::ActivationObserver {
   Q_OBJECT
  public:
   QtEditorWindow(int& argc, char** argv, const Options& options);
@@ -46,6 +47,7 @@ class QtEditorWindow : public QObject, public EditorWindow {
   bool event(QEvent* event) override;
 
  private:
+  void accessibilityActiveChanged(bool) override { scheduleCommit(); }
   void scheduleCommit();
   void scheduleTick();
   void tick();
