@@ -70,15 +70,3 @@ std::optional<int> frameNumberInPicture(const std::filesystem::path& file, int x
   const std::size_t stride = std::size_t(picture.width) * 4;
   return frame_code::read(picture.pixels.data() + std::size_t(y) * stride + std::size_t(x) * 4, width, height, stride);
 }
-
-double pictureDifference(const std::filesystem::path& a, const std::filesystem::path& b, int tolerance) {
-  const Picture first = readPicture(a), second = readPicture(b);
-  if (first.pixels.empty() || first.width != second.width || first.height != second.height) return 1;
-  std::size_t different = 0;
-  for (std::size_t at = 0; at < first.pixels.size(); at += 4) {
-    bool differs = false;
-    for (std::size_t i = at; i < at + 3; ++i) differs |= std::abs(first.pixels[i] - second.pixels[i]) > tolerance;
-    different += differs;
-  }
-  return static_cast<double>(different) / static_cast<double>(first.pixels.size() / 4);
-}

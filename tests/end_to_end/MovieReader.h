@@ -15,7 +15,3 @@ double movieDuration(const std::filesystem::path& movie);
 
 /// The number of the recording's picture in a part of a picture file: the part, in pixels, that shows the video.
 std::optional<int> frameNumberInPicture(const std::filesystem::path& picture, int x, int y, int width, int height);
-
-/// How far apart two pictures of the same size are: the share of pixels, 0 to 1, that differ by more than `tolerance`
-/// of 255 in any colour; 1 when the sizes differ or one can't be read.
-double pictureDifference(const std::filesystem::path& a, const std::filesystem::path& b, int tolerance);

@@ -75,10 +75,12 @@ TEST(Saving, ATrimmedSaveHoldsTheRangeAndBecomesTheMovieOnScreen) {
                         "tap Done\n"
                         "wait saved 60\n"
                         "wait ready\n"
-                        "state\n"),
+                        "state\n"
+                        "time\n"),
             0)
       << session.errors();
-  EXPECT_EQ(session.output().substr(session.output().rfind('}') + 2), kSaveType);
+  // The timeline starts over with the new movie.
+  EXPECT_EQ(session.output().substr(session.output().rfind('}') + 2), std::string("0.000\n") + kSaveType);
 
   ASSERT_EQ(session.states().size(), 2U);
   const std::string chosen = session.states()[0];
