@@ -263,7 +263,7 @@ TEST_F(Playback, StopsAtABoundaryAndShowsNothingBehindIt) {
       highest = std::max(highest, shown().value_or(0));
       return calls > 0;
     }));
-    EXPECT_NEAR(std::chrono::duration<double>(called - began).count(), c.end - from, 0.15);
+    EXPECT_NEAR(std::chrono::duration<double>(called - began).count(), c.end - from, 0.2);
     EXPECT_NEAR(calledAt, c.end, 0.001);
     runFor(0.3);
     highest = std::max(highest, shown().value_or(0));

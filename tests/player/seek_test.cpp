@@ -134,7 +134,6 @@ TEST_F(Seek, PlayingStartsAtTheExactTarget) {
   for (const auto& [name, target, first] : {std::tuple("bframes60.mp4", 3.9, 234), std::tuple("vfr.mp4", 4.0, 58)}) {
     SCOPED_TRACE(name);
     ASSERT_NO_FATAL_FAILURE(openReady(name));
-    std::mutex mutex;
     std::vector<int> numbers;
     seek(9.0);
     ASSERT_TRUE(waitForSeek());

@@ -11,6 +11,7 @@
 #include "platform/backends/mpv/decimal.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 
 namespace {
@@ -58,6 +59,7 @@ struct AVPlayer::Impl : std::enable_shared_from_this<Impl> {
   bool playing = false;        // what was asked for
   bool playConfirmed = false;  // the core has taken up the latest wish to play
   bool coreIdle = true;
+  std::chrono::steady_clock::time_point playedSince;  // the latest moment at which the core can have begun to play
   bool coreAtEnd = false;
   bool soundOpened = false;
   std::optional<double> held;   // the target of a seek, until playback moves on
@@ -213,6 +215,7 @@ void AVPlayer::Impl::handleNews(const PlayerNews& news) {
   }
   if (news.idle) {
     coreIdle = *news.idle;
+    playedSince = std::max(playedSince, news.idleKnown);
   }
   if (news.atEnd) {
     coreAtEnd = *news.atEnd;
@@ -230,6 +233,7 @@ void AVPlayer::Impl::handleNews(const PlayerNews& news) {
         seeks->handleSeekBegan();
         break;
       case PlayerStep::Kind::PictureShown:
+        playedSince = std::max(playedSince, step.when);
         openSound();
         seeks->handlePictureShown();
         break;
@@ -238,7 +242,7 @@ void AVPlayer::Impl::handleNews(const PlayerNews& news) {
   updateClock();
   if (news.time && !held) {
     if (clock.isRunning()) {
-      clock.report(*news.time);
+      clock.report(*news.time, news.timeKnown);
     } else if (!playing && !stoppedAtLimit && !atEnd && std::abs(*news.time - clock.now()) < nearPicture) {
       clock.jumpTo(*news.time);
     }
@@ -250,15 +254,12 @@ void AVPlayer::Impl::handleNews(const PlayerNews& news) {
 
 void AVPlayer::Impl::updateClock() {
   const bool running = playing && !coreIdle && !seeks->isSeeking();
-  if (running && held) {
-    clock.jumpTo(*held);
-    held.reset();
-  }
   if (running) {
+    held.reset();  // the clock stands at it
     seeks->pictureMoved();
   }
   if (!tail) {
-    clock.setRunning(running);
+    clock.setRunning(running, playedSince);
   }
 }
 
@@ -399,10 +400,7 @@ void AVPlayer::Impl::handleEnd() {
     return;
   }
   // The last picture stays on screen for longer than the core believes.
-  if (held) {
-    clock.jumpTo(*held);
-    held.reset();
-  }
+  held.reset();
   clock.setRunning(true);
   dispatch_after(left, dispatch_get_main_queue(), finish);
 }

@@ -293,10 +293,20 @@ void MpvVideoOutput::endPreview() {
 }
 
 void MpvVideoOutput::startOpenGL(std::function<void*(const char*)> getProcAddress) {
+  {
+    const std::lock_guard connection(connectionMutex_);
+    getProcAddress_ = std::move(getProcAddress);
+  }
+  connectOpenGL();
+}
+
+/// Connects the core to OpenGL, once both are there. With the context current.
+void MpvVideoOutput::connectOpenGL() {
   std::unique_lock connection(connectionMutex_);
-  if (!openGL_ || !core_ || context_ || detached_) {
+  if (!openGL_ || !core_ || context_ || detached_ || !getProcAddress_) {
     return;
   }
+  auto getProcAddress = std::exchange(getProcAddress_, nullptr);
   const auto lookUp = [](void* context, const char* name) {
     return (*static_cast<std::function<void*(const char*)>*>(context))(name);
   };
@@ -319,6 +329,7 @@ void MpvVideoOutput::startOpenGL(std::function<void*(const char*)> getProcAddres
 }
 
 void MpvVideoOutput::renderOpenGL(int framebuffer, int width, int height) {
+  connectOpenGL();
   if (!context_) {
     return;
   }
@@ -335,6 +346,7 @@ void MpvVideoOutput::renderOpenGL(int framebuffer, int width, int height) {
 
 void MpvVideoOutput::stopOpenGL() {
   const std::lock_guard connection(connectionMutex_);
+  getProcAddress_ = nullptr;
   if (!openGL_ || !context_) {
     return;
   }

@@ -49,6 +49,7 @@ class MpvVideoOutput : public AVVideoOutput {
     int rotation = 0;
   };
   void startSoftware();
+  void connectOpenGL();
   static void onUpdate(void* context);
   void renderLoop();
   Layout layout() const;
@@ -63,6 +64,7 @@ class MpvVideoOutput : public AVVideoOutput {
   std::shared_ptr<MpvCore> core_;
   mpv_render_context* context_ = nullptr;
   std::function<void(MpvCore&)> ready_;
+  std::function<void*(const char*)> getProcAddress_;  // where OpenGL was started before there was a core
   std::shared_ptr<ImagePool> pool_ = std::make_shared<ImagePool>();
   std::vector<std::uint8_t> unturned_;         // render thread only
   std::vector<std::uint8_t> unturnedPreview_;  // in showPreview only

@@ -7,25 +7,29 @@
 /// seconds. Seconds of movie time.
 class PlaybackClock {
  public:
-  /// Stands at `time`, or runs on from it.
-  void jumpTo(double time) {
+  using Clock = std::chrono::steady_clock;
+
+  /// Stands at `time`, or runs on from it; was there at the moment `when`.
+  void jumpTo(double time, Clock::time_point when = Clock::now()) {
     anchor_ = time;
     notBefore_ = time;
-    since_ = Clock::now();
+    since_ = when;
   }
-  void setRunning(bool running) {
+  /// The core has begun to play at the moment `when`, but not before the clock was last set; or it ceases now.
+  void setRunning(bool running, Clock::time_point when = Clock::now()) {
     if (running != running_) {
-      jumpTo(now());
+      jumpTo(now(), running ? std::max(when, since_) : Clock::now());
       running_ = running;
     }
   }
   bool isRunning() const { return running_; }
 
-  /// The core shows the picture of `time` now. A small difference never turns the clock back.
-  void report(double time) {
+  /// The core showed the picture of `time` at the moment `when`. A small difference never turns the clock back.
+  void report(double time, Clock::time_point when) {
     const double expected = now();
-    const bool jitter = running_ && time < expected && expected - time < largestJitter;
-    jumpTo(time);
+    const double behind = expected - time - std::chrono::duration<double>(Clock::now() - when).count();
+    const bool jitter = running_ && behind > 0 && behind < largestJitter;
+    jumpTo(time, when);
     notBefore_ = jitter ? expected : time;
   }
 
@@ -38,7 +42,6 @@ class PlaybackClock {
   }
 
  private:
-  using Clock = std::chrono::steady_clock;
   static constexpr double largestJitter = 0.2;
   double anchor_ = 0;
   double notBefore_ = 0;

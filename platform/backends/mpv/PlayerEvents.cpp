@@ -76,13 +76,19 @@ void PlayerEvents::handleProperty(std::uint64_t property, const mpv_event_proper
   const auto number = [&] { return static_cast<int>(*static_cast<const std::int64_t*>(value.data)); };
   switch (property) {
     case TimePosition:
-      publish([&](PlayerNews& news) { news.time = *static_cast<const double*>(value.data); });
+      publish([&](PlayerNews& news) {
+        news.time = *static_cast<const double*>(value.data);
+        news.timeKnown = std::chrono::steady_clock::now();
+      });
       break;
     case EndReached:
       publish([&](PlayerNews& news) { news.atEnd = flag(); });
       break;
     case CoreIdle:
-      publish([&](PlayerNews& news) { news.idle = flag(); });
+      publish([&](PlayerNews& news) {
+        news.idle = flag();
+        news.idleKnown = std::chrono::steady_clock::now();
+      });
       break;
     case DisplayWidth:
     case DisplayHeight:

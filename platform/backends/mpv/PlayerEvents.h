@@ -3,6 +3,7 @@
 #include "platform/backends/mpv/MpvCore.h"
 #include "platform/backends/mpv/MpvVideoOutput.h"
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -22,6 +23,7 @@ struct PlayerStep {
   enum class Kind { Reply, SeekBegan, PictureShown };
   Kind kind;
   std::uint64_t reply = 0;
+  std::chrono::steady_clock::time_point when = std::chrono::steady_clock::now();
 };
 
 /// The news of a core since the last delivery: the latest value of each property, every step in its order.
@@ -29,8 +31,10 @@ struct PlayerNews {
   std::optional<MovieFacts> opened;
   std::optional<std::string> failure;
   std::optional<double> time;
+  std::chrono::steady_clock::time_point timeKnown;  ///< when `time` came from the core
   std::optional<bool> atEnd;
   std::optional<bool> idle;
+  std::chrono::steady_clock::time_point idleKnown;
   std::vector<PlayerStep> steps;
 };
 
