@@ -56,9 +56,15 @@ bool hasPictureOrSound(const AVFormatContext* context) {
   return false;
 }
 
+/// Ends the process there and then: giving back every piece would only take time.
+[[noreturn]] void end(int status) {
+  std::fflush(stdout);
+  _exit(status);
+}
+
 int no(const char* reason) {
   std::puts(reason);
-  return 1;
+  end(1);
 }
 
 }  // namespace
@@ -106,7 +112,5 @@ int main(int argc, char* argv[]) {
   }
   if (doubtful && context->probe_score <= AVPROBE_SCORE_RETRY / 4) return no("is not a movie");
   if (!hasPictureOrSound(context)) return no("has neither picture nor sound");
-  // The process ends here; giving back every piece would only take time.
-  std::fflush(stdout);
-  _exit(0);
+  end(0);
 }
