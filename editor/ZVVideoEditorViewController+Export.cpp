@@ -5,6 +5,8 @@
 #include "platform/Photos/PHPhotoLibrary.h"
 #include "platform/UIKit/UIActivity.h"
 
+#include <utility>
+
 void ZVVideoEditorViewController::saveAction() {
   activityTypes()->emplace_back(UIActivityTypeSaveToCameraRoll);
   if (isTrimming()) {
@@ -22,15 +24,26 @@ void ZVVideoEditorViewController::saveAction() {
 }
 
 void ZVVideoEditorViewController::exportTrimVideoSaveToCameraRoll() {
-  if (isExporting()) return;  // one export at a time: the range is being saved already
+  const std::pair range(editStartTime(), editEndTime());
+  if (isExporting()) {
+    // One export at a time. A range that was changed meanwhile has its turn afterwards.
+    exportAgain_ = range != exportedRange_;
+    return;
+  }
+  exportedRange_ = range;
 
-  // The latest trimmed copy may be the movie on screen, and so what is exported from; then it goes only after the
-  // export has succeeded. A copy whose name is used again is replaced by the export itself.
+  // A trimmed copy that is on screen is what is exported from: it goes only after the export has succeeded, which also
+  // replaces it when it has the same name. Files that this editor has not made are never removed.
+  NSFileManager& manager = NSFileManager::defaultManager();
+  const NSURL shownCopy = avAsset()->URL() == originalVideoURL() ? NSURL() : avAsset()->URL();
   const NSURL previous = trimFilePath();
   const NSURL output = trimFileURL();
-  const bool previousIsSource = previous == avAsset()->URL();
-  if (!previousIsSource && !(previous == output)) {
-    ZVExtensions::_srRemoveFile_completion(NSFileManager::defaultManager(), previous, nullptr);
+  if (trimFileMade_ && !(previous == shownCopy)) {
+    if (previous == output) {
+      manager.removeItemAtPath_error(previous.path(), nullptr);  // at once: the name is used again
+    } else {
+      ZVExtensions::_srRemoveFile_completion(manager, previous, nullptr);
+    }
   }
   setExporting(true);
   const auto session = AVAssetExportSession::initWithAsset_presetName(avAsset(), AVAssetExportPresetPassthrough);
@@ -43,9 +56,8 @@ void ZVVideoEditorViewController::exportTrimVideoSaveToCameraRoll() {
   const CMTime end = CMTimeMakeWithSeconds(editEndTime(), timescale);
   session->setTimeRange(CMTimeRangeMake(start, CMTimeSubtract(end, start)));
 
-  const NSURL source = previousIsSource ? previous : NSURL();
   session->exportAsynchronouslyWithCompletionHandler(
-      [self = MainQueueReference(strongSelf()), weakSession = Weak<AVAssetExportSession>(session), source] {
+      [self = MainQueueReference(strongSelf()), weakSession = Weak<AVAssetExportSession>(session), shownCopy] {
         const auto ended = weakSession.lock();
         const AVAssetExportSessionStatus status = ended->status();
         if (status == AVAssetExportSessionStatus::Cancelled) {
@@ -53,12 +65,14 @@ void ZVVideoEditorViewController::exportTrimVideoSaveToCameraRoll() {
         } else if (status == AVAssetExportSessionStatus::Failed) {
           os_trace("ZXVideoEditorViewController: Export Trim Video Failed, due to error: %i", ended->error()->code());
         } else {
-          dispatch_sync(dispatch_get_main_queue(), [&] { self->trimExportDidEnd(ended, source); });
+          dispatch_sync(dispatch_get_main_queue(), [&] { self->trimExportDidEnd(ended, shownCopy); });
           return;
         }
-        dispatch_async(dispatch_get_main_queue(), [self, source] {
-          // Nothing was written: the copy that is on screen is still the one to delete at the end.
-          if (source) self->setTrimFilePath(source);
+        dispatch_async(dispatch_get_main_queue(), [self, shownCopy] {
+          // Nothing was written: the copy that is on screen, if any, is the one to delete at the end.
+          self->trimFileMade_ = static_cast<bool>(shownCopy);
+          if (shownCopy) self->setTrimFilePath(shownCopy);
+          self->exportAgain_ = false;
           self->setExporting(false);
         });
       });
@@ -68,6 +82,11 @@ void ZVVideoEditorViewController::trimExportDidEnd(const Strong<AVAssetExportSes
                                                    const NSURL& replacedFile) {
   UISaveVideoAtPathToSavedPhotosAlbum(session->outputURL().path());
   setExporting(false);
+  trimFileMade_ = true;
+  if (std::exchange(exportAgain_, false) && isTrimming()) {
+    exportTrimVideoSaveToCameraRoll();
+    return;
+  }
   NSNotificationCenter::defaultCenter().removeObserver(this);
   reloadAVLayerWithURL(session->outputURL());
   observeEndOfMovie();

@@ -169,7 +169,8 @@ ZVVideoEditorViewController::~ZVVideoEditorViewController() {
   avPlayer()->currentItem()->removeObserver_forKeyPath(this, "status");
   NSNotificationCenter::defaultCenter().removeObserver(this);
   NSFileManager& manager = NSFileManager::defaultManager();
-  ZVExtensions::_srRemoveFile_completion(manager, trimFilePath(), nullptr);
+  // Another editor's copy may have the same name; only one that was made here is removed.
+  if (trimFileMade_) ZVExtensions::_srRemoveFile_completion(manager, trimFilePath(), nullptr);
   ZVExtensions::_srRemoveFile_completion(manager, originalVideoURL(), nullptr);
 }
 

@@ -22,6 +22,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// A plain property: what it holds, its getter and its setter.
@@ -217,4 +218,7 @@ class ZVVideoEditorViewController : public UIViewController,
   std::weak_ptr<ZVVideoEditorViewControllerDelegate> delegate_;
   std::atomic<bool> hasEdit_ = false;
   std::vector<Strong<NSLayoutConstraint>> scrubberConstraints_;
+  bool trimFileMade_ = false;                ///< the file at trimFilePath is this editor's
+  std::pair<double, double> exportedRange_;  ///< of the running or latest export
+  bool exportAgain_ = false;                 ///< another range was asked for while one was being exported
 };

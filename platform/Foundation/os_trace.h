@@ -5,7 +5,7 @@
 #include <vector>
 
 /// The trace log: short texts at two levels, to the journal where there is one, else to standard error when
-/// ZEVANTI_TRACE is set in the environment (errors always go there). Safe from any thread.
+/// ZEVANTI_TRACE is set in the environment to anything but 0 (errors always go there). Safe from any thread.
 
 enum class TraceLevel { Default, Error };
 

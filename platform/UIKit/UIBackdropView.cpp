@@ -25,6 +25,14 @@ Strong<UIBackdropView> UIBackdropView::initWithFrame_privateStyle(CGRect frame, 
   return view;
 }
 
+bool UIBackdropView::pointInside(CGPoint point) const {
+  if (UIView::pointInside(point)) return true;
+  return std::any_of(subviews().begin(), subviews().end(), [&](const Strong<UIView>& view) {
+    const CGPoint origin = view->frame().origin;
+    return view->pointInside({point.x - origin.x, point.y - origin.y});
+  });
+}
+
 void UIBackdropView::updateMaskViewsForView(const Strong<UIView>& view) {
   if (!view) return;
   std::erase_if(maskViews_, [&](const auto& mask) { return mask.expired() || mask.lock() == view; });

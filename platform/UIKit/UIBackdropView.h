@@ -20,6 +20,8 @@ class UIBackdropView : public UIView {
   /// has no size of its own.
   void updateMaskViewsForView(const Strong<UIView>& view);
   const std::vector<Weak<UIView>>& maskViews() const { return maskViews_; }
+  /// What stands in the backdrop may be easier to grab than the backdrop is high.
+  bool pointInside(CGPoint point) const override;
   const char* visualKind() const override { return "backdrop"; }
 
  private:

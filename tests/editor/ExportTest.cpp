@@ -118,3 +118,30 @@ TEST_F(EditorTest, LeavingDuringAnExportStillSavesIt) {
   ASSERT_TRUE(pumpUntil([] { return !PHPhotoLibrary::sharedPhotoLibrary().hasPendingSaves(); }));
   EXPECT_EQ(libraryFiles().size(), 1U);
 }
+
+TEST_F(EditorTest, ARangeChangedDuringAnExportIsSavedAfterIt) {
+  openReady("basic.mp4");
+  select(1, 50);
+  editor->saveAction();
+  ASSERT_TRUE(editor->isExporting());
+  editor->saveAction();  // a double tap saves once
+  editor->movieScrubber_editingEndValueDidChange(*editor->avTrimmer(), 30);
+  editor->saveAction();
+  ASSERT_TRUE(pumpUntil([&] { return !editor->isExporting() && !editor->isTrimming(); }));
+  ASSERT_TRUE(pumpUntil([&] { return !PHPhotoLibrary::sharedPhotoLibrary().hasPendingSaves(); }));
+  EXPECT_EQ(libraryFiles().size(), 2U);
+  ASSERT_TRUE(pumpUntil([&] { return editor->avTrimmer()->duration() < 40; }));
+  EXPECT_NEAR(editor->getPlayerDuration(), 29, 0.05) << "of the movie that was on screen, not of the first copy";
+}
+
+TEST_F(EditorTest, TheCopyOfAnotherEditorIsLeftAlone) {
+  openReady("basic.mp4");
+  const std::string foreign = editor->trimFilePath().path();  // made in the same second elsewhere
+  std::ofstream(foreign) << "another editor's";
+  select(1, 2);
+  editor->saveAction();
+  ASSERT_TRUE(pumpUntil([&] { return !editor->isExporting(); }));
+  ASSERT_TRUE(dispatch_main::waitForBackgroundWork(20));
+  EXPECT_EQ(contents(foreign), "another editor's");
+  fs::remove(foreign);
+}

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdio>
 #include <filesystem>
 #include <mutex>
 
@@ -114,6 +115,9 @@ void AVAssetExportSession::exportAsynchronouslyWithCompletionHandler(std::functi
           impl->error = error;
         }
         if (!error) impl->progress = 1;
+        // The editor only traces it; the person should know what to do.
+        if (error)
+          std::fprintf(stderr, "zevanti: the selected part was not saved: %s\n", error->localizedDescription().c_str());
         impl->status = error ? Status::Failed : Status::Completed;
       }
     }

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <deque>
 #include <mutex>
 
@@ -38,11 +39,14 @@ std::string formatted(const char* format, va_list arguments) {
 
 void write(TraceLevel level, std::string text) {
   static const bool journal = access("/run/systemd/journal/socket", W_OK) == 0;
-  static const bool wanted = std::getenv("ZEVANTI_TRACE") != nullptr;
+  static const bool wanted = [] {
+    const char* value = std::getenv("ZEVANTI_TRACE");
+    return value && *value && std::strcmp(value, "0") != 0;
+  }();
   const bool isError = level == TraceLevel::Error;
   if (journal)
     sd_journal_send("SYSLOG_IDENTIFIER=zevanti", "PRIORITY=%i", isError ? 3 : 5, "MESSAGE=%s", text.c_str(), nullptr);
-  if (isError || wanted) {
+  if (wanted || (isError && !journal)) {
     // One call, so that lines of several threads don't mix.
     std::fputs(("zevanti: " + text + "\n").c_str(), stderr);
   }
