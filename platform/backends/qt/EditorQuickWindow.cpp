@@ -1,6 +1,7 @@
 #include "platform/backends/qt/EditorQuickWindow.h"
 
 #include <QKeyEvent>
+#include <QScreen>
 
 EditorQuickWindow::EditorQuickWindow() {
   setColor(Qt::black);
@@ -17,6 +18,11 @@ bool EditorQuickWindow::event(QEvent* event) {
     case QEvent::FocusOut:
     case QEvent::Hide:
       input_.cancelTouches();
+      break;
+    case QEvent::WindowStateChange:
+      if (static_cast<QWindowStateChangeEvent*>(event)->oldState().testFlag(Qt::WindowFullScreen)) {
+        leaveWholeScreen();
+      }
       break;
     case QEvent::KeyPress:
       if (static_cast<QKeyEvent*>(event)->key() == Qt::Key_F11) {
@@ -42,5 +48,13 @@ void EditorQuickWindow::toggleFullScreen() {
     showNormal();
   } else {
     showFullScreen();
+  }
+}
+
+/// A window that began with the whole screen has no smaller size of its own yet.
+void EditorQuickWindow::leaveWholeScreen() {
+  const QRect room = screen()->availableGeometry();
+  if (width() >= room.width() && height() >= room.height()) {
+    setGeometry(QRect(room.topLeft() + QPoint(room.width(), room.height()) / 6, room.size() * 2 / 3));
   }
 }

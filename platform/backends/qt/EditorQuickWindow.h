@@ -25,6 +25,7 @@ class EditorQuickWindow : public QQuickWindow {
 
  private:
   void toggleFullScreen();
+  void leaveWholeScreen();
 
   InputForwarder input_;
   Handlers handlers_;

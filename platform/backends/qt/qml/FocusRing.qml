@@ -1,6 +1,7 @@
 import QtQuick
 
-// Around the element that has the keyboard's focus.
+// Around the element that has the keyboard's focus: beside its text, which is as wide as the element, and clear of the
+// edges of a bar, which is as high.
 Item {
     id: ring
 
@@ -8,7 +9,10 @@ Item {
 
     Rectangle {
         anchors.fill: parent
-        anchors.margins: 1
+        anchors.leftMargin: -7
+        anchors.rightMargin: -7
+        anchors.topMargin: 5
+        anchors.bottomMargin: 5
         color: "transparent"
         radius: 8
         border.width: 3
