@@ -101,6 +101,7 @@ int ExtensionProcess::run() {
   const bool openGL = UIDevice::currentDevice()->_graphicsQuality() != softwareQuality;
   if (launch_.quality) UIDevice::currentDevice()->setGraphicsQuality(*launch_.quality);
   AVPlayer::setConfiguration({.audio = !launch_.offscreen, .openGL = openGL});
+  AVPlayer::prewarm();  // ready by the time the host has looked at the movie
   PHPhotoLibrary::sharedPhotoLibrary().configure(launch_.library, launch_.appName);
   window_->setCloseHandler([this] { windowClosed(); });
 
