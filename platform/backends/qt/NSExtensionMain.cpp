@@ -192,6 +192,7 @@ int ExtensionProcess::tidyUp(int status) {
 
 int NSExtensionMain(int argc, char* argv[]) {
   qInstallMessageHandler(traceQtMessage);
-  ExtensionProcess process(argc, argv);
+  // Never destroyed: threads of the player's libraries may still use the fonts and the event loop as they wind down.
+  auto& process = *new ExtensionProcess(argc, argv);
   return process.run();
 }
