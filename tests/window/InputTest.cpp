@@ -4,6 +4,7 @@
 #include <qpa/qwindowsysteminterface.h>
 #include <QCoreApplication>
 #include <QPointingDevice>
+#include <QScreen>
 
 namespace {
 
@@ -140,4 +141,19 @@ TEST_F(InputTest, ClosingAsksAndLeavesTheWindowThere) {
   EXPECT_EQ(asked, 1);
   EXPECT_TRUE(theWindow().quickWindow().isVisible());
   theWindow().setCloseHandler(nullptr);
+}
+
+TEST_F(InputTest, OnlyLeavingTheWholeScreenMakesTheWindowSmaller) {
+  EditorQuickWindow& window = theWindow().quickWindow();
+  const QSize screen = window.screen()->size();
+  window.showFullScreen();
+  ASSERT_TRUE(waitUntil([&] { return window.size() == screen; }));
+  // Once more, as some window systems tell it.
+  QWindowStateChangeEvent again(Qt::WindowFullScreen);
+  QCoreApplication::sendEvent(&window, &again);
+  EXPECT_EQ(window.size(), screen);
+  EXPECT_TRUE(theWindow().sendKey("F11"));
+  EXPECT_TRUE(waitUntil([&] { return window.width() < screen.width() && window.height() < screen.height(); }));
+  EXPECT_TRUE(theWindow().sendKey("F11"));
+  EXPECT_TRUE(waitUntil([&] { return window.size() == screen; }));
 }

@@ -2,6 +2,7 @@
 
 #include <QKeyEvent>
 #include <QScreen>
+#include <utility>
 
 EditorQuickWindow::EditorQuickWindow() {
   setColor(Qt::black);
@@ -20,7 +21,8 @@ bool EditorQuickWindow::event(QEvent* event) {
       input_.cancelTouches();
       break;
     case QEvent::WindowStateChange:
-      if (static_cast<QWindowStateChangeEvent*>(event)->oldState().testFlag(Qt::WindowFullScreen)) {
+      // The event's old state is no help: it is the new one where this program asked for the change.
+      if (std::exchange(hasWholeScreen_, windowStates().testFlag(Qt::WindowFullScreen)) && !hasWholeScreen_) {
         leaveWholeScreen();
       }
       break;

@@ -28,5 +28,6 @@ class EditorQuickWindow : public QQuickWindow {
   void leaveWholeScreen();
 
   InputForwarder input_;
+  bool hasWholeScreen_ = false;
   Handlers handlers_;
 };
