@@ -134,6 +134,45 @@ TEST_F(InputTest, PointerAndKeysReachBarItems) {
   EXPECT_FALSE(theWindow().sendKey(""));
 }
 
+TEST_F(InputTest, AHeldKeyActsOnceAnArrowGoesOn) {
+  class Slider : public UIView {
+   public:
+    std::vector<UIAccessibilityElement> accessibilityElements() override {
+      return {{"Playhead", UIAccessibilityRole::Slider, bounds(), true, "", [this] { ++activations; },
+               [this](int, UIAdjustmentUnit) { ++adjustments; }}};
+    }
+    int activations = 0, adjustments = 0;
+  };
+  const auto slider = std::make_shared<Slider>();
+  slider->setFrame({{0, 300}, {100, 50}});
+  root()->addSubview(slider);
+  const auto target = std::make_shared<Pressed>();
+  const auto bar = std::make_shared<UIToolbar>();
+  bar->setFrame({{0, 0}, {375, 60}});
+  bar->setItems(
+      {UIBarButtonItem::initWithBarButtonSystemItem_target_action(UIBarButtonSystemItem::Cancel, target, "press"),
+       UIBarButtonItem::initWithBarButtonSystemItem_target_action(UIBarButtonSystemItem::Save, target, "press")});
+  root()->addSubview(bar);
+  theWindow().commit();
+  const auto hold = [](Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+    for (const bool repeated : {false, true, true}) {
+      QWindowSystemInterface::handleKeyEvent<QWindowSystemInterface::SynchronousDelivery>(
+          &theWindow().quickWindow(), QEvent::KeyPress, key, modifiers, QString(), repeated);
+    }
+  };
+  hold(Qt::Key_Escape);
+  EXPECT_EQ(target->presses, 1);
+  hold(Qt::Key_S, Qt::ControlModifier);
+  EXPECT_EQ(target->presses, 2);
+  hold(Qt::Key_Left, Qt::ShiftModifier);
+  EXPECT_EQ(slider->adjustments, 3);
+  while (theWindow().window()->focusedLabel() != "Playhead") ASSERT_TRUE(theWindow().sendKey("Tab"));
+  hold(Qt::Key_Space);
+  EXPECT_EQ(slider->activations, 1);
+  hold(Qt::Key_Return);
+  EXPECT_EQ(slider->activations, 2);
+}
+
 TEST_F(InputTest, ClosingAsksAndLeavesTheWindowThere) {
   int asked = 0;
   theWindow().setCloseHandler([&] { ++asked; });

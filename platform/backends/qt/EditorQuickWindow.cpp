@@ -27,8 +27,10 @@ bool EditorQuickWindow::event(QEvent* event) {
       }
       break;
     case QEvent::KeyPress:
-      if (static_cast<QKeyEvent*>(event)->key() == Qt::Key_F11) {
-        toggleFullScreen();
+      if (const auto& press = static_cast<QKeyEvent&>(*event); press.key() == Qt::Key_F11) {
+        if (!press.isAutoRepeat()) {
+          toggleFullScreen();
+        }
         return true;
       }
       break;

@@ -111,7 +111,12 @@ bool InputForwarder::handle(QEvent& event) {
       }
       return false;
     case QEvent::KeyPress: {
-      const auto key = KeyNames::fromEvent(static_cast<QKeyEvent&>(event));
+      const auto& press = static_cast<QKeyEvent&>(event);
+      if (press.isAutoRepeat() && !KeyNames::mayRepeat(press)) {
+        event.accept();
+        return true;
+      }
+      const auto key = KeyNames::fromEvent(press);
       event.setAccepted(key && target_ && target_->sendKey(*key));
       return true;
     }

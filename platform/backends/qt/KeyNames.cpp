@@ -3,6 +3,8 @@
 #include <QKeyEvent>
 #include <QString>
 #include <QStringList>
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace {
@@ -49,6 +51,12 @@ std::optional<UIKey> fromEvent(const QKeyEvent& event) {
   key.control = event.modifiers().testFlag(Qt::ControlModifier);
   key.alt = event.modifiers().testFlag(Qt::AltModifier);
   return key;
+}
+
+bool mayRepeat(const QKeyEvent& event) {
+  constexpr Qt::Key kOnce[] = {Qt::Key_Space, Qt::Key_Return, Qt::Key_Enter, Qt::Key_Escape, Qt::Key_F11};
+  return !event.modifiers().testFlag(Qt::ControlModifier) &&
+         std::find(std::begin(kOnce), std::end(kOnce), event.key()) == std::end(kOnce);
 }
 
 std::optional<Press> parse(const std::string& name) {

@@ -15,6 +15,9 @@ namespace KeyNames {
 /// Nothing for keys that have no name here (modifiers alone, letters of other scripts, ...).
 std::optional<UIKey> fromEvent(const QKeyEvent& event);
 
+/// Whether a key that is held down acts again and again: one that moves something does, one that decides does not.
+bool mayRepeat(const QKeyEvent& event);
+
 struct Press {
   Qt::Key key;
   Qt::KeyboardModifiers modifiers;
