@@ -4,6 +4,7 @@
 //
 // Without --movie it takes minute.mp4 and hour.mp4 of the build folder's tests/data (make_recordings.sh --bench).
 
+#include "bench/Report.h"
 #include "platform/AVFoundation/AVPlayer.h"
 #include "platform/Dispatch/dispatch.h"
 
@@ -161,7 +162,7 @@ Run runMpv(const std::string& path, const std::string& options) {
   return {since(start), processorSeconds(RUSAGE_CHILDREN) - before};
 }
 
-void measureStart(const std::string& path, Size size) {
+void measureStart(Report& report, const std::string& path, Size size) {
   constexpr int rounds = 7;
   std::vector<double> cold, warm, mpv;
   const std::string geometry = "--geometry=" + std::to_string(size.width) + "x" + std::to_string(size.height);
@@ -172,19 +173,17 @@ void measureStart(const std::string& path, Size size) {
     // mpv shows one picture and ends; without a display it shows it to nobody, which is a little less work.
     mpv.push_back(runMpv(path, (display ? "--vo=x11 " : "--vo=null ") + geometry + " --frames=1").milliseconds);
   }
-  const double reference = percentile(mpv, 0.5);
-  std::printf("start to first picture        %7.1f ms cold, %.1f ms prewarmed; mpv (%s, start to end) %.1f ms\n",
-              percentile(cold, 0.5), percentile(warm, 0.5), display ? "x11" : "no window", reference);
-  std::printf("  ratio to mpv                %7.2f cold, %.2f prewarmed\n", percentile(cold, 0.5) / reference,
-              percentile(warm, 0.5) / reference);
+  // Theirs is from start to end: the command ends with its first picture.
+  report.figure("start to first picture, cold", "ms", percentile(cold, 0.5), percentile(mpv, 0.5), {});
+  report.figure("start to first picture, prewarmed", "ms", percentile(warm, 0.5), percentile(mpv, 0.5), {});
 }
 
 /// A hand that drags: a new target each 16 ms. Latency is counted from the first target that a picture on screen does
 /// not answer to the next picture.
-void measureDrag(const std::string& path, Size size, double secondsPerStep, const char* name) {
+void measureDrag(Report& report, const std::string& path, Size size, double secondsPerStep, const std::string& name) {
   Subject subject(path, size);
   if (!subject.waitUntilReady()) {
-    std::printf("drag: the movie can't be opened\n");
+    report.figure("drag, " + name, "ms", NAN, {}, {});
     return;
   }
   dispatch_main::runUntil([] { return false; }, 0.3);
@@ -226,15 +225,16 @@ void measureDrag(const std::string& path, Size size, double secondsPerStep, cons
   }
   const auto last = Clock::now();
   dispatch_main::runUntil([&] { return look() || !subject.player().isSeeking(); }, 10);
-  std::printf("drag, %-23s %7.1f ms median, %.1f ms p95, %.1f ms worst; %zu pictures; exact %.0f ms after the end\n",
-              name, percentile(latencies, 0.5), percentile(latencies, 0.95), percentile(latencies, 1), latencies.size(),
-              since(last));
+  report.figure("drag, " + name + ", median", "ms", percentile(latencies, 0.5), {}, 20);
+  report.figure("drag, " + name + ", 95th percentile", "ms", percentile(latencies, 0.95), {}, 40);
+  report.figure("drag, " + name + ", end to exact picture", "ms", since(last), {}, {});
 }
 
 /// Single jumps, each with time to settle: to the first new picture and to the exact one.
-void measureJumps(const std::string& path, Size size) {
+void measureJumps(Report& report, const std::string& path, Size size) {
   Subject subject(path, size);
   if (!subject.waitUntilReady()) {
+    report.figure("jumps", "ms", NAN, {}, {});
     return;
   }
   dispatch_main::runUntil([] { return false; }, 0.3);
@@ -252,23 +252,22 @@ void measureJumps(const std::string& path, Size size) {
     exact.push_back(since(start));
     dispatch_main::runUntil([] { return false; }, 0.02);
   }
-  std::printf("jump to first new picture     %7.1f ms median, %.1f ms p95; exact %.1f ms median, %.1f ms p95\n",
-              percentile(first, 0.5), percentile(first, 0.95), percentile(exact, 0.5), percentile(exact, 0.95));
+  report.figure("jump to first new picture, median", "ms", percentile(first, 0.5), {}, {});
+  report.figure("jump to exact picture, median", "ms", percentile(exact, 0.5), {}, {});
 }
 
-void measurePlayback(const std::string& path, Size size) {
+void measurePlayback(Report& report, const std::string& path, Size size) {
   constexpr double seconds = 8;
   Subject subject(path, size);
   if (!subject.waitUntilReady()) {
+    report.figure("playback", "%", NAN, {}, {});
     return;
   }
   subject.player().play();
   dispatch_main::runUntil([&] { return CMTimeGetSeconds(subject.player().currentTime()) > 1; }, 5);
   const double before = processorSeconds(RUSAGE_SELF);
-  const long framesBefore = subject.frames();
   dispatch_main::runUntil([] { return false; }, seconds);
   const double ours = (processorSeconds(RUSAGE_SELF) - before) / seconds;
-  const long frames = subject.frames() - framesBefore;
   const long dropped = subject.player().droppedFrameCount();
   subject.player().pause();
 
@@ -281,16 +280,13 @@ void measurePlayback(const std::string& path, Size size) {
   const Run mpv = runMpv(path, options + " --start=1 --length=8");
   const Run start = runMpv(path, options + " --start=1 --frames=1");
   const double theirs = (mpv.processor - start.processor) / seconds;
-  std::printf(
-      "playback                      %7.1f %% of a processor, %ld pictures in %.0f s, %ld dropped; mpv (%s) %.1f %%\n",
-      100 * ours, frames, seconds, dropped, display ? "x11" : "scaled, no window", 100 * theirs);
-  std::printf("  ratio to mpv                %7.2f\n", ours / theirs);
+  report.ratio("processor time of playback", "%", 100 * ours, 100 * theirs, 1.5);
+  report.figure("pictures dropped in playback", "of 480", static_cast<double>(dropped), {}, 0);
 
   dispatch_main::runUntil([] { return false; }, 2);
   const double pausedBefore = processorSeconds(RUSAGE_SELF);
   std::this_thread::sleep_for(std::chrono::seconds(3));
-  std::printf("paused                        %7.3f %% of a processor\n",
-              100 * (processorSeconds(RUSAGE_SELF) - pausedBefore) / 3);
+  report.figure("processor time of a pause", "%", 100 * (processorSeconds(RUSAGE_SELF) - pausedBefore) / 3, {}, 0);
 }
 
 double memoryWhilePlaying(const std::string& path, Size size) {
@@ -341,22 +337,21 @@ int main(int argc, char** argv) {
   AVPlayer::setConfiguration(configuration);
 
   std::printf("%s at %dx%d\n", minute.c_str(), size.width, size.height);
-  measureStart(minute, size);  // first: it forks, and a fork copies no threads
-  const double memory = memoryWhilePlaying(minute, size);
+  Report report(std::getenv("DISPLAY") ? "mpv --vo=x11" : "mpv --vo=null");
+  measureStart(report, minute, size);  // first: it forks, and a fork copies no threads
+  report.figure("memory while playing, minute", "MB", memoryWhilePlaying(minute, size), {}, {});
   if (!hour.empty()) {
-    std::printf("memory, playing               %7.1f MB; an hour %.1f MB\n", memory, memoryWhilePlaying(hour, size));
-  } else {
-    std::printf("memory, playing               %7.1f MB\n", memory);
+    report.figure("memory while playing, hour", "MB", memoryWhilePlaying(hour, size), {}, {});
   }
   dispatch_main::attachToCurrentThread([] {});
-  measureDrag(minute, size, 2.3, "a group at each step");
-  measureDrag(minute, size, 0.35, "across the movie");
-  measureDrag(minute, size, 0.03, "slow");
-  measureJumps(minute, size);
+  measureDrag(report, minute, size, 2.3, "a group each step");
+  measureDrag(report, minute, size, 0.35, "across the movie");
+  measureDrag(report, minute, size, 0.03, "slow");
+  measureJumps(report, minute, size);
   if (!hour.empty()) {
-    measureDrag(hour, size, 20, "an hour's movie");
+    measureDrag(report, hour, size, 20, "an hour's movie");
   }
-  measurePlayback(minute, size);
+  measurePlayback(report, minute, size);
   dispatch_main::waitForBackgroundWork(10);
-  return 0;
+  return report.finish();
 }

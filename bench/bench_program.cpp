@@ -6,14 +6,19 @@
 // blocks (tests/data/FrameCode.h), of which the second row is looked at: it shows the number's low eight bits.
 
 #include "bench/Program.h"
+#include "bench/Report.h"
 #include "bench/VirtualScreen.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <functional>
+#include <memory>
 #include <thread>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -78,11 +83,73 @@ class Pointer {
   FILE* pipe_;
 };
 
-struct Bench {
-  std::string zevanti, minute, hour;
+std::unique_ptr<VirtualScreen> startScreen() {
+  auto screen = VirtualScreen::start();
+  if (!screen) {
+    std::fputs("error: Xvfb can't be started\n", stderr);
+    std::exit(1);
+  }
+  return screen;
+}
 
-  std::vector<std::string> ours(const std::string& movie) const { return {zevanti, movie}; }
-  std::vector<std::string> mpv(const std::string& movie, bool paused) const {
+/// A program on a screen of its own, ours or mpv for comparison.
+class Run {
+ public:
+  Run(std::vector<std::string> command, bool isOurs)
+      : isOurs_(isOurs), start_(Clock::now()), program_(std::move(command), screen_->display()) {}
+
+  const VirtualScreen& screen() const { return *screen_; }
+  const Program& program() const { return program_; }
+
+  /// Waits for the recording's first picture; how long that took since the start, in seconds, NAN when it never came.
+  double waitForFirstPicture() const {
+    return waitUntil([&] { return pictureOnScreen(*screen_) == 0; }, 10) ? secondsSince(start_) : NAN;
+  }
+  /// Lets it play; false when the pictures stand still. mpv is started so that it plays by itself.
+  bool play() const {
+    if (isOurs_) {
+      if (std::isnan(waitForFirstPicture())) return false;
+      sleepFor(1);
+      Pointer pointer(*screen_);
+      pointer.move(VirtualScreen::kWidth / 2, VirtualScreen::kHeight / 2);
+      pointer.press();
+      pointer.release();
+      pointer.move(0, VirtualScreen::kHeight / 2);
+    }
+    return waitUntil([&] { return pictureOnScreen(*screen_) > 0; }, 10);
+  }
+
+ private:
+  bool isOurs_;
+  std::unique_ptr<VirtualScreen> screen_ = startScreen();
+  Clock::time_point start_;
+  Program program_;
+};
+
+class Bench {
+ public:
+  Bench(std::string zevanti, std::string minute, std::string hour)
+      : zevanti_(std::move(zevanti)), minute_(std::move(minute)), hour_(std::move(hour)) {}
+
+  void start();
+  void drag(const std::string& name, const std::string& movie);
+  void playback();
+  void paused();
+  void memory();
+  int finish() const { return report_.finish(); }
+
+  void all() {
+    start();
+    drag("minute", minute_);
+    drag("hour", hour_);
+    playback();
+    paused();
+    memory();
+  }
+
+ private:
+  Run run(bool ours, const std::string& movie, bool paused) const {
+    if (ours) return {{zevanti_, movie}, true};
     std::vector<std::string> command = {"mpv",
                                         "--no-config",
                                         "--vo=x11",
@@ -93,149 +160,114 @@ struct Bench {
                                         "--audio-fallback-to-null=yes"};
     if (paused) command.emplace_back("--pause");
     command.push_back(movie);
-    return command;
+    return {command, false};
   }
 
-  double secondsToFirstPicture(const std::vector<std::string>& command) const {
-    const auto screen = VirtualScreen::start();
-    const auto start = Clock::now();
-    Program program(command, screen->display());
-    if (!waitUntil([&] { return pictureOnScreen(*screen) == 0; }, 10)) return NAN;
-    return secondsSince(start);
-  }
-
-  void start() const;
-  void drag() const;
-  void playback() const;
-  void paused() const;
-  void memory() const;
+  std::string zevanti_, minute_, hour_;
+  Report report_{"mpv --vo=x11"};
 };
 
-void row(const char* what, double ours, double theirs, double limit, const char* unit) {
-  std::printf("%-44s %9.2f %9.2f %7.2f  (at most %.2f)  %s\n", what, ours, theirs, ours / theirs, limit, unit);
-}
-
-void Bench::start() const {
-  std::vector<double> ourTimes, theirTimes;
+void Bench::start() {
+  std::vector<double> times[2];
   for (int i = 0; i < 7; ++i) {
-    ourTimes.push_back(secondsToFirstPicture(ours(minute)) * 1000);
-    theirTimes.push_back(secondsToFirstPicture(mpv(minute, true)) * 1000);
+    for (const bool ours : {true, false}) times[ours].push_back(run(ours, minute_, true).waitForFirstPicture() * 1000);
   }
-  row("start to first picture in the window", percentile(ourTimes, 0.5), percentile(theirTimes, 0.5), 1.5,
-      "ms, median of 7; mpv --vo=x11");
+  // A start without a picture is no measurement, however good the others are.
+  const auto median = [](const std::vector<double>& values) {
+    for (const double value : values) {
+      if (std::isnan(value)) return value;
+    }
+    return percentile(values, 0.5);
+  };
+  report_.ratio("start to first picture, median of 7", "ms", median(times[true]), median(times[false]), 1.5);
 }
 
-void Bench::drag() const {
-  for (const std::string& movie : {minute, hour}) {
-    const auto screen = VirtualScreen::start();
-    Program program(ours(movie), screen->display());
-    waitUntil([&] { return pictureOnScreen(*screen) == 0; }, 10);
+void Bench::drag(const std::string& name, const std::string& movie) {
+  const Run subject = run(true, movie, true);
+  const VirtualScreen& screen = subject.screen();
+  std::vector<double> times;
+  constexpr int kMoves = 200;
+  if (!std::isnan(subject.waitForFirstPicture())) {
     sleepFor(1);
-    Pointer pointer(*screen);
-    constexpr int kY = VirtualScreen::kHeight - 19;
-    pointer.move(200, kY);
+    Pointer pointer(screen);
+    constexpr int kX = 200, kY = VirtualScreen::kHeight - 19;
+    pointer.move(kX, kY);
     pointer.press();
     sleepFor(0.3);
-    std::vector<double> times;
-    int missed = 0;
-    for (int i = 0; i < 200; ++i) {
-      const int before = pictureOnScreen(*screen);
+    for (int i = 0; i < kMoves; ++i) {
+      const int before = pictureOnScreen(screen);
       const auto start = Clock::now();
-      pointer.move(200 + 4 * (i + 1), kY);
-      if (waitUntil(
-              [&] {
-                const int now = pictureOnScreen(*screen);
-                return now >= 0 && now != before;
-              },
-              0.25)) {
-        times.push_back(secondsSince(start) * 1000);
-      } else {
-        ++missed;
-      }
+      pointer.move(kX + 4 * (i + 1), kY);
+      const auto changed = [&] {
+        const int now = pictureOnScreen(screen);
+        return now >= 0 && now != before;
+      };
+      if (waitUntil(changed, 0.25)) times.push_back(secondsSince(start) * 1000);
       sleepFor(0.016);
     }
     pointer.release();
-    std::printf(
-        "drag to new picture on screen, %-13s %9.2f median %.2f 95th percentile  (at most 20 and 40)  ms, %d of 200 "
-        "moves without a new picture\n",
-        movie == minute ? "one minute" : "one hour", percentile(times, 0.5), percentile(times, 0.95), missed);
   }
+  const bool any = !times.empty();
+  report_.figure("drag to new picture, " + name + ", median", "ms", percentile(times, 0.5), {}, 20);
+  report_.figure("drag to new picture, " + name + ", 95th percentile", "ms", percentile(times, 0.95), {}, 40);
+  report_.figure("moves without a new picture, " + name, "of 200", any ? kMoves - double(times.size()) : NAN, {}, 0);
 }
 
-void Bench::playback() const {
-  double cost[2] = {};
-  int shown[2] = {};
+void Bench::playback() {
   constexpr double kSeconds = 10;
-  for (const int theirs : {0, 1}) {
-    const auto screen = VirtualScreen::start();
-    Program program(theirs ? mpv(minute, false) : ours(minute), screen->display());
-    waitUntil([&] { return pictureOnScreen(*screen) >= 0; }, 10);
-    if (!theirs) {
-      sleepFor(1);
-      Pointer pointer(*screen);
-      pointer.move(VirtualScreen::kWidth / 2, VirtualScreen::kHeight / 2);
-      pointer.press();
-      pointer.release();
-      pointer.move(0, VirtualScreen::kHeight / 2);
-      sleepFor(0.2);
-    }
+  double cost[2] = {NAN, NAN}, leftOut[2] = {NAN, NAN};
+  for (const bool ours : {true, false}) {
+    const Run subject = run(ours, minute_, false);
+    if (!subject.play()) continue;
     sleepFor(1.5);
-    const double before = program.processorSeconds();
+    const double before = subject.program().processorSeconds();
     const auto start = Clock::now();
-    int last = -1;
+    int last = pictureOnScreen(subject.screen()), seen = last, gaps = 0;
     while (secondsSince(start) < kSeconds) {
-      const int now = pictureOnScreen(*screen);
-      shown[theirs] += now != last;
-      last = now;
+      // Counts when it is there twice: one reading may fall into the drawing.
+      const int now = pictureOnScreen(subject.screen());
+      if (now >= 0 && now == seen && now != last) {
+        gaps += last >= 0 ? (now - last + 255) % 256 : 0;
+        last = now;
+      }
+      seen = now;
       std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
-    cost[theirs] = program.processorSeconds() - before;
+    cost[ours] = (subject.program().processorSeconds() - before) * 100 / kSeconds;
+    leftOut[ours] = gaps;
   }
-  row("processor time of playback", cost[0] * 100 / kSeconds, cost[1] * 100 / kSeconds, 1.5,
-      "percent of one processor, 1280x720 in software");
-  std::printf("%-44s %9d %9d          of %d pictures in %g s\n", "pictures seen on screen", shown[0], shown[1],
-              static_cast<int>(kSeconds * 60), kSeconds);
+  report_.ratio("processor time of playback, 1280x720", "%", cost[true], cost[false], 1.5);
+  report_.figure("pictures dropped in playback on screen", "of 600", leftOut[true], leftOut[false], 0);
 }
 
-void Bench::paused() const {
-  double cost[2] = {};
-  for (const int theirs : {0, 1}) {
-    const auto screen = VirtualScreen::start();
-    Program program(theirs ? mpv(minute, true) : ours(minute), screen->display());
-    waitUntil([&] { return pictureOnScreen(*screen) >= 0; }, 10);
+void Bench::paused() {
+  double cost[2] = {NAN, NAN};
+  for (const bool ours : {true, false}) {
+    const Run subject = run(ours, minute_, true);
+    if (std::isnan(subject.waitForFirstPicture())) continue;
     sleepFor(3);
-    const double before = program.processorSeconds();
+    const double before = subject.program().processorSeconds();
     sleepFor(10);
-    cost[theirs] = program.processorSeconds() - before;
+    cost[ours] = (subject.program().processorSeconds() - before) * 1000;
   }
-  std::printf("%-44s %9.2f %9.2f          (0)  s of processor time in 10 s\n", "paused", cost[0], cost[1]);
+  report_.figure("processor time in 10 s of pause", "ms", cost[true], cost[false], 0);
 }
 
-void Bench::memory() const {
-  for (const std::string& movie : {minute, hour}) {
-    Program::Memory used[2];
-    for (const int theirs : {0, 1}) {
-      const auto screen = VirtualScreen::start();
-      Program program(theirs ? mpv(movie, false) : ours(movie), screen->display());
-      waitUntil([&] { return pictureOnScreen(*screen) >= 0; }, 10);
-      if (!theirs) {
-        sleepFor(1);
-        Pointer pointer(*screen);
-        pointer.move(VirtualScreen::kWidth / 2, VirtualScreen::kHeight / 2);
-        pointer.press();
-        pointer.release();
-        sleepFor(0.2);
-      }
+void Bench::memory() {
+  double used[2][2] = {{NAN, NAN}, {NAN, NAN}};
+  for (const bool hour : {false, true}) {
+    for (const bool ours : {true, false}) {
+      const Run subject = run(ours, hour ? hour_ : minute_, false);
+      if (!subject.play()) continue;
       sleepFor(5);
-      used[theirs] = program.memory();
+      used[hour][ours] = subject.program().memory().proportional;
     }
-    const char* length = movie == minute ? "one minute" : "one hour";
-    std::printf(
-        "memory while playing, %-22s %9.1f %9.1f %7.2f  (at most 250)  MB, shared pages divided; resident: %.1f "
-        "and %.1f\n",
-        length, used[0].proportional, used[1].proportional, used[0].proportional / used[1].proportional,
-        used[0].resident, used[1].resident);
+    report_.figure(std::string("memory while playing, ") + (hour ? "hour" : "minute"), "MB", used[hour][true],
+                   used[hour][false], 250);
   }
+  // The same, within what the index of an hour takes.
+  report_.figure("memory, hour over minute", "times", used[true][true] / used[false][true],
+                 used[true][false] / used[false][false], 1.1);
 }
 
 }  // namespace
@@ -245,16 +277,7 @@ int main(int argc, char* argv[]) {
     std::fprintf(stderr, "usage: bench_program ZEVANTI MINUTE-RECORDING HOUR-RECORDING\n");
     return 2;
   }
-  if (!VirtualScreen::start()) {
-    std::fprintf(stderr, "Xvfb can't be started\n");
-    return 1;
-  }
-  std::setvbuf(stdout, nullptr, _IOLBF, 0);
-  const Bench bench{argv[1], argv[2], argv[3]};
-  std::printf("%-44s %9s %9s %7s\n", "", "zevanti", "mpv", "ratio");
-  bench.start();
-  bench.drag();
-  bench.playback();
-  bench.paused();
-  bench.memory();
+  Bench bench(argv[1], argv[2], argv[3]);
+  bench.all();
+  return bench.finish();
 }

@@ -1,5 +1,6 @@
 // A full strip of thumbnails, measured against the same done with what is installed:
 // bench_thumbnails FOLDER, with the recordings minute.mp4 and hour.mp4 of tests/data/make_recordings.sh --bench.
+#include "bench/Report.h"
 #include "platform/AVFoundation/AVAssetImageGenerator.h"
 #include "platform/Dispatch/dispatch.h"
 #include "platform/backends/ffmpeg/MovieInput.h"
@@ -91,10 +92,6 @@ void installedThumbnailer(const std::string& path, double length) {
   }
 }
 
-void report(const char* what, double value, const char* goal, bool met) {
-  std::printf("%-58s %7.2f   %s %s\n", what, value, goal, met ? "" : "  MISSED");
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -110,13 +107,12 @@ int main(int argc, char** argv) {
   const double bare = median([&] { bareDecoding(minute, 60); });
   const double bareHour = median([&] { bareDecoding(hour, 3600); });
   const double installed = seconds([&] { installedThumbnailer(minute, 60); });
-  std::printf("%d thumbnails, %d pixels high, 1920 x 1080, 60 frames a second; medians of %d runs\n", kThumbnails,
+  std::printf("%d thumbnails, %d pixels high, of 1920 x 1080 at 60 a second; medians of %d runs\n", kThumbnails,
               kHeight, kRuns);
-  std::printf("one minute %.3f s, one hour %.3f s; bare decoding %.3f s, %.3f s; ffmpegthumbnailer %.2f s\n", ours,
-              oursHour, bare, bareHour, installed);
-  report("faster than ffmpegthumbnailer, times", installed / ours, "goal: at least 5", installed / ours >= 5);
-  report("time over bare decoding, minute", ours / bare, "goal: at most 1.5", ours / bare <= 1.5);
-  report("time over bare decoding, hour", oursHour / bareHour, "goal: at most 1.5", oursHour / bareHour <= 1.5);
-  report("hour over minute", oursHour / ours, "goal: at most 3", oursHour / ours <= 3);
-  return 0;
+  Report report("other");
+  report.ratio("strip, minute; ffmpegthumbnailer", "s", ours, installed, 5, true);
+  report.ratio("strip, minute; bare decoding", "s", ours, bare, 1.5);
+  report.ratio("strip, hour; bare decoding", "s", oursHour, bareHour, 1.5);
+  report.ratio("strip, hour; strip, minute", "s", oursHour, ours, 3);
+  return report.finish();
 }
