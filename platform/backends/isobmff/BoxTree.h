@@ -1,0 +1,30 @@
+#pragma once
+
+#include "platform/backends/isobmff/BoxParser.h"
+#include "platform/backends/isobmff/Movie.h"
+
+namespace isobmff {
+
+/// Copies boxes into the tree that the writer puts into the new file.
+///
+/// Of each box that there can be one of (mvhd, tkhd, edts, mdia, mdhd, minf, stbl, the tables, ...) the first is kept.
+/// Left out: mvex, and what numbers samples or points into the file in ways that a cut would have to follow, which no
+/// common file has and players do without (saiz, saio, senc, subs, stsh, stdp, padb, csgp). Tables that Track holds
+/// are kept without their content.
+class BoxTree {
+ public:
+  static constexpr std::size_t maximumBoxes = 100'000;
+
+  /// A trak box. Throws ReadFailure for too many boxes.
+  Box copyTrack(const BoxView& trak) { return copy(trak, 1); }
+  /// Any other box of moov, as it is.
+  Box copyOpaque(const BoxView& box);
+
+ private:
+  Box copy(const BoxView& box, int depth);
+  void count();
+
+  std::size_t boxes_ = 0;
+};
+
+}  // namespace isobmff
