@@ -26,6 +26,9 @@ struct TrackPlan {
   std::optional<std::uint32_t> lastShown;   ///< of the last one in presentation order
 };
 
+/// Whether a track can't stand in a cut: streaming hints, which speak of the old file's packets. Its plan stays empty.
+bool isLeftOut(const Track& track);
+
 /// What a new file with a range of a movie consists of, worked out before the first byte is written.
 struct CutPlan {
   std::uint32_t timescale = 0;    ///< of the movie; fine enough for every track's ticks wherever 32 bits allow it

@@ -1,0 +1,187 @@
+#include "platform/AVFoundation/AVError.h"
+#include "platform/backends/isobmff/CutPlan.h"
+#include "platform/backends/isobmff/TrackCut.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numeric>
+
+namespace isobmff {
+
+namespace {
+
+constexpr std::uint64_t kMaximum31 = std::numeric_limits<std::int32_t>::max();
+
+NSErrorPtr failure(int code, const std::string& text) {
+  return std::make_shared<const NSError>(AVFoundationErrorDomain, code, text);
+}
+
+bool isProtected(FourCC format) {
+  constexpr FourCC kFormats[] = {fourCC("encv"), fourCC("enca"), fourCC("enct"), fourCC("encs"), fourCC("encm"),
+                                 fourCC("encu"), fourCC("drmi"), fourCC("drms"), fourCC("drmt")};
+  return std::find(std::begin(kFormats), std::end(kFormats), format) != std::end(kFormats);
+}
+
+class CutPlanner {
+ public:
+  CutPlanner(const Movie& movie, int descriptor, const std::string& name)
+      : movie_(movie), descriptor_(descriptor), name_(name) {}
+
+  std::unique_ptr<CutPlan> plan(CMTimeRange range, NSErrorPtr* error);
+
+ private:
+  NSErrorPtr examine() const;
+  NSErrorPtr limit(CMTimeRange range, CutPlan& plan);
+  CutOutcome cutTrack(std::size_t index, TrackCut& cut) const;
+  std::uint32_t chooseTimescale() const;
+  void placeEdits(CutPlan& plan);
+
+  const Movie& movie_;
+  const int descriptor_;
+  const std::string& name_;
+
+  std::vector<PlayerTimeline> timelines_;  // one for each track
+  double start_ = 0, end_ = 0;             // of the range, on the movie's timeline, in seconds
+  std::vector<TrackCut> cuts_;             // one for each track
+};
+
+NSErrorPtr CutPlanner::examine() const {
+  for (const Track& track : movie_.tracks) {
+    if (isLeftOut(track)) continue;
+    if (std::any_of(track.formats.begin(), track.formats.end(), isProtected)) {
+      return failure(AVErrorExportFailed, "“" + name_ + "” is copy-protected and can't be trimmed.");
+    }
+    if (!track.selfContained) {
+      return failure(AVErrorExportFailed,
+                     "“" + name_ + "” has its pictures or sound in another file and can't be trimmed.");
+    }
+  }
+  return nullptr;
+}
+
+NSErrorPtr CutPlanner::limit(CMTimeRange range, CutPlan& plan) {
+  if (!range.start.isValid() || !range.duration.isValid() || range.start.value < 0 || range.duration.value <= 0) {
+    return failure(AVErrorInvalidTimeRange, "There is nothing between the two ends of the selection.");
+  }
+  double zero = std::numeric_limits<double>::infinity(), end = 0;
+  for (std::size_t i = 0; i < movie_.tracks.size(); ++i) {
+    if (!isPlayed(movie_.tracks[i]) || timelines_[i].segments().empty()) continue;
+    zero = std::min(zero, timelines_[i].start());
+    end = std::max(end, timelines_[i].end());
+  }
+  const double from = CMTimeGetSeconds(range.start), length = CMTimeGetSeconds(range.duration);
+  if (!(zero < end) || from >= end - zero) {
+    return failure(AVErrorInvalidTimeRange, "The selection lies behind the end of “" + name_ + "”.");
+  }
+  start_ = zero + from;
+  end_ = std::min(start_ + length, end);
+  plan.sourceStart = range.start;
+  plan.sourceEnd = CMTimeMakeWithSeconds(end_ - zero, 1'000'000);
+  return nullptr;
+}
+
+CutOutcome CutPlanner::cutTrack(std::size_t index, TrackCut& cut) const {
+  const Track& track = movie_.tracks[index];
+  const bool visual = isVisual(track);
+  const std::vector<MediaRange> ranges = mediaRanges(timelines_[index], visual, start_, end_);
+  if (ranges.empty()) return CutOutcome::Empty;
+  if (track.handler == fourCC("soun")) return cutSound(track, ranges, soundFormat(movie_, index), cut);
+  const bool dependent = std::any_of(track.runs.begin(), track.runs.end(),
+                                     [](const SampleRun& run) { return !run.sync || run.compositionOffset != 0; });
+  if (visual || dependent) return cutPictures(track, ranges, DecodingStart(movie_, index, descriptor_), cut);
+  return cutStandAlone(track, ranges, track.handler == fourCC("tmcd"), cut);
+}
+
+/// The least common multiple of the tracks' scales; of as many as 31 bits hold, pictures first.
+std::uint32_t CutPlanner::chooseTimescale() const {
+  std::uint64_t scale = 1;
+  const auto include = [&](std::uint32_t other) {
+    const std::uint64_t multiple = std::lcm<std::uint64_t>(scale, other);
+    if (other > 0 && multiple <= kMaximum31) scale = multiple;
+  };
+  for (const char* handler : {"vide", "soun", ""}) {
+    for (std::size_t i = 0; i < cuts_.size(); ++i) {
+      if (!*handler || toString(movie_.tracks[i].handler) == handler) include(cuts_[i].plan.timescale);
+    }
+  }
+  // A movie of tracks with huge odd scales still wants a fine one.
+  while (scale < 10'000) scale *= 2;
+  return std::uint32_t(scale);
+}
+
+/// Edit lists and durations in ticks of the movie's scale.
+void CutPlanner::placeEdits(CutPlan& plan) {
+  for (TrackCut& cut : cuts_) {
+    std::uint64_t at = 0;
+    for (const TrackEdit& edit : cut.edits) {
+      const auto start = std::uint64_t(std::llround(edit.showAt * plan.timescale));
+      // Neighbours that rounding has parted belong together.
+      if (start > at && (at == 0 || start - at > plan.timescale / 1000)) {
+        cut.plan.edits.push_back({start - at, -1});
+        at = start;
+      }
+      const long double ticks = static_cast<long double>(edit.duration) * plan.timescale / cut.plan.timescale;
+      const auto duration = std::max<std::uint64_t>(std::uint64_t(ticks + 0.5L), 1);
+      cut.plan.edits.push_back({duration, edit.mediaTime});
+      at += duration;
+    }
+    cut.plan.duration = at;
+    plan.duration = std::max(plan.duration, at);
+  }
+  for (TrackCut& cut : cuts_) {
+    if (cut.edits.empty()) {
+      cut.plan.edits = {{plan.duration, -1}};
+      cut.plan.duration = plan.duration;
+    }
+    plan.tracks.push_back(std::move(cut.plan));
+  }
+}
+
+std::unique_ptr<CutPlan> CutPlanner::plan(CMTimeRange range, NSErrorPtr* error) {
+  const auto fail = [error](NSErrorPtr reason) {
+    if (error) *error = std::move(reason);
+    return nullptr;
+  };
+  auto plan = std::make_unique<CutPlan>();
+  if (NSErrorPtr reason = examine()) return fail(std::move(reason));
+  for (const Track& track : movie_.tracks) timelines_.emplace_back(movie_, track);
+  if (NSErrorPtr reason = limit(range, *plan)) return fail(std::move(reason));
+
+  bool anything = false;
+  for (std::size_t i = 0; i < movie_.tracks.size(); ++i) {
+    TrackCut& cut = cuts_.emplace_back();
+    cut.plan.timescale = movie_.tracks[i].timescale;
+    if (isLeftOut(movie_.tracks[i])) continue;
+    switch (cutTrack(i, cut)) {
+      case CutOutcome::Done:
+        anything = anything || isPlayed(movie_.tracks[i]);
+        break;
+      case CutOutcome::Empty:
+        cut = TrackCut();
+        cut.plan.timescale = movie_.tracks[i].timescale;
+        break;
+      case CutOutcome::Overflow:
+        return fail(failure(AVErrorExportFailed, "The times in “" + name_ + "” are too large for a trimmed copy."));
+    }
+  }
+  if (!anything) {
+    return fail(failure(AVErrorInvalidTimeRange, "“" + name_ + "” holds nothing in the selection."));
+  }
+  plan->timescale = chooseTimescale();
+  placeEdits(*plan);
+  return plan;
+}
+
+}  // namespace
+
+bool isLeftOut(const Track& track) {
+  return track.handler == fourCC("hint");
+}
+
+std::unique_ptr<CutPlan> planCut(const Movie& movie, int descriptor, CMTimeRange range, const std::string& displayName,
+                                 NSErrorPtr* error) {
+  return CutPlanner(movie, descriptor, displayName).plan(range, error);
+}
+
+}  // namespace isobmff

@@ -1,0 +1,190 @@
+#include "platform/backends/isobmff/IndexWriter.h"
+
+#include "platform/backends/isobmff/BoxParser.h"
+
+#include <algorithm>
+#include <limits>
+#include <optional>
+
+namespace isobmff {
+
+namespace {
+
+constexpr std::uint64_t kMaximum32 = std::numeric_limits<std::uint32_t>::max();
+
+void copyBox(const Box& box, ByteWriter& out) {
+  const std::size_t start = out.begin(box.type);
+  out.append(box.payload);
+  for (const Box& child : box.children) copyBox(child, out);
+  out.end(start);
+}
+
+/// Where a header keeps its length. The fields of mvhd, tkhd and mdhd differ in what stands before it.
+struct HeaderFields {
+  std::size_t between = 0;  ///< bytes from the modification date to the duration: a scale, or an identifier and a gap
+  std::optional<std::uint32_t> timescale;
+  std::uint64_t duration = 0;
+};
+
+/// Copies a header with a new length and scale. It stays in the narrow version 0 unless the dates of the source or the
+/// new length don't fit.
+void copyHeader(const Box& box, const HeaderFields& fields, ByteWriter& out) {
+  const Bytes& in = box.payload;
+  const bool wasWide = !in.empty() && in[0] == 1;
+  const std::size_t date = wasWide ? 8 : 4;
+  const std::size_t tail = 4 + 2 * date + fields.between + date;
+  if (in.size() < tail) return copyBox(box, out);  // the reader takes no such file
+  const auto dateAt = [&](std::size_t at) { return wasWide ? loadU64(&in[at]) : loadU32(&in[at]); };
+  const std::uint64_t created = dateAt(4), modified = dateAt(4 + date);
+  // All ones in the narrow version mean that the length is not known.
+  const bool wide = fields.duration >= kMaximum32 || created > kMaximum32 || modified > kMaximum32;
+
+  const std::size_t start = out.begin(box.type, wide ? 1 : 0, loadU32(in.data()) & 0xFFFFFF);
+  const auto put = [&](std::uint64_t value) {
+    if (wide)
+      out.u64(value);
+    else
+      out.u32(std::uint32_t(value));
+  };
+  put(created);
+  put(modified);
+  if (fields.timescale)
+    out.u32(*fields.timescale);
+  else
+    out.append(&in[4 + 2 * date], fields.between);
+  put(fields.duration);
+  out.append(in.data() + tail, in.size() - tail);
+  out.end(start);
+}
+
+}  // namespace
+
+IndexWriter::IndexWriter(const Movie& movie, const CutPlan& plan, const MediaLayout& layout, bool wide)
+    : movie_(movie), plan_(plan), layout_(layout), wide_(wide) {}
+
+void IndexWriter::write(Bytes& bytes) {
+  ByteWriter out(bytes);
+  places_.clear();
+  const std::size_t start = out.begin(movie_.moov.type);
+  for (std::size_t i = 0; i < movie_.moov.children.size(); ++i) {
+    const Box& child = movie_.moov.children[i];
+    const auto track = std::find(movie_.trackBoxes.begin(), movie_.trackBoxes.end(), i);
+    if (track != movie_.trackBoxes.end()) {
+      const auto index = std::size_t(track - movie_.trackBoxes.begin());
+      if (!isLeftOut(movie_.tracks[index])) writeTrack(child, index, out);
+    } else if (child.type == fourCC("mvhd")) {
+      copyHeader(child, {4, plan_.timescale, plan_.duration}, out);
+    } else {
+      copyBox(child, out);
+    }
+  }
+  out.end(start);
+}
+
+void IndexWriter::writeTrack(const Box& box, std::size_t track, ByteWriter& out) {
+  const std::size_t start = out.begin(box.type);
+  const bool hasPlace = std::any_of(box.children.begin(), box.children.end(),
+                                    [](const Box& child) { return child.type == fourCC("edts"); });
+  bool edited = false;
+  for (const Box& child : box.children) {
+    if (!edited && (child.type == fourCC("edts") || (!hasPlace && child.type == fourCC("mdia")))) {
+      writeEdits(plan_.tracks[track], out);
+      edited = true;
+    }
+    if (child.type == fourCC("tkhd"))
+      copyHeader(child, {8, std::nullopt, plan_.tracks[track].duration}, out);
+    else if (child.type == fourCC("tref"))
+      writeReferences(child, out);
+    else if (child.type == fourCC("mdia"))
+      writeChildren(child, track, out);
+    else if (child.type != fourCC("edts"))
+      copyBox(child, out);
+  }
+  out.end(start);
+}
+
+/// mdia and minf, down to the sample table.
+void IndexWriter::writeChildren(const Box& box, std::size_t track, ByteWriter& out) {
+  const TrackPlan& plan = plan_.tracks[track];
+  const std::size_t start = out.begin(box.type);
+  for (const Box& child : box.children) {
+    if (child.type == fourCC("mdhd")) {
+      copyHeader(child, {4, plan.timescale, std::uint64_t(plan.mediaDuration)}, out);
+    } else if (child.type == fourCC("minf")) {
+      writeChildren(child, track, out);
+    } else if (child.type == fourCC("stbl")) {
+      places_.push_back(SampleTableWriter(movie_.tracks[track], plan, layout_, wide_, out).write(child));
+    } else {
+      copyBox(child, out);
+    }
+  }
+  out.end(start);
+}
+
+/// References to tracks that are left out go with them.
+void IndexWriter::writeReferences(const Box& box, ByteWriter& out) const {
+  const auto isGone = [this](std::uint32_t identifier) {
+    return std::any_of(movie_.tracks.begin(), movie_.tracks.end(),
+                       [identifier](const Track& track) { return track.identifier == identifier && isLeftOut(track); });
+  };
+  if (std::none_of(movie_.tracks.begin(), movie_.tracks.end(), isLeftOut)) return copyBox(box, out);
+  Bytes kept;
+  ByteWriter list(kept);
+  try {
+    BoxParser kinds(box.payload);
+    while (const auto kind = kinds.next()) {
+      const std::size_t start = list.begin(kind->type);
+      for (std::size_t at = 0; at + 4 <= kind->payload.size(); at += 4) {
+        const std::uint32_t identifier = loadU32(kind->payload.data() + at);
+        if (!isGone(identifier)) list.u32(identifier);
+      }
+      if (list.size() == start + 8)
+        kept.resize(start);
+      else
+        list.end(start);
+    }
+  } catch (const ReadFailure&) {
+    return;  // damaged references are worth nothing
+  }
+  if (kept.empty()) return;
+  const std::size_t start = out.begin(box.type);
+  out.append(kept);
+  out.end(start);
+}
+
+void IndexWriter::writeEdits(const TrackPlan& plan, ByteWriter& out) const {
+  if (plan.edits.empty()) return;
+  const bool wide = std::any_of(plan.edits.begin(), plan.edits.end(), [](const EditSegment& edit) {
+    return edit.duration > kMaximum32 || edit.mediaTime > std::numeric_limits<std::int32_t>::max();
+  });
+  const std::size_t container = out.begin(fourCC("edts"));
+  const std::size_t start = out.begin(fourCC("elst"), wide ? 1 : 0);
+  out.u32(std::uint32_t(plan.edits.size()));
+  for (const EditSegment& edit : plan.edits) {
+    if (wide) {
+      out.u64(edit.duration);
+      out.u64(std::uint64_t(edit.mediaTime));
+    } else {
+      out.u32(std::uint32_t(edit.duration));
+      out.u32(std::uint32_t(edit.mediaTime));
+    }
+    out.u32(0x10000);  // at the usual speed
+  }
+  out.end(start);
+  out.end(container);
+}
+
+void IndexWriter::placeMedia(Bytes& bytes, std::uint64_t offset) const {
+  ByteWriter out(bytes);
+  for (const ChunkOffsets& place : places_) {
+    for (std::uint32_t i = 0; i < place.count; ++i) {
+      const std::size_t at = place.position + std::size_t(i) * (wide_ ? 8 : 4);
+      if (wide_)
+        out.setU64(at, loadU64(&bytes[at]) + offset);
+      else
+        out.setU32(at, std::uint32_t(loadU32(&bytes[at]) + offset));
+    }
+  }
+}
+
+}  // namespace isobmff

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "platform/backends/isobmff/CutPlan.h"
+#include "platform/backends/isobmff/DecodingStart.h"
+#include "platform/backends/isobmff/PlayerTimeline.h"
+#include "platform/backends/isobmff/SoundFormat.h"
+
+#include <vector>
+
+namespace isobmff {
+
+/// A part of a track's media that belongs into the cut.
+struct MediaRange {
+  double showAt = 0;           ///< seconds from the cut's start
+  double from = 0, to = 0;     ///< media time, in seconds
+  std::int64_t firstTick = 0;  ///< samples that are presented earlier are not shown, even if they last until `from`
+  std::int64_t endTick = 0;
+};
+
+/// An entry of the new edit list.
+struct TrackEdit {
+  double showAt = 0;           ///< seconds from the cut's start
+  std::int64_t mediaTime = 0;  ///< in the track's new ticks
+  std::int64_t duration = 0;   ///< the same
+};
+
+/// One track of the new file, before the movie's time scale is known.
+struct TrackCut {
+  TrackPlan plan;  ///< without edits and duration
+  std::vector<TrackEdit> edits;
+};
+
+enum class CutOutcome {
+  Done,
+  Empty,     ///< nothing is shown in the ranges
+  Overflow,  ///< the times do not fit into a file
+};
+
+/// What of a track is shown in the cut, in the order of showing. `start` and `end` are on the movie's timeline. For a
+/// visual track that is over before the cut begins it is the last picture, which stays on screen.
+std::vector<MediaRange> mediaRanges(const PlayerTimeline& timeline, bool visual, double start, double end);
+
+/// For pictures, and for everything else that has samples from which decoding can't start.
+CutOutcome cutPictures(const Track& track, const std::vector<MediaRange>& ranges, const DecodingStart& decoding,
+                       TrackCut& cut);
+/// For sound: exact to the sample, with the packets before that the decoder needs.
+CutOutcome cutSound(const Track& track, const std::vector<MediaRange>& ranges, const SoundFormat& format,
+                    TrackCut& cut);
+/// For text and the like, where each sample stands alone. `verbatim`: the samples' times matter and stay (timecode).
+CutOutcome cutStandAlone(const Track& track, const std::vector<MediaRange>& ranges, bool verbatim, TrackCut& cut);
+
+}  // namespace isobmff

@@ -1,0 +1,179 @@
+#include "platform/backends/isobmff/PictureTimes.h"
+#include "platform/backends/isobmff/TrackCut.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <optional>
+
+namespace isobmff {
+
+namespace {
+
+constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
+/// Pictures of a cut are held one by one; this many are ten hours at 450 a second.
+constexpr std::uint64_t kMaximumPictures = 1 << 24;
+
+SampleRun sampleOf(const SampleRun& run, std::uint32_t position) {
+  SampleRun sample = run;
+  sample.count = 1;
+  sample.index += position;
+  sample.offset += std::uint64_t(position) * run.size;
+  sample.decodeTime += std::int64_t(position) * run.duration;
+  return sample;
+}
+
+/// Calls `visit` with each sample by itself, in decode order, until it returns false.
+template <class Visit>
+void forEachSample(const std::vector<SampleRun>& runs, std::uint32_t firstIndex, Visit visit) {
+  auto run = std::upper_bound(runs.begin(), runs.end(), firstIndex,
+                              [](std::uint32_t index, const SampleRun& candidate) { return index < candidate.index; });
+  if (run != runs.begin()) --run;
+  for (; run != runs.end(); ++run) {
+    if (run->count == 1) {
+      if (run->index >= firstIndex && !visit(*run)) return;
+      continue;
+    }
+    for (std::uint32_t i = firstIndex > run->index ? firstIndex - run->index : 0; i < run->count; ++i) {
+      if (!visit(sampleOf(*run, i))) return;
+    }
+  }
+}
+
+class VideoCut {
+ public:
+  VideoCut(const Track& track, const std::vector<MediaRange>& ranges, const DecodingStart& decoding)
+      : track_(track), ranges_(ranges), decoding_(decoding) {}
+
+  CutOutcome run(TrackCut& cut);
+
+ private:
+  bool findShown();
+  std::uint32_t decodingStart() const;
+
+  const Track& track_;
+  const std::vector<MediaRange>& ranges_;
+  const DecodingStart& decoding_;
+
+  const MediaRange* earliest_ = nullptr;  // of the ranges, by media time
+  double inPoint_ = 0, outPoint_ = 0;     // media time in seconds, over all ranges
+  std::uint32_t firstShown_ = 0;          // index of the picture on screen at the in-point
+  std::int64_t firstShownTime_ = 0;       // when it is presented in the source
+  std::uint32_t lastShown_ = 0, lastNeeded_ = 0;
+};
+
+/// The first and the last picture shown, and the last one needed in decode order.
+bool VideoCut::findShown() {
+  const double scale = track_.timescale;
+  const double from = (inPoint_ + PictureTimes::kTolerance) * scale;
+  const double until = std::max((outPoint_ - PictureTimes::kTolerance) * scale, inPoint_ * scale);
+  std::int64_t best = -kNever, next = kNever, last = -kNever;
+  std::uint32_t bestIndex = 0, nextIndex = 0;
+  bool any = false;
+  forEachSample(track_.runs, 0, [&](const SampleRun& sample) {
+    const std::int64_t time = sample.presentationTime();
+    if (time < earliest_->firstTick) return true;
+    if (double(time) <= from) {
+      if (time > best) best = time, bestIndex = sample.index;
+    } else if (double(time) < until) {
+      if (time < next) next = time, nextIndex = sample.index;
+    } else {
+      return true;
+    }
+    any = true;
+    lastNeeded_ = sample.index;
+    if (time > last) last = time, lastShown_ = sample.index;
+    return true;
+  });
+  if (!any) return false;
+  firstShown_ = best != -kNever ? bestIndex : nextIndex;
+  firstShownTime_ = best != -kNever ? best : next;
+  lastNeeded_ = std::max(lastNeeded_, firstShown_);
+  if (best != -kNever && last <= best) lastShown_ = firstShown_;
+  return true;
+}
+
+/// The last sample from which everything that is shown can be decoded.
+std::uint32_t VideoCut::decodingStart() const {
+  std::vector<std::uint32_t> candidates;
+  std::int64_t latestBefore = -kNever;  // presentation time of all samples before
+  forEachSample(track_.runs, 0, [&](const SampleRun& sample) {
+    const std::int64_t time = sample.presentationTime();
+    // What is decoded before a key picture is presented before it too. Where it isn't, go further back.
+    if ((sample.sync || sample.partialSync) && time <= firstShownTime_ && latestBefore < firstShownTime_) {
+      candidates.push_back(sample.index);
+    }
+    latestBefore = std::max(latestBefore, time);
+    return sample.index < firstShown_;
+  });
+  // A look into the file for each, but not for ever.
+  for (std::size_t tries = 0; tries < 256 && !candidates.empty(); ++tries) {
+    const std::uint32_t candidate = candidates.back();
+    std::uint32_t needed = 0;
+    forEachSample(track_.runs, candidate, [&](const SampleRun& sample) {
+      needed = decoding_.samplesUntilWhole(sample);
+      return false;
+    });
+    if (needed <= firstShown_ - candidate) return candidate;
+    candidates.pop_back();
+  }
+  return 0;
+}
+
+CutOutcome VideoCut::run(TrackCut& cut) {
+  earliest_ = &*std::min_element(ranges_.begin(), ranges_.end(),
+                                 [](const MediaRange& a, const MediaRange& b) { return a.from < b.from; });
+  inPoint_ = earliest_->from;
+  outPoint_ = inPoint_;
+  for (const MediaRange& range : ranges_) outPoint_ = std::max(outPoint_, range.to);
+  if (!findShown()) return CutOutcome::Empty;
+  const std::uint32_t start = decodingStart();
+
+  TrackPlan& plan = cut.plan;
+  if (std::uint64_t(lastNeeded_ - start) + 1 > kMaximumPictures) return CutOutcome::Overflow;
+  plan.runs.reserve(lastNeeded_ - start + 1);
+  forEachSample(track_.runs, start, [&](const SampleRun& sample) {
+    plan.runs.push_back(sample);
+    return sample.index < lastNeeded_;
+  });
+
+  PictureTimes times;
+  if (!times.assign(plan.runs, track_.timescale, {inPoint_, outPoint_, firstShownTime_})) return CutOutcome::Overflow;
+  plan.timescale = times.timescale();
+  plan.mediaDuration = times.mediaDuration();
+  plan.firstShown = firstShown_;
+  plan.lastShown = lastShown_;
+  for (const MediaRange& range : ranges_) {
+    const std::int64_t from = times.newTime(range.from);
+    const std::int64_t duration = times.newTime(range.to) - from;
+    if (duration > 0) cut.edits.push_back({range.showAt, from, duration});
+  }
+  return cut.edits.empty() ? CutOutcome::Empty : CutOutcome::Done;
+}
+
+}  // namespace
+
+std::vector<MediaRange> mediaRanges(const PlayerTimeline& timeline, bool visual, double start, double end) {
+  std::vector<MediaRange> ranges;
+  for (const ShownSegment& segment : timeline.segments()) {
+    const double from = std::max(start, segment.start), to = std::min(end, segment.end);
+    if (to <= from) continue;
+    ranges.push_back(
+        {from - start, segment.mediaTime(from), segment.mediaTime(to), segment.firstTick, segment.endTick});
+  }
+  if (ranges.empty() && visual && !timeline.segments().empty() && start >= timeline.end()) {
+    const std::int64_t last = timeline.lastTick();
+    const ShownSegment& segment = timeline.segments().back();
+    const double from = segment.mediaStart + double(last - segment.firstTick) * (segment.end - segment.start) /
+                                                 double(std::max<std::int64_t>(segment.endTick - segment.firstTick, 1));
+    ranges.push_back({0, from, from + (end - start), last, last + 1});
+  }
+  return ranges;
+}
+
+CutOutcome cutPictures(const Track& track, const std::vector<MediaRange>& ranges, const DecodingStart& decoding,
+                       TrackCut& cut) {
+  return ranges.empty() ? CutOutcome::Empty : VideoCut(track, ranges, decoding).run(cut);
+}
+
+}  // namespace isobmff
