@@ -52,7 +52,8 @@ class AVPlayer : public NSObject {
   /// The pictures of this player, for whatever shows them. Never null.
   const std::shared_ptr<AVVideoOutput>& videoOutput() const;
 
-  /// Pictures that should have been shown during playback but were not, since the item was opened (for measurements).
+  /// Pictures that should have been shown during playback but were not, since the item was opened (for measurements):
+  /// not decoded, not drawn in time, or replaced by the next one before anybody had fetched them (software rendering).
   long droppedFrameCount() const;
 
   /// How players are made in this process: whether sound goes to the person's sound server, and whether pictures are

@@ -52,6 +52,18 @@ class PlayerFixture : public testing::Test {
   static void runFor(double seconds) {
     dispatch_main::runUntil([] { return false; }, seconds);
   }
+  /// For what depends on the time that passes: a machine that stalls now and then spoils one attempt, a fault spoils
+  /// all. An attempt says what went wrong, and nothing when all went well.
+  static testing::AssertionResult succeedsOnce(const std::function<std::string()>& attempt, int attempts = 8) {
+    std::string last;
+    for (int i = 0; i < attempts; ++i) {
+      last = attempt();
+      if (last.empty()) {
+        return testing::AssertionSuccess();
+      }
+    }
+    return testing::AssertionFailure() << "in none of " << attempts << " attempts; in the last " << last;
+  }
 
   void seek(double seconds) { player->seekToTime(CMTimeMakeWithSeconds(seconds, player->currentTime().timescale)); }
   bool waitForSeek(double seconds = 20) {
@@ -62,6 +74,13 @@ class PlayerFixture : public testing::Test {
   std::optional<int> shown(int clockwiseQuarters = 0) const {
     const CGImageRef image = player->videoOutput()->copyFrame();
     return image ? frame_code::read(*image, clockwiseQuarters) : std::nullopt;
+  }
+  /// Whether that picture is on screen, or will be as soon as it has been drawn.
+  testing::AssertionResult shows(int number) {
+    if (waitUntil([&] { return shown() == number; }, 3)) {
+      return testing::AssertionSuccess();
+    }
+    return testing::AssertionFailure() << "on screen is " << shown().value_or(-1) << ", not " << number;
   }
   double time() const { return CMTimeGetSeconds(player->currentTime()); }
 

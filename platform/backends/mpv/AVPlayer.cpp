@@ -5,10 +5,10 @@
 #include "platform/backends/mpv/MpvCore.h"
 #include "platform/backends/mpv/MpvVideoOutput.h"
 #include "platform/backends/mpv/PlaybackClock.h"
+#include "platform/backends/mpv/PlaybackEnd.h"
 #include "platform/backends/mpv/PlayerEvents.h"
 #include "platform/backends/mpv/SeekCoordinator.h"
 #include "platform/backends/mpv/TimeObservers.h"
-#include "platform/backends/mpv/decimal.h"
 
 #include <algorithm>
 #include <chrono>
@@ -23,12 +23,7 @@ AVPlayer::Configuration& configuration() {
 
 constexpr std::int32_t nanoseconds = 1000000000;
 constexpr std::int32_t finestUsefulScale = 1000;
-constexpr double sameTime = 1e-5;
-// A picture that begins within this before a boundary counts as the boundary's own.
-constexpr double limitMargin = 0.0005;
-// What is left to play when the core says that it has reached the end, and need not be waited for.
-constexpr double negligible = 0.01;
-// The core names the picture that is on screen after a pause; a time further away lies within a long picture.
+// The core names the picture that is on screen after a pause; a time that is later by more lies within a long picture.
 constexpr double nearPicture = 0.1;
 
 constexpr std::uint64_t playReply = 1;
@@ -47,6 +42,7 @@ struct AVPlayer::Impl : std::enable_shared_from_this<Impl> {
   std::shared_ptr<MpvCore> core;
   std::shared_ptr<TimeObservers> observers;
   std::shared_ptr<SeekCoordinator> seeks;
+  std::shared_ptr<PlaybackEnd> end;
   PlaybackClock clock;
   AVPlayerActionAtItemEnd actionAtItemEnd = AVPlayerActionAtItemEnd::Pause;
 
@@ -54,7 +50,6 @@ struct AVPlayer::Impl : std::enable_shared_from_this<Impl> {
   bool opened = false;
   bool probed = false;
   std::int32_t timeScale = nanoseconds;
-  double duration = NAN;  // seconds; not a number until ready
 
   bool playing = false;        // what was asked for
   bool playConfirmed = false;  // the core has taken up the latest wish to play
@@ -62,12 +57,10 @@ struct AVPlayer::Impl : std::enable_shared_from_this<Impl> {
   std::chrono::steady_clock::time_point playedSince;  // the latest moment at which the core can have begun to play
   bool coreAtEnd = false;
   bool soundOpened = false;
-  std::optional<double> held;   // the target of a seek, until playback moves on
-  std::optional<double> limit;  // the boundary at which the core stops
-  bool stoppedAtLimit = false;
+  std::optional<double> held;  // the target of a seek, until playback moves on
+  bool stoppedAtBoundary = false;
   bool atEnd = false;
   double passedUpTo = 0;  // boundaries up to here have been dealt with
-  unsigned tail = 0;      // counts what makes a wait for the end of a long last picture pointless
 
   ~Impl();
   void open();
@@ -86,10 +79,9 @@ struct AVPlayer::Impl : std::enable_shared_from_this<Impl> {
   void startPlaying();
   void handSeek(double target);
   void updateClock();
-  void updateLimit();
-  void handleEnd();
-  void finishAtLimit();
-  void finishMovie();
+  void updateBoundary();
+  void finishAtBoundary();
+  void finishMovie(double at);
 };
 
 AVPlayer::Impl::~Impl() {
@@ -147,9 +139,10 @@ void AVPlayer::Impl::handleOpened(const MovieFacts& facts) {
   opened = true;
   std::unique_ptr<FrameLocator> locator;
   if (facts.videoStream >= 0) {
-    locator = std::make_unique<FrameLocator>(plainPath(item->asset()->URL()), facts.videoStream, facts.startTime);
+    locator = std::make_unique<FrameLocator>(item->asset()->readablePath(), facts.videoStream, facts.startTime);
   }
   seeks->start(core, mpvOutput, std::move(locator));
+  end->start(core);
   if (held) {
     handSeek(*held);
   }
@@ -172,7 +165,7 @@ void AVPlayer::Impl::becomeReady() {
     timeScale = tracks.front()->naturalTimeScale;
   }
   item->duration_ = item->asset()->duration();
-  duration = CMTimeGetSeconds(item->duration_);
+  end->setDuration(CMTimeGetSeconds(item->duration_));
   item->status_ = AVPlayerItemStatus::ReadyToPlay;
   item->didChangeValueForKey("status");
 }
@@ -243,22 +236,23 @@ void AVPlayer::Impl::handleNews(const PlayerNews& news) {
   if (news.time && !held) {
     if (clock.isRunning()) {
       clock.report(*news.time, news.timeKnown);
-    } else if (!playing && !stoppedAtLimit && !atEnd && std::abs(*news.time - clock.now()) < nearPicture) {
+    } else if (!playing && !stoppedAtBoundary && !atEnd && *news.time > clock.now() - nearPicture) {
       clock.jumpTo(*news.time);
     }
   }
   if (playing && playConfirmed && coreAtEnd && !seeks->isSeeking()) {
-    handleEnd();
+    end->handleCoreEnded();
   }
 }
 
 void AVPlayer::Impl::updateClock() {
   const bool running = playing && !coreIdle && !seeks->isSeeking();
+  mpvOutput->setCounting(running);
   if (running) {
     held.reset();  // the clock stands at it
     seeks->pictureMoved();
   }
-  if (!tail) {
+  if (!end->isWaiting()) {
     clock.setRunning(running, playedSince);
   }
 }
@@ -267,8 +261,8 @@ void AVPlayer::Impl::updateClock() {
 
 double AVPlayer::Impl::position() const {
   const double time = held ? *held : clock.now();
-  const double end = limit && playing ? *limit : duration;
-  return std::isnan(end) ? time : std::min(time, std::max(end, 0.0));
+  const double last = end->boundary() && playing ? *end->boundary() : end->duration();
+  return std::isnan(last) ? time : std::min(time, std::max(last, 0.0));
 }
 
 CMTime AVPlayer::Impl::currentTime() const {
@@ -280,10 +274,10 @@ void AVPlayer::Impl::seek(double target) {
     return;
   }
   target = std::max(target, 0.0);
-  if (!std::isnan(duration)) {
-    target = std::min(target, duration);
+  if (!std::isnan(end->duration())) {
+    target = std::min(target, end->duration());
   }
-  const bool pristine = !held && !playing && !stoppedAtLimit && !atEnd && clock.now() == 0;
+  const bool pristine = !held && !playing && !stoppedAtBoundary && !atEnd && clock.now() == 0;
   if (pristine && target == 0) {
     return;
   }
@@ -292,9 +286,9 @@ void AVPlayer::Impl::seek(double target) {
 }
 
 void AVPlayer::Impl::handSeek(double target) {
-  tail = 0;
+  end->cancel();
   held = target;
-  stoppedAtLimit = false;
+  stoppedAtBoundary = false;
   atEnd = false;
   passedUpTo = target;
   clock.setRunning(false);
@@ -302,7 +296,7 @@ void AVPlayer::Impl::handSeek(double target) {
   if (!opened) {
     return;
   }
-  updateLimit();
+  updateBoundary();
   playConfirmed = false;
   seeks->seek(target);
 }
@@ -325,14 +319,14 @@ void AVPlayer::Impl::startPlaying() {
   if (atEnd) {
     dispatch_async(dispatch_get_main_queue(), [weak = weak_from_this()] {
       if (const auto self = weak.lock(); self && self->playing && self->atEnd) {
-        self->finishMovie();
+        self->finishMovie(self->position());
       }
     });
     return;
   }
   passedUpTo = position();
-  updateLimit();
-  if (stoppedAtLimit) {
+  updateBoundary();
+  if (stoppedAtBoundary) {
     handSeek(position());
   }
   seeks->setPlaying(true);
@@ -344,7 +338,7 @@ void AVPlayer::Impl::pause() {
   }
   const double now = position();
   playing = false;
-  tail = 0;
+  end->cancel();
   if (opened) {
     core->setProperty("pause", true);
     seeks->setPlaying(false);
@@ -353,81 +347,39 @@ void AVPlayer::Impl::pause() {
   if (!held) {
     clock.jumpTo(now);
   }
-  updateLimit();
+  updateBoundary();
   observers->setRunning(false);
 }
 
-void AVPlayer::Impl::updateLimit() {
-  std::optional<double> next;
-  if (playing) {
-    next = observers->nextBoundary(passedUpTo);
-    // A boundary at the movie's end needs no stop of its own.
-    if (next && !std::isnan(duration) && *next >= duration - sameTime) {
-      next.reset();
-    }
+void AVPlayer::Impl::updateBoundary() {
+  if (opened) {
+    end->setBoundary(playing ? observers->nextBoundary(passedUpTo) : std::nullopt);
   }
-  if (next == limit || !opened) {
-    return;
-  }
-  limit = next;
-  core->setProperty("end", limit ? decimal(std::max(*limit - limitMargin, 0.0)) : "none");
 }
 
-// The core has stopped, because of the limit or at the end of the movie.
+// The end of playback.
 
-void AVPlayer::Impl::handleEnd() {
-  if (tail) {
-    return;
-  }
-  const double end = limit ? *limit : duration;
-  const double left = std::isnan(end) ? 0 : end - position();
-  static unsigned tails = 0;
-  tail = ++tails;
-  const auto finish = [weak = weak_from_this(), mine = tail] {
-    const auto self = weak.lock();
-    if (!self || self->tail != mine) {
-      return;
-    }
-    self->tail = 0;
-    if (self->limit) {
-      self->finishAtLimit();
-    } else {
-      self->finishMovie();
-    }
-  };
-  if (left <= negligible) {
-    finish();
-    return;
-  }
-  // The last picture stays on screen for longer than the core believes.
-  held.reset();
-  clock.setRunning(true);
-  dispatch_after(left, dispatch_get_main_queue(), finish);
-}
-
-void AVPlayer::Impl::finishAtLimit() {
+void AVPlayer::Impl::finishAtBoundary() {
   const double from = passedUpTo;
-  const double end = *limit;
+  const double boundary = *end->boundary();
   clock.setRunning(false);
-  clock.jumpTo(end);
+  clock.jumpTo(boundary);
   held.reset();
   seeks->pictureMoved();
-  stoppedAtLimit = true;
-  passedUpTo = end;
-  observers->passed(from, end);
-  if (playing && stoppedAtLimit) {
+  stoppedAtBoundary = true;
+  passedUpTo = boundary;
+  observers->passed(from, boundary);
+  if (playing && stoppedAtBoundary) {
     // Nobody paused: go on from there.
-    handSeek(end);
+    handSeek(boundary);
   }
 }
 
-void AVPlayer::Impl::finishMovie() {
+void AVPlayer::Impl::finishMovie(double at) {
   const double from = passedUpTo;
   clock.setRunning(false);
-  if (!std::isnan(duration)) {
-    clock.jumpTo(duration);
-    passedUpTo = duration;
-  }
+  clock.jumpTo(at);
+  passedUpTo = std::max(from, at);
   held.reset();
   seeks->pictureMoved();
   atEnd = true;
@@ -460,7 +412,7 @@ Strong<AVPlayer> AVPlayer::initWithPlayerItem(const Strong<AVPlayerItem>& item) 
                                                             },
                                                             [weak] {
                                                               if (const auto self = weak.lock()) {
-                                                                self->updateLimit();
+                                                                self->updateBoundary();
                                                               }
                                                             }});
   impl->seeks = std::make_shared<SeekCoordinator>(SeekCoordinator::Callbacks{[] {},
@@ -471,6 +423,32 @@ Strong<AVPlayer> AVPlayer::initWithPlayerItem(const Strong<AVPlayerItem>& item) 
                                                                                                          playReply);
                                                                                }
                                                                              }});
+  impl->end =
+      std::make_shared<PlaybackEnd>(PlaybackEnd::Source{[weak] {
+                                                          const auto self = weak.lock();
+                                                          return self ? self->position() : 0;
+                                                        },
+                                                        [weak](double time, FrameLocator::Completion completion) {
+                                                          if (const auto self = weak.lock()) {
+                                                            self->seeks->locate(time, std::move(completion));
+                                                          }
+                                                        }},
+                                    PlaybackEnd::Callbacks{[weak] {
+                                                             if (const auto self = weak.lock()) {
+                                                               self->held.reset();
+                                                               self->clock.setRunning(true);
+                                                             }
+                                                           },
+                                                           [weak] {
+                                                             if (const auto self = weak.lock()) {
+                                                               self->finishAtBoundary();
+                                                             }
+                                                           },
+                                                           [weak](double at) {
+                                                             if (const auto self = weak.lock()) {
+                                                               self->finishMovie(at);
+                                                             }
+                                                           }});
   item->clock_ = [weak] {
     const auto self = weak.lock();
     return self ? self->currentTime() : kCMTimeInvalid;
@@ -534,8 +512,11 @@ const std::shared_ptr<AVVideoOutput>& AVPlayer::videoOutput() const {
 }
 
 long AVPlayer::droppedFrameCount() const {
-  return impl_->core ? impl_->core->getLong("frame-drop-count", 0) + impl_->core->getLong("decoder-frame-drop-count", 0)
-                     : 0;
+  // Left out by the decoder, by the core as too late or not taken off its hands, by whoever shows them.
+  const long ofOutput = impl_->mpvOutput->untakenFrameCount();
+  return impl_->core ? impl_->core->getLong("frame-drop-count", 0) +
+                           impl_->core->getLong("decoder-frame-drop-count", 0) + ofOutput
+                     : ofOutput;
 }
 
 void AVPlayer::setConfiguration(Configuration newConfiguration) {

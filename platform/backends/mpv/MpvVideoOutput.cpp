@@ -43,11 +43,9 @@ MpvVideoOutput::MpvVideoOutput(bool openGL) : openGL_(openGL) {}
 
 MpvVideoOutput::~MpvVideoOutput() {
   detach();
-  if (context_) {
-    // Only with OpenGL whose owner went away without a word; its context is gone, and with it what is drawn there.
-    mpv_render_context_set_update_callback(context_, nullptr, nullptr);
-    mpv_render_context_free(context_);
-  }
+  // Something is left only with OpenGL whose owner went away without a word: its context is gone, and with it what is
+  // drawn there.
+  disconnect();
 }
 
 void MpvVideoOutput::attach(const std::shared_ptr<MpvCore>& core, const std::function<void(MpvCore&)>& ready) {
@@ -86,11 +84,8 @@ void MpvVideoOutput::detach() {
   const std::lock_guard connection(connectionMutex_);
   detached_ = true;
   ready_ = nullptr;
-  if (openGL_) {
-    if (!context_) {
-      core_.reset();
-    }
-    return;
+  if (openGL_ && context_) {
+    return;  // left to whoever draws: it can only be taken down with the OpenGL context current
   }
   {
     const std::lock_guard lock(mutex_);
@@ -101,12 +96,19 @@ void MpvVideoOutput::detach() {
   if (thread_.joinable()) {
     thread_.join();
   }
+  disconnect();
+}
+
+/// Takes the connection to the core down, and lets the core go if the player has.
+void MpvVideoOutput::disconnect() {
   if (context_) {
     mpv_render_context_set_update_callback(context_, nullptr, nullptr);
     mpv_render_context_free(context_);
     context_ = nullptr;
   }
-  core_.reset();
+  if (detached_) {
+    core_.reset();
+  }
 }
 
 void MpvVideoOutput::setSource(int width, int height, int rotation) {
@@ -139,6 +141,7 @@ void MpvVideoOutput::setFrameHandler(std::function<void()> handler) {
 
 CGImageRef MpvVideoOutput::copyFrame() {
   const std::lock_guard lock(mutex_);
+  frameTaken_ = true;
   return frame_;
 }
 
@@ -244,9 +247,25 @@ void MpvVideoOutput::publish(CGImageRef image, bool preview) {
       return;
     }
     frame_.swap(image);
+    if (!std::exchange(frameTaken_, false) && counting_) {
+      ++untaken_;
+    }
   }
   image.reset();
   callFrameHandler();
+}
+
+void MpvVideoOutput::setCounting(bool counting) {
+  const std::lock_guard lock(mutex_);
+  if (counting != counting_) {
+    counting_ = counting;
+    frameTaken_ = true;  // what was on screen before does not count
+  }
+}
+
+long MpvVideoOutput::untakenFrameCount() const {
+  const std::lock_guard lock(mutex_);
+  return untaken_;
 }
 
 bool MpvVideoOutput::beginPreview() {
@@ -347,13 +366,7 @@ void MpvVideoOutput::renderOpenGL(int framebuffer, int width, int height) {
 void MpvVideoOutput::stopOpenGL() {
   const std::lock_guard connection(connectionMutex_);
   getProcAddress_ = nullptr;
-  if (!openGL_ || !context_) {
-    return;
-  }
-  mpv_render_context_set_update_callback(context_, nullptr, nullptr);
-  mpv_render_context_free(context_);
-  context_ = nullptr;
-  if (detached_) {
-    core_.reset();
+  if (openGL_) {
+    disconnect();
   }
 }

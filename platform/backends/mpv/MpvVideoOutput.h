@@ -25,6 +25,10 @@ class MpvVideoOutput : public AVVideoOutput {
   /// 180 or 270). Nothing is drawn while it is unknown. Any thread.
   void setSource(int width, int height, int rotation);
 
+  /// While counting, pictures that are replaced before anybody has taken them are counted. Any thread.
+  void setCounting(bool counting);
+  long untakenFrameCount() const;
+
   // Pictures from elsewhere, while the core is on its way to them (software rendering only).
 
   /// From now on the core's pictures are held back. False when this output can't show others. Any thread.
@@ -50,6 +54,7 @@ class MpvVideoOutput : public AVVideoOutput {
   };
   void startSoftware();
   void connectOpenGL();
+  void disconnect();
   static void onUpdate(void* context);
   void renderLoop();
   Layout layout() const;
@@ -79,6 +84,9 @@ class MpvVideoOutput : public AVVideoOutput {
   bool haveFrame_ = false;  // the core has handed out a picture
   bool previewing_ = false;
   CGImageRef frame_;
+  bool frameTaken_ = true;
+  bool counting_ = false;
+  long untaken_ = 0;
 
   std::mutex handlerMutex_;
   std::function<void()> frameHandler_;

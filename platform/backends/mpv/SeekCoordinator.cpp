@@ -76,6 +76,14 @@ void SeekCoordinator::setPlaying(bool playing) {
   }
 }
 
+void SeekCoordinator::locate(double time, FrameLocator::Completion completion) {
+  if (locator_) {
+    locator_->locate(time, std::move(completion));
+  } else {
+    completion(std::nullopt);
+  }
+}
+
 void SeekCoordinator::locate() {
   if (locating_) {
     return;

@@ -42,6 +42,9 @@ class SeekCoordinator : public std::enable_shared_from_this<SeekCoordinator> {
     reached_.reset();
   }
 
+  /// Which picture is on screen at a time; nothing where there are no pictures. Answers on the main queue, or at once.
+  void locate(double time, FrameLocator::Completion completion);
+
   bool isSeeking() const { return target_.has_value(); }
 
   // The core's events, in their order. A seek is done when a picture is shown after the seek began after the command
