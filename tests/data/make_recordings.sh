@@ -45,6 +45,7 @@ aac="-c:a aac -b:a 96k"
 make basic.mp4 640 360 30 1800 -map 0 -map 1 $(h264 60 0) $aac
 make portrait.mp4 360 640 30 600 -map 0 -map 1 $(h264 60 0) $aac
 make bframes60.mp4 640 360 60 1200 -map 0 -map 1 $(h264 120 3) $aac
+make fast120.mp4 640 360 120 1200 -map 0 -map 1 $(h264 240 2) $aac
 make opengop.mp4 640 360 30 600 -map 0 -map 1 $(h264 60 3) -x264-params open-gop=1 $aac
 # A screen that stands still gives no pictures: gaps of 3 s (pictures 60 to 149) and 5 s (300 to 449), and odd times.
 make vfr.mp4 640 360 30 600 -map 0 -map 1 $(h264 60 0) $aac -fps_mode vfr -enc_time_base 1/90000 -video_track_timescale 90000 \

@@ -4,7 +4,9 @@
 #include <cmath>
 #include <cstdio>
 #include <functional>
+#include <mutex>
 #include <random>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -65,7 +67,7 @@ bool frameOfVariableRate(int n) {
 const Movie movies[] = {
     {"basic.mp4", everyFrame},        {"bframes60.mp4", everyFrame},  {"opengop.mp4", everyFrame},
     {"vfr.mp4", frameOfVariableRate}, {"video_only.mp4", everyFrame}, {"basic.mkv", everyFrame},
-    {"fragmented.mp4", everyFrame},
+    {"fragmented.mp4", everyFrame},   {"fast120.mp4", everyFrame},
 };
 
 class Seek : public PlayerFixture {};
@@ -79,7 +81,7 @@ TEST_F(Seek, ShowsTheFrameOnScreenAtTheTarget) {
     const std::vector<Frame> frames = framesOf(movie);
     ASSERT_GT(frames.size(), 200U);
     const double end = frames.back().begin;
-    std::vector<double> targets = {end + 0.01, 0.0, 2.0, 1.999, 2.001, 3.3, 5.9, 9.95};
+    std::vector<double> targets = {end + 0.004, 0.0, 2.0, 1.999, 2.001, 3.3, 5.9, 9.95};
     for (const std::size_t index : {119U, 120U, 121U, 7U}) {
       targets.push_back(frames[index].begin);  // exactly where a picture begins
     }
@@ -92,41 +94,67 @@ TEST_F(Seek, ShowsTheFrameOnScreenAtTheTarget) {
       const double ticked = time();  // the target as the time scale can say it
       EXPECT_NEAR(ticked, target, 0.0005);
       ASSERT_TRUE(waitForSeek()) << target;
-      EXPECT_EQ(shown(), expectedAt(frames, ticked)) << "at " << target;
+      EXPECT_TRUE(shows(expectedAt(frames, ticked))) << "at " << target;
       EXPECT_EQ(time(), ticked);
     }
     player.reset();
   }
 }
 
+TEST_F(Seek, StepsThroughEveryFrameOfAFastRecording) {
+  ASSERT_NO_FATAL_FAILURE(openReady("fast120.mp4"));
+  // Over the border between two groups, there and back, as the arrow keys do it.
+  std::vector<int> steps;
+  for (int number = 232; number <= 248; ++number) {
+    steps.push_back(number);
+  }
+  steps.insert(steps.end(), steps.rbegin(), steps.rend());
+  const std::int32_t scale = player->currentTime().timescale;
+  ASSERT_EQ(scale % 120, 0);
+  for (const int number : steps) {
+    player->seekToTime(CMTime{std::int64_t{number} * (scale / 120), scale});
+    ASSERT_TRUE(waitForSeek()) << number;
+    ASSERT_TRUE(shows(number));
+  }
+}
+
 TEST_F(Seek, ManySeeksEndAtTheLast) {
   ASSERT_NO_FATAL_FAILURE(openReady("bframes60.mp4"));
-  const auto start = std::chrono::steady_clock::now();
-  double target = 0;
+  const auto target = [](int i) { return std::fmod(i * 7.77, 19.9); };
+  auto start = std::chrono::steady_clock::now();
+  for (int i = 0; i < 20; ++i) {
+    seek(target(i));
+    ASSERT_TRUE(waitForSeek());
+  }
+  const auto twentySettled = std::chrono::steady_clock::now() - start;
+  start = std::chrono::steady_clock::now();
   for (int i = 0; i < 100; ++i) {
-    target = std::fmod(i * 7.77, 19.9);
-    seek(target);
+    seek(target(i));
     runFor(0.001);
   }
   ASSERT_TRUE(waitForSeek());
-  EXPECT_EQ(shown(), static_cast<int>(std::floor(target * 60 + 1e-6)));
-  // A hundred exact seeks would take a hundred times the decoding of a second.
-  EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 3.0);
+  EXPECT_TRUE(shows(static_cast<int>(std::floor(target(99) * 60 + 1e-6))));
+  // Carried out one by one they would take five times as long.
+  EXPECT_LT(std::chrono::steady_clock::now() - start, twentySettled * 2);
 }
 
 TEST_F(Seek, ShowsPicturesDuringADrag) {
   ASSERT_NO_FATAL_FAILURE(openReady("bframes60.mp4"));
-  std::vector<int> seen;
-  for (int i = 0; i < 60; ++i) {
-    seek(i * 0.3);
-    runFor(0.016);
-    if (const auto number = shown(); number && (seen.empty() || seen.back() != *number)) {
-      seen.push_back(*number);
+  double interval = 0.016;
+  EXPECT_TRUE(succeedsOnce([&]() -> std::string {
+    std::vector<int> seen;
+    for (int i = 0; i < 60; ++i) {
+      seek(i * 0.3);
+      runFor(interval);
+      if (const auto number = shown(); number && (seen.empty() || seen.back() != *number)) {
+        seen.push_back(*number);
+      }
     }
-  }
-  EXPECT_GE(seen.size(), 8U);  // there are ten groups of pictures on the way
+    interval *= 1.6;  // a slow machine needs a slow hand
+    return seen.size() >= 8 ? std::string() : std::to_string(seen.size()) + " pictures came";  // of ten groups
+  }));
   ASSERT_TRUE(waitForSeek());
-  EXPECT_EQ(shown(), static_cast<int>(std::floor(59 * 0.3 * 60 + 1e-6)));
+  EXPECT_TRUE(shows(static_cast<int>(std::floor(59 * 0.3 * 60 + 1e-6))));
 }
 
 TEST_F(Seek, PlayingStartsAtTheExactTarget) {
@@ -134,19 +162,26 @@ TEST_F(Seek, PlayingStartsAtTheExactTarget) {
   for (const auto& [name, target, first] : {std::tuple("bframes60.mp4", 3.9, 234), std::tuple("vfr.mp4", 4.0, 58)}) {
     SCOPED_TRACE(name);
     ASSERT_NO_FATAL_FAILURE(openReady(name));
-    std::vector<int> numbers;
     seek(9.0);
     ASSERT_TRUE(waitForSeek());
+    const auto before = shown();
+    ASSERT_TRUE(before.has_value());
+    std::mutex mutex;
+    std::vector<int> numbers = {*before};
+    player->videoOutput()->setFrameHandler([&] {
+      const std::lock_guard lock(mutex);
+      if (const auto number = shown(); number && numbers.back() != *number) {
+        numbers.push_back(*number);
+      }
+    });
     seek(target);
     player->play();
     std::vector<double> times;
     waitUntil([&, target = target] {
       times.push_back(time());
-      if (const auto number = shown(); number && (numbers.empty() || numbers.back() != *number)) {
-        numbers.push_back(*number);
-      }
       return time() > target + 0.5;
     });
+    player->videoOutput()->setFrameHandler(nullptr);
     player->pause();
     ASSERT_FALSE(times.empty());
     for (std::size_t i = 1; i < times.size(); ++i) {
@@ -168,7 +203,7 @@ TEST_F(Seek, ToZeroAfterCreationCostsNothing) {
   player->seekToTime(kCMTimeZero);
   EXPECT_FALSE(player->isSeeking());
   ASSERT_TRUE(waitUntil([&] { return player->videoOutput()->copyFrame() != nullptr; }));
-  EXPECT_EQ(shown(), 0);
+  EXPECT_TRUE(shows(0));
   // Elsewhere before the movie is open, it is kept until it is.
   open("basic.mp4");
   seek(7.1);
@@ -192,14 +227,22 @@ TEST_F(Seek, PicturesOfADragLookLikeThePlayersOwn) {
     // Forwards, backwards and within one group, each seen before the player itself has sought.
     for (const double target : {5.5, 5.6, 5.1, 3.3}) {
       const int expected = static_cast<int>(std::floor(target * (name[0] == 'b' ? 60 : 30) + 1e-6));
-      seek(target);
-      ASSERT_TRUE(waitUntil([&] { return shown() == expected; })) << target;
-      EXPECT_TRUE(player->isSeeking());
-      const CGImageRef preview = player->videoOutput()->copyFrame();
+      CGImageRef preview;
+      bool again = false;
+      EXPECT_TRUE(succeedsOnce([&, target = target]() -> std::string {
+        if (std::exchange(again, true)) {
+          seek(0);
+          EXPECT_TRUE(waitForSeek());
+        }
+        seek(target);
+        EXPECT_TRUE(waitUntil([&] { return shown() == expected; })) << target;
+        preview = player->videoOutput()->copyFrame();
+        return player->isSeeking() ? std::string() : "the player itself was first";
+      }));
       ASSERT_TRUE(waitForSeek());
       ASSERT_TRUE(waitUntil([&] { return player->videoOutput()->copyFrame() != preview; }));
       const CGImageRef exact = player->videoOutput()->copyFrame();
-      EXPECT_EQ(shown(), expected);
+      EXPECT_TRUE(shows(expected));
       ASSERT_EQ(exact->width, preview->width);
       ASSERT_EQ(exact->height, preview->height);
       double difference = 0;
