@@ -14,6 +14,9 @@ class ZVVideoEditorExtensionContext : public NSExtensionContext, public ZVVideoE
   /// What the host offers: the one message that reports the end.
   static std::shared_ptr<NSXPCInterface> _extensionAuxiliaryHostProtocol();
 
+  std::shared_ptr<NSXPCInterface> auxiliaryVendorInterface() const override {
+    return _extensionAuxiliaryVendorProtocol();
+  }
   std::shared_ptr<NSXPCInterface> auxiliaryHostInterface() const override { return _extensionAuxiliaryHostProtocol(); }
 
   /// The host's object on the private connection, made anew at each call. When the host can't be reached, a message to

@@ -67,6 +67,9 @@ class ExtensionClientLink : public NSXPCConnection {
   /// The host's items; waits until they are known. Their values are loaded on request, each by itself. Empty when the
   /// host has gone.
   virtual std::vector<Strong<NSExtensionItem>> items() = 0;
+  /// What the extension offers the host. This connection carries no messages of its own to the extension, so false for
+  /// an interface that has some.
+  virtual bool setExportedInterface(std::shared_ptr<NSXPCInterface> interface) = 0;
   /// What the host understands; messages outside it go to the proxies' error handlers. Before the first proxy is used.
   virtual void setRemoteObjectInterface(std::shared_ptr<NSXPCInterface> interface) = 0;
   virtual bool isConnected() const = 0;

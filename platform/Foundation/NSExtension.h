@@ -52,6 +52,7 @@ class NSXPCInterface {
                                                                std::vector<std::string> oneWaySelectors);
   const std::string& protocolName() const { return protocolName_; }
   bool hasSelector(const std::string& selector) const;
+  bool isEmpty() const { return selectors_.empty(); }
 
  private:
   std::string protocolName_;
@@ -86,7 +87,9 @@ class NSExtensionContext : public NSObject {
   // For the machinery that starts the extension.
   void setInputItems(std::vector<Strong<NSExtensionItem>> items) { inputItems_ = std::move(items); }
   void setAuxiliaryConnection(std::shared_ptr<NSXPCConnection> connection) { connection_ = std::move(connection); }
-  /// The interface that the host offers; the context's class supplies it.
+  /// The interfaces of the private connection, what the extension offers and what the host does; the context's class
+  /// supplies both. Asked for once, when the connection is set up; without them the extension does not start.
+  virtual std::shared_ptr<NSXPCInterface> auxiliaryVendorInterface() const { return nullptr; }
   virtual std::shared_ptr<NSXPCInterface> auxiliaryHostInterface() const { return nullptr; }
 
  private:

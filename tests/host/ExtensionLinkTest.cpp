@@ -116,6 +116,10 @@ TEST_F(ExtensionLink, LoadsEachValueByItself) {
   connect();
   auto items = client_->items();
   ASSERT_EQ(items.size(), 3U);
+  // Nothing is sent that way, so an offer to take something is refused.
+  EXPECT_TRUE(client_->setExportedInterface(NSXPCInterface::interfaceWithProtocol("Extension", {})));
+  EXPECT_FALSE(client_->setExportedInterface(NSXPCInterface::interfaceWithProtocol("Extension", {"do:"})));
+  EXPECT_FALSE(client_->setExportedInterface(nullptr));
   EXPECT_EQ(items[0]->attributedTitle(), "movie");
   EXPECT_TRUE(items[0]->attachments().front()->hasItemConformingToTypeIdentifier("public.movie"));
   EXPECT_FALSE(items[1]->attachments().front()->hasItemConformingToTypeIdentifier("public.movie"));

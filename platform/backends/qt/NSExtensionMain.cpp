@@ -124,7 +124,12 @@ bool ExtensionProcess::makePrincipalObjects() {
   context_ = std::dynamic_pointer_cast<NSExtensionContext>(make("NSExtensionContextClass"));
   controller_ = std::dynamic_pointer_cast<UIViewController>(make("NSExtensionPrincipalClass"));
   if (!context_ || !controller_) return false;
-  link_->setRemoteObjectInterface(context_->auxiliaryHostInterface());
+  const auto offered = context_->auxiliaryVendorInterface(), understood = context_->auxiliaryHostInterface();
+  if (!offered || !understood || !link_->setExportedInterface(offered)) {
+    fail("'" + NSStringFromClass(context_->class_()) + "' describes no connection that the host could use");
+    return false;
+  }
+  link_->setRemoteObjectInterface(understood);
   context_->setInputItems(link_->items());
   context_->setAuxiliaryConnection(link_);
   controller_->setExtensionContext(context_);
@@ -192,6 +197,8 @@ int ExtensionProcess::tidyUp(int status) {
 
 int NSExtensionMain(int argc, char* argv[]) {
   qInstallMessageHandler(traceQtMessage);
+  // A reader of the output or of the trace log who has gone is no reason to lose a save.
+  std::signal(SIGPIPE, SIG_IGN);
   // Never destroyed: threads of the player's libraries may still use the fonts and the event loop as they wind down.
   auto& process = *new ExtensionProcess(argc, argv);
   return process.run();

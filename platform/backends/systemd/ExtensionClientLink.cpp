@@ -53,6 +53,10 @@ class ClientLink : public ExtensionClientLink, public std::enable_shared_from_th
     return items;
   }
 
+  bool setExportedInterface(std::shared_ptr<NSXPCInterface> interface) override {
+    // Whatever else the host may send is refused by the bus, as for any interface without messages.
+    return interface && interface->isEmpty();
+  }
   void setRemoteObjectInterface(std::shared_ptr<NSXPCInterface> interface) override {
     interface_ = std::move(interface);
   }
