@@ -7,8 +7,12 @@
 
 int main(int argc, char* argv[]) {
   automation::install();
-  const int status = automation::exitStatus(NSExtensionMain(argc, argv));
-  std::cout.flush();
+  int status = automation::exitStatus(NSExtensionMain(argc, argv));
+  // What a script prints goes to standard output directly.
+  if (!std::cout.flush() && status == 0) {
+    std::fputs("zevanti: can't write to standard output\n", stderr);
+    status = 1;
+  }
   std::fflush(nullptr);
   // Everything is tidied up. Decoders and players may still be winding down on threads of their libraries, which static
   // destructors do not wait for, so these are left out.

@@ -48,7 +48,7 @@ int ChildProcess::start(const Setup& setup) {
   sigset_t none, standard;
   sigemptyset(&none);
   sigemptyset(&standard);
-  for (int number : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGCHLD}) sigaddset(&standard, number);
+  for (int number : {SIGINT, SIGTERM, SIGHUP, SIGCHLD}) sigaddset(&standard, number);
   posix_spawnattr_setsigmask(&attributes, &none);
   posix_spawnattr_setsigdefault(&attributes, &standard);
   posix_spawnattr_setpgroup(&attributes, 0);

@@ -174,6 +174,9 @@ void HostSession::extensionEnded(int status) {
   link_->process();
   if (signal_ != 0) {
     end(128 + signal_);
+  } else if (WIFEXITED(status) && WEXITSTATUS(status) == 0 && outputError_ != 0) {
+    // Only now: what the person has saved is on disk by the time the editor ends.
+    fail(std::string("can't write to standard output what was done: ") + std::strerror(outputError_));
   } else if (WIFEXITED(status)) {
     end(WEXITSTATUS(status));
   } else {
@@ -189,8 +192,9 @@ void HostSession::loadRequested(std::size_t item, ExtensionHostLink::Answer answ
 
 void HostSession::messageReceived(const std::string& selector, const std::vector<std::string>& argument) {
   if (selector != ZVExtensionDidFinishSelector) return;
-  for (const std::string& type : argument) std::puts(type.c_str());
-  std::fflush(stdout);
+  std::string lines;
+  for (const std::string& type : argument) lines += type + "\n";
+  if (std::fputs(lines.c_str(), stdout) < 0 || std::fflush(stdout) != 0) outputError_ = errno;
   link_->dismiss();
 }
 

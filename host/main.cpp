@@ -1,9 +1,30 @@
 #include "host/HostSession.h"
 #include "host/Options.h"
 
+#include <fcntl.h>
+#include <unistd.h>
 #include <cstdio>
 
+namespace {
+
+int print(const char* text) {
+  if (std::fputs(text, stdout) >= 0 && std::fflush(stdout) == 0) return 0;
+  std::perror("zevanti: can't write to standard output");
+  return 1;
+}
+
+/// Gives standard streams that are closed a place, so that no file is opened in their stead and then written to. What
+/// is printed to one that was closed fails.
+void occupyStandardStreams() {
+  for (int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(stream, F_GETFD) < 0) open("/dev/null", stream == STDERR_FILENO ? O_WRONLY : O_RDONLY);
+  }
+}
+
+}  // namespace
+
 int main(int argc, char* argv[]) {
+  occupyStandardStreams();
   Options options;
   std::string problem;
   if (!parseOptions(argc, argv, options, problem)) {
@@ -11,13 +32,7 @@ int main(int argc, char* argv[]) {
                  problem.c_str());
     return 2;
   }
-  if (options.request == Options::Request::Help) {
-    std::fputs(usageText, stdout);
-    return 0;
-  }
-  if (options.request == Options::Request::Version) {
-    std::puts("zevanti " ZEVANTI_VERSION);
-    return 0;
-  }
+  if (options.request == Options::Request::Help) return print(usageText);
+  if (options.request == Options::Request::Version) return print("zevanti " ZEVANTI_VERSION "\n");
   return HostSession(options).run();
 }

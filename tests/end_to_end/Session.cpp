@@ -78,9 +78,13 @@ void Session::start(const fs::path& movie, const std::string& script) {
     // Without the journal the trace log goes to standard error.
     setenv("ZEVANTI_TRACE", "stderr", 1);
     for (const std::string& variable : environment) putenv(strdup(variable.c_str()));
-    const int out = open((folder_ / "stdout").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    const int out = openStandardOutput();
     const int err = open((folder_ / "stderr").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    dup2(out, STDOUT_FILENO);
+    if (out >= 0) {
+      dup2(out, STDOUT_FILENO);
+    } else {
+      close(STDOUT_FILENO);
+    }
     dup2(err, STDERR_FILENO);
     std::vector<char*> argv;
     for (std::string& argument : arguments) argv.push_back(argument.data());
@@ -89,6 +93,24 @@ void Session::start(const fs::path& movie, const std::string& script) {
     _exit(127);
   }
   setpgid(pid_, pid_);
+}
+
+int Session::openStandardOutput() const {
+  switch (standardOutput) {
+    case StandardOutput::File:
+      return open((folder_ / "stdout").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    case StandardOutput::PipeWithoutReader: {
+      int ends[2];
+      if (pipe(ends) != 0) std::abort();
+      close(ends[0]);
+      return ends[1];
+    }
+    case StandardOutput::Full:
+      return open("/dev/full", O_WRONLY);
+    case StandardOutput::Closed:
+      break;
+  }
+  return -1;
 }
 
 bool Session::waitForOutput(const std::string& text, double seconds) {

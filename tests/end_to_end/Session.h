@@ -23,6 +23,8 @@ class Session {
   std::vector<std::string> options;
   std::vector<std::string> environment;  ///< "NAME=value"
   std::filesystem::path cache;           ///< XDG_CACHE_HOME
+  /// What standard output is; read it with `output` only when it is a file.
+  enum class StandardOutput { File, PipeWithoutReader, Full, Closed } standardOutput = StandardOutput::File;
 
   /// Starts the program with a script. `movie` may be empty: then no movie is named.
   void start(const std::filesystem::path& movie, const std::string& script);
@@ -47,6 +49,7 @@ class Session {
   std::vector<std::filesystem::path> leftovers() const;
 
  private:
+  int openStandardOutput() const;
   std::filesystem::path folder_;
   pid_t pid_ = 0;
 };
