@@ -16,6 +16,20 @@ bool isMovieFile(int descriptor);
 /// end in an error, in time and memory that the file's own size and fixed limits bound. Samples that lie behind the
 /// end of the file (a recording that was cut off) are dropped together with all that follow them in their track.
 ///
+/// Limits: 512 MB of index and 256 MB of each fragment's, 16 million runs of samples and 2^32 samples a track, 1000
+/// tracks, 100,000 boxes in the tree, 2^60 ticks, 16 million boxes in the file.
+///
+/// What is damaged but plays is taken as players take it: a list of durations that ends early goes on with its last one
+/// (one of offsets with 0), a duration with the highest bit set is one tick, a sample description that is not there is
+/// the first, sync samples may be out of order or counted from 0, and an empty list of them means the first sample
+/// (with sound: all). Tables that claim more than they hold are errors. A track without a header, handler, time scale
+/// or sample description is left out, its trak box too; it is an error when nothing else has pictures or sound.
+///
+/// Sound of constant rate that the tables count in frames of one byte (QuickTime) gets its real sizes; where its
+/// packets hold several frames, samples are packets. In fragments, gaps make the sample before them longer; times that
+/// count from a far moment are moved near zero by whole seconds, all tracks alike. Random access points of the sample
+/// group "rap " that are not sync samples are given as partial ones.
+///
 /// Null and `error` (AVFoundationErrorDomain or NSPOSIXErrorDomain; the text names the file by `displayName`). Any
 /// thread; reads with pread.
 std::unique_ptr<Movie> readMovie(int descriptor, const std::string& displayName, NSErrorPtr* error);

@@ -22,17 +22,17 @@ bool continues(const SampleRun& last, const SampleRun& next) {
 
 void SampleRunBuilder::append(SampleRun run) {
   if (cutOff_ || run.count == 0) return;
-  // Media in another file can't be checked against this one.
-  if (track_.selfContained) {
-    std::uint64_t there = 0;
-    if (run.offset <= limits_.fileSize) there = run.size == 0 ? run.count : (limits_.fileSize - run.offset) / run.size;
-    if (there < run.count) {
+  const std::uint64_t bytes = std::uint64_t(run.count) * run.size;
+  if (run.offset > limits_.fileSize || bytes > limits_.fileSize - run.offset) {
+    // Media in another file can't be checked against this one.
+    if (track_.selfContained) {
       cutOff_ = true;
-      run.count = std::uint32_t(there);
+      if (run.offset >= limits_.fileSize) return;
+      run.count = std::uint32_t((limits_.fileSize - run.offset) / run.size);
       if (run.count == 0) return;
+    } else if (run.offset > std::numeric_limits<std::uint64_t>::max() / 2) {
+      failDamaged("chunk offsets");
     }
-  } else if (run.offset > std::numeric_limits<std::uint64_t>::max() / 2) {
-    failDamaged("chunk offsets");
   }
 
   std::int64_t ticks, newEnd;

@@ -201,14 +201,13 @@ void SampleTableReader::read(SampleRunBuilder& builder) {
       if (listed) {
         run.sync = tables_.syncSamples->count == 0 ? sample == 0 : syncSamples.contains(sample, alike);
         run.count = std::min(run.count, tables_.syncSamples->count == 0 && sample == 0 ? 1U : alike);
-        if (!run.sync) {
+        if (!run.sync && tables_.partialSyncSamples.count > 0) {
           run.partialSync = partialSyncSamples.contains(sample, alike);
           run.count = std::min(run.count, alike);
+        }
+        if (!openSync_.empty()) {
           const bool inGroup = openSync.inGroup(alike);
-          run.partialSync = run.partialSync || inGroup;
-          run.count = std::min(run.count, alike);
-        } else {
-          openSync.inGroup(alike);
+          run.partialSync = run.partialSync || (inGroup && !run.sync);
           run.count = std::min(run.count, alike);
         }
       }
