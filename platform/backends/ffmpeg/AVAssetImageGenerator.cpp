@@ -2,6 +2,7 @@
 
 #include "platform/AVFoundation/AVError.h"
 #include "platform/Dispatch/dispatch.h"
+#include "platform/backends/ffmpeg/FreedMemory.h"
 #include "platform/backends/ffmpeg/ThumbnailDecoder.h"
 
 #include <algorithm>

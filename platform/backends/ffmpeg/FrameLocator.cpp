@@ -1,5 +1,6 @@
 #include "platform/backends/ffmpeg/FrameLocator.h"
 
+#include "platform/backends/ffmpeg/FreedMemory.h"
 #include "platform/backends/ffmpeg/PacketGroup.h"
 
 #include <algorithm>

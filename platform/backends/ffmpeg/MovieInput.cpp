@@ -7,7 +7,6 @@ extern "C" {
 #include <libavutil/log.h>
 }
 
-#include <malloc.h>
 #include <algorithm>
 #include <cerrno>
 #include <cstdarg>
@@ -139,12 +138,6 @@ int MovieInput::seek(AVStream* stream, std::int64_t time) {
   if (result >= 0) return result;
   // Nothing at or before that time: the first key frame there is.
   return avformat_seek_file(format_, stream->index, INT64_MIN, time, INT64_MAX, 0);
-}
-
-void returnFreedMemory() {
-#ifdef __GLIBC__
-  malloc_trim(0);
-#endif
 }
 
 bool isCoverPicture(const AVStream* stream) {

@@ -64,10 +64,6 @@ class MovieInput {
   std::function<bool()> isCancelled_;
 };
 
-/// Gives freed memory back to the system, which libraries' many allocations would otherwise keep for the next time. An
-/// hour's index is some ten megabytes. Takes a millisecond or two: for quiet moments.
-void returnFreedMemory();
-
 /// Whether a stream is a still cover picture.
 bool isCoverPicture(const AVStream* stream);
 

@@ -1,6 +1,7 @@
 #include "platform/backends/mpv/MpvCore.h"
 
 #include "platform/Foundation/os_trace.h"
+#include "platform/backends/ffmpeg/FreedMemory.h"
 
 #include <algorithm>
 #include <clocale>
@@ -85,6 +86,7 @@ Spare& spare() {
 }  // namespace
 
 std::shared_ptr<MpvCore> MpvCore::make(const AVPlayer::Configuration& configuration) {
+  returnLargeMemoryAtOnce();
   mpv_handle* handle = mpv_create();
   if (!handle) {
     // mpv refuses to work where numbers are written with a comma.
