@@ -76,7 +76,7 @@ TEST(Editing, PlaysToTheEndAndComesBackToTheStart) {
                         "wait ready\n"
                         "tap overlay\nwait playing\nstate\n"
                         "tap video\nstate\ntap video\nstate\ntap video\n"
-                        "drag playhead 9\nstate\n"
+                        "drag playhead 6\nstate\n"
                         "tap Pause\ntap Play\nwait playing\nstate\n"
                         "wait paused 20\nstate\ntime\n"),
             0)
@@ -91,7 +91,7 @@ TEST(Editing, PlaysToTheEndAndComesBackToTheStart) {
   // Dragging stops playback, leaves the pause item and does not resume.
   EXPECT_EQ(member(states[3], "playing"), "false");
   EXPECT_EQ(flag(states[3], "scrubbing"), "false");
-  EXPECT_NEAR(number(states[3], "playhead"), 9, 0.05);
+  EXPECT_NEAR(number(states[3], "playhead"), 6, 0.05);
   EXPECT_EQ(member(states[3], "bottomToolBar"), R"(["Share", "flexible space", "Pause", "flexible space"])");
   EXPECT_EQ(member(states[4], "playing"), "true");
   // At the end: back to the start, everything on screen.

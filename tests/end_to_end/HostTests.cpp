@@ -95,7 +95,7 @@ TEST(Host, TheEditorStaysWhenTheHostHasGone) {
   const fs::path movie = session.copyOf("video_only.mp4");
   const std::string before = contents(movie);
   session.start(movie,
-                "wait ready\ndrag playhead 7\nstate\n"
+                "wait ready\ndrag playhead 5\nstate\n"
                 // Time for the host to go.
                 "tap overlay\nwait playing\nwait paused 30\n"
                 "tap Cancel\nstate\n");

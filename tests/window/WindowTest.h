@@ -19,7 +19,7 @@ class WindowTest : public testing::Test {
   void SetUp() override;
   void TearDown() override;
 
-  /// Lets the event loop run until `condition` holds; false when it does not within five seconds.
+  /// Lets the event loop run until `condition` holds; false when it does not within twenty seconds.
   bool waitUntil(const std::function<bool()>& condition);
   /// Where this run's pictures go, for people to look at.
   static std::string picturePath(const std::string& name);

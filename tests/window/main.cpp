@@ -37,7 +37,7 @@ bool WindowTest::waitUntil(const std::function<bool()>& condition) {
   QTimer wakeUp;  // so that the loop looks at the condition also when nothing else happens
   wakeUp.start(5);
   while (!condition()) {
-    if (elapsed.elapsed() > 5000) {
+    if (elapsed.elapsed() > 20000) {
       return false;
     }
     QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
