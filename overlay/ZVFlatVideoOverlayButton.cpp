@@ -1,7 +1,5 @@
 #include "overlay/ZVFlatVideoOverlayButton.h"
 
-#include "platform/Dispatch/dispatch.h"
-
 using Self = ZVFlatVideoOverlayButton;
 
 ZV_REGISTER_CLASS(ZVFlatVideoOverlayButton, "ZVFlatVideoOverlayButton", UIButton,
@@ -32,23 +30,21 @@ void ZVFlatVideoOverlayButton::_handleTap(const Strong<NSObject>&) {
 }
 
 const Strong<UIImage>& ZVFlatVideoOverlayButton::_normalButtonImage() {
-  static dispatch_once_t once;
-  static Strong<UIImage> image;
-  dispatch_once(once, [] {
-    image = _createOverlayImageWithBackgroundWhite_backgroundAlpha_glyphAlpha(
-        ZVVideoOverlayFlatBackgroundWhite, ZVVideoOverlayFlatBackgroundAlpha, ZVVideoOverlayDefaultGlyphAlpha);
-  });
-  return image;
+  static SharedImage shared;
+  return shared.image(ZVVideoOverlayDefaultGlyphAlpha);
 }
 
 const Strong<UIImage>& ZVFlatVideoOverlayButton::_highlightedButtonImage() {
-  static dispatch_once_t once;
-  static Strong<UIImage> image;
-  dispatch_once(once, [] {
-    image = _createOverlayImageWithBackgroundWhite_backgroundAlpha_glyphAlpha(
-        ZVVideoOverlayFlatBackgroundWhite, ZVVideoOverlayFlatBackgroundAlpha, ZVVideoOverlayHighlightedGlyphAlpha);
+  static SharedImage shared;
+  return shared.image(ZVVideoOverlayHighlightedGlyphAlpha);
+}
+
+const Strong<UIImage>& ZVFlatVideoOverlayButton::SharedImage::image(float glyphAlpha) {
+  dispatch_once(once_, [&] {
+    image_ = _createOverlayImageWithBackgroundWhite_backgroundAlpha_glyphAlpha(
+        ZVVideoOverlayFlatBackgroundWhite, ZVVideoOverlayFlatBackgroundAlpha, glyphAlpha);
   });
-  return image;
+  return image_;
 }
 
 Strong<UIImage> ZVFlatVideoOverlayButton::_createOverlayImageWithBackgroundWhite_backgroundAlpha_glyphAlpha(

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "overlay/ZVVideoOverlayButton.h"
+#include "platform/Dispatch/dispatch.h"
 #include "platform/UIKit/UIButton.h"
 
 /// A plain button whose two images are drawn once in a process and shared by all instances. Main queue only.
@@ -15,6 +16,15 @@ class ZVFlatVideoOverlayButton : public UIButton, public ZVVideoOverlayButton {
   void _handleTap(const Strong<NSObject>& sender);
 
  private:
+  /// Made once in the process, by the first button that asks for it, and shared by all.
+  class SharedImage {
+   public:
+    const Strong<UIImage>& image(float glyphAlpha);
+
+   private:
+    dispatch_once_t once_;
+    Strong<UIImage> image_;
+  };
   static const Strong<UIImage>& _normalButtonImage();
   static const Strong<UIImage>& _highlightedButtonImage();
   /// Grey level and opacity of the background, opacity of the glyph: each 0 to 1.
