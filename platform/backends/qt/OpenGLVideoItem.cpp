@@ -1,6 +1,7 @@
 #include "platform/backends/qt/OpenGLVideoItem.h"
 
 #include "platform/AVFoundation/AVVideoOutput.h"
+#include "platform/backends/qt/FrameConnection.h"
 #include "platform/backends/qt/LayerItem.h"
 #include "platform/backends/qt/LayerMirror.h"
 
@@ -11,10 +12,11 @@
 #include <QOpenGLFunctions>
 #include <QQuickFramebufferObject>
 #include <algorithm>
-#include <atomic>
 #include <mutex>
 
 namespace {
+
+constexpr auto kCopyArrived = QEvent::User;
 
 /// Where the render thread leaves a small copy of the picture for backdrops; both threads hold it.
 struct Mailbox {
@@ -47,35 +49,14 @@ class OpenGLVideoItem::Screen : public QQuickFramebufferObject {
  public:
   explicit Screen(LayerItem& host) : QQuickFramebufferObject(&host), host_(host) { mailbox_->receiver = this; }
   ~Screen() override {
-    connectTo(nullptr);
     const std::lock_guard lock(mailbox_->mutex);
     mailbox_->receiver = nullptr;
   }
 
-  void connectTo(const std::shared_ptr<AVVideoOutput>& output) {
-    if (output == output_) {
-      return;
-    }
-    if (output_) {
-      output_->setFrameHandler(nullptr);
-      output_->setTargetSize(0, 0);
-    }
-    output_ = output;
-    if (output_) {
-      output_->setFrameHandler([this] {
-        if (!frameAnnounced_.exchange(true)) {
-          QCoreApplication::postEvent(this, new QEvent(QEvent::User), Qt::HighEventPriority);
-        }
-      });
-    }
-    update();
-  }
-
-  void fitTo(QSizeF points, QSize pixels) {
+  void show(const std::shared_ptr<AVVideoOutput>& output, QSizeF points, QSize pixels) {
+    frames_.connectTo(output);
+    frames_.setTargetSize(pixels);
     setSize(points);
-    if (output_) {
-      output_->setTargetSize(pixels.width(), pixels.height());
-    }
     update();
   }
 
@@ -95,13 +76,7 @@ class OpenGLVideoItem::Screen : public QQuickFramebufferObject {
 
  protected:
   bool event(QEvent* event) override {
-    if (event->type() == QEvent::User) {
-      frameAnnounced_ = false;
-      copyIsCurrent_ = false;
-      update();
-      return true;
-    }
-    if (event->type() == QEvent::User + 1) {
+    if (event->type() == kCopyArrived) {
       copyIsCurrent_ = true;
       host_.mirror().pictureChanged();
       return true;
@@ -112,11 +87,13 @@ class OpenGLVideoItem::Screen : public QQuickFramebufferObject {
  private:
   friend class OpenGLVideoItem::Renderer;
   LayerItem& host_;
-  std::shared_ptr<AVVideoOutput> output_;
   std::shared_ptr<Mailbox> mailbox_ = std::make_shared<Mailbox>();
-  std::atomic<bool> frameAnnounced_ = false;
   bool copyWanted_ = false;
   bool copyIsCurrent_ = false;
+  FrameConnection frames_{[this] {
+    copyIsCurrent_ = false;
+    update();
+  }};
 };
 
 /// Lives on the render thread, with the window's context current.
@@ -133,13 +110,13 @@ class OpenGLVideoItem::Renderer : public QQuickFramebufferObject::Renderer {
     auto* screen = static_cast<Screen*>(item);
     mailbox_ = screen->mailbox_;
     copyWanted_ = std::exchange(screen->copyWanted_, false);
-    if (screen->output_ == output_) {
+    if (screen->frames_.output() == output_) {
       return;
     }
     if (output_) {
       output_->stopOpenGL();
     }
-    output_ = screen->output_;
+    output_ = screen->frames_.output();
     if (output_) {
       output_->startOpenGL([](const char* name) {
         return reinterpret_cast<void*>(QOpenGLContext::currentContext()->getProcAddress(name));
@@ -162,7 +139,7 @@ class OpenGLVideoItem::Renderer : public QQuickFramebufferObject::Renderer {
       const std::lock_guard lock(mailbox_->mutex);
       mailbox_->image = copy;
       if (mailbox_->receiver) {
-        QCoreApplication::postEvent(mailbox_->receiver, new QEvent(static_cast<QEvent::Type>(QEvent::User + 1)));
+        QCoreApplication::postEvent(mailbox_->receiver, new QEvent(kCopyArrived));
       }
     }
     target->bind();
@@ -186,8 +163,7 @@ OpenGLVideoItem::~OpenGLVideoItem() {
 
 void OpenGLVideoItem::show(const std::shared_ptr<AVVideoOutput>& output) {
   auto* host = static_cast<LayerItem*>(screen_->parentItem());
-  screen_->connectTo(output);
-  screen_->fitTo(host->size(), (host->size() * host->pixelRatio()).toSize());
+  screen_->show(output, host->size(), (host->size() * host->pixelRatio()).toSize());
 }
 
 LayerVisual::Picture OpenGLVideoItem::pictureBehind() {

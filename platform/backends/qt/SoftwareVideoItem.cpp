@@ -1,59 +1,25 @@
 #include "platform/backends/qt/SoftwareVideoItem.h"
 
 #include "platform/AVFoundation/AVVideoOutput.h"
+#include "platform/backends/qt/FrameConnection.h"
 #include "platform/backends/qt/LayerItem.h"
 #include "platform/backends/qt/LayerMirror.h"
 #include "platform/backends/qt/QtConversions.h"
-
-#include <QCoreApplication>
-#include <QEvent>
-#include <cmath>
 
 /// Fetches the newest picture once for each frame of the window, however many the player made meanwhile.
 class SoftwareVideoItem::Screen : public PictureItem {
  public:
   explicit Screen(LayerItem& host) : PictureItem(&host), host_(host) {}
-  ~Screen() override { connectTo(nullptr); }
 
-  void connectTo(const std::shared_ptr<AVVideoOutput>& output) {
-    if (output == output_) {
-      return;
-    }
-    if (output_) {
-      output_->setFrameHandler(nullptr);
-      output_->setTargetSize(0, 0);
-    }
-    output_ = output;
-    if (output_) {
-      // On the player's thread. The item outlives the handler: the connection ends before the item does.
-      output_->setFrameHandler([this] {
-        if (!frameAnnounced_.exchange(true)) {
-          QCoreApplication::postEvent(this, new QEvent(QEvent::User), Qt::HighEventPriority);
-        }
-      });
-    }
-    polish();
-  }
-
-  void fitTo(QSize pixels) {
-    if (output_) {
-      output_->setTargetSize(pixels.width(), pixels.height());
-    }
+  void show(const std::shared_ptr<AVVideoOutput>& output, QSize pixels) {
+    frames_.connectTo(output);
+    frames_.setTargetSize(pixels);
     polish();
   }
 
  protected:
-  bool event(QEvent* event) override {
-    if (event->type() != QEvent::User) {
-      return PictureItem::event(event);
-    }
-    frameAnnounced_ = false;
-    polish();
-    return true;
-  }
-
   void updatePolish() override {
-    const CGImageRef frame = output_ ? output_->copyFrame() : nullptr;
+    const CGImageRef frame = frames_.output() ? frames_.output()->copyFrame() : nullptr;
     if (frame != frame_) {
       frame_ = frame;
       setImage(toQImage(frame));
@@ -82,9 +48,8 @@ class SoftwareVideoItem::Screen : public PictureItem {
   }
 
   LayerItem& host_;
-  std::shared_ptr<AVVideoOutput> output_;
   CGImageRef frame_;
-  std::atomic<bool> frameAnnounced_ = false;
+  FrameConnection frames_{[this] { polish(); }};
 };
 
 SoftwareVideoItem::SoftwareVideoItem(LayerItem& host) : screen_(new Screen(host)) {}
@@ -95,8 +60,7 @@ SoftwareVideoItem::~SoftwareVideoItem() {
 
 void SoftwareVideoItem::show(const std::shared_ptr<AVVideoOutput>& output) {
   auto* host = static_cast<LayerItem*>(screen_->parentItem());
-  screen_->connectTo(output);
-  screen_->fitTo((host->size() * host->pixelRatio()).toSize());
+  screen_->show(output, (host->size() * host->pixelRatio()).toSize());
 }
 
 LayerVisual::Picture SoftwareVideoItem::pictureBehind() {
