@@ -1,0 +1,107 @@
+// Every kind of source, cut at the places that matter, held against what the source itself shows and sounds: read back
+// by libav and by mpv, each with edit lists and without.
+#include "tests/foundation/ScratchFolder.h"
+#include "tests/matrix/Boxes.h"
+#include "tests/matrix/Exporter.h"
+#include "tests/matrix/Judge.h"
+#include "tests/matrix/LibavReader.h"
+#include "tests/matrix/MpvReader.h"
+#include "tests/matrix/Sources.h"
+#include "tests/matrix/Table.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace {
+
+using namespace matrix;
+
+/// The option that our own player sets.
+const std::vector<std::pair<std::string, std::string>> kAsOurPlayer = {{"demuxer-lavf-o", "advanced_editlist=1"}};
+
+class Matrix : public testing::TestWithParam<std::string> {};
+
+TEST_P(Matrix, RangesAreExact) {
+  const std::string source = GetParam();
+  const Truth truth(sourcePath(source));
+  const ScratchFolder scratch;
+  Table& table = Table::shared();
+  for (const Range& range : truth.ranges()) {
+    const std::string copy = scratch / (range.name + ".m4v");
+    const std::string failure = exportRange(sourcePath(source), copy, range);
+    std::vector<std::string> complaints;
+    if (!failure.empty()) {
+      table.add(source, range.name, "export", {failure});
+      continue;
+    }
+    if (isMovieFile(source)) table.add(source, range.name, "boxes", compareBoxes(sourcePath(source), copy));
+
+    Exactness exactness;
+    if (hasCoarseTimes(source)) exactness.soundStart = 0.001, exactness.soundLag = 48;
+    table.add(source, range.name, "libav",
+              judgeExact(truth, range, readWithLibav(copy, EditLists::Honoured), exactness));
+    table.add(source, range.name, "libav plain", judgeTolerant(truth, range, readWithLibav(copy, EditLists::Ignored)));
+    exactness.allSounds = false;
+    exactness.fromPicture = true;
+    exactness.soundStart = 0.001;
+    exactness.soundLag += 1;  // mpv rounds the times of its packets of sound
+    table.add(source, range.name, "our mpv",
+              judgeExact(truth, range, readWithMpv(copy, kAsOurPlayer, scratch / "mpv.nut"), exactness));
+    table.add(source, range.name, "mpv", judgeTolerant(truth, range, readWithMpv(copy, {}, scratch / "mpv.nut")));
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Sources, Matrix, testing::ValuesIn(sourceNames()), [](const auto& info) {
+  std::string name = info.param;
+  std::replace(name.begin(), name.end(), '.', '_');
+  return name;
+});
+
+/// The judge itself: what is right passes, and each fault that a copy could have is seen.
+TEST(MatrixJudge, SeesEveryFault) {
+  const std::string source = sourcePath("bframes.mp4");
+  const Truth truth(source);
+  const Range whole{"whole", 0, truth.end()};
+  const auto libav = [](const std::string& path) { return readWithLibav(path, EditLists::Honoured); };
+  const auto has = [](const std::vector<std::string>& complaints, const std::string& word) {
+    return std::any_of(complaints.begin(), complaints.end(),
+                       [&](const std::string& complaint) { return complaint.find(word) != std::string::npos; });
+  };
+  EXPECT_EQ(judgeExact(truth, whole, libav(source), {}), std::vector<std::string>());
+  EXPECT_EQ(judgeTolerant(truth, whole, readWithLibav(source, EditLists::Ignored)), std::vector<std::string>());
+
+  const double frame = truth.pictureLength();
+  const Range shifted{"shifted", frame, truth.end()}, shorter{"shorter", 0, truth.end() - frame};
+  EXPECT_TRUE(has(judgeExact(truth, shifted, libav(source), {}), "pictures: expected 1…479"));
+  EXPECT_TRUE(has(judgeExact(truth, shorter, libav(source), {}), "length"));
+  EXPECT_TRUE(has(judgeExact(truth, shorter, libav(source), {}), "pictures: expected 0…478"));
+
+  // The same media with the sound 5 ms late, which a sloppy writer does; and cut as a plain copy cuts.
+  const ScratchFolder scratch;
+  const std::string late = scratch / "late.mp4", plain = scratch / "plain.mp4";
+  const std::string ffmpeg = "ffmpeg -nostdin -v error -y ";
+  ASSERT_EQ(std::system((ffmpeg + "-i '" + source + "' -itsoffset 0.005 -i '" + source +
+                         "' -map 0:v -map 1:a -c copy -movie_timescale 48000 '" + late + "'")
+                            .c_str()),
+            0);
+  EXPECT_TRUE(has(judgeExact(truth, whole, libav(late), {}), "240 samples (5.00 ms) late") ||
+              has(judgeExact(truth, whole, libav(late), {}), "heard from 0.005"));
+  ASSERT_EQ(std::system((ffmpeg + "-ss 3.5 -i '" + source + "' -t 2 -c copy '" + plain + "'").c_str()), 0);
+  const Range cut{"cut", 3.5, 5.5};
+  EXPECT_TRUE(has(judgeTolerant(truth, cut, readWithLibav(plain, EditLists::Ignored)), "expected picture"));
+
+  // A box that is not the source's own.
+  EXPECT_EQ(compareBoxes(source, source), std::vector<std::string>());
+  EXPECT_FALSE(compareBoxes(source, sourcePath("hvc1.mp4")).empty());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  testing::InitGoogleTest(&argc, argv);
+  const int result = RUN_ALL_TESTS();
+  Table::shared().print();
+  return result;
+}

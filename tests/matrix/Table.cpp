@@ -1,0 +1,68 @@
+#include "tests/matrix/Table.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+
+matrix::Table& matrix::Table::shared() {
+  static Table table;
+  return table;
+}
+
+matrix::Table::Cell& matrix::Table::cell(const std::string& source, const std::string& player) {
+  const auto remember = [](std::vector<std::string>& list, const std::string& name) {
+    if (std::find(list.begin(), list.end(), name) == list.end()) list.push_back(name);
+  };
+  remember(sources_, source);
+  remember(players_, player);
+  return cells_[source][player];
+}
+
+void matrix::Table::add(const std::string& source, const std::string& range, const std::string& player,
+                        const std::vector<std::string>& complaints) {
+  Cell& place = cell(source, player);
+  ++(complaints.empty() ? place.passed : place.failed);
+  const char* report = std::getenv("ZEVANTI_MATRIX_REPORT");
+  for (const std::string& complaint : complaints) {
+    const std::string line = source + " | " + range + " | " + player + " | " + complaint;
+    ADD_FAILURE() << line;
+    if (report) std::ofstream(report, std::ios::app) << line << '\n';
+  }
+}
+
+void matrix::Table::addNotApplicable(const std::string& source, const std::string& player, const std::string& reason) {
+  cell(source, player).notApplicable = reason;
+}
+
+void matrix::Table::print() const {
+  if (sources_.empty()) return;
+  std::printf("\n%-16s", "");
+  for (const std::string& player : players_) std::printf("  %-12s", player.c_str());
+  std::printf("\n");
+  std::map<std::string, std::string> reasons;
+  for (const std::string& source : sources_) {
+    std::printf("%-16s", source.c_str());
+    for (const std::string& player : players_) {
+      std::string word = "-";
+      const auto& row = cells_.at(source);
+      if (const auto found = row.find(player); found != row.end()) {
+        const Cell& place = found->second;
+        if (!place.notApplicable.empty()) {
+          word = "n/a";
+          reasons[player + " " + source] = place.notApplicable;
+        } else if (place.failed) {
+          word = "FAIL " + std::to_string(place.failed) + "/" + std::to_string(place.failed + place.passed);
+        } else {
+          word = "pass " + std::to_string(place.passed);
+        }
+      }
+      std::printf("  %-12s", word.c_str());
+    }
+    std::printf("\n");
+  }
+  for (const auto& [place, reason] : reasons) std::printf("n/a: %s: %s\n", place.c_str(), reason.c_str());
+  std::fflush(stdout);
+}

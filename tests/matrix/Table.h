@@ -1,0 +1,33 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace matrix {
+
+/// The outcome of each source in each player, printed as one table when all is done.
+class Table {
+ public:
+  static Table& shared();
+
+  /// Notes the outcome of one range; a source passes in a player when all its ranges do. Complaints are printed at
+  /// once as failures of the running test, and appended to the file that ZEVANTI_MATRIX_REPORT names.
+  void add(const std::string& source, const std::string& range, const std::string& player,
+           const std::vector<std::string>& complaints);
+  /// The player itself can't play what the source is made of.
+  void addNotApplicable(const std::string& source, const std::string& player, const std::string& reason);
+  void print() const;
+
+ private:
+  struct Cell {
+    int passed = 0, failed = 0;
+    std::string notApplicable;
+  };
+  std::vector<std::string> sources_, players_;  ///< in the order in which they came
+  std::map<std::string, std::map<std::string, Cell>> cells_;
+
+  Cell& cell(const std::string& source, const std::string& player);
+};
+
+}  // namespace matrix
