@@ -109,6 +109,24 @@ TEST_F(VideoTest, PausedCostsNothingAndASeekIsShown) {
   ASSERT_TRUE(waitUntil([&] { return shownFrame().value_or(0) > 30 && !player->isSeeking(); }));
 }
 
+TEST_F(VideoTest, TheWindowFetchesThePicturesThatArePlayed) {
+  ASSERT_TRUE(waitForPicture());
+  player->play();
+  ASSERT_TRUE(waitUntil([&] { return CMTimeGetSeconds(player->currentTime()) > 0.2; }));
+  // A machine that stalls spoils an attempt or two.
+  long dropped = 0;
+  for (int attempt = 0; attempt < 8; ++attempt) {
+    const long before = player->droppedFrameCount();
+    const double from = CMTimeGetSeconds(player->currentTime());
+    ASSERT_TRUE(waitUntil([&] { return CMTimeGetSeconds(player->currentTime()) > from + 1; }));
+    dropped = player->droppedFrameCount() - before;
+    if (dropped <= 2) {
+      break;
+    }
+  }
+  EXPECT_LE(dropped, 2) << "of 30";
+}
+
 TEST_F(VideoTest, ABackdropFollowsThePlayingPictureWhileItIsSeen) {
   const auto backdrop = UIBackdropView::initWithFrame_privateStyle({{0, 300}, {375, 60}}, 2010);
   root()->addSubview(backdrop);
