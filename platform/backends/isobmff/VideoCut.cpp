@@ -68,8 +68,7 @@ bool VideoCut::findShown() {
   const double from = (inPoint_ + PictureTimes::kTolerance) * scale;
   const double until = std::max((outPoint_ - PictureTimes::kTolerance) * scale, inPoint_ * scale);
   std::int64_t best = -kNever, next = kNever, last = -kNever;
-  std::uint32_t bestIndex = 0, nextIndex = 0;
-  bool any = false;
+  std::uint32_t bestIndex = 0, nextIndex = 0, lastIndex = 0, lastDecoded = 0;
   forEachSample(track_.runs, 0, [&](const SampleRun& sample) {
     const std::int64_t time = sample.presentationTime();
     if (time < earliest_->firstTick) return true;
@@ -77,19 +76,17 @@ bool VideoCut::findShown() {
       if (time > best) best = time, bestIndex = sample.index;
     } else if (double(time) < until) {
       if (time < next) next = time, nextIndex = sample.index;
-    } else {
-      return true;
+      if (time > last) last = time, lastIndex = sample.index;
+      lastDecoded = sample.index;
     }
-    any = true;
-    lastNeeded_ = sample.index;
-    if (time > last) last = time, lastShown_ = sample.index;
     return true;
   });
-  if (!any) return false;
-  firstShown_ = best != -kNever ? bestIndex : nextIndex;
-  firstShownTime_ = best != -kNever ? best : next;
-  lastNeeded_ = std::max(lastNeeded_, firstShown_);
-  if (best != -kNever && last <= best) lastShown_ = firstShown_;
+  const bool onScreen = best != -kNever, anyAfter = next != kNever;
+  if (!onScreen && !anyAfter) return false;
+  firstShown_ = onScreen ? bestIndex : nextIndex;
+  firstShownTime_ = onScreen ? best : next;
+  lastShown_ = anyAfter ? lastIndex : firstShown_;
+  lastNeeded_ = anyAfter ? std::max(lastDecoded, firstShown_) : firstShown_;
   return true;
 }
 
