@@ -228,6 +228,30 @@ TEST_F(LooksTest, MaskPicturesMakeAFrostedDiscWithATriangle) {
   }
 }
 
+/// At half points, where nothing lies on whole pixels by itself.
+TEST_F(LooksTest, ABarsLineStaysWhenWhatIsAroundChanges) {
+  root()->setBackgroundColor(UIColor::blackColor());
+  const auto strip = UIBackdropView::initWithPrivateStyle(2010);
+  strip->setFrame({{0, 585}, {375, 38}});
+  const auto content = std::make_shared<UIView>();
+  content->setFrame({{0, 0}, {375, 38}});
+  strip->addSubview(content);
+  root()->addSubview(strip);
+  root()->addSubview(makeToolbar({{0, 623}, {375, 44}}, {item(UIBarButtonSystemItem::Done)}));
+  for (int i = 0; i < 6; ++i) {
+    content->setBackgroundColor(UIColor{i % 2 == 0 ? 1.0F : 0.0F, 0, 0, 1});
+    theWindow().grab();
+    root()->setBackgroundColor(UIColor{0, 0, i % 2 == 0 ? 0.1F : 0.0F, 1});
+    theWindow().grab();
+  }
+  content->setBackgroundColor(UIColor{0, 0, 0, 0});
+  const QImage picture = theWindow().grab();
+  const int row = qRound(623 * theWindow().mirror().pixelRatio());
+  const int bar = picture.pixelColor(20, row + 3).lightness();
+  EXPECT_GT(bar, 200);
+  EXPECT_NEAR(picture.pixelColor(20, row).lightness(), bar * 0.75, 4);
+}
+
 TEST_F(LooksTest, TheFocusRingIsDrawnAroundTheFocusedItem) {
   root()->setBackgroundColor(UIColor::whiteColor());
   const auto done = item(UIBarButtonSystemItem::Done);

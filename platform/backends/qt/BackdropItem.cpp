@@ -5,6 +5,7 @@
 
 #include <QPainter>
 #include <QQuickWindow>
+#include <cmath>
 
 BackdropItem::BackdropItem(LayerItem& host) : PictureItem(&host), host_(host), mirror_(host.mirror()) {
   mirror_.addBackdrop(this);
@@ -23,8 +24,14 @@ void BackdropItem::setCuts(std::vector<Cut> cuts) {
 }
 
 void BackdropItem::behindMayHaveChanged() {
-  if (isVisible()) {
-    polish();
+  if (!isVisible()) {
+    return;
+  }
+  polish();
+  // With a fraction of pixels in a point, edges lie beside the pixels by a hair, and the software renderer lets what is
+  // behind run over the first row of an opaque picture.
+  if (const qreal ratio = host_.pixelRatio(); ratio != std::round(ratio)) {
+    repaint();
   }
 }
 

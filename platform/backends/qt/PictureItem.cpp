@@ -3,6 +3,7 @@
 #include <QQuickWindow>
 #include <QSGImageNode>
 #include <QSGTexture>
+#include <utility>
 
 PictureItem::PictureItem(QQuickItem* parent) : QQuickItem(parent) {
   setFlag(ItemHasContents);
@@ -11,6 +12,11 @@ PictureItem::PictureItem(QQuickItem* parent) : QQuickItem(parent) {
 void PictureItem::setImage(const QImage& image) {
   image_ = image;
   changed_ = true;
+  update();
+}
+
+void PictureItem::repaint() {
+  repaint_ = true;
   update();
 }
 
@@ -35,5 +41,8 @@ QSGNode* PictureItem::updatePaintNode(QSGNode* old, UpdatePaintNodeData*) {
   node->setFiltering(shownPixels == image_.size() ? QSGTexture::Nearest : QSGTexture::Linear);
   node->setRect(boundingRect());
   node->setSourceRect(QRectF(QPointF(0, 0), QSizeF(image_.size())));
+  if (std::exchange(repaint_, false)) {
+    node->markDirty(QSGNode::DirtyMaterial);
+  }
   return node;
 }

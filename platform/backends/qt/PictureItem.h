@@ -11,6 +11,8 @@ class PictureItem : public QQuickItem {
 
   const QImage& image() const { return image_; }
   void setImage(const QImage& image);
+  /// Draws it once more although it is the same.
+  void repaint();
 
  protected:
   QSGNode* updatePaintNode(QSGNode* old, UpdatePaintNodeData* data) override;
@@ -18,4 +20,5 @@ class PictureItem : public QQuickItem {
  private:
   QImage image_;
   bool changed_ = false;
+  bool repaint_ = false;
 };
