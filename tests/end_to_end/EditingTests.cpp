@@ -14,20 +14,28 @@ std::string frame(const std::string& state, const std::string& name) {
   return member(member(state, "frames"), name);
 }
 
+/// Runs the script on a copy of the recording, to success; what its `state` steps printed, `count` of them. Each is
+/// empty after a failure.
+std::vector<std::string> statesOf(Session& session, const std::string& recording, const std::string& script,
+                                  std::size_t count) {
+  EXPECT_EQ(session.run(session.copyOf(recording), script), 0) << session.errors();
+  std::vector<std::string> found = session.states();
+  EXPECT_EQ(found.size(), count);
+  found.resize(count);
+  return found;
+}
+
 }  // namespace
 
 TEST(Editing, TurningTheWindowWhilePlayingChangesTheLayout) {
   Session session;
-  ASSERT_EQ(session.run(session.copyOf("basic.mp4"),
-                        "wait ready\nstate\n"
-                        "tap overlay\nwait playing\ntap video\n"
-                        "resize 667 375\nstate\n"
-                        "resize 375 667\nstate\n"
-                        "tap Play\ntap video\ntap Pause\nwait paused\nstate\n"),
-            0)
-      << session.errors();
-  const auto states = session.states();
-  ASSERT_EQ(states.size(), 4U);
+  const auto states = statesOf(session, "basic.mp4",
+                               "wait ready\nstate\n"
+                               "tap overlay\nwait playing\ntap video\n"
+                               "resize 667 375\nstate\n"
+                               "resize 375 667\nstate\n"
+                               "tap Play\ntap video\ntap Pause\nwait paused\nstate\n",
+                               4);
   EXPECT_EQ(flag(states[0], "padMode"), "false");
   EXPECT_EQ(flag(states[0], "introMode"), "true");
   EXPECT_EQ(member(states[0], "topToolBar"), R"(["Cancel", "flexible space", "basic", "flexible space", "Save"])");
@@ -72,17 +80,14 @@ TEST(Editing, APadKeepsItsLayout) {
 
 TEST(Editing, PlaysToTheEndAndComesBackToTheStart) {
   Session session;
-  ASSERT_EQ(session.run(session.copyOf("video_only.mp4"),
-                        "wait ready\n"
-                        "tap overlay\nwait playing\nstate\n"
-                        "tap video\nstate\ntap video\nstate\ntap video\n"
-                        "drag playhead 6\nstate\n"
-                        "tap Pause\ntap Play\nwait playing\nstate\n"
-                        "wait paused 20\nstate\ntime\n"),
-            0)
-      << session.errors();
-  const auto states = session.states();
-  ASSERT_EQ(states.size(), 6U);
+  const auto states = statesOf(session, "video_only.mp4",
+                               "wait ready\n"
+                               "tap overlay\nwait playing\nstate\n"
+                               "tap video\nstate\ntap video\nstate\ntap video\n"
+                               "drag playhead 6\nstate\n"
+                               "tap Pause\ntap Play\nwait playing\nstate\n"
+                               "wait paused 20\nstate\ntime\n",
+                               6);
   EXPECT_EQ(flag(states[0], "uiHidden"), "true");
   EXPECT_EQ(flag(states[0], "introMode"), "false");
   EXPECT_EQ(frame(states[0], "overlayPlayButton"), "null");
@@ -124,16 +129,13 @@ TEST(Editing, TheFrameUnderThePlayheadIsTheOneOnScreen) {
 
 TEST(Editing, ShakingUndoesATrimAndNothingElse) {
   Session session;
-  ASSERT_EQ(session.run(session.copyOf("basic.mp4"),
-                        "wait ready\nshake\nstate\n"
-                        "drag start 12\nwait editing\nstate\n"
-                        "shake\nstate\n"
-                        "drag end 30\nwait editing\nkey Control+Z\nstate\n"
-                        "drag end 20\nwait editing\ntap Cancel\nstate\n"),
-            0)
-      << session.errors();
-  const auto states = session.states();
-  ASSERT_EQ(states.size(), 5U);
+  const auto states = statesOf(session, "basic.mp4",
+                               "wait ready\nshake\nstate\n"
+                               "drag start 12\nwait editing\nstate\n"
+                               "shake\nstate\n"
+                               "drag end 30\nwait editing\nkey Control+Z\nstate\n"
+                               "drag end 20\nwait editing\ntap Cancel\nstate\n",
+                               5);
   EXPECT_EQ(flag(states[0], "hasEdit"), "false");
   EXPECT_EQ(flag(states[1], "trimming"), "true");
   EXPECT_EQ(member(states[1], "topToolBar"), R"(["Cancel", "flexible space", "basic", "flexible space", "Done"])");
