@@ -6,46 +6,58 @@ namespace isobmff {
 
 namespace {
 
-bool before(const MediaLayout::Piece& a, const MediaLayout::Piece& b) {
-  return a.source < b.source;
+/// The samples of one track in the order of their places in the file.
+struct Stream {
+  const SampleRun* next = nullptr;
+  const SampleRun* end = nullptr;
+};
+
+bool isEarlier(const SampleRun& a, const SampleRun& b) {
+  return a.offset < b.offset;
+}
+
+bool isLater(const Stream& a, const Stream& b) {
+  return isEarlier(*b.next, *a.next);
 }
 
 }  // namespace
 
 MediaLayout::MediaLayout(const CutPlan& plan) {
+  std::vector<std::vector<SampleRun>> sorted;  // of tracks that jump back in the file, which is rare
+  std::vector<Stream> streams;
   for (const TrackPlan& track : plan.tracks) {
-    const std::size_t first = pieces_.size();
-    bool sorted = true;
-    for (const SampleRun& run : track.runs) {
-      const std::uint64_t length = std::uint64_t(run.count) * run.size;
-      if (length == 0) continue;
-      if (pieces_.size() > first) {
-        Piece& last = pieces_.back();
-        if (last.source + last.length == run.offset) {
-          last.length += length;
-          continue;
-        }
-        sorted = sorted && last.source <= run.offset;
-      }
-      pieces_.push_back({run.offset, length, 0});
+    const std::vector<SampleRun>* runs = &track.runs;
+    if (!std::is_sorted(runs->begin(), runs->end(), isEarlier)) {
+      runs = &sorted.emplace_back(*runs);
+      std::stable_sort(sorted.back().begin(), sorted.back().end(), isEarlier);
     }
-    const auto middle = pieces_.begin() + std::ptrdiff_t(first);
-    if (!sorted) std::sort(middle, pieces_.end(), before);
-    std::inplace_merge(pieces_.begin(), middle, pieces_.end(), before);
+    if (!runs->empty()) streams.push_back({runs->data(), runs->data() + runs->size()});
   }
-
-  // Neighbours and those that overlap become one.
-  std::size_t kept = 0;
-  for (const Piece& piece : pieces_) {
-    if (kept > 0 && piece.source <= pieces_[kept - 1].source + pieces_[kept - 1].length) {
-      Piece& last = pieces_[kept - 1];
-      last.length = std::max(last.length, piece.source + piece.length - last.source);
-    } else {
-      pieces_[kept++] = piece;
-    }
+  std::make_heap(streams.begin(), streams.end(), isLater);
+  while (!streams.empty()) {
+    std::pop_heap(streams.begin(), streams.end(), isLater);
+    Stream& stream = streams.back();
+    const SampleRun* const other = streams.size() > 1 ? streams.front().next : nullptr;
+    do {
+      add(stream.next->offset, std::uint64_t(stream.next->count) * stream.next->size);
+    } while (++stream.next != stream.end && !(other && isEarlier(*other, *stream.next)));
+    if (stream.next == stream.end)
+      streams.pop_back();
+    else
+      std::push_heap(streams.begin(), streams.end(), isLater);
   }
-  pieces_.resize(kept);
   place();
+}
+
+/// Stretches come in the order of their beginnings. Neighbours and those that overlap become one.
+void MediaLayout::add(std::uint64_t source, std::uint64_t length) {
+  if (length == 0) return;
+  if (!pieces_.empty() && source <= pieces_.back().source + pieces_.back().length) {
+    Piece& last = pieces_.back();
+    last.length = std::max(last.length, source + length - last.source);
+  } else {
+    pieces_.push_back({source, length, 0});
+  }
 }
 
 void MediaLayout::place() {
@@ -73,7 +85,9 @@ std::uint64_t MediaLayout::Cursor::target(std::uint64_t source) {
     if (piece_ + 1 < pieces.size() && holds(piece_ + 1)) {
       ++piece_;
     } else {
-      const auto after = std::upper_bound(pieces.begin(), pieces.end(), Piece{source, 0, 0}, before);
+      const auto after =
+          std::upper_bound(pieces.begin(), pieces.end(), source,
+                           [](std::uint64_t offset, const Piece& piece) { return offset < piece.source; });
       piece_ = std::size_t(after - pieces.begin()) - 1;
     }
   }

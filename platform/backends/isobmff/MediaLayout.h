@@ -44,6 +44,7 @@ class MediaLayout {
   };
 
  private:
+  void add(std::uint64_t source, std::uint64_t length);
   void place();
 
   std::vector<Piece> pieces_;

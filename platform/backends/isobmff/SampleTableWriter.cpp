@@ -72,7 +72,9 @@ ChunkOffsets SampleTableWriter::write(const Box& box) {
     const Table table = tableFor(child.type, known);
     if (known) had[std::size_t(table)] = true;
   }
+  // Only where the source has them: one is for old readers, the other may say what a sample group says already.
   done[std::size_t(Table::OffsetRange)] = !had[std::size_t(Table::OffsetRange)];
+  done[std::size_t(Table::PartialSync)] = !had[std::size_t(Table::PartialSync)];
   const auto writeOnce = [&](std::size_t table) {
     if (!std::exchange(done[table], true)) write(Table(table));
   };

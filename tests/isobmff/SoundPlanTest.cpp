@@ -1,0 +1,181 @@
+// Sound is cut to the sample; text and timecode follow their own rules.
+#include "SyntheticMovie.h"
+#include "platform/backends/isobmff/CutPlan.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace {
+
+using namespace isobmff;
+using synthetic::Builder;
+
+std::unique_ptr<CutPlan> plan(const Movie& movie, double from, double to) {
+  const CMTime start = CMTimeMakeWithSeconds(from, 1'000'000'000);
+  NSErrorPtr error;
+  auto cut = planCut(movie, -1, {start, CMTimeMakeWithSeconds(to - from, 1'000'000'000)}, "Movie", &error);
+  EXPECT_TRUE(cut) << (error ? error->localizedDescription() : "");
+  return cut;
+}
+
+/// The times of a track's samples are whole, and the packet that sounds at the in-point is where the edit list says.
+/// `from` is in the source media's ticks.
+void expectSound(const Movie& movie, const CutPlan& cut, std::size_t index, double from, double length) {
+  const Track& source = movie.tracks[index];
+  const TrackPlan& track = cut.tracks[index];
+  ASSERT_FALSE(track.runs.empty());
+  const std::int64_t multiplier = track.timescale / source.timescale;
+  EXPECT_EQ(track.timescale % source.timescale, 0U);
+  std::int64_t time = 0;
+  std::uint32_t next = track.runs.front().index;
+  for (const SampleRun& run : track.runs) {
+    ASSERT_EQ(run.decodeTime, time);
+    ASSERT_EQ(run.index, next);
+    time += std::int64_t(run.count) * run.duration;
+    next += run.count;
+  }
+  EXPECT_EQ(time, track.mediaDuration);
+  const EditSegment& edit = track.edits.back();
+  const std::int64_t shift = std::int64_t(track.runs.front().index) * source.runs.front().duration * multiplier;
+  EXPECT_EQ(edit.mediaTime + shift, std::llround(from * double(multiplier)));
+  EXPECT_NEAR(double(edit.duration) / cut.timescale, length, 0.6 / track.timescale);
+  EXPECT_EQ(track.mediaDuration,
+            edit.mediaTime + std::llround(double(edit.duration) * track.timescale / cut.timescale));
+}
+
+TEST(SoundPlan, BeginsAtTheSampleWithThePacketsThatTheDecoderNeeds) {
+  struct Case {
+    FourCC format;
+    std::uint32_t length;
+    std::uint32_t before;  // packets
+  };
+  const Case cases[] = {{fourCC("ac-3"), 1536, 1}, {fourCC("fLaC"), 4096, 0}, {fourCC("alac"), 4096, 0},
+                        {fourCC("Opus"), 960, 4},  {fourCC(".mp3"), 1152, 2}, {fourCC("mp4a"), 1024, 2}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(toString(c.format));
+    Builder builder;
+    builder.addSound(48000, 48000, c.format, 48000 * 10 / int(c.length), c.length);
+    builder.track(0).edits = {{9000, 312}};
+    const Movie movie = builder.finish();
+    const auto cut = plan(movie, 3.21, 4.7);
+    ASSERT_TRUE(cut);
+    const double from = 3.21 * 48000 + 312;
+    expectSound(movie, *cut, 0, from, 1.49);
+    const auto packet = std::uint32_t(from) / c.length;
+    EXPECT_EQ(cut->tracks[0].firstShown, packet);
+    EXPECT_EQ(cut->tracks[0].runs.front().index, packet - c.before);
+    EXPECT_EQ(cut->tracks[0].lastShown, std::uint32_t(4.7 * 48000 + 312 - 1) / c.length);
+    EXPECT_EQ(cut->duration, std::uint64_t(std::llround(1.49 * cut->timescale)));
+  }
+}
+
+TEST(SoundPlan, PrerollOfASampleGroupCounts) {
+  Builder builder;
+  builder.addSound(48000, 48000, fourCC("mp4a"), 400, 1024);
+  // Version 1, "roll", entries of two bytes, one of them: five packets back.
+  builder.sampleTable(0).children.push_back(
+      {fourCC("sgpd"), {1, 0, 0, 0, 'r', 'o', 'l', 'l', 0, 0, 0, 2, 0, 0, 0, 1, 0xFF, 0xFB}, {}});
+  const Movie movie = builder.finish();
+  const auto cut = plan(movie, 2, 3);
+  ASSERT_TRUE(cut);
+  EXPECT_EQ(cut->tracks[0].runs.front().index, 96000U / 1024 - 5);
+}
+
+TEST(SoundPlan, SplitsUncompressedRunsAtTheSample) {
+  Builder builder;
+  builder.addSound(44100, 44100, fourCC("sowt"), 44100 * 5, 1, 22050, 4);
+  const Movie movie = builder.finish(1000);
+  const auto cut = plan(movie, 1.25, 3.7501);
+  ASSERT_TRUE(cut);
+  const TrackPlan& track = cut->tracks[0];
+  expectSound(movie, *cut, 0, 55125, 2.5001);
+  EXPECT_EQ(track.edits.front().mediaTime, 0);
+  EXPECT_EQ(track.runs.front().index, 55125U);
+  EXPECT_EQ(track.runs.front().offset, 1000 + 55125U * 4);
+  EXPECT_EQ(track.runs.size(), 6U);  // the rest of one, four whole ones and the beginning of one, no loose samples
+  EXPECT_EQ(track.mediaDuration, std::llround(3.7501 * 44100) - 55125);
+  // Inside one run.
+  const auto little = plan(movie, 2.1, 2.10005);
+  ASSERT_TRUE(little);
+  ASSERT_EQ(little->tracks[0].runs.size(), 1U);
+  EXPECT_EQ(little->tracks[0].runs[0].count, 2U);
+}
+
+TEST(SoundPlan, ACoarseScaleIsRefinedToTheSample) {
+  Builder builder;
+  builder.addPictures(600, synthetic::steadyPictures(300, 20, 30));
+  builder.addSound(1000, 44100, fourCC("alac"), 100, 93);
+  const Movie movie = builder.finish();
+  const auto cut = plan(movie, 1.2345678, 4.321);
+  ASSERT_TRUE(cut);
+  EXPECT_GE(cut->tracks[1].timescale, 44100U);
+  expectSound(movie, *cut, 1, 1234.5678, 4.321 - 1.2345678);
+}
+
+TEST(SoundPlan, BeginsLateAndEndsEarlyWhereTheSourceDoes) {
+  Builder builder;
+  builder.addPictures(600, synthetic::steadyPictures(300, 20, 30));
+  builder.addSound(48000, 48000, fourCC("fLaC"), 141, 1024);  // 3.008 s
+  builder.track(1).edits = {{1500, -1}, {3008, 0}};
+  const Movie movie = builder.finish();
+  const auto cut = plan(movie, 1, 6);
+  ASSERT_TRUE(cut);
+  const TrackPlan& track = cut->tracks[1];
+  ASSERT_EQ(track.edits.size(), 2U);
+  EXPECT_EQ(track.edits[0].mediaTime, -1);
+  EXPECT_EQ(track.edits[0].duration * 2, cut->timescale);
+  EXPECT_EQ(track.edits[1].mediaTime, 0);
+  EXPECT_EQ(track.mediaDuration, 141 * 1024);
+  EXPECT_EQ(cut->duration, 5ULL * cut->timescale);
+  EXPECT_TRUE(plan(movie, 5, 6)->tracks[1].runs.empty());
+}
+
+TEST(StandAlonePlan, TextOnScreenAtTheStartBeginsThere) {
+  Builder builder;
+  builder.addPictures(600, synthetic::steadyPictures(300, 20, 30));
+  const std::size_t text = builder.addTrack(fourCC("text"), 1000, fourCC("tx3g"));
+  for (const std::uint32_t duration : {2000U, 3000U, 500U, 500U, 4000U}) {
+    SampleRun run;
+    run.count = 1;
+    run.size = 20;
+    run.duration = duration;
+    builder.append(text, run);
+  }
+  const Movie movie = builder.finish();
+  const auto cut = plan(movie, 3.5, 7.25);
+  ASSERT_TRUE(cut);
+  const TrackPlan& track = cut->tracks[text];
+  ASSERT_EQ(track.runs.size(), 4U);
+  std::vector<std::uint32_t> indices, durations;
+  for (const SampleRun& run : track.runs) indices.push_back(run.index), durations.push_back(run.duration);
+  EXPECT_EQ(indices, (std::vector<std::uint32_t>{1, 2, 3, 4}));
+  EXPECT_EQ(durations, (std::vector<std::uint32_t>{1500, 500, 500, 1250}));
+  EXPECT_EQ(track.edits.back().mediaTime, 0);
+}
+
+TEST(StandAlonePlan, TimecodeKeepsItsSampleAndCountsOn) {
+  Builder builder;
+  builder.addPictures(600, synthetic::steadyPictures(300, 20, 30));
+  const std::size_t code = builder.addTrack(fourCC("tmcd"), 30, fourCC("tmcd"));
+  SampleRun run;
+  run.count = 1;
+  run.size = 4;
+  run.duration = 300;
+  builder.append(code, run);
+  const std::size_t hint = builder.addTrack(fourCC("hint"), 90000, fourCC("rtp "));
+  run.duration = 900000;
+  builder.append(hint, run);
+  const Movie movie = builder.finish();
+  const auto cut = plan(movie, 2, 5);
+  ASSERT_TRUE(cut);
+  const TrackPlan& track = cut->tracks[code];
+  ASSERT_EQ(track.runs.size(), 1U);
+  EXPECT_EQ(track.runs[0].duration, 300U);
+  EXPECT_EQ(track.edits.back().mediaTime, 60);
+  EXPECT_EQ(track.duration, 3ULL * cut->timescale);
+  EXPECT_TRUE(cut->tracks[hint].runs.empty());
+  EXPECT_TRUE(isLeftOut(movie.tracks[hint]));
+}
+
+}  // namespace
