@@ -224,7 +224,13 @@ void QtEditorWindow::resize(CGSize points) {
 
 QImage QtEditorWindow::grab() {
   commit();
-  return quickWindow_->grabWindow();
+  // A copy, and without transparency: on screen the window's memory has a fourth byte that means nothing, although its
+  // format says so.
+  QImage picture = quickWindow_->grabWindow().copy();
+  if (picture.format() == QImage::Format_ARGB32_Premultiplied || picture.format() == QImage::Format_ARGB32) {
+    picture.reinterpretAsFormat(QImage::Format_RGB32);
+  }
+  return picture;
 }
 
 void QtEditorWindow::screenshot(const std::string& path, std::function<void(bool)> done) {
