@@ -5,6 +5,7 @@
 #include "platform/Photos/PHPhotoLibrary.h"
 #include "platform/UIKit/UIActivity.h"
 
+#include <cstdio>
 #include <utility>
 
 void ZVVideoEditorViewController::saveAction() {
@@ -63,7 +64,10 @@ void ZVVideoEditorViewController::exportTrimVideoSaveToCameraRoll() {
         if (status == AVAssetExportSessionStatus::Cancelled) {
           os_trace("ZXVideoEditorViewController: Export Trim Video Cancelled");
         } else if (status == AVAssetExportSessionStatus::Failed) {
-          os_trace("ZXVideoEditorViewController: Export Trim Video Failed, due to error: %i", ended->error()->code());
+          const NSErrorPtr error = ended->error();
+          os_trace("ZXVideoEditorViewController: Export Trim Video Failed, due to error: %i", error->code());
+          // The trace is for developers; the person should know what to do.
+          std::fprintf(stderr, "zevanti: the selected part was not saved: %s\n", error->localizedDescription().c_str());
         } else {
           dispatch_sync(dispatch_get_main_queue(), [&] { self->trimExportDidEnd(ended, shownCopy); });
           return;

@@ -13,11 +13,18 @@ inline constexpr const char* AVFileTypeM4V = "m4v";
 
 enum class AVAssetExportSessionStatus { Unknown = 0, Waiting, Exporting, Completed, Failed, Cancelled };
 
-/// Writes a range of a movie into a new file.
+/// Writes a range of a movie into a new file, exact at both ends, without coding anything anew.
 ///
-/// The file appears at `outputURL` only when it is whole and on disk: it is written under a hidden name beside it and
-/// renamed. A file that is already there and is not the asset's own is never replaced (the export fails); the asset's
-/// own file may be, its readers keep the old one. After a failed or cancelled export nothing is left behind.
+/// The file is an MP4 or QuickTime movie with all tracks of the asset. It shows the picture that is on screen at the
+/// range's start first and nothing that begins at its end or later; sound begins and ends at the exact sample. What
+/// pictures need of those before them goes along, hidden. Recordings in other containers are repacked on the way; one
+/// whose pictures or sound an MP4 file can't hold fails with AVErrorExportFailed and a text that names them.
+///
+/// The file appears at `outputURL` only when it is whole, checked and on disk: it is written without a name, or a
+/// hidden one, beside it, opened once more and compared with the plan and the asset (a difference fails with
+/// AVErrorExportFailed), synced and renamed. A file that is already there and is not the asset's own is never replaced
+/// (the export fails); the asset's own file may be, its readers keep the old one. After a failed or cancelled export
+/// nothing is left behind.
 class AVAssetExportSession : public NSObject {
  public:
   static Strong<AVAssetExportSession> initWithAsset_presetName(const Strong<AVURLAsset>& asset,
@@ -34,11 +41,15 @@ class AVAssetExportSession : public NSObject {
   /// Returns at once; `handler` is called once, on a queue of the session's own, never on the main queue. The session
   /// keeps itself alive until then.
   void exportAsynchronouslyWithCompletionHandler(std::function<void()> handler);
-  void cancelExport();  ///< any thread
+  /// Any thread, any moment. The export ends soon as Cancelled; one whose file has its name already as Completed.
+  void cancelExport();
 
   AVAssetExportSessionStatus status() const;  ///< any thread
   NSErrorPtr error() const;                   ///< any thread; set when failed
-  float progress() const;                     ///< any thread; 0 to 1
+  float progress() const;                     ///< any thread; 0 to 1, 1 only once completed
+  /// What was really taken, in the times that the asset's player shows: the end is the movie's where the range reached
+  /// further. Invalid until completed. Any thread.
+  CMTimeRange exportedTimeRange() const;
 
  private:
   struct Impl;

@@ -1,12 +1,11 @@
 #include "platform/AVFoundation/AVAssetExportSession.h"
 
 #include "platform/Dispatch/dispatch.h"
-#include "platform/backends/ffmpeg/PassthroughExport.h"
+#include "platform/backends/ffmpeg/MovieExport.h"
 #include "platform/backends/posix/HiddenFile.h"
 
 #include <atomic>
 #include <cerrno>
-#include <cstdio>
 #include <filesystem>
 #include <mutex>
 
@@ -24,8 +23,11 @@ struct AVAssetExportSession::Impl {
   std::atomic<float> progress{0};
   std::mutex mutex;
   NSErrorPtr error;
+  CMTimeRange exported{kCMTimeInvalid, kCMTimeInvalid};
 
+  /// Null when the file is there under its name.
   NSErrorPtr run();
+  void finish(AVAssetExportSessionStatus ended, const NSErrorPtr& why);
 };
 
 namespace {
@@ -51,24 +53,37 @@ NSErrorPtr AVAssetExportSession::Impl::run() {
   }
   if (NSErrorPtr unreadable = asset->error()) return unreadable;
   const std::string name = outputURL.lastPathComponent();
-  const std::filesystem::path folder = std::filesystem::path(outputURL.path()).parent_path();
+  std::string folder = std::filesystem::path(outputURL.path()).parent_path().string();
+  if (folder.empty()) folder = ".";
   if (placeAt(outputURL.path(), *asset) == Place::Taken) return NSError::posix(EEXIST, what);
-  std::optional<HiddenFile> file = HiddenFile::create(folder.empty() ? "." : folder.string());
+  std::optional<HiddenFile> file = HiddenFile::create(folder);
   if (!file) return NSError::posix(errno, what);
 
-  PassthroughExport job;
+  MovieExport job;
   job.sourcePath = asset->readablePath();
   job.sourceName = asset->URL().lastPathComponent();
+  job.outputFolder = folder;
   job.output = file->descriptor();
   job.range = range;
   job.isCancelled = [this] { return cancelled.load(); };
   job.progress = [this](float value) { progress = value; };
   if (NSErrorPtr error = job.run()) return error;
-  if (cancelled) return nullptr;
 
   const bool replace = placeAt(outputURL.path(), *asset) == Place::OwnFile;
+  if (cancelled) return NSError::posix(ECANCELED, what);
   const int failure = replace ? file->publishReplacing(name) : file->publish(name);
-  return failure == 0 ? nullptr : NSError::posix(failure, what);
+  if (failure != 0) return NSError::posix(failure, what);
+  const std::lock_guard lock(mutex);
+  exported = CMTimeRangeMake(job.start, CMTimeSubtract(job.end, job.start));
+  return nullptr;
+}
+
+void AVAssetExportSession::Impl::finish(AVAssetExportSessionStatus ended, const NSErrorPtr& why) {
+  {
+    const std::lock_guard lock(mutex);
+    error = why;
+  }
+  status = ended;
 }
 
 AVAssetExportSession::AVAssetExportSession() : impl_(std::make_shared<Impl>()) {}
@@ -106,19 +121,15 @@ void AVAssetExportSession::exportAsynchronouslyWithCompletionHandler(std::functi
     auto waiting = Status::Waiting;
     // A session exports once; a second request only learns how the first one ended.
     if (impl->status.compare_exchange_strong(waiting, Status::Exporting)) {
-      const NSErrorPtr error = impl->cancelled ? nullptr : impl->run();
-      if (impl->cancelled) {
-        impl->status = Status::Cancelled;
+      const NSErrorPtr error = impl->cancelled ? NSError::posix(ECANCELED, "") : impl->run();
+      if (!error) {
+        // Whole and under its name: a cancellation that comes now is too late.
+        impl->progress = 1;
+        impl->finish(Status::Completed, nullptr);
+      } else if (impl->cancelled) {
+        impl->finish(Status::Cancelled, nullptr);
       } else {
-        {
-          const std::lock_guard lock(impl->mutex);
-          impl->error = error;
-        }
-        if (!error) impl->progress = 1;
-        // The editor only traces it; the person should know what to do.
-        if (error)
-          std::fprintf(stderr, "zevanti: the selected part was not saved: %s\n", error->localizedDescription().c_str());
-        impl->status = error ? Status::Failed : Status::Completed;
+        impl->finish(Status::Failed, error);
       }
     }
     if (handler) handler();
@@ -140,4 +151,9 @@ NSErrorPtr AVAssetExportSession::error() const {
 
 float AVAssetExportSession::progress() const {
   return impl_->progress;
+}
+
+CMTimeRange AVAssetExportSession::exportedTimeRange() const {
+  const std::lock_guard lock(impl_->mutex);
+  return impl_->exported;
 }

@@ -1,0 +1,99 @@
+#include "platform/backends/ffmpeg/MovieExport.h"
+
+#include "platform/AVFoundation/AVError.h"
+#include "platform/backends/ffmpeg/ContainerConversion.h"
+#include "platform/backends/ffmpeg/ExportExpectations.h"
+#include "platform/backends/ffmpeg/ExportVerifier.h"
+#include "platform/backends/isobmff/CutPlan.h"
+#include "platform/backends/isobmff/MovieReader.h"
+#include "platform/backends/isobmff/MovieWriter.h"
+#include "platform/backends/posix/FileDescriptor.h"
+#include "platform/backends/posix/FileFlush.h"
+#include "platform/backends/posix/HiddenFile.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+
+#include <fcntl.h>
+
+namespace {
+
+// What has been done when a stage ends, of 1. Most of the time goes into getting the bytes to the disk.
+constexpr float kConverted = 0.3F, kWritten = 0.6F, kChecked = 0.62F;
+
+NSErrorPtr exportError(int code, const std::string& text) {
+  return std::make_shared<const NSError>(AVFoundationErrorDomain, code, text);
+}
+
+NSErrorPtr cancelled() {
+  return NSError::posix(ECANCELED, "The export was cancelled");
+}
+
+}  // namespace
+
+NSErrorPtr MovieExport::run() {
+  if (!range.start.isValid() || !range.duration.isValid() || range.start.value < 0 || range.duration.value <= 0) {
+    return exportError(AVErrorInvalidTimeRange, "There is nothing between the two ends of the selection.");
+  }
+  const FileDescriptor source(open(sourcePath.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!source) return NSError::posix(errno, "“" + sourceName + "” can't be opened");
+  const NSErrorPtr error = isobmff::isMovieFile(source.get()) ? cut(source.get(), range, 0) : convertAndCut();
+  return error ? error : flush();
+}
+
+NSErrorPtr MovieExport::convertAndCut() {
+  const std::optional<HiddenFile> file = HiddenFile::create(outputFolder);
+  if (!file) return NSError::posix(errno, "“" + sourceName + "” could not be converted in " + outputFolder);
+  ContainerConversion conversion;
+  conversion.sourcePath = sourcePath;
+  conversion.sourceName = sourceName;
+  conversion.output = file->descriptor();
+  conversion.range = range;
+  conversion.isCancelled = isCancelled;
+  conversion.progress = [this](float value) { progress(value * kConverted); };
+  if (NSErrorPtr error = conversion.run()) return error;
+
+  constexpr std::int32_t kNanoseconds = 1'000'000'000;
+  const double from = std::max(0.0, CMTimeGetSeconds(range.start) - conversion.start);
+  const double to = CMTimeGetSeconds(range.start) + CMTimeGetSeconds(range.duration) - conversion.start;
+  const CMTime begin = CMTimeMakeWithSeconds(from, kNanoseconds);
+  const CMTimeRange moved =
+      CMTimeRangeMake(begin, CMTimeSubtract(CMTimeMakeWithSeconds(std::max(from, to), kNanoseconds), begin));
+  if (NSErrorPtr error = cut(file->descriptor(), moved, kConverted)) return error;
+  start = CMTimeMakeWithSeconds(CMTimeGetSeconds(start) + conversion.start, kNanoseconds);
+  end = CMTimeMakeWithSeconds(CMTimeGetSeconds(end) + conversion.start, kNanoseconds);
+  return nullptr;
+}
+
+NSErrorPtr MovieExport::cut(int source, CMTimeRange fromTo, float from) {
+  NSErrorPtr error;
+  ExportExpectations expectations;
+  {
+    const std::unique_ptr<isobmff::Movie> movie = isobmff::readMovie(source, sourceName, &error);
+    if (!movie) return error;
+    if (isCancelled()) return cancelled();
+    const std::unique_ptr<isobmff::CutPlan> plan = isobmff::planCut(*movie, source, fromTo, sourceName, &error);
+    if (!plan) return error;
+    if (isCancelled()) return cancelled();
+    start = plan->sourceStart;
+    end = plan->sourceEnd;
+    expectations = ExportExpectations::of(*movie, *plan);
+    const auto written = [this, from](float value) { progress(from + value * (kWritten - from)); };
+    error = isobmff::writeMovie(*movie, *plan, source, output, written, isCancelled);
+    if (error) return error;
+  }  // the tables have gone before another reader loads them
+  if (isCancelled()) return cancelled();
+  error = ExportVerifier(expectations, source, output, isCancelled).run();
+  if (isCancelled()) return cancelled();
+  progress(kChecked);
+  return error;
+}
+
+NSErrorPtr MovieExport::flush() {
+  const int failure = flushFile(output, [this](std::int64_t done, std::int64_t total) {
+    progress(kChecked + float(double(done) / double(std::max<std::int64_t>(1, total))) * (1 - kChecked));
+    return !isCancelled();
+  });
+  return failure == 0 ? nullptr : NSError::posix(failure, "The trimmed movie could not be written");
+}

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "platform/backends/ffmpeg/StreamWindow.h"
+
+/// Whether what stands at one end of a stream can be decoded: the picture that is shown there, with its time, or some
+/// sound.
+class PictureCheck {
+ public:
+  /// `from` is the packet of `window` at which decoding can start. Both must outlive this object.
+  PictureCheck(const AVStream* stream, const StreamWindow& window, std::size_t from)
+      : stream_(stream), window_(window), from_(from) {}
+
+  /// Takes the time of a handful of pictures of full-screen size: where more lie between, only the first is decoded.
+  /// Safe on any thread, as long as nobody reads the stream meanwhile.
+  void run();
+  /// True before `run`, and when there is no decoder.
+  bool succeeded() const { return succeeded_; }
+
+  /// Whether a movie's picture or sound at `time` (the player's, in seconds) can be decoded from its own key frame.
+  static bool canDecode(MovieInput& input, AVStream* stream, double time);
+
+ private:
+  const AVStream* stream_;
+  const StreamWindow& window_;
+  std::size_t from_;
+  bool succeeded_ = true;
+};
