@@ -134,6 +134,13 @@ CutOutcome VideoCut::run(TrackCut& cut) {
     return sample.index < lastNeeded_;
   });
 
+  // Players begin at the last key picture before the in-point. Those that were found not to do must not invite them.
+  for (SampleRun& sample : plan.runs) {
+    if (sample.index > firstShown_) break;
+    if (sample.index == start || sample.presentationTime() > firstShownTime_) continue;
+    sample.sync = sample.partialSync = false;
+  }
+
   PictureTimes times;
   if (!times.assign(plan.runs, track_.timescale, {inPoint_, outPoint_, firstShownTime_})) return CutOutcome::Overflow;
   plan.timescale = times.timescale();
