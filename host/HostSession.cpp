@@ -1,6 +1,7 @@
 #include "host/HostSession.h"
 
 #include "extension/ZVVideoEditorExtensionConstants.h"
+#include "host/ProgramFolder.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -26,16 +27,6 @@ bool hasDisplay() {
     if (const char* value = std::getenv(name); value && *value) return true;
   }
   return false;
-}
-
-/// The folder of this program, or, when it has been installed, of the parts that belong to it.
-std::string programFolder() {
-  std::error_code error;
-  std::filesystem::path folder = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
-  std::filesystem::path installed = folder.parent_path() / "lib" / "zevanti";
-  const char* part = "ZVVideoEditorExtension.appex";
-  bool here = std::filesystem::exists(folder / part, error) || !std::filesystem::exists(installed / part, error);
-  return (here ? folder : installed).string();
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 const char* const usageText =
     R"(Usage: zevanti [OPTION]... MOVIE
+       zevanti info ... | zevanti trim ...
 Play, trim, save and share a screen recording. MOVIE itself is never changed.
 
       --app-name TEXT     name of the recorded application, shown as the title
@@ -23,6 +24,9 @@ Play, trim, save and share a screen recording. MOVIE itself is never changed.
       --script FILE       carry out the steps in FILE
       --help              show this help
       --version           show the version
+
+'zevanti info' tells what is in a movie and 'zevanti trim' cuts one, without a
+window; each says more with --help. Open a movie of that name as ./info.
 
 When the editor is closed, the name of each action that was completed is printed
 on a line of its own.

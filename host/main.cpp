@@ -1,9 +1,13 @@
 #include "host/HostSession.h"
 #include "host/Options.h"
+#include "host/ProgramFolder.h"
 
 #include <fcntl.h>
 #include <unistd.h>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <string>
 
 namespace {
 
@@ -21,10 +25,20 @@ void occupyStandardStreams() {
   }
 }
 
+/// `zevanti info` and `zevanti trim` need no editor; a program of its own does them, so that this one stays small.
+int runMovieTool(char* argv[]) {
+  std::string program = programFolder() + "/zevanti-movie";
+  argv[0] = program.data();
+  execv(program.c_str(), argv);
+  std::fprintf(stderr, "zevanti: can't start '%s': %s\n", program.c_str(), std::strerror(errno));
+  return 1;
+}
+
 }  // namespace
 
 int main(int argc, char* argv[]) {
   occupyStandardStreams();
+  if (argc > 1 && (std::strcmp(argv[1], "info") == 0 || std::strcmp(argv[1], "trim") == 0)) return runMovieTool(argv);
   Options options;
   std::string problem;
   if (!parseOptions(argc, argv, options, problem)) {

@@ -34,7 +34,8 @@ void cut(const isobmff::Movie& movie, int source, double start, double length) {
   if (bytes > kMaximumMedia) return;
 
   result.fill(nullptr, 0);
-  error = isobmff::writeMovie(movie, *plan, source, result.descriptor(), [](float) {}, [] { return false; });
+  error = isobmff::writeMovie(
+      movie, *plan, source, result.descriptor(), [](float) {}, [] { return false; });
   require(error == nullptr, error ? error->localizedDescription().c_str() : "");
   const auto again = isobmff::readMovie(result.descriptor(), "result", &error);
   require(again != nullptr, error ? error->localizedDescription().c_str() : "");

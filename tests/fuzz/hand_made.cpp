@@ -32,8 +32,9 @@ int main(int argc, char* argv[]) {
                      fullBox("sbgp", 1, 0, std::string("roll") + u32s({0, 1, 8, 1})) +
                      fullBox("stps", 0, 0, u32s({1, 7})) + fullBox("sdtp", 0, 0, std::string(8, '\x20')) +
                      fullBox("cslg", 0, 0, zeros(20));
-  movie.edts = box("edts", fullBox("elst", 1, 0, u32(3) + u64(50) + u64(~0ULL) + u32(0x10000) + u64(100) + u64(512) +
-                                                     u32(0x10000) + u64(80) + u64(2048) + u32(0x10000)));
+  movie.edts = box("edts", fullBox("elst", 1, 0,
+                                   u32(3) + u64(50) + u64(~0ULL) + u32(0x10000) + u64(100) + u64(512) + u32(0x10000) +
+                                       u64(80) + u64(2048) + u32(0x10000)));
   movie.end = box("uuid", "0123456789abcdefcustom") + fullBox("meta", 0, 0, box("xml ", "<a/>"));
   save("groups", movie.build());
 

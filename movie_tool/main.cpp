@@ -1,0 +1,14 @@
+/// zevanti-movie COMMAND ...: what can be done with a movie from a script. `zevanti` starts it, and messages begin with
+/// that name. Exit status: 0 done, 1 when it could not be done (a line on standard error says why), 2 for wrong use.
+
+#include "movie_tool/InfoCommand.h"
+
+#include <cstdio>
+#include <string>
+
+int main(int argc, char* argv[]) {
+  const std::string command = argc > 1 ? argv[1] : "";
+  if (command == "info") return infoCommand(argc - 1, argv + 1);
+  std::fputs("Usage: zevanti info [--json] MOVIE\n", stderr);
+  return 2;
+}
