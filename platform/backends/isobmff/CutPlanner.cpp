@@ -23,6 +23,21 @@ bool isProtected(FourCC format) {
   return std::find(std::begin(kFormats), std::end(kFormats), format) != std::end(kFormats);
 }
 
+/// Tables with an entry for each sample are made for so many; uncompressed sound, which has more, needs none.
+constexpr std::uint64_t kMaximumEntries = 1 << 26;
+/// Thirty years. Nothing that is counted in ticks overflows.
+constexpr double kMaximumLength = 1e9;
+
+bool needsTooLargeTables(const TrackPlan& plan, const Track& source) {
+  std::uint64_t samples = 0;
+  bool alike = source.dependencies.empty();
+  for (const SampleRun& run : plan.runs) {
+    samples += run.count;
+    alike = alike && run.size == plan.runs.front().size && run.sync == plan.runs.front().sync && !run.partialSync;
+  }
+  return samples > std::numeric_limits<std::uint32_t>::max() || (samples > kMaximumEntries && !alike);
+}
+
 class CutPlanner {
  public:
   CutPlanner(const Movie& movie, int descriptor, const std::string& name)
@@ -76,6 +91,9 @@ NSErrorPtr CutPlanner::limit(CMTimeRange range, CutPlan& plan) {
   }
   start_ = zero + from;
   end_ = std::min(start_ + length, end);
+  if (end_ - start_ > kMaximumLength) {
+    return failure(AVErrorExportFailed, "The times in “" + name_ + "” are too large for a trimmed copy.");
+  }
   plan.sourceStart = range.start;
   plan.sourceEnd = CMTimeMakeWithSeconds(end_ - zero, 1'000'000);
   return nullptr;
@@ -153,7 +171,9 @@ std::unique_ptr<CutPlan> CutPlanner::plan(CMTimeRange range, NSErrorPtr* error) 
     TrackCut& cut = cuts_.emplace_back();
     cut.plan.timescale = movie_.tracks[i].timescale;
     if (isLeftOut(movie_.tracks[i])) continue;
-    switch (cutTrack(i, cut)) {
+    CutOutcome outcome = cutTrack(i, cut);
+    if (outcome == CutOutcome::Done && needsTooLargeTables(cut.plan, movie_.tracks[i])) outcome = CutOutcome::Overflow;
+    switch (outcome) {
       case CutOutcome::Done:
         anything = anything || isPlayed(movie_.tracks[i]);
         break;

@@ -98,8 +98,12 @@ CutOutcome SoundCut::run(const std::vector<MediaRange>& ranges, TrackCut& cut) {
   const double scale = double(track_.timescale) * double(multiplier);
   double from = ranges.front().from, to = ranges.front().to;
   for (const MediaRange& range : ranges) from = std::min(from, range.from), to = std::max(to, range.to);
+  const SampleRun& latest = track_.runs.back();
+  if (latest.decodeTime + std::int64_t(latest.count) * latest.duration > (std::int64_t(1) << 60) / multiplier) {
+    return CutOutcome::Overflow;
+  }
   const std::int64_t inPoint = std::llround(from * scale), outPoint = std::llround(to * scale);
-  if (outPoint <= inPoint || track_.mediaDuration > (std::int64_t(1) << 61) / multiplier) return CutOutcome::Empty;
+  if (outPoint <= inPoint) return CutOutcome::Empty;
 
   // Sound that is presented later than it is decoded (rare) is looked for by the latter.
   const std::int64_t delay = track_.runs.front().compositionOffset * multiplier;

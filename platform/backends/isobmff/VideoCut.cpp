@@ -13,6 +13,8 @@ namespace {
 constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
 /// Pictures of a cut are held one by one; this many are ten hours at 450 a second.
 constexpr std::uint64_t kMaximumPictures = 1 << 24;
+/// Key pictures that are looked at before the file's beginning is taken.
+constexpr int kMaximumTries = 256;
 
 SampleRun sampleOf(const SampleRun& run, std::uint32_t position) {
   SampleRun sample = run;
@@ -98,13 +100,15 @@ std::uint32_t VideoCut::decodingStart() const {
     const std::int64_t time = sample.presentationTime();
     // What is decoded before a key picture is presented before it too. Where it isn't, go further back.
     if ((sample.sync || sample.partialSync) && time <= firstShownTime_ && latestBefore < firstShownTime_) {
+      if (candidates.size() >= 2 * kMaximumTries)
+        candidates.erase(candidates.begin(), candidates.begin() + kMaximumTries);
       candidates.push_back(sample.index);
     }
     latestBefore = std::max(latestBefore, time);
     return sample.index < firstShown_;
   });
   // A look into the file for each, but not for ever.
-  for (std::size_t tries = 0; tries < 256 && !candidates.empty(); ++tries) {
+  for (int tries = 0; tries < kMaximumTries && !candidates.empty(); ++tries) {
     const std::uint32_t candidate = candidates.back();
     std::uint32_t needed = 0;
     forEachSample(track_.runs, candidate, [&](const SampleRun& sample) {
@@ -177,6 +181,7 @@ std::vector<MediaRange> mediaRanges(const PlayerTimeline& timeline, bool visual,
 
 CutOutcome cutPictures(const Track& track, const std::vector<MediaRange>& ranges, const DecodingStart& decoding,
                        TrackCut& cut) {
+  if (track.sampleCount > 8 * kMaximumPictures) return CutOutcome::Overflow;
   return ranges.empty() ? CutOutcome::Empty : VideoCut(track, ranges, decoding).run(cut);
 }
 
