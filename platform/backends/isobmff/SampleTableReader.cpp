@@ -164,7 +164,7 @@ void SampleTableReader::read(SampleRunBuilder& builder) {
   PairCursor durations(tables_.timeToSample, true), offsets(tables_.compositionOffset, false);
   ChunkCursor chunks(tables_.sampleToChunk, descriptions_);
   // An empty list: decoding starts at the beginning; sound starts anywhere.
-  const bool listed = tables_.syncSamples && (tables_.syncSamples->count > 0 || !isSound_);
+  const bool listed = unit == 1 && tables_.syncSamples && (tables_.syncSamples->count > 0 || !isSound_);
   NumberCursor syncSamples, partialSyncSamples(tables_.partialSyncSamples);
   if (listed) syncSamples = NumberCursor(*tables_.syncSamples);
   GroupCursor openSync(openSync_);
@@ -181,15 +181,11 @@ void SampleTableReader::read(SampleRunBuilder& builder) {
       run.count = left;
       if (unit == 1) {
         run.count = std::min({run.count, durations.left(), offsets.left()});
-        run.duration = durations.value();
+        run.duration = SampleTables::duration(durations.value());
         run.compositionOffset = std::int32_t(offsets.value());
       } else {
-        std::uint64_t duration = std::uint64_t(durations.value()) * unit;
-        if (duration > kEndless) failDamaged("stts");
-        run.duration = std::uint32_t(duration);
+        run.duration = unit;
       }
-      // Meant as a small step back, which no decoder can be given.
-      if (run.duration > 0x7FFFFFFF) run.duration = 1;
       if (packets_.bytes != 0) {
         run.size = packets_.bytes;
       } else {
@@ -213,7 +209,7 @@ void SampleTableReader::read(SampleRunBuilder& builder) {
       }
       builder.append(run);
       if (builder.isCutOff()) return;
-      // The durations of single frames that make packets are all the same.
+      // Of single frames that make packets, each lasts a tick.
       if (unit == 1) durations.advance(run.count);
       offsets.advance(run.count);
       openSync.advance(run.count);

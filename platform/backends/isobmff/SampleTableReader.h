@@ -12,7 +12,7 @@ namespace isobmff {
 class SampleTableReader {
  public:
   /// Samples as QuickTime counts those of sound of constant rate: single frames, of which so many make a packet of so
-  /// many bytes. Runs are made of packets then.
+  /// many bytes. Each frame lasts a tick. Runs are made of packets then.
   struct Packets {
     std::uint32_t bytes = 0;
     std::uint32_t frames = 0;

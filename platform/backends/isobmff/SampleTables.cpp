@@ -60,6 +60,27 @@ SampleTables::SampleTables(ByteSpan stbl) {
         break;
     }
   }
+  findUniformSize();
+}
+
+bool SampleTables::isDurationOne() const {
+  bool any = false;
+  for (std::uint32_t i = 0; i < timeToSample.count; ++i) {
+    const std::uint8_t* entry = timeToSample.data + std::size_t(i) * 8;
+    if (loadU32(entry) == 0) continue;
+    if (duration(loadU32(entry + 4)) != 1) return false;
+    any = true;
+  }
+  return any;
+}
+
+void SampleTables::findUniformSize() {
+  if (uniformSize != 0 || sampleCount == 0) return;
+  const std::uint32_t first = size(0);
+  for (std::uint32_t sample = 1; sample < sampleCount; ++sample) {
+    if (size(sample) != first) return;
+  }
+  uniformSize = first;
 }
 
 void SampleTables::readSizes(ByteSpan payload) {

@@ -25,7 +25,7 @@ struct SampleTables {
   std::optional<TableView> syncSamples;  ///< stss, 32 bits each
   TableView partialSyncSamples;          ///< stps, 32 bits each
   std::uint32_t sampleCount = 0;
-  std::uint32_t uniformSize = 0;  ///< not 0: of every sample
+  std::uint32_t uniformSize = 0;  ///< not 0: of every sample, also when a table says the same for each
   TableView sizes;                ///< else one for each sample,
   int sizeBits = 32;              ///< of 4, 8, 16 or 32 bits
   TableView chunkOffsets;
@@ -45,12 +45,18 @@ struct SampleTables {
         return sample % 2 == 0 ? sizes.data[sample / 2] >> 4 : sizes.data[sample / 2] & 0xF;
     }
   }
+  /// A duration as it is taken: one with the highest bit set was meant as a small step back, which no decoder can be
+  /// given.
+  static std::uint32_t duration(std::uint32_t stored) { return stored > 0x7FFFFFFF ? 1 : stored; }
+  /// Whether every sample takes one tick.
+  bool isDurationOne() const;
   std::uint64_t chunkOffset(std::uint32_t chunk) const {
     return longOffsets ? loadU64(chunkOffsets.data + std::size_t(chunk) * 8)
                        : loadU32(chunkOffsets.data + std::size_t(chunk) * 4);
   }
 
  private:
+  void findUniformSize();
   void readSizes(ByteSpan payload);
   void readCompactSizes(ByteSpan payload);
 };

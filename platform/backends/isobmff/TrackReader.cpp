@@ -13,6 +13,9 @@ namespace {
 /// A byte for each sample is kept up to this many.
 constexpr std::uint64_t kMaximumDependencies = 64'000'000;
 
+/// Known packets of constant rate have 160 frames at most.
+constexpr std::uint32_t kMaximumPacketFrames = 0x10000;
+
 /// The bits of a byte of sdtp that say more than whether a sample needs others.
 constexpr std::uint8_t kMoreThanSync = 0xCF;
 
@@ -89,12 +92,10 @@ bool TrackReader::readDescriptions(ByteSpan stbl, ByteSpan minf, const SampleTab
   }
   track_.selfContained = !isExternal(minf, references);
 
-  const bool constantRate = track_.handler == fourCC("soun") && tables.uniformSize != 0 &&
-                            tables.timeToSample.count == 1 && loadU32(tables.timeToSample.data + 4) == 1 &&
-                            tables.compositionOffset.count == 0 && !tables.syncSamples;
+  const bool constantRate = track_.handler == fourCC("soun") && tables.uniformSize != 0 && tables.isDurationOne();
   if (!constantRate) return true;
   const auto sound = SoundDescription::read(entries[0], quickTimeFile);
-  if (sound && sound->packetBytes != 0 && sound->packetFrames != 0 &&
+  if (sound && sound->packetBytes != 0 && sound->packetFrames != 0 && sound->packetFrames <= kMaximumPacketFrames &&
       (tables.uniformSize == 1 || sound->uncompressed)) {
     packetBytes_ = sound->packetBytes;
     packetFrames_ = sound->packetFrames;
