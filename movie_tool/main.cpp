@@ -2,6 +2,7 @@
 /// that name. Exit status: 0 done, 1 when it could not be done (a line on standard error says why), 2 for wrong use.
 
 #include "movie_tool/InfoCommand.h"
+#include "movie_tool/TrimCommand.h"
 
 #include <cstdio>
 #include <string>
@@ -9,6 +10,7 @@
 int main(int argc, char* argv[]) {
   const std::string command = argc > 1 ? argv[1] : "";
   if (command == "info") return infoCommand(argc - 1, argv + 1);
-  std::fputs("Usage: zevanti info [--json] MOVIE\n", stderr);
+  if (command == "trim") return trimCommand(argc - 1, argv + 1);
+  std::fputs("Usage: zevanti info|trim ...\nTry 'zevanti info --help' or 'zevanti trim --help'.\n", stderr);
   return 2;
 }

@@ -25,12 +25,15 @@ class AVAssetTrack : public NSObject {
   std::string codecName;                 ///< "h264", "aac", ...
 };
 
+/// Option of an asset: its file is probed when first asked about, instead of at once. For who only exports it.
+inline constexpr const char* AVURLAssetLoadsOnDemand = "AVURLAssetLoadsOnDemand";
+
 /// A movie file. The file is probed in the background from creation on; the accessors wait for that (some
 /// milliseconds) the first time. Safe from any thread.
 class AVURLAsset : public NSObject {
  public:
-  /// `options` is reserved and must be null. Never fails: a file that is not a movie has no tracks and an `error`.
-  static Strong<AVURLAsset> initWithURL_options(const NSURL& url, const void* options);
+  /// `option` is null or AVURLAssetLoadsOnDemand. Never fails: a file that is not a movie has no tracks and an `error`.
+  static Strong<AVURLAsset> initWithURL_options(const NSURL& url, const char* option);
   AVURLAsset();
   ~AVURLAsset() override;
 

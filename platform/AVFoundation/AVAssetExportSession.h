@@ -22,9 +22,9 @@ enum class AVAssetExportSessionStatus { Unknown = 0, Waiting, Exporting, Complet
 ///
 /// The file appears at `outputURL` only when it is whole, checked and on disk: it is written without a name, or a
 /// hidden one, beside it, opened once more and compared with the plan and the asset (a difference fails with
-/// AVErrorExportFailed), synced and renamed. A file that is already there and is not the asset's own is never replaced
-/// (the export fails); the asset's own file may be, its readers keep the old one. After a failed or cancelled export
-/// nothing is left behind.
+/// AVErrorExportFailed), synced and renamed. A file that is already there and is not the asset's own is replaced only
+/// when asked for (else the export fails); the asset's own file may be, its readers keep the old one. After a failed or
+/// cancelled export nothing is left behind.
 class AVAssetExportSession : public NSObject {
  public:
   static Strong<AVAssetExportSession> initWithAsset_presetName(const Strong<AVURLAsset>& asset,
@@ -35,6 +35,8 @@ class AVAssetExportSession : public NSObject {
   const NSURL& outputURL() const;
   void setOutputURL(const NSURL& url);
   void setOutputFileType(const std::string& type);
+  /// Whether another file that is at `outputURL` already gives way to the new one, once that is whole. Default: no.
+  void setReplacesExistingFile(bool replaces);
   /// In the times that the player shows. An empty, negative or invalid range fails with AVErrorInvalidTimeRange.
   void setTimeRange(CMTimeRange range);
 

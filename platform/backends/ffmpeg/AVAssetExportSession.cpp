@@ -16,6 +16,7 @@ struct AVAssetExportSession::Impl {
   std::string preset, fileType = AVFileTypeM4V;
   NSURL outputURL;
   CMTimeRange range{kCMTimeZero, kCMTimeInvalid};
+  bool replacesExistingFile = false;
   dispatch_queue_t queue = dispatch_queue_create("export");
 
   std::atomic<AVAssetExportSessionStatus> status{AVAssetExportSessionStatus::Unknown};
@@ -51,11 +52,10 @@ NSErrorPtr AVAssetExportSession::Impl::run() {
     return std::make_shared<const NSError>(AVFoundationErrorDomain, AVErrorExportFailed,
                                            "This kind of export is not available.");
   }
-  if (NSErrorPtr unreadable = asset->error()) return unreadable;
   const std::string name = outputURL.lastPathComponent();
   std::string folder = std::filesystem::path(outputURL.path()).parent_path().string();
   if (folder.empty()) folder = ".";
-  if (placeAt(outputURL.path(), *asset) == Place::Taken) return NSError::posix(EEXIST, what);
+  if (placeAt(outputURL.path(), *asset) == Place::Taken && !replacesExistingFile) return NSError::posix(EEXIST, what);
   std::optional<HiddenFile> file = HiddenFile::create(folder);
   if (!file) return NSError::posix(errno, what);
 
@@ -69,7 +69,7 @@ NSErrorPtr AVAssetExportSession::Impl::run() {
   job.progress = [this](float value) { progress = value; };
   if (NSErrorPtr error = job.run()) return error;
 
-  const bool replace = placeAt(outputURL.path(), *asset) == Place::OwnFile;
+  const bool replace = replacesExistingFile || placeAt(outputURL.path(), *asset) == Place::OwnFile;
   if (cancelled) return NSError::posix(ECANCELED, what);
   const int failure = replace ? file->publishReplacing(name) : file->publish(name);
   if (failure != 0) return NSError::posix(failure, what);
@@ -107,6 +107,10 @@ void AVAssetExportSession::setOutputURL(const NSURL& url) {
 
 void AVAssetExportSession::setOutputFileType(const std::string& type) {
   impl_->fileType = type;
+}
+
+void AVAssetExportSession::setReplacesExistingFile(bool replaces) {
+  impl_->replacesExistingFile = replaces;
 }
 
 void AVAssetExportSession::setTimeRange(CMTimeRange range) {

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <mutex>
+#include <string_view>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -82,7 +83,7 @@ void AVURLAsset::Impl::probe() {
 AVURLAsset::AVURLAsset() : impl_(std::make_shared<Impl>()) {}
 AVURLAsset::~AVURLAsset() = default;
 
-Strong<AVURLAsset> AVURLAsset::initWithURL_options(const NSURL& url, const void*) {
+Strong<AVURLAsset> AVURLAsset::initWithURL_options(const NSURL& url, const char* option) {
   auto asset = std::make_shared<AVURLAsset>();
   Impl& impl = *asset->impl_;
   impl.url = url;
@@ -94,7 +95,9 @@ Strong<AVURLAsset> AVURLAsset::initWithURL_options(const NSURL& url, const void*
   } else {
     impl.openError = errno;
   }
-  dispatch_async(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT), [impl = asset->impl_] { impl->load(); });
+  if (!option || std::string_view(option) != AVURLAssetLoadsOnDemand) {
+    dispatch_async(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT), [impl = asset->impl_] { impl->load(); });
+  }
   return asset;
 }
 

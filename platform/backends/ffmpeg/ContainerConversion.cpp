@@ -47,7 +47,8 @@ bool isMedia(const AVStream* stream) {
   return codec->codec_type == AVMEDIA_TYPE_AUDIO && codec->sample_rate > 0;
 }
 
-/// MP4, or its elder relative where only that one can hold what the source has.
+/// MP4, or its elder relative where only that one can hold what the source has. Null when neither can: `refused` is
+/// what MP4 does not take, of pictures and sound the pictures.
 const AVOutputFormat* containerFor(const AVFormatContext* source, const AVStream** refused) {
   for (const char* name : {"mp4", "mov"}) {
     const AVOutputFormat* format = av_guess_format(name, nullptr, nullptr);
@@ -55,11 +56,11 @@ const AVOutputFormat* containerFor(const AVFormatContext* source, const AVStream
     for (unsigned i = 0; i < source->nb_streams; ++i) {
       const AVStream* stream = source->streams[i];
       if (isMedia(stream) && avformat_query_codec(format, stream->codecpar->codec_id, FF_COMPLIANCE_NORMAL) != 1) {
-        problem = stream;
+        if (!problem || stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO) problem = stream;
       }
     }
     if (!problem) return format;
-    *refused = problem;
+    if (!*refused) *refused = problem;
   }
   return nullptr;
 }

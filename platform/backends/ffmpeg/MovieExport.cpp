@@ -13,9 +13,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -36,8 +36,12 @@ NSErrorPtr MovieExport::run() {
   if (!range.start.isValid() || !range.duration.isValid() || range.start.value < 0 || range.duration.value <= 0) {
     return exportError(AVErrorInvalidTimeRange, "There is nothing between the two ends of the selection.");
   }
-  const FileDescriptor source(open(sourcePath.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!source) return NSError::posix(errno, "“" + sourceName + "” can't be opened");
+  const FileDescriptor source(open(sourcePath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  struct stat status {};
+  if (!source || fstat(source.get(), &status) != 0)
+    return NSError::posix(errno, "“" + sourceName + "” can't be opened");
+  if (!S_ISREG(status.st_mode))
+    return NSError::posix(S_ISDIR(status.st_mode) ? EISDIR : EINVAL, "“" + sourceName + "” can't be opened");
   const NSErrorPtr error = isobmff::isMovieFile(source.get()) ? cut(source.get(), range, 0) : convertAndCut();
   return error ? error : flush();
 }

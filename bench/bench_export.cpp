@@ -1,0 +1,216 @@
+// Saving a part of a recording, against copying a file of the same size and against ffmpeg, in one run:
+// bench_export ZEVANTI FOLDER, with the recordings minute.mp4 and hour.mp4 of tests/data/make_recordings.sh --bench.
+#include "bench/Report.h"
+#include "platform/AVFoundation/AVAssetExportSession.h"
+#include "platform/Dispatch/dispatch.h"
+#include "platform/backends/ffmpeg/ExportExpectations.h"
+#include "platform/backends/ffmpeg/ExportVerifier.h"
+#include "platform/backends/isobmff/CutPlan.h"
+#include "platform/backends/isobmff/MovieReader.h"
+#include "platform/backends/isobmff/MovieWriter.h"
+#include "platform/backends/posix/FileDescriptor.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using Times = std::map<std::string, std::vector<double>>;
+
+double now() {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+double median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  return values[values.size() / 2];
+}
+
+[[noreturn]] void fail(const std::string& what) {
+  std::fprintf(stderr, "bench_export: %s\n", what.c_str());
+  std::exit(1);
+}
+
+void failOn(const NSErrorPtr& error) {
+  if (error) fail(error->localizedDescription());
+}
+
+/// Runs a program to its end; its largest memory in megabytes (or this program's present one, if that is larger).
+double run(std::vector<std::string> command) {
+  std::vector<char*> arguments;
+  for (std::string& word : command) arguments.push_back(word.data());
+  arguments.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+  pid_t pid = 0;
+  if (posix_spawnp(&pid, arguments[0], &actions, nullptr, arguments.data(), environ) != 0)
+    fail("can't start " + command[0]);
+  posix_spawn_file_actions_destroy(&actions);
+  int status = 0;
+  rusage usage{};
+  if (wait4(pid, &status, 0, &usage) != pid || status != 0) fail(command[0] + " failed");
+  return double(usage.ru_maxrss) / 1024;
+}
+
+void syncFile(const std::string& path) {
+  const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file || fsync(file.get()) != 0) fail("can't sync " + path);
+}
+
+/// One recording and the part of it that is saved.
+struct Job {
+  std::string movie;
+  double from, to;
+  int rounds;
+};
+
+class Comparison {
+ public:
+  Comparison(Job job, std::string zevanti, std::string folder)
+      : job_(std::move(job)), zevanti_(std::move(zevanti)), folder_(std::move(folder)) {}
+  void run(Report& report);
+
+ private:
+  std::string file(const char* name) const { return folder_ + "/" + name + ".mp4"; }
+  CMTimeRange range() const {
+    const CMTime from = CMTimeMakeWithSeconds(job_.from, 1'000'000'000);
+    return CMTimeRangeMake(from, CMTimeSubtract(CMTimeMakeWithSeconds(job_.to, 1'000'000'000), from));
+  }
+  void measure(const std::string& what, const std::string& output, const std::function<void()>& work);
+  void writeAndCheck(const std::string& output);
+  void exportInProcess(const std::string& output);
+
+  Job job_;
+  std::string zevanti_, folder_;
+  Times times_;
+  double memory_ = 0;  // megabytes
+};
+
+/// Times `work`, which writes `output`, from a settled disk. The file goes afterwards.
+void Comparison::measure(const std::string& what, const std::string& output, const std::function<void()>& work) {
+  sync();
+  const double begin = now();
+  work();
+  times_[what].push_back(now() - begin);
+  fs::remove(output);
+}
+
+/// The steps of an export up to the finished, unsynced file, and the check, timed apart.
+void Comparison::writeAndCheck(const std::string& output) {
+  sync();
+  const double begin = now();
+  const FileDescriptor source(open(job_.movie.c_str(), O_RDONLY | O_CLOEXEC));
+  const FileDescriptor written(open(output.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+  NSErrorPtr error;
+  ExportExpectations expectations;
+  {
+    const auto movie = isobmff::readMovie(source.get(), "the movie", &error);
+    failOn(error);
+    const auto plan = isobmff::planCut(*movie, source.get(), range(), "the movie", &error);
+    failOn(error);
+    times_["read and plan"].push_back(now() - begin);
+    expectations = ExportExpectations::of(*movie, *plan);
+    failOn(isobmff::writeMovie(
+        *movie, *plan, source.get(), written.get(), [](float) {}, [] { return false; }));
+  }
+  const double finished = now();
+  times_["write"].push_back(finished - begin);
+  failOn(ExportVerifier(expectations, source.get(), written.get(), [] { return false; }).run());
+  times_["check"].push_back(now() - finished);
+  times_["write and check"].push_back(now() - begin);
+  fs::remove(output);
+}
+
+/// All that the editor waits for: written, checked, synced, renamed.
+void Comparison::exportInProcess(const std::string& output) {
+  const auto asset = AVURLAsset::initWithURL_options(NSURL::fileURLWithPath(job_.movie), AVURLAssetLoadsOnDemand);
+  const auto session = AVAssetExportSession::initWithAsset_presetName(asset, AVAssetExportPresetPassthrough);
+  session->setOutputURL(NSURL::fileURLWithPath(output));
+  session->setOutputFileType(AVFileTypeM4V);
+  session->setTimeRange(range());
+  std::atomic<bool> done{false};
+  session->exportAsynchronouslyWithCompletionHandler(
+      [&done] { dispatch_async(dispatch_get_main_queue(), [&done] { done = true; }); });
+  dispatch_main::runUntil([&done] { return done.load(); }, 600);
+  failOn(session->error());
+}
+
+void Comparison::run(Report& report) {
+  const std::string from = std::to_string(job_.from), to = std::to_string(job_.to);
+  const std::vector<std::string> trim{zevanti_, "trim", job_.movie, "--from", from, "--to", to, "-o", file("trimmed")};
+  const std::vector<std::string> ffmpeg{"ffmpeg", "-nostdin", "-v",       "error", "-y", "-ss", from,   "-to",
+                                        to,       "-i",       job_.movie, "-map",  "0",  "-c",  "copy", file("ffmpeg")};
+  // A file of the size that an export has, to copy; this also brings the recording into memory.
+  memory_ = ::run({trim[0], "trim", job_.movie, "--from", from, "--to", to, "--force", "-o", file("sized")});
+  for (int round = 0; round < job_.rounds; ++round) {
+    writeAndCheck(file("written"));
+    measure("cp", file("copied"), [this] { ::run({"cp", file("sized"), file("copied")}); });
+    measure("ffmpeg", file("ffmpeg"), [&ffmpeg] { ::run(ffmpeg); });
+    measure("export", file("exported"), [this] { exportInProcess(file("exported")); });
+    measure("cp and fsync", file("copied"), [this] {
+      ::run({"cp", file("sized"), file("copied")});
+      syncFile(file("copied"));
+    });
+    measure("zevanti trim", file("trimmed"), [&trim] { ::run(trim); });
+    measure("ffmpeg and fsync", file("ffmpeg"), [this, &ffmpeg] {
+      ::run(ffmpeg);
+      syncFile(file("ffmpeg"));
+    });
+  }
+  const double size = double(fs::file_size(file("sized"))) / 1e6;
+  fs::remove(file("sized"));
+
+  std::map<std::string, double> ms;
+  for (const auto& [what, values] : times_) ms[what] = median(values) * 1000;
+  std::printf("%.0f s of %s, %.0f MB; medians of %d runs; beside cp, then beside ffmpeg\n", job_.to - job_.from,
+              fs::path(job_.movie).filename().c_str(), size, job_.rounds);
+  report.ratio("in the page cache, unchecked", "ms", ms["write"], ms["cp"], 1.25);
+  report.ratio("  checked", "ms", ms["write and check"], ms["cp"], 1.25);
+  report.ratio("checked and on disk, beside cp and fsync", "ms", ms["export"], ms["cp and fsync"], 1.25);
+  report.ratio("  zevanti trim, from start to end", "ms", ms["zevanti trim"], ms["cp and fsync"], 1.25);
+  report.ratio("in the page cache and checked, beside ffmpeg", "ms", ms["write and check"], ms["ffmpeg"], 1);
+  report.ratio("checked and on disk, beside ffmpeg and fsync", "ms", ms["export"], ms["ffmpeg and fsync"], 1);
+  report.ratio("  zevanti trim, from start to end", "ms", ms["zevanti trim"], ms["ffmpeg and fsync"], 1);
+  report.figure("reading the tables and planning", "ms", ms["read and plan"], {}, {});
+  report.figure("the check", "ms", ms["check"], {}, 50);
+  report.figure("largest memory of zevanti trim", "MB", memory_, {}, 60);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 3) {
+    std::fprintf(stderr, "usage: bench_export ZEVANTI FOLDER\n");
+    return 2;
+  }
+  dispatch_main::attachToCurrentThread([] {});
+  // On the recordings' own file system.
+  const std::string data = fs::absolute(argv[2]).string(), folder = data + "/.bench_export";
+  fs::remove_all(folder);
+  fs::create_directory(folder);
+  Report report("theirs");
+  // The hour first: this program is still small, which the memory of those that it starts depends on.
+  Comparison({data + "/hour.mp4", 300.3, 3300.3, 3}, argv[1], folder).run(report);
+  Comparison({data + "/minute.mp4", 7.3, 52.3, 9}, argv[1], folder).run(report);
+  fs::remove_all(folder);
+  return report.finish();
+}
