@@ -50,6 +50,7 @@ class SoundCut {
   Place placeAt(std::int64_t time) const;
   Place stepBack(Place place, std::uint64_t samples) const;
   Place prerollFor(Place place) const;
+  void closePacket(std::uint32_t last, std::int64_t inPoint, TrackPlan& plan) const;
   std::int64_t timeOf(Place place) const {
     return track_.runs[place.run].decodeTime + std::int64_t(place.position) * track_.runs[place.run].duration;
   }
@@ -91,6 +92,26 @@ Place SoundCut::prerollFor(Place place) const {
   }
   if (!track_.runs[start.run].sync) start.position = 0;
   return start;
+}
+
+/// libavformat takes the last packet to be as long as the cut, and drops it when it then ends before the in-point.
+/// Where all that is heard lies in one packet, the one after it goes along, a tick behind the out-point.
+void SoundCut::closePacket(std::uint32_t last, std::int64_t inPoint, TrackPlan& plan) const {
+  const SampleRun& only = plan.runs.back();
+  const std::int64_t begin = only.decodeTime + std::int64_t(only.count - 1) * only.duration;
+  if (plan.firstShown != last || plan.mediaDuration - inPoint > inPoint - begin) return;
+  const auto after = std::find_if(track_.runs.begin(), track_.runs.end(), [last](const SampleRun& run) {
+    return run.index <= last + 1 && last + 1 - run.index < run.count;
+  });
+  if (after == track_.runs.end()) return;
+  SampleRun next = *after;
+  dropFront(next, last + 1 - next.index);
+  next.count = 1;
+  next.decodeTime = plan.mediaDuration;
+  next.duration = 1;
+  next.compositionOffset = only.compositionOffset;
+  plan.runs.push_back(next);
+  plan.mediaDuration += 1;
 }
 
 CutOutcome SoundCut::run(const std::vector<MediaRange>& ranges, TrackCut& cut) {
@@ -149,6 +170,7 @@ CutOutcome SoundCut::run(const std::vector<MediaRange>& ranges, TrackCut& cut) {
       last.duration = std::uint32_t(lastDuration);
     }
   }
+  closePacket(*plan.lastShown, inPoint - zero, plan);
   for (const MediaRange& range : ranges) {
     const std::int64_t begin = std::llround(range.from * scale), finish = std::llround(range.to * scale);
     if (finish > begin) cut.edits.push_back({range.showAt, begin - zero, finish - begin});
