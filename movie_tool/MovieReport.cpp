@@ -11,7 +11,8 @@
 #include <filesystem>
 
 std::unique_ptr<MovieReport> MovieReport::read(const std::string& path, NSErrorPtr* error) {
-  const std::string name = std::filesystem::path(path).filename().string();
+  std::string name = std::filesystem::path(path).filename().string();
+  if (name.empty()) name = path;
   // A pipe that nobody writes to must not keep us waiting.
   const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat status {};
@@ -19,8 +20,9 @@ std::unique_ptr<MovieReport> MovieReport::read(const std::string& path, NSErrorP
     *error = NSError::posix(errno, "“" + name + "” can't be opened");
     return nullptr;
   }
-  if (S_ISDIR(status.st_mode)) {
-    *error = NSError::posix(EISDIR, "“" + name + "” can't be opened");
+  if (!S_ISREG(status.st_mode)) {
+    const std::string what = S_ISDIR(status.st_mode) ? "” is a folder." : "” is not a file.";
+    *error = std::make_shared<const NSError>(NSPOSIXErrorDomain, EINVAL, "“" + name + what);
     return nullptr;
   }
   std::unique_ptr<MovieReport> report;
