@@ -78,14 +78,17 @@ void ZVVideoEditorViewController::exportTrimVideoSaveToCameraRoll() {
           if (shownCopy) self->setTrimFilePath(shownCopy);
           self->exportAgain_ = false;
           self->setExporting(false);
+          self->hideExportProgress();
         });
       });
+  watchExportProgress();
 }
 
 void ZVVideoEditorViewController::trimExportDidEnd(const Strong<AVAssetExportSession>& session,
                                                    const NSURL& replacedFile) {
   UISaveVideoAtPathToSavedPhotosAlbum(session->outputURL().path());
   setExporting(false);
+  hideExportProgress();
   trimFileMade_ = true;
   if (std::exchange(exportAgain_, false) && isTrimming()) {
     exportTrimVideoSaveToCameraRoll();

@@ -15,6 +15,7 @@
 #include "platform/UIKit/UIGestureRecognizer.h"
 #include "platform/UIKit/UILabel.h"
 #include "platform/UIKit/UIMovieScrubber.h"
+#include "platform/UIKit/UIProgressView.h"
 #include "platform/UIKit/UIToolbar.h"
 #include "platform/UIKit/UIViewController.h"
 
@@ -214,11 +215,17 @@ class ZVVideoEditorViewController : public UIViewController,
   /// The bar items around a play or pause item, while playing or after pausing.
   void showPlaybackItem(const Strong<UIBarButtonItem>& item);
   void trimExportDidEnd(const Strong<AVAssetExportSession>& session, const NSURL& replacedFile);
+  /// Shows the progress of `exportSession` in the edge of the top toolbar, unless it ends soon.
+  void watchExportProgress();
+  void lookAtExportProgressAfter(double seconds, const Weak<AVAssetExportSession>& watched);
+  void showExportProgress(float progress);
+  void hideExportProgress();
 
   std::weak_ptr<ZVVideoEditorViewControllerDelegate> delegate_;
   std::atomic<bool> hasEdit_ = false;
   std::vector<Strong<NSLayoutConstraint>> scrubberConstraints_;
-  bool trimFileMade_ = false;                ///< the file at trimFilePath is this editor's
-  std::pair<double, double> exportedRange_;  ///< of the running or latest export
-  bool exportAgain_ = false;                 ///< another range was asked for while one was being exported
+  bool trimFileMade_ = false;                  ///< the file at trimFilePath is this editor's
+  std::pair<double, double> exportedRange_;    ///< of the running or latest export
+  bool exportAgain_ = false;                   ///< another range was asked for while one was being exported
+  Strong<UIProgressView> exportProgressView_;  ///< of an export that takes its time, else null
 };

@@ -22,6 +22,8 @@ QAccessible::Role toRole(UIAccessibilityRole role) {
       return QAccessible::StaticText;
     case UIAccessibilityRole::Image:
       return QAccessible::Graphic;
+    case UIAccessibilityRole::ProgressBar:
+      return QAccessible::ProgressBar;
   }
   return QAccessible::NoRole;
 }
