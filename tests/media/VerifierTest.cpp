@@ -1,0 +1,148 @@
+#include "platform/AVFoundation/AVError.h"
+#include "platform/backends/ffmpeg/ExportVerifier.h"
+#include "platform/backends/isobmff/MovieReader.h"
+#include "platform/backends/isobmff/MovieWriter.h"
+#include "platform/backends/posix/FileDescriptor.h"
+#include "tests/data/Recordings.h"
+#include "tests/foundation/ScratchFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+#include <filesystem>
+
+namespace {
+
+/// A part of a recording as it was written, and what the check knows of it.
+class Verifier : public testing::Test {
+ protected:
+  void cut(const std::string& name, double from, double to) {
+    source_.reset(open(recordings::path(name).c_str(), O_RDONLY));
+    NSErrorPtr error;
+    const auto movie = isobmff::readMovie(source_.get(), name, &error);
+    ASSERT_NE(movie, nullptr);
+    const CMTime start = CMTimeMakeWithSeconds(from, 90000);
+    const auto plan =
+        isobmff::planCut(*movie, source_.get(),
+                         CMTimeRangeMake(start, CMTimeSubtract(CMTimeMakeWithSeconds(to, 90000), start)), name, &error);
+    ASSERT_NE(plan, nullptr);
+    expectations_ = ExportExpectations::of(*movie, *plan);
+    path_ = scratch_ / "cut.mp4";
+    output_.reset(open(path_.c_str(), O_RDWR | O_CREAT | O_TRUNC, 0600));
+    ASSERT_EQ(isobmff::writeMovie(
+                  *movie, *plan, source_.get(), output_.get(), [](float) {}, [] { return false; }),
+              nullptr);
+    written_ = isobmff::readMovie(output_.get(), name, &error);
+    ASSERT_NE(written_, nullptr);
+  }
+
+  /// What is wrong with the file; empty for nothing.
+  std::string verdict() const {
+    const NSErrorPtr error = ExportVerifier(expectations_, source_.get(), output_.get(), [] { return false; }).run();
+    if (error) {
+      EXPECT_EQ(error->domain(), AVFoundationErrorDomain);
+      EXPECT_EQ(error->code(), AVErrorExportFailed);
+    }
+    return error ? error->localizedDescription() : "";
+  }
+
+  /// Adds `difference` to one byte of the file.
+  void damage(std::uint64_t offset, int difference = 1) {
+    std::uint8_t byte = 0;
+    ASSERT_EQ(pread(output_.get(), &byte, 1, off_t(offset)), 1);
+    byte = std::uint8_t(byte + difference);
+    ASSERT_EQ(pwrite(output_.get(), &byte, 1, off_t(offset)), 1);
+  }
+
+  /// Where the content of the first box of a type begins.
+  std::uint64_t box(const std::string& type) const {
+    std::string head(1 << 16, '\0');
+    head.resize(std::size_t(std::max<ssize_t>(0, pread(output_.get(), head.data(), head.size(), 0))));
+    const std::size_t at = head.find(type);
+    EXPECT_NE(at, std::string::npos) << type;
+    return at + 4;
+  }
+
+  /// The sample of a track with the number `index`.
+  const isobmff::SampleRun& sample(std::size_t track, std::size_t index) const {
+    return written_->tracks[track].runs[index];
+  }
+  std::size_t count(std::size_t track) const { return written_->tracks[track].runs.size(); }
+
+  ScratchFolder scratch_;
+  FileDescriptor source_, output_;
+  std::string path_;
+  ExportExpectations expectations_;
+  std::unique_ptr<isobmff::Movie> written_;
+};
+
+TEST_F(Verifier, PassesWhatIsAsPlanned) {
+  const std::tuple<const char*, double, double> cases[] = {
+      {"basic.mp4", 10.02, 13.01},    {"basic.mp4", 0, 60},     {"bframes60.mp4", 3.511, 6.25},
+      {"opengop.mp4", 5.9, 7.1},      {"vfr.mp4", 3, 12},       {"two_audio.mp4", 5, 9},
+      {"audio_only.mp4", 2.503, 7},   {"one_frame.mp4", 0, 1},  {"damaged.mp4", 4, 6},
+      {"fragmented.mp4", 5.55, 5.58}, {"turned.mp4", 9.9, 20.0}};
+  for (const auto& [name, from, to] : cases) {
+    SCOPED_TRACE(std::string(name) + " from " + std::to_string(from));
+    cut(name, from, to);
+    EXPECT_EQ(verdict(), "");
+  }
+}
+
+TEST_F(Verifier, SeesForeignBytesAtEitherEnd) {
+  cut("basic.mp4", 10.5, 13.5);
+  // Key frame, a picture on the way to the first one shown, that one, the last one and one before it; sound.
+  const std::uint64_t places[] = {sample(0, 0).offset,
+                                  sample(0, 7).offset + 9,
+                                  sample(0, 15).offset + 9,
+                                  sample(0, count(0) - 1).offset + 9,
+                                  sample(0, count(0) - 20).offset + 9,
+                                  sample(1, 1).offset,
+                                  sample(1, count(1) - 1).offset + sample(1, count(1) - 1).size - 1};
+  for (const std::uint64_t place : places) {
+    damage(place);
+    EXPECT_NE(verdict().find("not the source's"), std::string::npos) << place << ": " << verdict();
+    damage(place, -1);
+  }
+  EXPECT_EQ(verdict(), "");
+}
+
+TEST_F(Verifier, SeesWrongTimes) {
+  cut("basic.mp4", 10.5, 13.5);
+  const std::uint64_t elst = box("elst"), stts = box("stts"), stsz = box("stsz");
+  struct Damage {
+    const char* what;
+    std::uint64_t place;
+    int difference;
+    const char* word;
+  };
+  // Entries of the first edit list: duration, place in the media. Of the pictures' lengths the third: after the hidden
+  // ones and the gap.
+  const Damage damages[] = {{"begins later", elst + 8 + 4 + 2, 4, "first picture"},
+                            {"ends earlier", elst + 8 + 1, -1, "instead of"},
+                            {"other pictures", stts + 8 + 2 * 8 + 7, 9, "instead of"},
+                            {"sample of another size", stsz + 12 + 3, 1, "not the source's"}};
+  for (const Damage& each : damages) {
+    damage(each.place, each.difference);
+    EXPECT_NE(verdict().find(each.word), std::string::npos) << each.what << ": " << verdict();
+    damage(each.place, -each.difference);
+  }
+  EXPECT_EQ(verdict(), "");
+
+  // The end is missing, or all of it.
+  ASSERT_EQ(ftruncate(output_.get(), off_t(std::filesystem::file_size(path_) - 3000)), 0);
+  EXPECT_NE(verdict(), "");
+  ASSERT_EQ(ftruncate(output_.get(), 0), 0);
+  EXPECT_NE(verdict().find("can't be opened"), std::string::npos) << verdict();
+}
+
+TEST_F(Verifier, SeesPicturesThatCannotBeDecoded) {
+  cut("basic.mp4", 10.5, 13.5);
+  // The picture's parameters: the profile, and those in the sequence's own header.
+  const std::uint64_t avcC = box("avcC");
+  for (std::uint64_t place = avcC + 8; place < avcC + 16; ++place) damage(place, 77);
+  EXPECT_NE(verdict().find("can't be decoded"), std::string::npos) << verdict();
+}
+
+}  // namespace
