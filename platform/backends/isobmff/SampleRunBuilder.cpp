@@ -41,6 +41,10 @@ void SampleRunBuilder::append(SampleRun run) {
     failDamaged("times");
   // Nobody counts sample 2^32.
   if (track_.sampleCount + run.count > kMaximum32) failDamaged("number of samples");
+  if (run.size == 0) {
+    if (run.count > limits_.emptySamplesLeft) failDamaged("number of samples");
+    limits_.emptySamplesLeft -= run.count;
+  }
   run.decodeTime = end_;
   run.index = std::uint32_t(track_.sampleCount);
   end_ = newEnd;
