@@ -79,7 +79,9 @@ bool PictureTimes::assign(std::vector<SampleRun>& samples, std::uint32_t timesca
   const std::int64_t pictureLength = usualLength(samples);
   chooseScale(samples, timescale, head.size(), pictureLength);
   oldInPoint_ = std::llround(cut.inPoint * timescale_);
-  inPoint_ = std::int64_t(head.size()) + (anyHidden ? pictureLength * multiplier_ : 0);
+  // Coarse ticks may have rounded the length down, and a gap too short shows what is hidden.
+  const std::int64_t length = pictureLength * multiplier_;
+  inPoint_ = std::int64_t(head.size()) + (anyHidden ? length + std::min(multiplier_, length / 8) : 0);
   std::int64_t outPoint = newTime(cut.outPoint);
   if (outPoint <= inPoint_) return false;
 

@@ -147,6 +147,12 @@ CutOutcome VideoCut::run(TrackCut& cut) {
 
   PictureTimes times;
   if (!times.assign(plan.runs, track_.timescale, {inPoint_, outPoint_, firstShownTime_})) return CutOutcome::Overflow;
+  // Players look for a place to begin by decode time. A key picture that is decoded by the in-point but presented later
+  // would win them over, and what is presented before it would be lost.
+  for (SampleRun& sample : plan.runs) {
+    if (sample.index == start || sample.decodeTime > times.newTime(inPoint_)) continue;
+    if (sample.presentationTime() > times.newTime(inPoint_)) sample.sync = sample.partialSync = false;
+  }
   plan.timescale = times.timescale();
   plan.mediaDuration = times.mediaDuration();
   plan.firstShown = firstShown_;
