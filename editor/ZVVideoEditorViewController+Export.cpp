@@ -5,10 +5,22 @@
 #include "platform/Photos/PHPhotoLibrary.h"
 #include "platform/UIKit/UIActivity.h"
 
+#include <atomic>
 #include <cstdio>
 #include <utility>
 
+namespace {
+
+std::atomic<bool> latestExportFailed = false;
+
+}  // namespace
+
+bool ZVVideoEditorViewController::latestSaveFailed() {
+  return latestExportFailed;
+}
+
 void ZVVideoEditorViewController::saveAction() {
+  latestExportFailed = false;
   activityTypes()->emplace_back(UIActivityTypeSaveToCameraRoll);
   if (isTrimming()) {
     exportTrimVideoSaveToCameraRoll();
@@ -66,6 +78,7 @@ void ZVVideoEditorViewController::exportTrimVideoSaveToCameraRoll() {
         } else if (status == AVAssetExportSessionStatus::Failed) {
           const NSErrorPtr error = ended->error();
           os_trace("ZXVideoEditorViewController: Export Trim Video Failed, due to error: %i", error->code());
+          latestExportFailed = true;
           // The trace is for developers; the person should know what to do.
           std::fprintf(stderr, "zevanti: the selected part was not saved: %s\n", error->localizedDescription().c_str());
         } else {

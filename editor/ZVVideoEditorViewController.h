@@ -187,6 +187,9 @@ class ZVVideoEditorViewController : public UIViewController,
 
   // Export and saving.
   void saveAction();
+  /// Whether the latest save that a person asked for, in any editor of this process, was a trim whose export failed.
+  /// Any thread.
+  static bool latestSaveFailed();
   void exportTrimVideoSaveToCameraRoll();
 
   // Sharing.

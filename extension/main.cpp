@@ -1,4 +1,5 @@
 #include "automation/Automation.h"
+#include "editor/ZVVideoEditorViewController.h"
 #include "platform/Foundation/NSExtension.h"
 
 #include <cstdio>
@@ -7,7 +8,9 @@
 
 int main(int argc, char* argv[]) {
   automation::install();
-  int status = automation::exitStatus(NSExtensionMain(argc, argv));
+  int status = NSExtensionMain(argc, argv);
+  if (status == 0 && ZVVideoEditorViewController::latestSaveFailed()) status = 1;  // the export has said why
+  status = automation::exitStatus(status);
   // What a script prints goes to standard output directly.
   if (!std::cout.flush() && status == 0) {
     std::fputs("zevanti: can't write to standard output\n", stderr);

@@ -183,6 +183,17 @@ TEST(Saving, AFailedExportLeavesTheEditorAsItWas) {
   EXPECT_TRUE(session.leftovers().empty()) << session.leftovers()[0];
 }
 
+TEST(Saving, WhatAnMP4FileCannotHoldIsNotTrimmed) {
+  Session session;
+  const fs::path movie = session.copyOf("lossless.mkv");
+  const Identity before(movie);
+  EXPECT_EQ(session.run(movie, "wait ready\ndrag start 0.3\nwait editing\ntap Done\nwait failed 60\n"), 1);
+  EXPECT_NE(session.errors().find("can't hold the pictures of"), std::string::npos) << session.errors();
+  EXPECT_TRUE(session.saved().empty());
+  EXPECT_TRUE(Identity(movie) == before);
+  EXPECT_TRUE(session.leftovers().empty()) << session.leftovers()[0];
+}
+
 TEST(Saving, ALibraryThatCannotBeWrittenIsAFailure) {
   Session session;
   const fs::path movie = session.copyOf("video_only.mp4");
