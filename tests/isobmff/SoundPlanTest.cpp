@@ -128,7 +128,18 @@ TEST(SoundPlan, BeginsLateAndEndsEarlyWhereTheSourceDoes) {
   EXPECT_EQ(track.edits[1].mediaTime, 0);
   EXPECT_EQ(track.mediaDuration, 141 * 1024);
   EXPECT_EQ(cut->duration, 5ULL * cut->timescale);
-  EXPECT_TRUE(plan(movie, 5, 6)->tracks[1].runs.empty());
+
+  // Silent all through: a packet nobody hears, for players that wait for one.
+  const auto silent = plan(movie, 5, 6);
+  ASSERT_TRUE(silent);
+  const TrackPlan& none = silent->tracks[1];
+  EXPECT_FALSE(none.firstShown);
+  EXPECT_EQ(none.mediaDuration, 1);
+  ASSERT_EQ(none.runs.size(), 1U);
+  EXPECT_EQ(none.runs[0].index, 140U);
+  ASSERT_EQ(none.edits.size(), 1U);
+  EXPECT_EQ(none.edits[0].mediaTime, -1);
+  EXPECT_EQ(none.edits[0].duration, silent->timescale);
 }
 
 TEST(StandAlonePlan, TextOnScreenAtTheStartBeginsThere) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <numeric>
 
@@ -49,7 +50,9 @@ class CutPlanner {
   NSErrorPtr examine() const;
   NSErrorPtr limit(CMTimeRange range, CutPlan& plan);
   CutOutcome cutTrack(std::size_t index, TrackCut& cut) const;
+  void keepOnePacket(std::size_t index, TrackPlan& plan) const;
   std::uint32_t chooseTimescale() const;
+  void refine(TrackCut& cut, std::uint32_t timescale) const;
   void placeEdits(CutPlan& plan);
 
   const Movie& movie_;
@@ -111,6 +114,26 @@ CutOutcome CutPlanner::cutTrack(std::size_t index, TrackCut& cut) const {
   return cutStandAlone(track, ranges, track.handler == fourCC("tmcd"), cut);
 }
 
+/// Gecko waits for ever for the sound of a track without any sample, and shows no picture until then. So there is one,
+/// the last before the cut, a tick long, behind an edit list that shows nothing.
+void CutPlanner::keepOnePacket(std::size_t index, TrackPlan& plan) const {
+  const Track& track = movie_.tracks[index];
+  if (track.runs.empty()) return;
+  std::int64_t time = 0;
+  for (const ShownSegment& segment : timelines_[index].segments()) {
+    if (segment.start <= start_) time = std::int64_t(std::min(segment.mediaTime(start_) * track.timescale, 1e18));
+  }
+  auto run = std::upper_bound(track.runs.begin(), track.runs.end(), time,
+                              [](std::int64_t t, const SampleRun& candidate) { return t < candidate.decodeTime; });
+  SampleRun packet = run == track.runs.begin() ? *run : *--run;
+  packet.count = 1;
+  packet.decodeTime = 0;
+  packet.duration = 1;
+  packet.compositionOffset = 0;
+  plan.runs = {packet};
+  plan.mediaDuration = 1;
+}
+
 /// The least common multiple of the tracks' scales; of as many as 31 bits hold, pictures first.
 std::uint32_t CutPlanner::chooseTimescale() const {
   std::uint64_t scale = 1;
@@ -126,6 +149,26 @@ std::uint32_t CutPlanner::chooseTimescale() const {
   // A movie of tracks with huge odd scales still wants a fine one.
   while (scale < 10'000) scale *= 2;
   return std::uint32_t(scale);
+}
+
+/// Gecko takes the length of an empty beginning for ticks of the media, so where there is one both scales are the same.
+void CutPlanner::refine(TrackCut& cut, std::uint32_t timescale) const {
+  TrackPlan& plan = cut.plan;
+  if (cut.edits.empty() || cut.edits.front().showAt <= 0 || timescale % plan.timescale != 0) return;
+  const std::int64_t factor = timescale / plan.timescale;
+  const bool fits = std::all_of(plan.runs.begin(), plan.runs.end(), [factor](const SampleRun& run) {
+    return run.duration * factor <= std::int64_t(kMaximum31) &&
+           std::abs(std::int64_t(run.compositionOffset)) * factor <= std::int64_t(kMaximum31);
+  });
+  if (!fits || plan.mediaDuration > (std::int64_t(1) << 61) / factor) return;
+  for (SampleRun& run : plan.runs) {
+    run.decodeTime *= factor;
+    run.duration = std::uint32_t(run.duration * factor);
+    run.compositionOffset = std::int32_t(run.compositionOffset * factor);
+  }
+  for (TrackEdit& edit : cut.edits) edit.mediaTime *= factor, edit.duration *= factor;
+  plan.mediaDuration *= factor;
+  plan.timescale = timescale;
 }
 
 /// Edit lists and durations in ticks of the movie's scale.
@@ -180,6 +223,7 @@ std::unique_ptr<CutPlan> CutPlanner::plan(CMTimeRange range, NSErrorPtr* error) 
       case CutOutcome::Empty:
         cut = TrackCut();
         cut.plan.timescale = movie_.tracks[i].timescale;
+        if (movie_.tracks[i].handler == fourCC("soun")) keepOnePacket(i, cut.plan);
         break;
       case CutOutcome::Overflow:
         return fail(failure(AVErrorExportFailed, "The times in “" + name_ + "” are too large for a trimmed copy."));
@@ -189,6 +233,9 @@ std::unique_ptr<CutPlan> CutPlanner::plan(CMTimeRange range, NSErrorPtr* error) 
     return fail(failure(AVErrorInvalidTimeRange, "“" + name_ + "” holds nothing in the selection."));
   }
   plan->timescale = chooseTimescale();
+  for (std::size_t i = 0; i < cuts_.size(); ++i) {
+    if (isVisual(movie_.tracks[i])) refine(cuts_[i], plan->timescale);
+  }
   placeEdits(*plan);
   return plan;
 }
