@@ -109,6 +109,7 @@ TEST(DamagedMovie, NumbersTooLargeForAnySum) {
             damaged("offsets of a fragment"));
   EXPECT_EQ(fragment(tfhd, fullBox("trun", 0, 0x200, u32(0xFFFFFFFF))), damaged("trun"));
   EXPECT_EQ(fragment(tfhd, fullBox("trun", 0, 0, u32(0xFFFFFFFF))), damaged("number of samples"));
+  EXPECT_EQ(fragment(tfhd, fullBox("trun", 0, 0, u32(5'000'000))), damaged("number of samples"));
   EXPECT_EQ(fragment("", fullBox("trun", 0, 0, u32(1))), damaged("traf"));
 }
 

@@ -206,6 +206,17 @@ TEST(HandMadeMovie, SoundOfConstantRate) {
   EXPECT_EQ(runs[0].size, 68U);
   EXPECT_EQ(runs[0].duration, 64U);
   EXPECT_EQ(runs[1].decodeTime, 640);
+  // The same said at greater length: a writer may shorten it.
+  movie.stts = fullBox("stts", 0, 0, u32s({3, 1000, 1, 0, 9, 280, 0x80000001}));
+  std::string ones;
+  for (int i = 0; i < 1280; ++i) ones += u32(1);
+  movie.stsz = fullBox("stsz", 0, 0, u32s({0, 1280}) + ones);
+  runs = readFile(movie)->tracks[0].runs;
+  ASSERT_EQ(runs.size(), 2U);
+  EXPECT_EQ(runs[0].size, 68U);
+  EXPECT_EQ(runs[0].duration, 64U);
+  movie.stts = fullBox("stts", 0, 0, u32s({1, 1280, 1}));
+  movie.stsz = fullBox("stsz", 0, 0, u32s({1, 1280}));
   // A description that tells its packets itself: eight channels of 32 bits.
   movie.description =
       HandMadeMovie::sound("lpcm", 2, 3, 16, u32(72) + u64(0x40E7700000000000) + u32s({8, 0x7F000000, 32, 9, 32, 1}));
