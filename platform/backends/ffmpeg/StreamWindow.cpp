@@ -28,6 +28,8 @@ void read(AVFormatContext* format, AVStream* stream, StreamWindow& window, int e
     Packet packet(av_packet_alloc());
     if (av_read_frame(format, packet.get()) < 0) return;
     if (packet->stream_index != stream->index) continue;
+    // The demuxer may go further back than it was asked to, as far as the key frame.
+    if (packet->dts != AV_NOPTS_VALUE && packet->dts < time && window.packets.empty()) continue;
     if (packet->pts == AV_NOPTS_VALUE) packet->pts = packet->dts;
     window.packets.push_back(std::move(packet));
     if (enough(*window.packets.back())) return;

@@ -79,9 +79,9 @@ bool PictureTimes::assign(std::vector<SampleRun>& samples, std::uint32_t timesca
   const std::int64_t pictureLength = usualLength(samples);
   chooseScale(samples, timescale, head.size(), pictureLength);
   oldInPoint_ = std::llround(cut.inPoint * timescale_);
-  // Coarse ticks may have rounded the length down, and a gap too short shows what is hidden.
+  // Whole milliseconds may have rounded the length down, and a gap too short shows what is hidden.
   const std::int64_t length = pictureLength * multiplier_;
-  inPoint_ = std::int64_t(head.size()) + (anyHidden ? length + std::min(multiplier_, length / 8) : 0);
+  inPoint_ = std::int64_t(head.size()) + (anyHidden ? length + length / 16 : 0);
   std::int64_t outPoint = newTime(cut.outPoint);
   if (outPoint <= inPoint_) return false;
 
