@@ -57,6 +57,11 @@ Range fromFirstPicture(const Truth& truth, const Range& range) {
 
 }  // namespace
 
+bool matrix::isAudible(const Truth& truth, const Range& range) {
+  const auto& sources = truth.reading().sounds;
+  return !sources.empty() && audible(sources[0], range).any();
+}
+
 std::vector<std::string> matrix::judgeExact(const Truth& truth, const Range& asked, const Reading& reading,
                                             const Exactness& exactness) {
   std::vector<std::string> complaints;
@@ -163,7 +168,7 @@ std::vector<std::string> matrix::judgeTolerant(const Truth& truth, const Range& 
   }
 
   const auto& sources = truth.reading().sounds;
-  if (!sources.empty() && audible(sources[0], range).any()) {
+  if (isAudible(truth, range) && range.start == asked.start) {
     if (reading.sounds.empty() || reading.sounds[0].samples.empty()) {
       complaints.push_back("sound: none");
       return complaints;

@@ -18,6 +18,9 @@ struct Exactness {
   bool fromPicture = false;     ///< the player begins with the first picture, whatever sounds before it
 };
 
+/// Whether the source's first sound track sounds in the range.
+bool isAudible(const Truth& truth, const Range& range);
+
 /// A player that honours edit lists: exactly the pictures of the range, each at its time; the right length; the sound
 /// from the exact sample on, to the end. Each complaint tells what was expected and what was seen; none means right.
 std::vector<std::string> judgeExact(const Truth& truth, const Range& range, const Reading& reading,

@@ -107,6 +107,7 @@ matrix::Reading matrix::readWithLibav(const std::string& path, EditLists editLis
     Track& track = tracks[int(i)];
     track.video = video;
     const AVCodec* decoder = avcodec_find_decoder(stream->codecpar->codec_id);
+    if (stream->codecpar->codec_id == AV_CODEC_ID_AV1) decoder = avcodec_find_decoder_by_name("libaom-av1");
     track.codec.reset(avcodec_alloc_context3(decoder));
     avcodec_parameters_to_context(track.codec.get(), stream->codecpar);
     track.codec->pkt_timebase = stream->time_base;
@@ -119,6 +120,9 @@ matrix::Reading matrix::readWithLibav(const std::string& path, EditLists editLis
       const double start = double(stream->start_time) * av_q2d(stream->time_base);
       reading.start = anyStart ? std::min(reading.start, start) : start;
       anyStart = true;
+      if (stream->duration > 0) {
+        reading.end = std::max(reading.end, start + double(stream->duration) * av_q2d(stream->time_base));
+      }
     }
     if (video) {
       anyVideo = true;
@@ -132,6 +136,7 @@ matrix::Reading matrix::readWithLibav(const std::string& path, EditLists editLis
     }
   }
   reading.duration = double(format.context->duration) / AV_TIME_BASE;
+  if (reading.end <= 0) reading.end = reading.start + reading.duration;
 
   const Packet packet(av_packet_alloc());
   const Frame frame(av_frame_alloc());

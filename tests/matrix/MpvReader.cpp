@@ -27,13 +27,15 @@ matrix::Reading matrix::readWithMpv(const std::string& path,
     if (result < 0) reading.error = "mpv's option " + name + ": " + mpv_error_string(result);
   }
   if (mpv_initialize(handle) < 0) reading.error = "mpv can't be initialised";
+  mpv_hook_add(handle, 0, "on_preloaded", 0);
   const char* load[] = {"loadfile", path.c_str(), nullptr};
   if (reading.error.empty() && mpv_command(handle, load) < 0) reading.error = "mpv doesn't load it";
   double duration = 0;
   while (reading.error.empty()) {
-    const mpv_event* event = mpv_wait_event(handle, 60);
-    if (event->event_id == MPV_EVENT_FILE_LOADED) {
+    const mpv_event* event = mpv_wait_event(handle, 15);
+    if (event->event_id == MPV_EVENT_HOOK) {  // it waits here; later the file may have ended already
       mpv_get_property(handle, "duration", MPV_FORMAT_DOUBLE, &duration);
+      mpv_hook_continue(handle, static_cast<const mpv_event_hook*>(event->data)->id);
     } else if (event->event_id == MPV_EVENT_END_FILE) {
       const auto* end = static_cast<const mpv_event_end_file*>(event->data);
       if (end->reason == MPV_END_FILE_REASON_ERROR) reading.error = mpv_error_string(end->error);

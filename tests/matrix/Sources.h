@@ -17,4 +17,11 @@ bool isMovieFile(const std::string& name);
 /// Whether its times are whole milliseconds, so that no sample's place is exact.
 bool hasCoarseTimes(const std::string& name);
 
+/// Whether libav's usual decoder for it shows the pictures that an edit list hides, as that for AV1 does.
+bool showsHiddenPictures(const std::string& name);
+
+/// Whether GStreamer's parser for its codec drops the pictures' lengths, so that a decoder can't tell which are hidden
+/// unless it guesses a frame rate.
+bool losesPictureLengths(const std::string& name);
+
 }  // namespace matrix

@@ -28,7 +28,7 @@ matrix::Truth::Truth(const std::string& path) : reading_(readWithLibav(path, Edi
   pictureLength_ = lengths[lengths.size() / 2];
   end_ = reading_.pictures.back().time + pictureLength_;
   for (Sound& sound : reading_.sounds) sound.start -= zero;
-  end_ = std::max(end_, reading_.duration);
+  end_ = std::max(end_, reading_.end - zero);
 }
 
 std::vector<matrix::Range> matrix::Truth::ranges() const {
