@@ -111,6 +111,7 @@ NSErrorPtr Conversion::run() {
     return exportError(AVErrorInvalidTimeRange, "The selection lies behind the end of “" + job_.sourceName + "”.");
   }
   if (NSErrorPtr error = addTracks()) return error;
+  input_.format()->flags |= AVFMT_FLAG_GENPTS;  // some formats store decode times only
   playerZero_ = double(input_.startTime(primary_->source())) * av_q2d(primary_->source()->time_base);
   findStart();
   if (NSErrorPtr error = open()) return error;

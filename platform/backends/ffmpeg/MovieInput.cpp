@@ -43,6 +43,7 @@ NSErrorPtr openingError(int averror, const std::string& name) {
 
 /// Whether the headers alone have told all that is needed, as those of a finished MP4 file do.
 bool knowsAll(const AVFormatContext* format) {
+  if ((format->ctx_flags & AVFMTCTX_NOHEADER) != 0) return false;  // streams are still to turn up
   for (unsigned i = 0; i < format->nb_streams; ++i) {
     const AVStream* stream = format->streams[i];
     const AVCodecParameters* codec = stream->codecpar;
