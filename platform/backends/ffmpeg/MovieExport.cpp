@@ -83,6 +83,7 @@ NSErrorPtr MovieExport::cut(int source, CMTimeRange fromTo, float from) {
     start = plan->sourceStart;
     end = plan->sourceEnd;
     expectations = ExportExpectations::of(*movie, *plan);
+    for (isobmff::Track& track : movie->tracks) track.runs = {};  // megabytes that only planning needed
     const auto written = [this, from](float value) { progress(from + value * (kWritten - from)); };
     error = isobmff::writeMovie(*movie, *plan, source, output, written, isCancelled);
     if (error) return error;
