@@ -47,7 +47,8 @@ TEST_P(Matrix, RangesAreExact) {
     table.add(source, range.name, "libav plain", judgeTolerant(truth, range, readWithLibav(copy, EditLists::Ignored)));
     exactness.allSounds = false;
     exactness.fromPicture = true;
-    exactness.soundStart = 0.001;
+    // Of some cuts it skips the delay of the Opus decoder once more.
+    exactness.soundStart = hasOpus(source) ? 0.007 : 0.001;
     exactness.soundLag += 2;  // mpv rounds the times of its packets of sound
     // A recording mpv waits for ever for sound that has a track but no samples; a playing one does not.
     std::vector<std::pair<std::string, std::string>> sound;

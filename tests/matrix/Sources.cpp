@@ -46,3 +46,7 @@ bool matrix::showsHiddenPictures(const std::string& name) {
 bool matrix::losesPictureLengths(const std::string& name) {
   return name.starts_with("av1") || name.starts_with("vp9") || name.starts_with("web");
 }
+
+bool matrix::hasOpus(const std::string& name) {
+  return name.starts_with("opus") || name.starts_with("vp9") || name.starts_with("web");
+}

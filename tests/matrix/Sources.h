@@ -17,6 +17,9 @@ bool isMovieFile(const std::string& name);
 /// Whether its times are whole milliseconds, so that no sample's place is exact.
 bool hasCoarseTimes(const std::string& name);
 
+/// Whether its first sound track is Opus.
+bool hasOpus(const std::string& name);
+
 /// Whether libav's usual decoder for it shows the pictures that an edit list hides, as that for AV1 does.
 bool showsHiddenPictures(const std::string& name);
 

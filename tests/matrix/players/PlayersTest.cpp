@@ -35,7 +35,7 @@ std::vector<Browser>& browsers() {
     std::vector<Browser> list;
     list.push_back({std::make_unique<BrowserPlayer>(BrowserPlayer::Kind::Chromium), {0, 0.001}});
     // It ignores where an edit list begins.
-    list.push_back({std::make_unique<BrowserPlayer>(BrowserPlayer::Kind::Firefox), {2, 0.05}});
+    list.push_back({std::make_unique<BrowserPlayer>(BrowserPlayer::Kind::Firefox), {2, 0.001}});
     return list;
   }();
   return all;
