@@ -158,6 +158,8 @@ void Conversion::findStart() {
   AVStream* stream = primary_->source();
   const std::int64_t first = input_.startTime(stream);
   const auto wanted = std::int64_t(std::max(0.0, begin_ - kLead) / av_q2d(stream->time_base)) + first;
+  // Some are searched by decode times, and those of the first key frame are earlier than what it shows.
+  const std::int64_t earliest = first - av_rescale_q(1, {1, 1}, stream->time_base);
   std::int64_t target = wanted;
   const Packet packet(av_packet_alloc());
   for (int attempt = 0; attempt < 16 && stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO; ++attempt) {
@@ -169,10 +171,10 @@ void Conversion::findStart() {
       }
       av_packet_unref(packet.get());
     }
-    if ((keyTime != AV_NOPTS_VALUE && keyTime <= wanted) || target <= first) break;
+    if ((keyTime != AV_NOPTS_VALUE && keyTime <= wanted) || target <= earliest) break;
     // Formats without an index lead to any place: there, look further and further back.
     const std::int64_t step = av_rescale_q(1LL << std::min(attempt, 12), {1, 1}, stream->time_base);
-    target = std::max(first, target - step);
+    target = std::max(earliest, target - step);
   }
   input_.seek(stream, target);
 }
