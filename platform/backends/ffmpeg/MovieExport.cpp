@@ -4,6 +4,7 @@
 #include "platform/backends/ffmpeg/ContainerConversion.h"
 #include "platform/backends/ffmpeg/ExportExpectations.h"
 #include "platform/backends/ffmpeg/ExportVerifier.h"
+#include "platform/backends/ffmpeg/FreedMemory.h"
 #include "platform/backends/isobmff/CutPlan.h"
 #include "platform/backends/isobmff/MovieReader.h"
 #include "platform/backends/isobmff/MovieWriter.h"
@@ -13,6 +14,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -24,6 +26,17 @@ constexpr float kConverted = 0.3F, kWritten = 0.6F, kChecked = 0.62F;
 
 NSErrorPtr exportError(int code, const std::string& text) {
   return std::make_shared<const NSError>(AVFoundationErrorDomain, code, text);
+}
+
+/// Frees what only planning needed: of a long recording a dozen megabytes.
+void dropRuns(isobmff::Movie& movie) {
+  std::size_t runs = 0;
+  for (isobmff::Track& track : movie.tracks) {
+    runs += track.runs.size();
+    std::vector<isobmff::SampleRun>().swap(track.runs);
+  }
+  constexpr std::size_t kMany = 50'000;
+  if (runs > kMany) returnFreedMemory();
 }
 
 NSErrorPtr cancelled() {
@@ -83,7 +96,7 @@ NSErrorPtr MovieExport::cut(int source, CMTimeRange fromTo, float from) {
     start = plan->sourceStart;
     end = plan->sourceEnd;
     expectations = ExportExpectations::of(*movie, *plan);
-    for (isobmff::Track& track : movie->tracks) track.runs = {};  // megabytes that only planning needed
+    dropRuns(*movie);
     const auto written = [this, from](float value) { progress(from + value * (kWritten - from)); };
     error = isobmff::writeMovie(*movie, *plan, source, output, written, isCancelled);
     if (error) return error;
