@@ -30,7 +30,7 @@ void BackdropItem::behindMayHaveChanged() {
   polish();
   // With a fraction of pixels in a point, edges lie beside the pixels by a hair, and the software renderer lets what is
   // behind run over the first row of an opaque picture.
-  if (const qreal ratio = host_.pixelRatio(); ratio != std::round(ratio)) {
+  if (const qreal ratio = mirror_.pixelRatio(); ratio != std::round(ratio)) {
     repaint();
   }
 }
@@ -67,7 +67,7 @@ void BackdropItem::updatePolish() {
   }
   QImage picture = blur.result();
   if (!cuts_.empty()) {
-    const qreal ratio = host_.pixelRatio();
+    const qreal ratio = mirror_.pixelRatio();
     picture = picture.scaled((size() * ratio).toSize(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
                   .convertToFormat(QImage::Format_ARGB32_Premultiplied);
     QPainter painter(&picture);
