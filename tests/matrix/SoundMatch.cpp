@@ -14,24 +14,26 @@ std::optional<matrix::SoundMatch> matrix::matchSound(const Sound& source, const 
                                   std::lround((length - copy.start) * rate)});
   if (to - from < 200) return std::nullopt;
   const long step = std::max<long>(1, (to - from) / 4000);
-  double power = 0;
-  for (long i = from; i < to; i += step) {
-    const double value = source.samples[std::size_t(first + i)];
-    power += value * value;
-  }
-  if (power <= 0) return std::nullopt;
-  const auto errorAt = [&](int lag) {
-    double sum = 0;
-    for (long i = from; i < to; i += step) {
-      const double difference = copy.samples[std::size_t(i)] - source.samples[std::size_t(first + i - lag)];
+  const auto errorAt = [&](int lag, long stride) {
+    double sum = 0, power = 1e-9;
+    for (long i = from; i < to; i += stride) {
+      const double value = source.samples[std::size_t(first + i - lag)];
+      const double difference = copy.samples[std::size_t(i)] - value;
       sum += difference * difference;
+      power += value * value;
     }
     return sum / power;
   };
-  SoundMatch best{0, errorAt(0)};
-  for (int lag = -width; lag <= width; ++lag) {
-    const double error = errorAt(lag);
-    if (error < best.error - 1e-6) best = {lag, error};
-  }
-  return best;
+  // A look at few samples finds the neighbourhood, one at many the place.
+  const auto search = [&](int around, int reachEachWay, long stride) {
+    SoundMatch best{around, errorAt(around, stride)};
+    for (int lag = std::max(-width, around - reachEachWay); lag <= std::min(width, around + reachEachWay); ++lag) {
+      const double error = errorAt(lag, stride);
+      if (error < best.error - 1e-6) best = {lag, error};
+    }
+    return best;
+  };
+  const SoundMatch rough = search(0, width, step * 7);
+  const SoundMatch near = search(rough.lag, 8, step), still = search(0, 8, step);
+  return near.error < still.error - 1e-6 ? near : still;
 }
