@@ -34,7 +34,9 @@ void matrix::Table::add(const std::string& source, const std::string& range, con
 }
 
 void matrix::Table::addNotApplicable(const std::string& source, const std::string& player, const std::string& reason) {
-  cell(source, player).notApplicable = reason;
+  Cell& place = cell(source, player);
+  ++place.notApplicable;
+  place.reason = reason;
 }
 
 void matrix::Table::print() const {
@@ -50,14 +52,13 @@ void matrix::Table::print() const {
       const auto& row = cells_.at(source);
       if (const auto found = row.find(player); found != row.end()) {
         const Cell& place = found->second;
-        if (!place.notApplicable.empty()) {
-          word = "n/a";
-          reasons[player + " " + source] = place.notApplicable;
-        } else if (place.failed) {
+        if (place.failed) {
           word = "FAIL " + std::to_string(place.failed) + "/" + std::to_string(place.failed + place.passed);
         } else {
-          word = "pass " + std::to_string(place.passed);
+          word = place.passed ? "pass " + std::to_string(place.passed) : "";
+          if (place.notApplicable) word += (word.empty() ? "n/a " : " n/a ") + std::to_string(place.notApplicable);
         }
+        if (place.notApplicable) reasons[player + " " + source] = place.reason;
       }
       std::printf("  %-12s", word.c_str());
     }

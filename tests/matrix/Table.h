@@ -15,14 +15,14 @@ class Table {
   /// once as failures of the running test, and appended to the file that ZEVANTI_MATRIX_REPORT names.
   void add(const std::string& source, const std::string& range, const std::string& player,
            const std::vector<std::string>& complaints);
-  /// The player itself can't play what the source is made of.
+  /// The player can't play the source itself at that range, either.
   void addNotApplicable(const std::string& source, const std::string& player, const std::string& reason);
   void print() const;
 
  private:
   struct Cell {
-    int passed = 0, failed = 0;
-    std::string notApplicable;
+    int passed = 0, failed = 0, notApplicable = 0;
+    std::string reason;  ///< why it is not applicable
   };
   std::vector<std::string> sources_, players_;  ///< in the order in which they came
   std::map<std::string, std::map<std::string, Cell>> cells_;
