@@ -53,8 +53,8 @@ NSErrorPtr AVAssetExportSession::Impl::run() {
                                            "This kind of export is not available.");
   }
   const std::string name = outputURL.lastPathComponent();
-  std::string folder = std::filesystem::path(outputURL.path()).parent_path().string();
-  if (folder.empty()) folder = ".";
+  const std::filesystem::path parent = std::filesystem::path(outputURL.path()).parent_path();
+  const std::string folder = parent.empty() ? std::string(".") : parent.string();
   if (placeAt(outputURL.path(), *asset) == Place::Taken && !replacesExistingFile) return NSError::posix(EEXIST, what);
   std::optional<HiddenFile> file = HiddenFile::create(folder);
   if (!file) return NSError::posix(errno, what);
