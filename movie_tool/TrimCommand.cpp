@@ -37,7 +37,8 @@ is never changed.
 Prints the new file, its length, and from when to when it was taken.
 
 Exit status: 0 when the file is on disk, 1 when something failed, 2 for wrong
-options, 128+N after signal N. After a failure nothing is left behind.
+options, 128+N after signal N. A file that could not be written whole is not
+left behind.
 )";
 
 constexpr double kProgressAfter = 0.5;  // seconds

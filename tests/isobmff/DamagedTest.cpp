@@ -59,6 +59,9 @@ TEST(DamagedMovie, TablesThatContradictThemselves) {
   EXPECT_EQ(problem(&HandMadeMovie::stsc, fullBox("stsc", 0, 0, u32s({1, 1, 0, 1}))), "");
   EXPECT_EQ(problem(&HandMadeMovie::edts, box("edts", fullBox("elst", 1, 0, u32(1) + u64(~0ULL) + u64(0) + u32(0)))),
             damaged("elst"));
+  // More edits than anybody makes would take up memory many times over.
+  EXPECT_EQ(problem(&HandMadeMovie::edts, box("edts", fullBox("elst", 0, 0, u32(1100000) + zeros(12 * 1100000)))),
+            damaged("elst"));
 }
 
 TEST(DamagedMovie, BoxesThatDoNotFit) {

@@ -211,7 +211,7 @@ void Check::checkPictures(AVStream* stream, const Track& track, const StreamWind
       firstKey.found ? PictureCheck(stream, firstKey, 0) : PictureCheck(stream, first, start(first, track.first));
   PictureCheck tail = lastKey.found ? PictureCheck(stream, lastKey, 0)  //
                                     : PictureCheck(stream, last, start(last, track.last));
-  std::thread other([&tail] { tail.run(); });
+  std::jthread other([&tail] { tail.run(); });
   head.run();
   other.join();
   checkPicture(head, stream, track.first, "first");

@@ -14,6 +14,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <new>
+#include <stdexcept>
+#include <system_error>
 #include <vector>
 
 #include <fcntl.h>
@@ -55,8 +58,14 @@ NSErrorPtr MovieExport::run() {
     return NSError::posix(errno, "“" + sourceName + "” can't be opened");
   if (!S_ISREG(status.st_mode))
     return NSError::posix(S_ISDIR(status.st_mode) ? EISDIR : EINVAL, "“" + sourceName + "” can't be opened");
-  const NSErrorPtr error = isobmff::isMovieFile(source.get()) ? cut(source.get(), range, 0) : convertAndCut();
-  return error ? error : flush();
+  try {
+    const NSErrorPtr error = isobmff::isMovieFile(source.get()) ? cut(source.get(), range, 0) : convertAndCut();
+    return error ? error : flush();
+  } catch (const std::bad_alloc&) {
+  } catch (const std::length_error&) {
+  } catch (const std::system_error&) {  // no further thread
+  }
+  return NSError::posix(ENOMEM, "“" + sourceName + "” could not be trimmed");
 }
 
 NSErrorPtr MovieExport::convertAndCut() {

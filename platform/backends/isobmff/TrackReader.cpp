@@ -12,6 +12,8 @@ namespace {
 
 /// A byte for each sample is kept up to this many.
 constexpr std::uint64_t kMaximumDependencies = 64'000'000;
+/// Recorders write one or two, editing programs hundreds.
+constexpr std::uint32_t kMaximumEdits = 1 << 20;
 
 /// Known packets of constant rate have 160 frames at most.
 constexpr std::uint32_t kMaximumPacketFrames = 0x10000;
@@ -123,7 +125,7 @@ void TrackReader::readEdits(ByteSpan trak) {
   ByteReader reader(elst->payload, "elst");
   const bool longTimes = reader.version() == 1;
   const std::uint32_t count = reader.u32();
-  if (reader.remaining() / (longTimes ? 20 : 12) < count) failDamaged("elst");
+  if (reader.remaining() / (longTimes ? 20 : 12) < count || count > kMaximumEdits) failDamaged("elst");
   std::uint64_t total = 0;
   for (std::uint32_t i = 0; i < count; ++i) {
     EditSegment edit;
