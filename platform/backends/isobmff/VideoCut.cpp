@@ -14,7 +14,7 @@ constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
 /// Pictures of a cut are held one by one; this many are ten hours at 450 a second.
 constexpr std::uint64_t kMaximumPictures = 1 << 24;
 /// Key pictures that are looked at before the file's beginning is taken.
-constexpr int kMaximumTries = 256;
+constexpr std::size_t kMaximumTries = 256;
 
 SampleRun sampleOf(const SampleRun& run, std::uint32_t position) {
   SampleRun sample = run;
@@ -101,14 +101,14 @@ std::uint32_t VideoCut::decodingStart() const {
     // What is decoded before a key picture is presented before it too. Where it isn't, go further back.
     if ((sample.sync || sample.partialSync) && time <= firstShownTime_ && latestBefore < firstShownTime_) {
       if (candidates.size() >= 2 * kMaximumTries)
-        candidates.erase(candidates.begin(), candidates.begin() + kMaximumTries);
+        candidates.erase(candidates.begin(), candidates.begin() + std::ptrdiff_t(kMaximumTries));
       candidates.push_back(sample.index);
     }
     latestBefore = std::max(latestBefore, time);
     return sample.index < firstShown_;
   });
   // A look into the file for each, but not for ever.
-  for (int tries = 0; tries < kMaximumTries && !candidates.empty(); ++tries) {
+  for (std::size_t tries = 0; tries < kMaximumTries && !candidates.empty(); ++tries) {
     const std::uint32_t candidate = candidates.back();
     std::uint32_t needed = 0;
     forEachSample(track_.runs, candidate, [&](const SampleRun& sample) {
