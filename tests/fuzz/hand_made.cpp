@@ -45,14 +45,7 @@ int main(int argc, char* argv[]) {
   movie.stsc = fullBox("stsc", 0, 0, u32s({2, 1, 4, 1, 2, 4, 2}));
   save("compact", movie.build());
 
-  movie = {};
-  movie.handler = "soun";
-  movie.timescale = 48000;
-  movie.stss = "";
-  movie.stts = fullBox("stts", 0, 0, u32s({1, 1280, 1}));
-  movie.stsc = fullBox("stsc", 0, 0, u32s({1, 1, 640, 1}));
-  movie.stsz = fullBox("stsz", 0, 0, u32s({1, 1280}));
-  movie.mediaSize = 5000;
+  movie = HandMadeMovie::constantRateSound();
   movie.description = HandMadeMovie::sound("twos", 0, 1, 16);
   save("frames", movie.build());
   movie.description = HandMadeMovie::sound("ima4", 1, 2, 16, u32s({64, 34, 68, 2}));

@@ -183,14 +183,7 @@ TEST(HandMadeMovie, EditLists) {
 }
 
 TEST(HandMadeMovie, SoundOfConstantRate) {
-  HandMadeMovie movie;
-  movie.handler = "soun";
-  movie.timescale = 48000;
-  movie.stss = "";
-  movie.stts = fullBox("stts", 0, 0, u32s({1, 1280, 1}));
-  movie.stsc = fullBox("stsc", 0, 0, u32s({1, 1, 640, 1}));
-  movie.stsz = fullBox("stsz", 0, 0, u32s({1, 1280}));
-  movie.mediaSize = 5000;
+  HandMadeMovie movie = HandMadeMovie::constantRateSound();
   // Frames that the tables count as a byte each.
   movie.description = HandMadeMovie::sound("twos", 0, 1, 16);
   auto runs = readFile(movie)->tracks[0].runs;
