@@ -142,6 +142,33 @@ TEST(SoundPlan, BeginsLateAndEndsEarlyWhereTheSourceDoes) {
   EXPECT_EQ(none.edits[0].duration, silent->timescale);
 }
 
+TEST(SoundPlan, APartOfOnePacketIsFollowedByAnother) {
+  // Readers drop a last packet that would end before the in-point if it were as long as the cut.
+  Builder builder;
+  builder.addSound(48000, 48000, fourCC("mp4a"), 100, 1024);
+  const Movie movie = builder.finish();
+  const auto sample = [](std::int64_t number) { return double(number) / 48000; };
+  const auto middle = plan(movie, sample(50 * 1024 + 900), sample(50 * 1024 + 1000));
+  ASSERT_TRUE(middle);
+  EXPECT_EQ(middle->tracks[0].lastShown, 50U);
+  EXPECT_EQ(middle->tracks[0].runs.back().index, 51U);
+  EXPECT_EQ(middle->tracks[0].runs.back().duration, 1U);
+
+  // In the track's last packet: the same bytes again.
+  const auto end = plan(movie, sample(99 * 1024 + 900), sample(100 * 1024));
+  ASSERT_TRUE(end);
+  const TrackPlan& track = end->tracks[0];
+  EXPECT_EQ(track.firstShown, 99U);
+  EXPECT_EQ(track.lastShown, 99U);
+  ASSERT_GE(track.runs.size(), 2U);
+  const SampleRun &last = track.runs[track.runs.size() - 2], &again = track.runs.back();
+  EXPECT_EQ(last.index, 99U);
+  EXPECT_EQ(again.offset, last.offset);
+  EXPECT_EQ(again.size, last.size);
+  EXPECT_EQ(again.decodeTime, track.edits.front().mediaTime + 124);
+  EXPECT_EQ(track.mediaDuration, again.decodeTime + 1);
+}
+
 TEST(StandAlonePlan, TextOnScreenAtTheStartBeginsThere) {
   Builder builder;
   builder.addPictures(600, synthetic::steadyPictures(300, 20, 30));

@@ -95,17 +95,22 @@ Place SoundCut::prerollFor(Place place) const {
 }
 
 /// libavformat takes the last packet to be as long as the cut, and drops it when it then ends before the in-point.
-/// Where all that is heard lies in one packet, the one after it goes along, a tick behind the out-point.
+/// Where all that is heard lies in one packet, the one after it goes along, a tick behind the out-point. Behind the
+/// track's last packet that is the last one itself once more.
 void SoundCut::closePacket(std::uint32_t last, std::int64_t inPoint, TrackPlan& plan) const {
   const SampleRun& only = plan.runs.back();
   const std::int64_t begin = only.decodeTime + std::int64_t(only.count - 1) * only.duration;
   if (plan.firstShown != last || plan.mediaDuration - inPoint > inPoint - begin) return;
-  const auto after = std::find_if(track_.runs.begin(), track_.runs.end(), [last](const SampleRun& run) {
-    return run.index <= last + 1 && last + 1 - run.index < run.count;
-  });
-  if (after == track_.runs.end()) return;
-  SampleRun next = *after;
-  dropFront(next, last + 1 - next.index);
+  SampleRun next = only;
+  dropFront(next, only.count - 1);
+  const auto after =
+      std::upper_bound(track_.runs.begin(), track_.runs.end(), last + 1,
+                       [](std::uint32_t index, const SampleRun& candidate) { return index < candidate.index; });
+  if (after != track_.runs.begin() && last + 1 - (after - 1)->index < (after - 1)->count) {
+    next = *(after - 1);
+    dropFront(next, last + 1 - next.index);
+  }
+  next.index = last + 1;
   next.count = 1;
   next.decodeTime = plan.mediaDuration;
   next.duration = 1;
