@@ -1,9 +1,9 @@
-#include "editor/NSFileManagerZVExtensions.h"
 #include "editor/ZVVideoEditorViewController.h"
 #include "platform/Dispatch/MainQueueReference.h"
 #include "platform/Foundation/os_trace.h"
 #include "platform/Photos/PHPhotoLibrary.h"
 #include "platform/UIKit/UIActivity.h"
+#include "support/NSFileManagerZVExtensions.h"
 
 #include <atomic>
 #include <cstdio>

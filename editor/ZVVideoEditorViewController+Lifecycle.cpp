@@ -1,10 +1,10 @@
 #include "editor/NSDateZVExtensions.h"
-#include "editor/NSFileManagerZVExtensions.h"
 #include "editor/ZVVideoEditorViewController.h"
 #include "overlay/ZVVideoOverlayButton.h"
 #include "platform/UIKit/UIDevice.h"
 #include "platform/UIKit/UIScreen.h"
 #include "platform/UIKit/UITapGestureRecognizer.h"
+#include "support/NSFileManagerZVExtensions.h"
 
 using Self = ZVVideoEditorViewController;
 

@@ -1,9 +1,9 @@
 #include "EditorFixture.h"
 
-#include "editor/NSFileManagerZVExtensions.h"
 #include "platform/Dispatch/dispatch.h"
 #include "platform/Foundation/os_trace.h"
 #include "platform/UIKit/UIDevice.h"
+#include "support/NSFileManagerZVExtensions.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

@@ -1,7 +1,7 @@
 #include "EditorFixture.h"
-#include "editor/NSFileManagerZVExtensions.h"
 #include "platform/Foundation/os_trace.h"
 #include "platform/UIKit/UIActivity.h"
+#include "support/NSFileManagerZVExtensions.h"
 
 #include <sys/mount.h>
 #include <algorithm>

@@ -1,8 +1,8 @@
 #include "EditorFixture.h"
-#include "editor/NSFileManagerZVExtensions.h"
 #include "extension/ZVVideoEditorExtensionConstants.h"
 #include "extension/ZVVideoEditorExtensionViewController.h"
 #include "platform/Foundation/os_trace.h"
+#include "support/NSFileManagerZVExtensions.h"
 
 #include <algorithm>
 #include <numeric>

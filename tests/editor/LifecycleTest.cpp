@@ -1,10 +1,10 @@
 #include "EditorFixture.h"
 #include "editor/NSDateZVExtensions.h"
-#include "editor/NSFileManagerZVExtensions.h"
 #include "overlay/ZVHighFidelityVideoOverlayButton.h"
 #include "overlay/ZVVideoOverlayButton.h"
 #include "platform/UIKit/UIButton.h"
 #include "platform/UIKit/UIDevice.h"
+#include "support/NSFileManagerZVExtensions.h"
 
 #include <chrono>
 #include <fstream>

@@ -1,4 +1,4 @@
-#include "editor/NSFileManagerZVExtensions.h"
+#include "support/NSFileManagerZVExtensions.h"
 
 #include "platform/Dispatch/dispatch.h"
 #include "platform/Foundation/ExtensionLaunch.h"
