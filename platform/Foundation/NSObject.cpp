@@ -14,16 +14,15 @@ bool NSObject::respondsToSelector(SEL selector) const {
   return class_()->implementation(selector) != nullptr;
 }
 
-void NSObject::performSelector(SEL selector) {
-  performSelector_withObject(selector, nullptr);
+std::shared_ptr<NSObject> NSObject::performSelector(SEL selector) {
+  return performSelector_withObject(selector, nullptr);
 }
 
-void NSObject::performSelector_withObject(SEL selector, const std::shared_ptr<NSObject>& object) {
-  if (const IMP* implementation = class_()->implementation(selector)) {
-    // Copied: the method may exchange itself.
-    const IMP body = *implementation;
-    body(*this, object);
-  }
+std::shared_ptr<NSObject> NSObject::performSelector_withObject(SEL selector, const std::shared_ptr<NSObject>& object) {
+  const IMP* implementation = class_()->implementation(selector);
+  if (!implementation) return nullptr;
+  const IMP body = *implementation;  // copied: the method may exchange itself
+  return body(*this, object);
 }
 
 bool NSObject::isKindOfClass(Class cls) const {

@@ -25,9 +25,10 @@ class NSObject : public std::enable_shared_from_this<NSObject> {
   /// Whether the object's class, or one it inherits from, has an implementation for `selector`.
   bool respondsToSelector(SEL selector) const;
 
-  /// Sends `selector` with no argument, or with one. Does nothing when the object does not respond.
-  void performSelector(SEL selector);
-  void performSelector_withObject(SEL selector, const std::shared_ptr<NSObject>& object);
+  /// Sends `selector` with no argument, or with one, and gives what the method returns: null for one that returns no
+  /// object. Does nothing when the object does not respond.
+  std::shared_ptr<NSObject> performSelector(SEL selector);
+  std::shared_ptr<NSObject> performSelector_withObject(SEL selector, const std::shared_ptr<NSObject>& object);
 
   bool isKindOfClass(Class cls) const;
 

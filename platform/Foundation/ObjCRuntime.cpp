@@ -1,5 +1,7 @@
 #include "platform/Foundation/ObjCRuntime.h"
 
+#include "platform/Foundation/NSObject.h"
+
 #include <mutex>
 #include <vector>
 
@@ -15,6 +17,11 @@ struct Registry {
 Registry& registry() {
   static Registry& instance = *new Registry;  // outlives every static destructor
   return instance;
+}
+
+std::string& loadingBundlePath() {
+  static thread_local std::string path;
+  return path;
 }
 
 }  // namespace
@@ -46,6 +53,18 @@ IMP* ClassInfo::ownImplementation(const SEL& selector) const {
   return found == methods_.end() ? nullptr : &found->second;
 }
 
+Ivar ClassInfo::instanceVariable(std::string_view name) const {
+  for (const ClassInfo* cls = this; cls; cls = cls->superclass_) {
+    const auto found = cls->variables_.find(name);
+    if (found != cls->variables_.end()) return &found->second;
+  }
+  return nullptr;
+}
+
+void ClassInfo::addInstanceVariables(std::map<std::string, InstanceVariable, std::less<>> variables) const {
+  variables_.merge(variables);
+}
+
 Class NSClassFromString(std::string_view name) {
   Registry& all = registry();
   const std::lock_guard lock(all.mutex);
@@ -64,7 +83,27 @@ void method_exchangeImplementations(Class first, const SEL& firstSelector, Class
   if (a && b) std::swap(*a, *b);
 }
 
+Ivar class_getInstanceVariable(Class cls, std::string_view name) {
+  return cls ? cls->instanceVariable(name) : nullptr;
+}
+
+std::shared_ptr<NSObject> object_getIvar(const NSObject* object, Ivar variable) {
+  return object && variable ? variable->get(*object) : nullptr;
+}
+
+void object_setIvar(NSObject* object, Ivar variable, const std::shared_ptr<NSObject>& value) {
+  if (object && variable) variable->set(*object, value);
+}
+
+runtime::LoadingBundle::LoadingBundle(std::string bundlePath)
+    : before_(std::exchange(loadingBundlePath(), std::move(bundlePath))) {}
+
+runtime::LoadingBundle::~LoadingBundle() {
+  loadingBundlePath() = std::move(before_);
+}
+
 Class runtime::registerClass(std::unique_ptr<ClassInfo> info) {
+  info->bundlePath = loadingBundlePath();
   Registry& all = registry();
   const std::lock_guard lock(all.mutex);
   const Class cls = info.get();

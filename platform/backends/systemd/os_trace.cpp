@@ -1,6 +1,7 @@
 #include "platform/Foundation/os_trace.h"
 
 #include "platform/Dispatch/dispatch.h"
+#include "platform/Foundation/DynamicLibrary.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -37,7 +38,8 @@ std::string formatted(const char* format, va_list arguments) {
   return text;
 }
 
-void write(TraceLevel level, std::string text) {
+/// `alwaysShown`: to standard error also where there is a journal.
+void write(TraceLevel level, std::string text, bool alwaysShown = false) {
   static const bool journal = access("/run/systemd/journal/socket", W_OK) == 0;
   static const bool wanted = [] {
     const char* value = std::getenv("ZEVANTI_TRACE");
@@ -46,7 +48,7 @@ void write(TraceLevel level, std::string text) {
   const bool isError = level == TraceLevel::Error;
   if (journal)
     sd_journal_send("SYSLOG_IDENTIFIER=zevanti", "PRIORITY=%i", isError ? 3 : 5, "MESSAGE=%s", text.c_str(), nullptr);
-  if (wanted || (isError && !journal)) {
+  if (wanted || alwaysShown || (isError && !journal)) {
     // One call, so that lines of several threads don't mix.
     std::fputs(("zevanti: " + text + "\n").c_str(), stderr);
   }
@@ -78,6 +80,15 @@ void NSLog(const char* format, ...) {
   va_start(arguments, format);
   write(TraceLevel::Default, formatted(format, arguments));
   va_end(arguments);
+}
+
+void abort_report_np(const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  write(TraceLevel::Error, formatted(format, arguments), true);
+  va_end(arguments);
+  std::fflush(nullptr);
+  std::abort();
 }
 
 namespace trace_log {
