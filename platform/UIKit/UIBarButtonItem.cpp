@@ -21,6 +21,15 @@ Strong<UIBarButtonItem> UIBarButtonItem::initWithBarButtonSystemItem_target_acti
   return barItem;
 }
 
+Strong<UIBarButtonItem> UIBarButtonItem::initWithTitle_style_target_action(std::string title,
+                                                                           UIBarButtonItemStyle style,
+                                                                           const Strong<NSObject>& target, SEL action) {
+  auto barItem = initWithBarButtonSystemItem_target_action(UIBarButtonSystemItem::Done, target, std::move(action));
+  barItem->title_ = std::move(title);
+  barItem->style_ = style;
+  return barItem;
+}
+
 Strong<UIBarButtonItem> UIBarButtonItem::initWithCustomView(const Strong<UIView>& view) {
   auto barItem = std::make_shared<UIBarButtonItem>();
   barItem->customView_ = view;
@@ -39,20 +48,38 @@ void UIBarButtonItem::setImageInsets(UIEdgeInsets insets) {
   didChange();
 }
 
+void UIBarButtonItem::setEnabled(bool enabled) {
+  if (enabled == enabled_) return;
+  enabled_ = enabled;
+  didChange();
+}
+
 void UIBarButtonItem::didChange() {
   for (const auto& weak : bars_) {
     if (const auto bar = weak.lock()) bar->itemDidChange();
   }
 }
 
+std::optional<CGRect> UIBarButtonItem::frameInWindow(const UIWindow* window) const {
+  for (const auto& weak : bars_) {
+    const auto bar = weak.lock();
+    if (!bar || bar->window() != window || bar->isHidden()) continue;
+    CGRect frame = bar->frameOfItem(this);
+    frame.origin = bar->convertPointToWindow(frame.origin);
+    return frame;
+  }
+  return std::nullopt;
+}
+
 void UIBarButtonItem::sendAction() {
   const auto self = shared_from_this();
   const auto target = target_.lock();
-  if (target && target->respondsToSelector(action_)) target->performSelector_withObject(action_, self);
+  if (enabled_ && target && target->respondsToSelector(action_)) target->performSelector_withObject(action_, self);
 }
 
 std::string UIBarButtonItem::title() const {
   if (customView_) return {};
+  if (!title_.empty()) return title_;
   switch (systemItem_) {
     case UIBarButtonSystemItem::Done:
     case UIBarButtonSystemItem::Cancel:
@@ -65,12 +92,15 @@ std::string UIBarButtonItem::title() const {
 }
 
 UIFont UIBarButtonItem::titleFont() const {
-  const bool standsOut = systemItem_ == UIBarButtonSystemItem::Done || systemItem_ == UIBarButtonSystemItem::Save;
+  const bool standsOut = title_.empty()
+                             ? systemItem_ == UIBarButtonSystemItem::Done || systemItem_ == UIBarButtonSystemItem::Save
+                             : style_ == UIBarButtonItemStyle::Done;
   return standsOut ? UIFont::semiboldSystemFontOfSize(titlePointSize) : UIFont::systemFontOfSize(titlePointSize);
 }
 
 std::string UIBarButtonItem::accessibilityLabel() const {
   if (customView_) return {};
+  if (!title_.empty()) return title_;
   switch (systemItem_) {
     case UIBarButtonSystemItem::Done:
       return "Done";

@@ -5,6 +5,7 @@
 #include "platform/UIKit/UIGeometry.h"
 #include "platform/UIKit/UIView.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,12 +23,17 @@ enum class UIBarButtonSystemItem {
   Undo = 21
 };
 
-/// One item of a toolbar: a system item, a view, or space. Main queue only.
+enum class UIBarButtonItemStyle { Plain = 0, Done = 2 };
+
+/// One item of a toolbar: a system item, words of its own, a view, or space. Main queue only.
 class UIBarButtonItem : public NSObject {
  public:
   /// The target is not owned.
   static Strong<UIBarButtonItem> initWithBarButtonSystemItem_target_action(UIBarButtonSystemItem item,
                                                                            const Strong<NSObject>& target, SEL action);
+  /// A button with these words, which are also its accessible name. In the style Done it stands out.
+  static Strong<UIBarButtonItem> initWithTitle_style_target_action(std::string title, UIBarButtonItemStyle style,
+                                                                   const Strong<NSObject>& target, SEL action);
   static Strong<UIBarButtonItem> initWithCustomView(const Strong<UIView>& view);
 
   bool isCustomView() const { return customView_ != nullptr; }
@@ -38,9 +44,16 @@ class UIBarButtonItem : public NSObject {
   void setWidth(CGFloat width);
   const UIEdgeInsets& imageInsets() const { return insets_; }
   void setImageInsets(UIEdgeInsets insets);
+  /// NO greys the item out and keeps it from being pressed.
+  bool isEnabled() const { return enabled_; }
+  void setEnabled(bool enabled);
   const Strong<NSObject> target() const { return target_.lock(); }
   const SEL& action() const { return action_; }
-  /// Sends the action to the target with the item as its argument, when the target responds to it.
+  /// Where the item stands in this window, in the window's coordinates; nothing when it is in none of its bars that
+  /// are shown. Observers of the key "frame" hear when that may have changed.
+  std::optional<CGRect> frameInWindow(const UIWindow* window) const;
+  /// Sends the action to the target with the item as its argument, when the target responds to it and the item is
+  /// enabled.
   void sendAction();
 
   bool isSpace() const {
@@ -61,6 +74,9 @@ class UIBarButtonItem : public NSObject {
 
   UIBarButtonSystemItem systemItem_ = UIBarButtonSystemItem::Done;
   Strong<UIView> customView_;
+  std::string title_;  ///< of an item with words of its own
+  UIBarButtonItemStyle style_ = UIBarButtonItemStyle::Plain;
+  bool enabled_ = true;
   CGFloat width_ = 0;
   UIEdgeInsets insets_;
   Weak<NSObject> target_;

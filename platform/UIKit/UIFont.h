@@ -16,3 +16,6 @@ struct UIFont {
 
 /// The size in points of one line of text (UTF-8). Main queue.
 CGSize UITextSize(const std::string& text, const UIFont& font);
+
+/// The size in points of text that is broken into lines of at most `width` points. Main queue.
+CGSize UITextSizeInWidth(const std::string& text, const UIFont& font, CGFloat width);

@@ -33,8 +33,14 @@ void UILabel::setTextAlignment(NSTextAlignment alignment) {
   setNeedsDisplay();
 }
 
+void UILabel::setNumberOfLines(int lines) {
+  if (lines == lines_) return;
+  lines_ = lines;
+  setNeedsDisplay();
+}
+
 CGSize UILabel::sizeThatFits() const {
-  const CGSize size = UITextSize(text_, font_);
+  const CGSize size = lines_ == 1 ? UITextSize(text_, font_) : UITextSizeInWidth(text_, font_, bounds().size.width);
   return {std::ceil(size.width), std::ceil(size.height)};
 }
 

@@ -3,7 +3,7 @@
 #include "platform/UIKit/UIFont.h"
 #include "platform/UIKit/UIView.h"
 
-/// One line of text; text that does not fit ends in an ellipsis. Takes no touches unless told to.
+/// One line of text, or several; text that does not fit ends in an ellipsis. Takes no touches unless told to.
 class UILabel : public UIView {
   ZV_OBJECT(UILabel)
  public:
@@ -16,7 +16,10 @@ class UILabel : public UIView {
   void setTextColor(UIColor color);
   NSTextAlignment textAlignment() const { return alignment_; }
   void setTextAlignment(NSTextAlignment alignment);
-  /// The size of the text, rounded up to whole points.
+  /// 1, or 0 for as many as there is room for; these begin at the top.
+  int numberOfLines() const { return lines_; }
+  void setNumberOfLines(int lines);
+  /// The size of the text, rounded up to whole points; with several lines, in the present width.
   CGSize sizeThatFits() const override;
   const char* visualKind() const override { return "label"; }
   std::vector<UIAccessibilityElement> accessibilityElements() override;
@@ -26,4 +29,5 @@ class UILabel : public UIView {
   UIFont font_;
   UIColor color_ = UIColor::blackColor();
   NSTextAlignment alignment_ = NSTextAlignment::Left;
+  int lines_ = 1;
 };

@@ -66,6 +66,7 @@ void UIToolbar::setItems(std::vector<Strong<UIBarButtonItem>> items) {
     setPressedItem(nullptr);
   }
   itemDidChange();
+  for (const auto& item : old) item->didChangeValueForKey("frame");
 }
 
 void UIToolbar::itemDidChange() {
@@ -119,6 +120,7 @@ void UIToolbar::layoutSubviews() {
   const auto items = items_;
   for (const auto& item : items) {
     if (item->isCustomView()) item->customView()->setFrame(frameOfItem(item.get()));
+    item->didChangeValueForKey("frame");
   }
   setNeedsDisplay();
 }
@@ -134,7 +136,8 @@ void UIToolbar::handleTouch(const UITouch& touch) {
   if (touch.phase == UITouchPhase::Began) {
     if (trackedTouch_) return;
     for (std::size_t i = 0; i < items_.size(); ++i) {
-      if (items_[i]->isSpace() || items_[i]->isCustomView() || !frames()[i].contains(point)) continue;
+      if (items_[i]->isSpace() || items_[i]->isCustomView() || !items_[i]->isEnabled()) continue;
+      if (!frames()[i].contains(point)) continue;
       trackedTouch_ = touch.identifier;
       tracked_ = items_[i];
       setPressedItem(tracked_);
@@ -164,6 +167,7 @@ std::vector<UIAccessibilityElement> UIToolbar::accessibilityElements() {
     UIAccessibilityElement element;
     element.label = item->accessibilityLabel();
     element.frame = frames()[i];
+    element.enabled = item->isEnabled();
     element.activate = [item] { item->sendAction(); };
     elements.push_back(std::move(element));
   }

@@ -27,6 +27,11 @@ class UIToolbar : public UIView {
   UIToolbarDelegate* delegate() const { return delegate_; }
   void setDelegate(UIToolbarDelegate* delegate) { delegate_ = delegate; }
 
+  /// Where the line that parts the bar from the rest is: above a bar at the Bottom, below one at the Top; for Any, below
+  /// a bar that begins at the window's upper edge and above others.
+  UIBarPosition barPosition() const { return position_; }
+  void setBarPosition(UIBarPosition position) { position_ = position; }
+
   /// Where an item stands, in the toolbar's coordinates; a button's frame is what can be pressed (at least 44 wide and
   /// as high as the bar), without image insets. Zero for an item that is not in the bar.
   CGRect frameOfItem(const UIBarButtonItem* item) const;
@@ -49,6 +54,7 @@ class UIToolbar : public UIView {
   mutable std::vector<CGRect> frames_;  ///< of `items_`, worked out when asked for
   mutable std::optional<CGSize> framesFitSize_;
   UIToolbarDelegate* delegate_ = nullptr;
+  UIBarPosition position_ = UIBarPosition::Any;
   Strong<UIBarButtonItem> tracked_, pressed_;
   std::optional<int> trackedTouch_;
 };

@@ -1,5 +1,6 @@
 #include "platform/UIKit/UIViewController.h"
 
+#include "platform/UIKit/UINavigationItem.h"
 #include "platform/UIKit/UIScreen.h"
 
 #include <algorithm>
@@ -47,6 +48,11 @@ void UIViewController::setView(const Strong<UIView>& view) {
   if (view_) view_->setViewController(nullptr);
   view_ = view;
   if (view_) view_->setViewController(this);
+}
+
+const Strong<UINavigationItem>& UIViewController::navigationItem() {
+  if (!navigationItem_) navigationItem_ = std::make_shared<UINavigationItem>();
+  return navigationItem_;
 }
 
 void UIViewController::viewWillTransitionToSize_withTransitionCoordinator(

@@ -7,6 +7,7 @@
 #include <vector>
 
 class NSExtensionContext;
+class UINavigationItem;
 
 /// Collects what is to happen together with a change of size. Main queue only.
 class UIViewControllerTransitionCoordinator {
@@ -48,6 +49,9 @@ class UIViewController : public UIResponder {
   virtual void viewWillTransitionToSize_withTransitionCoordinator(CGSize size,
                                                                   UIViewControllerTransitionCoordinator& coordinator);
 
+  /// What a navigation controller shows of this controller in its bar; made at the first call.
+  const Strong<UINavigationItem>& navigationItem();
+
   void addChildViewController(const Strong<UIViewController>& child);
   void removeFromParentViewController();
   virtual void didMoveToParentViewController(const Strong<UIViewController>& parent) { (void)parent; }
@@ -68,5 +72,6 @@ class UIViewController : public UIResponder {
   std::vector<Strong<UIViewController>> children_;
   Weak<UIViewController> parent_;
   Strong<NSExtensionContext> extensionContext_;
+  Strong<UINavigationItem> navigationItem_;
   bool appeared_ = false;
 };

@@ -10,6 +10,7 @@ LabelVisual::LabelVisual(LayerItem& host) : LayerVisual(host), item_(new TextIte
 void LabelVisual::update(CALayer& layer) {
   if (const auto* label = dynamic_cast<const UILabel*>(layer.view())) {
     item_->setSize(host().size());
+    item_->setManyLines(label->numberOfLines() != 1);
     item_->show(QString::fromStdString(label->text()), label->font(), toQColor(label->textColor()),
                 label->textAlignment());
   }

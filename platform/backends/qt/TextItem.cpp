@@ -9,6 +9,11 @@ TextItem::TextItem(QQuickItem* parent) : QQuickText(parent) {
   setRenderType(NativeRendering);
 }
 
+void TextItem::setManyLines(bool many) {
+  setWrapMode(many ? Wrap : NoWrap);
+  setVAlign(many ? AlignTop : AlignVCenter);
+}
+
 void TextItem::show(const QString& text, const UIFont& font, const QColor& color, NSTextAlignment alignment) {
   setHAlign(alignment == NSTextAlignment::Center  ? AlignHCenter
             : alignment == NSTextAlignment::Right ? AlignRight

@@ -18,6 +18,7 @@ constexpr qreal kSymbolSize = 28;
 constexpr qreal kStandardBarHeight = 44;
 constexpr qreal kPressedOpacity = 0.2;
 const QColor kSystemBlue(0, 122, 255);
+const QColor kDisabledColor(142, 142, 147);
 const QColor kLineColor(0, 0, 0, 64);
 
 QString symbolName(UIBarButtonSystemItem item) {
@@ -48,9 +49,11 @@ void ToolbarVisual::update(CALayer& layer) {
   }
   const qreal ratio = host().pixelRatio();
   backdrop_->setSize(host().size());
-  // The line parts the bar from the picture: it is below a bar at the top of the window, above any other.
+  // The line parts the bar from the picture.
   const qreal lineHeight = 1 / ratio;
-  line_->setPosition({0, host().pixelOrigin().y() > 0 ? 0 : host().height() - lineHeight});
+  const bool isOnTop = bar->barPosition() == UIBarPosition::Any ? host().pixelOrigin().y() <= 0
+                                                                : bar->barPosition() != UIBarPosition::Bottom;
+  line_->setPosition({0, isOnTop ? host().height() - lineHeight : 0});
   line_->setSize({host().width(), lineHeight});
 
   std::vector<Entry> entries;
@@ -82,6 +85,7 @@ ToolbarVisual::Entry ToolbarVisual::entry(const UIToolbar& bar, const UIBarButto
   const QRectF frame = toQRectF(bar.frameOfItem(&item));
   Entry entry;
   entry.place = frame;
+  entry.enabled = item.isEnabled();
   if (!item.title().empty()) {
     entry.text = QString::fromStdString(item.title());
     entry.font = item.titleFont();
@@ -107,7 +111,7 @@ QQuickItem* ToolbarVisual::makeItem(const Entry& entry) const {
     item = picture;
   } else {
     auto* text = new TextItem(row_);
-    text->show(entry.text, entry.font, kSystemBlue, NSTextAlignment::Center);
+    text->show(entry.text, entry.font, entry.enabled ? kSystemBlue : kDisabledColor, NSTextAlignment::Center);
     item = text;
   }
   item->setPosition(entry.place.topLeft());

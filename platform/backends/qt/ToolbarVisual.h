@@ -26,6 +26,7 @@ class ToolbarVisual : public LayerVisual {
     QString text, symbol;  ///< one of the two
     UIFont font;
     QRectF place;  ///< in the bar, on whole pixels
+    bool enabled = true;
     bool operator==(const Entry&) const = default;
   };
   Entry entry(const UIToolbar& bar, const UIBarButtonItem& item) const;
