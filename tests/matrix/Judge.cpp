@@ -11,6 +11,11 @@ namespace {
 
 using namespace matrix;
 
+/// The part of a sound's power that coding it and reading it back may change.
+constexpr double kSoundError = 0.05;
+/// Seconds at the beginning in which a player that ignores edit lists sounds the squeezed lead-in.
+constexpr double kSqueezed = 0.06;
+
 [[gnu::format(printf, 1, 2)]] std::string text(const char* format, ...) {
   char buffer[512];
   va_list arguments;
@@ -62,10 +67,16 @@ bool matrix::isAudible(const Truth& truth, const Range& range) {
   return !sources.empty() && audible(sources[0], range).any();
 }
 
-std::vector<std::string> matrix::judgeExact(const Truth& truth, const Range& asked, const Reading& reading,
-                                            const Exactness& exactness) {
-  std::vector<std::string> complaints;
-  if (!reading.error.empty()) return {"can't be played: " + reading.error};
+matrix::Verdict matrix::judge(const Truth& truth, const Range& range, const Reading& reading,
+                              const Exactness& exactness) {
+  return exactness.tolerant ? judgeTolerant(truth, range, reading) : judgeExact(truth, range, reading, exactness);
+}
+
+matrix::Verdict matrix::judgeExact(const Truth& truth, const Range& asked, const Reading& reading,
+                                   const Exactness& exactness) {
+  Verdict verdict;
+  std::vector<std::string>& complaints = verdict.complaints;
+  if (!reading.error.empty()) return {{"can't be played: " + reading.error}, {}};
   const Range range = exactness.fromPicture ? fromFirstPicture(truth, asked) : asked;
   const Expected expected = truth.expected(range);
   const double tolerance = exactness.pictureTime + truth.reading().tick;
@@ -114,24 +125,27 @@ std::vector<std::string> matrix::judgeExact(const Truth& truth, const Range& ask
     if (sound.end() < due.end - exactness.soundMissing - 1.01 * sample) {
       complaints.push_back(text("sound track %zu: expected to %.6f, heard to %.6f", i + 1, due.end, sound.end()));
     }
-    const auto match = matchSound(sources[i], sound, range.start, range.length(), 0.015);
+    const SoundMatch match = matchSound(sources[i], sound, range.start, range.length(), 0.015);
     // The range may begin between two samples; times may be kept in coarser units than samples.
     const double place = (range.start - sources[i].start) * sources[i].rate;
     const int slack = exactness.soundLag + (std::abs(place - std::round(place)) > 1e-3 ? 1 : 0);
-    if (match && match->error > 0.05) {
+    if (!match.reason.empty()) {
+      complaints.push_back(text("sound track %zu: %s", i + 1, match.reason.c_str()));
+    } else if (match.error > kSoundError) {
       complaints.push_back(
-          text("sound track %zu: not the source's sound within 15 ms (%.0f %% off)", i + 1, match->error * 100));
-    } else if (match && std::abs(match->lag) > slack) {
-      complaints.push_back(text("sound track %zu: %d samples (%.2f ms) %s", i + 1, std::abs(match->lag),
-                                1000.0 * std::abs(match->lag) / sources[i].rate, match->lag > 0 ? "late" : "early"));
+          text("sound track %zu: not the source's sound within 15 ms (%.0f %% off)", i + 1, match.error * 100));
+    } else if (std::abs(match.lag) > slack) {
+      complaints.push_back(text("sound track %zu: %d samples (%.2f ms) %s", i + 1, std::abs(match.lag),
+                                1000.0 * std::abs(match.lag) / sources[i].rate, match.lag > 0 ? "late" : "early"));
     }
   }
-  return complaints;
+  return verdict;
 }
 
-std::vector<std::string> matrix::judgeTolerant(const Truth& truth, const Range& asked, const Reading& reading) {
-  std::vector<std::string> complaints;
-  if (!reading.error.empty()) return {"can't be played: " + reading.error};
+matrix::Verdict matrix::judgeTolerant(const Truth& truth, const Range& asked, const Reading& reading) {
+  Verdict verdict;
+  std::vector<std::string>& complaints = verdict.complaints;
+  if (!reading.error.empty()) return {{"can't be played: " + reading.error}, {}};
   const auto& pictures = reading.pictures;
   const double frame = truth.pictureLength();
   // What is empty before the first picture is part of the edit list, too.
@@ -139,7 +153,7 @@ std::vector<std::string> matrix::judgeTolerant(const Truth& truth, const Range& 
   const Expected expected = truth.expected(range);
   if (expected.pictures.empty() || pictures.empty()) {
     if (pictures.empty() != expected.pictures.empty()) complaints.push_back("pictures: seen " + numbers(pictures));
-    return complaints;
+    return verdict;
   }
 
   // The player's clock starts with the first thing there is.
@@ -171,16 +185,20 @@ std::vector<std::string> matrix::judgeTolerant(const Truth& truth, const Range& 
   if (isAudible(truth, range) && range.start == asked.start) {
     if (reading.sounds.empty() || reading.sounds[0].samples.empty()) {
       complaints.push_back("sound: none");
-      return complaints;
+      return verdict;
     }
     Sound sound = reading.sounds[0];
     sound.start -= zero;
     const double limit = std::max(2 * frame, 0.1);
-    const auto match = matchSound(sources[0], sound, range.start, range.length(), limit, 0.06);
-    if (match && match->error > 0.05) {
+    const SoundMatch match = matchSound(sources[0], sound, range.start, range.length(), limit, kSqueezed);
+    if (!match.reason.empty()) {
+      // So short a range may be gone before the squeezed lead-in is over.
+      auto& list = range.length() > 2 * kSqueezed ? complaints : verdict.notCompared;
+      list.push_back("sound: " + match.reason);
+    } else if (match.error > kSoundError) {
       complaints.push_back(
-          text("sound: not the source's within %.0f ms (%.0f %% off)", limit * 1000, match->error * 100));
+          text("sound: not the source's within %.0f ms (%.0f %% off)", limit * 1000, match.error * 100));
     }
   }
-  return complaints;
+  return verdict;
 }

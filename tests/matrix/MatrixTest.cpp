@@ -2,6 +2,7 @@
 // by libav and by mpv, each with edit lists and without.
 #include "tests/foundation/ScratchFolder.h"
 #include "tests/matrix/Boxes.h"
+#include "tests/matrix/Differences.h"
 #include "tests/matrix/Exporter.h"
 #include "tests/matrix/Judge.h"
 #include "tests/matrix/LibavReader.h"
@@ -33,23 +34,17 @@ TEST_P(Matrix, RangesAreExact) {
   for (const Range& range : truth.ranges()) {
     const std::string copy = scratch / (range.name + ".m4v");
     const std::string failure = exportRange(sourcePath(source), copy, range);
-    std::vector<std::string> complaints;
     if (!failure.empty()) {
-      table.add(source, range.name, "export", {failure});
+      table.add(source, range.name, "export", {{failure}, {}});
       continue;
     }
-    if (isMovieFile(source)) table.add(source, range.name, "boxes", compareBoxes(sourcePath(source), copy));
+    if (isMovieFile(source)) table.add(source, range.name, "boxes", {compareBoxes(sourcePath(source), copy), {}});
 
-    Exactness exactness;
-    if (hasCoarseTimes(source)) exactness.soundStart = 0.001, exactness.soundLag = 48;
-    table.add(source, range.name, "libav",
-              judgeExact(truth, range, readWithLibav(copy, EditLists::Honoured), exactness));
-    table.add(source, range.name, "libav plain", judgeTolerant(truth, range, readWithLibav(copy, EditLists::Ignored)));
-    exactness.allSounds = false;
-    exactness.fromPicture = true;
-    // Of some cuts it skips the delay of the Opus decoder once more.
-    exactness.soundStart = hasOpus(source) ? 0.007 : 0.001;
-    exactness.soundLag += 2;  // mpv rounds the times of its packets of sound
+    const auto look = [&](const std::string& player, const Reading& reading) {
+      table.add(source, range.name, player, judge(truth, range, reading, exactnessOf(player, source)));
+    };
+    look("libav", readWithLibav(copy, EditLists::Honoured));
+    look("libav plain", readWithLibav(copy, EditLists::Ignored));
     // A recording mpv waits for ever for sound that has a track but no samples; a playing one does not.
     std::vector<std::pair<std::string, std::string>> sound;
     if (!isAudible(truth, range)) sound = {{"aid", "no"}};
@@ -57,13 +52,9 @@ TEST_P(Matrix, RangesAreExact) {
     ours.push_back(kAsOurPlayer);
     defaults.push_back(kRoughly);
     const std::string recorded = scratch / "mpv";
-    if (showsHiddenPictures(source)) {
-      ours.push_back(kRoughly);
-      table.add(source, range.name, "our mpv", judgeTolerant(truth, range, readWithMpv(copy, ours, recorded)));
-    } else {
-      table.add(source, range.name, "our mpv", judgeExact(truth, range, readWithMpv(copy, ours, recorded), exactness));
-    }
-    table.add(source, range.name, "mpv", judgeTolerant(truth, range, readWithMpv(copy, defaults, recorded)));
+    if (exactnessOf("our mpv", source).tolerant) ours.push_back(kRoughly);
+    look("our mpv", readWithMpv(copy, ours, recorded));
+    look("mpv", readWithMpv(copy, defaults, recorded));
   }
 }
 
@@ -79,12 +70,12 @@ TEST(MatrixJudge, SeesEveryFault) {
   const Truth truth(source);
   const Range whole{"whole", 0, truth.end()};
   const auto libav = [](const std::string& path) { return readWithLibav(path, EditLists::Honoured); };
-  const auto has = [](const std::vector<std::string>& complaints, const std::string& word) {
-    return std::any_of(complaints.begin(), complaints.end(),
+  const auto has = [](const Verdict& verdict, const std::string& word) {
+    return std::any_of(verdict.complaints.begin(), verdict.complaints.end(),
                        [&](const std::string& complaint) { return complaint.find(word) != std::string::npos; });
   };
-  EXPECT_EQ(judgeExact(truth, whole, libav(source), {}), std::vector<std::string>());
-  EXPECT_EQ(judgeTolerant(truth, whole, readWithLibav(source, EditLists::Ignored)), std::vector<std::string>());
+  EXPECT_EQ(judgeExact(truth, whole, libav(source), {}), Verdict());
+  EXPECT_EQ(judgeTolerant(truth, whole, readWithLibav(source, EditLists::Ignored)), Verdict());
 
   const double frame = truth.pictureLength();
   const Range shifted{"shifted", frame, truth.end()}, shorter{"shorter", 0, truth.end() - frame};
@@ -105,6 +96,14 @@ TEST(MatrixJudge, SeesEveryFault) {
   ASSERT_EQ(std::system((ffmpeg + "-ss 3.5 -i '" + source + "' -t 2 -c copy '" + plain + "'").c_str()), 0);
   const Range cut{"cut", 3.5, 5.5};
   EXPECT_TRUE(has(judgeTolerant(truth, cut, readWithLibav(plain, EditLists::Ignored)), "expected picture"));
+
+  // Sound of another rate, and too little of it.
+  Reading resampled = libav(source), cutOff = resampled;
+  resampled.sounds[0].rate = 44100;
+  EXPECT_TRUE(has(judgeExact(truth, whole, resampled, {}), "expected 48000 Hz, heard 44100 Hz"));
+  cutOff.sounds[0].samples.resize(150);
+  EXPECT_TRUE(has(judgeExact(truth, whole, cutOff, {}), "only 150 samples"));
+  EXPECT_TRUE(has(judgeTolerant(truth, whole, cutOff), "only 0 samples"));
 
   // A box that is not the source's own.
   EXPECT_EQ(compareBoxes(source, source), std::vector<std::string>());

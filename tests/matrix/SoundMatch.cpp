@@ -3,16 +3,20 @@
 #include <algorithm>
 #include <cmath>
 
-std::optional<matrix::SoundMatch> matrix::matchSound(const Sound& source, const Sound& copy, double offset,
-                                                     double length, double reach, double skip) {
-  if (!source.rate || source.rate != copy.rate) return std::nullopt;
+matrix::SoundMatch matrix::matchSound(const Sound& source, const Sound& copy, double offset, double length,
+                                      double reach, double skip) {
+  if (!source.rate || source.rate != copy.rate) {
+    return {0, 0, "expected " + std::to_string(source.rate) + " Hz, heard " + std::to_string(copy.rate) + " Hz"};
+  }
   const int rate = source.rate, width = int(reach * rate);
   // Sample `i` of the copy lies on sample `first + i` of the source.
   const long first = std::lround((offset + copy.start - source.start) * rate);
   const long from = std::max<long>({0, -first + width, std::lround((skip - copy.start) * rate)});
   const long to = std::min<long>({long(copy.samples.size()), long(source.samples.size()) - first - width,
                                   std::lround((length - copy.start) * rate)});
-  if (to - from < 200) return std::nullopt;
+  if (to - from < 200) {
+    return {0, 0, "only " + std::to_string(std::max(0L, to - from)) + " samples to compare"};
+  }
   const long step = std::max<long>(1, (to - from) / 4000);
   const auto errorAt = [&](int lag, long stride) {
     double sum = 0, power = 1e-9;
@@ -26,10 +30,10 @@ std::optional<matrix::SoundMatch> matrix::matchSound(const Sound& source, const 
   };
   // A look at few samples finds the neighbourhood, one at many the place.
   const auto search = [&](int around, int reachEachWay, long stride) {
-    SoundMatch best{around, errorAt(around, stride)};
+    SoundMatch best{around, errorAt(around, stride), ""};
     for (int lag = std::max(-width, around - reachEachWay); lag <= std::min(width, around + reachEachWay); ++lag) {
       const double error = errorAt(lag, stride);
-      if (error < best.error - 1e-6) best = {lag, error};
+      if (error < best.error - 1e-6) best = {lag, error, ""};
     }
     return best;
   };

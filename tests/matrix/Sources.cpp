@@ -34,19 +34,3 @@ std::string matrix::sourcePath(const std::string& name) {
 bool matrix::isMovieFile(const std::string& name) {
   return name.ends_with(".mp4") || name.ends_with(".mov");
 }
-
-bool matrix::hasCoarseTimes(const std::string& name) {
-  return name.ends_with(".mkv") || name.ends_with(".webm");
-}
-
-bool matrix::showsHiddenPictures(const std::string& name) {
-  return name.starts_with("av1");
-}
-
-bool matrix::losesPictureLengths(const std::string& name) {
-  return name.starts_with("av1") || name.starts_with("vp9") || name.starts_with("web");
-}
-
-bool matrix::hasOpus(const std::string& name) {
-  return name.starts_with("opus") || name.starts_with("vp9") || name.starts_with("web");
-}

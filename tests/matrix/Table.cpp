@@ -1,11 +1,23 @@
 #include "tests/matrix/Table.h"
 
+#include "tests/matrix/Differences.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+
+namespace {
+
+std::string listed(const std::vector<std::string>& words) {
+  std::string result;
+  for (const std::string& word : words) result += (result.empty() ? "" : ", ") + word;
+  return result;
+}
+
+}  // namespace
 
 matrix::Table& matrix::Table::shared() {
   static Table table;
@@ -22,21 +34,24 @@ matrix::Table::Cell& matrix::Table::cell(const std::string& source, const std::s
 }
 
 void matrix::Table::add(const std::string& source, const std::string& range, const std::string& player,
-                        const std::vector<std::string>& complaints) {
+                        const Verdict& verdict) {
   Cell& place = cell(source, player);
-  ++(complaints.empty() ? place.passed : place.failed);
+  ++(verdict.complaints.empty() ? place.passed : place.failed);
   const char* report = std::getenv("ZEVANTI_MATRIX_REPORT");
-  for (const std::string& complaint : complaints) {
+  for (const std::string& complaint : verdict.complaints) {
     const std::string line = source + " | " + range + " | " + player + " | " + complaint;
     ADD_FAILURE() << line;
     if (report) std::ofstream(report, std::ios::app) << line << '\n';
   }
+  for (const std::string& what : verdict.notCompared) {
+    remarks_["not compared: " + player + ": " + what].push_back(source + " " + range);
+  }
 }
 
-void matrix::Table::addNotApplicable(const std::string& source, const std::string& player, const std::string& reason) {
-  Cell& place = cell(source, player);
-  ++place.notApplicable;
-  place.reason = reason;
+void matrix::Table::addNotApplicable(const std::string& source, const std::string& range, const std::string& player,
+                                     const std::string& reason) {
+  ++cell(source, player).notApplicable;
+  remarks_["n/a: " + player + ": " + reason].push_back(source + " " + range);
 }
 
 void matrix::Table::print() const {
@@ -44,7 +59,6 @@ void matrix::Table::print() const {
   std::printf("\n%-16s", "");
   for (const std::string& player : players_) std::printf("  %-12s", player.c_str());
   std::printf("\n");
-  std::map<std::string, std::string> reasons;
   for (const std::string& source : sources_) {
     std::printf("%-16s", source.c_str());
     for (const std::string& player : players_) {
@@ -58,12 +72,19 @@ void matrix::Table::print() const {
           word = place.passed ? "pass " + std::to_string(place.passed) : "";
           if (place.notApplicable) word += (word.empty() ? "n/a " : " n/a ") + std::to_string(place.notApplicable);
         }
-        if (place.notApplicable) reasons[player + " " + source] = place.reason;
       }
       std::printf("  %-12s", word.c_str());
     }
     std::printf("\n");
   }
-  for (const auto& [place, reason] : reasons) std::printf("n/a: %s: %s\n", place.c_str(), reason.c_str());
+  for (const auto& [remark, places] : remarks_) std::printf("%s: %s\n", remark.c_str(), listed(places).c_str());
+  for (const Difference& difference : differences()) {
+    const bool here =
+        difference.player.empty() || std::find(players_.begin(), players_.end(), difference.player) != players_.end();
+    if (!here) continue;
+    std::printf("known: %s, %s: %s\n", difference.player.empty() ? "every player" : difference.player.c_str(),
+                difference.sources.empty() ? "every source" : listed(difference.sources).c_str(),
+                difference.reason.c_str());
+  }
   std::fflush(stdout);
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/matrix/Judge.h"
+
 #include <map>
 #include <string>
 #include <vector>
@@ -13,19 +15,20 @@ class Table {
 
   /// Notes the outcome of one range; a source passes in a player when all its ranges do. Complaints are printed at
   /// once as failures of the running test, and appended to the file that ZEVANTI_MATRIX_REPORT names.
-  void add(const std::string& source, const std::string& range, const std::string& player,
-           const std::vector<std::string>& complaints);
-  /// The player can't play the source itself at that range, either.
-  void addNotApplicable(const std::string& source, const std::string& player, const std::string& reason);
+  void add(const std::string& source, const std::string& range, const std::string& player, const Verdict& verdict);
+  /// The range is not judged in that player, and why.
+  void addNotApplicable(const std::string& source, const std::string& range, const std::string& player,
+                        const std::string& reason);
+  /// The table, what was not judged or not compared, and the known differences that hold for what is in the table.
   void print() const;
 
  private:
   struct Cell {
     int passed = 0, failed = 0, notApplicable = 0;
-    std::string reason;  ///< why it is not applicable
   };
   std::vector<std::string> sources_, players_;  ///< in the order in which they came
   std::map<std::string, std::map<std::string, Cell>> cells_;
+  std::map<std::string, std::vector<std::string>> remarks_;  ///< player and remark: the places
 
   Cell& cell(const std::string& source, const std::string& player);
 };

@@ -59,55 +59,51 @@ GstBuffer* clipped(GstSample* sample, double* time) {
   return gst_buffer_ref(buffer);
 }
 
-GstFlowReturn pictureCame(GstAppSink* sink, gpointer data) {
-  auto* listener = static_cast<Listener*>(data);
-  GstSample* sample = gst_app_sink_pull_sample(sink);
-  if (!sample) return GST_FLOW_OK;
-  double time = 0;
-  GstBuffer* buffer = clipped(sample, &time);
+void addPicture(Listener& listener, GstAppSink*, const GstCaps* caps, GstBuffer* buffer, double time) {
   GstVideoInfo info;
   GstVideoFrame frame;
-  if (buffer && gst_video_info_from_caps(&info, gst_sample_get_caps(sample)) &&
-      gst_video_frame_map(&frame, &info, buffer, GST_MAP_READ)) {
-    // Turning the picture is the sink's business; so it may come in any position.
-    int number = -1;
-    for (int quarters = 0; quarters < 4 && number < 0; ++quarters) {
-      number = frame_code::read(static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&frame, 0)),
-                                GST_VIDEO_FRAME_WIDTH(&frame), GST_VIDEO_FRAME_HEIGHT(&frame),
-                                std::size_t(GST_VIDEO_FRAME_PLANE_STRIDE(&frame, 0)), quarters)
-                   .value_or(-1);
-    }
-    gst_video_frame_unmap(&frame);
-    const std::lock_guard lock(listener->mutex);
-    listener->reading.pictures.push_back({number, time});
+  if (!gst_video_info_from_caps(&info, caps) || !gst_video_frame_map(&frame, &info, buffer, GST_MAP_READ)) return;
+  // Turning the picture is the sink's business; so it may come in any position.
+  int number = -1;
+  for (int quarters = 0; quarters < 4 && number < 0; ++quarters) {
+    number = frame_code::read(static_cast<const std::uint8_t*>(GST_VIDEO_FRAME_PLANE_DATA(&frame, 0)),
+                              GST_VIDEO_FRAME_WIDTH(&frame), GST_VIDEO_FRAME_HEIGHT(&frame),
+                              std::size_t(GST_VIDEO_FRAME_PLANE_STRIDE(&frame, 0)), quarters)
+                 .value_or(-1);
   }
-  if (buffer) gst_buffer_unref(buffer);
-  gst_sample_unref(sample);
-  return GST_FLOW_OK;
+  gst_video_frame_unmap(&frame);
+  const std::lock_guard lock(listener.mutex);
+  listener.reading.pictures.push_back({number, time});
 }
 
-GstFlowReturn soundCame(GstAppSink* sink, gpointer data) {
-  auto* listener = static_cast<Listener*>(data);
-  GstSample* sample = gst_app_sink_pull_sample(sink);
-  if (!sample) return GST_FLOW_OK;
-  double time = 0;
-  GstBuffer* buffer = clipped(sample, &time);
+void addSound(Listener& listener, GstAppSink* sink, const GstCaps* caps, GstBuffer* buffer, double time) {
   GstAudioInfo info;
   GstMapInfo map;
-  if (buffer && gst_audio_info_from_caps(&info, gst_sample_get_caps(sample)) &&
-      gst_buffer_map(buffer, &map, GST_MAP_READ)) {
-    const auto index = std::size_t(GPOINTER_TO_INT(g_object_get_data(G_OBJECT(sink), "track")));
-    const std::lock_guard lock(listener->mutex);
-    Sound& sound = listener->reading.sounds[index];
+  if (!gst_audio_info_from_caps(&info, caps) || !gst_buffer_map(buffer, &map, GST_MAP_READ)) return;
+  const auto index = std::size_t(GPOINTER_TO_INT(g_object_get_data(G_OBJECT(sink), "track")));
+  {
+    const std::lock_guard lock(listener.mutex);
+    Sound& sound = listener.reading.sounds[index];
     if (sound.samples.empty()) sound.rate = info.rate, sound.start = time;
     const double hole = time - sound.end();
     if (hole > 0.005) sound.samples.resize(sound.samples.size() + std::size_t(std::lround(hole * sound.rate)));
     const auto* values = reinterpret_cast<const float*>(map.data);
     const std::size_t channels = std::size_t(info.channels), count = map.size / sizeof(float) / channels;
     for (std::size_t i = 0; i < count; ++i) sound.samples.push_back(values[i * channels]);
-    gst_buffer_unmap(buffer, &map);
   }
-  if (buffer) gst_buffer_unref(buffer);
+  gst_buffer_unmap(buffer, &map);
+}
+
+/// What a sink calls for each sample; `add` takes what the segment lets through.
+template <void (*add)(Listener&, GstAppSink*, const GstCaps*, GstBuffer*, double)>
+GstFlowReturn sampleCame(GstAppSink* sink, gpointer data) {
+  GstSample* sample = gst_app_sink_pull_sample(sink);
+  if (!sample) return GST_FLOW_OK;
+  double time = 0;
+  if (GstBuffer* buffer = clipped(sample, &time)) {
+    add(*static_cast<Listener*>(data), sink, gst_sample_get_caps(sample), buffer, time);
+    gst_buffer_unref(buffer);
+  }
   gst_sample_unref(sample);
   return GST_FLOW_OK;
 }
@@ -133,7 +129,7 @@ void padAdded(GstElement*, GstPad* pad, gpointer data) {
   if (video || audio) {
     GstElement* sink = gst_bin_get_by_name(GST_BIN(branch), "sink");
     GstAppSinkCallbacks callbacks{};
-    callbacks.new_sample = video ? pictureCame : soundCame;
+    callbacks.new_sample = video ? sampleCame<addPicture> : sampleCame<addSound>;
     if (audio) {
       const std::lock_guard lock(listener->mutex);
       g_object_set_data(G_OBJECT(sink), "track", GINT_TO_POINTER(int(listener->reading.sounds.size())));

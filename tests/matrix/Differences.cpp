@@ -1,0 +1,75 @@
+#include "tests/matrix/Differences.h"
+
+#include <algorithm>
+
+const std::vector<matrix::Difference>& matrix::differences() {
+  static const std::vector<Difference> all = {
+      // Sources.
+      {"",
+       {".mkv", ".webm"},
+       [](Exactness& e) { e.soundStart = 0.001, e.soundLag = 48; },
+       "the source's times are whole milliseconds: no sample's place is exact"},
+
+      // libav and mpv.
+      {"libav plain", {}, [](Exactness& e) { e.tolerant = true; }, "told to ignore edit lists"},
+      {"mpv", {}, [](Exactness& e) { e.tolerant = true; }, "ignores edit lists unless it is told to honour them"},
+      {"our mpv",
+       {},
+       [](Exactness& e) {
+         e.allSounds = false, e.fromPicture = true;
+         e.soundStart = 0.001, e.soundLag += 2;
+       },
+       "its recording holds one sound track, begins with the first picture and rounds the times of sound packets"},
+      {"our mpv",
+       {"opus.mp4", "vp9.mp4", "web.webm"},
+       [](Exactness& e) { e.soundStart = 0.007; },
+       "of some cuts it skips the delay of the Opus decoder once more"},
+      {"our mpv",
+       {"av1.mp4"},
+       [](Exactness& e) { e.tolerant = true; },
+       "libav's usual decoder for AV1 shows the pictures that an edit list hides"},
+
+      // GStreamer.
+      {"gstreamer",
+       {},
+       [](Exactness& e) {
+         e.soundStart = 0.002, e.soundLag = 48, e.soundMissing = 0.11;
+         e.shortest = 2;
+       },
+       "ends each track early by what its edit list hides at the beginning: sound by its lead-in's length, and of two "
+       "pictures or less nothing may be left"},
+      {"gstreamer",
+       {"av1.mp4", "vp9.mp4", "web.webm"},
+       [](Exactness& e) { e.tolerant = true; },
+       "its parser drops the pictures' lengths, so that its decoder can't tell which are hidden"},
+
+      // Browsers.
+      {"chromium",
+       {"hvc1.mp4", "hev1.mp4", "hevcopen.mp4"},
+       [](Exactness& e) { e.mayRefuse = true; },
+       "has no decoder for HEVC unless the machine's graphics do it"},
+      {"chromium",
+       {"opengop.mp4", "emptymoov.mp4"},
+       [](Exactness& e) { e.mayRefuse = true; },
+       "ends in a decoder's error where it seeks into an open group of pictures, in the source as well"},
+      {"firefox", {}, [](Exactness& e) { e.pictures = 2; }, "ignores where an edit list begins"},
+  };
+  return all;
+}
+
+std::vector<const matrix::Difference*> matrix::differencesOf(const std::string& player, const std::string& source) {
+  std::vector<const Difference*> result;
+  for (const Difference& difference : differences()) {
+    const auto& sources = difference.sources;
+    const bool here = sources.empty() || std::any_of(sources.begin(), sources.end(),
+                                                     [&](const std::string& name) { return source.ends_with(name); });
+    if (here && (difference.player.empty() || difference.player == player)) result.push_back(&difference);
+  }
+  return result;
+}
+
+matrix::Exactness matrix::exactnessOf(const std::string& player, const std::string& source) {
+  Exactness result;
+  for (const Difference* difference : differencesOf(player, source)) difference->allow(result);
+  return result;
+}
