@@ -114,6 +114,26 @@ TEST_F(Export, ARangeBeginsAndEndsWhereItWasSet) {
   }
 }
 
+TEST_F(Export, TheBeginningIsWholeWhereSoundComesFirst) {
+  // The encoder's lead-in of the sound begins before the first picture does.
+  for (const char* name : {"basic.mkv", "stream.ts", "fragmented.mp4"}) {
+    SCOPED_TRACE(name);
+    const std::string output = cut(name, 0, 2);
+    const auto pictures = read_back::pictures(output), source = read_back::pictures(recordings::path(name));
+    ASSERT_EQ(pictures.size(), 60U);
+    EXPECT_EQ(pictures.front().number, 0);
+    EXPECT_NEAR(pictures.front().time, 0.011, 0.011);
+    for (std::size_t i = 0; i < 60; ++i) {
+      EXPECT_NEAR(pictures[i].time - pictures[0].time, source[i].time - source[0].time, 0.001);
+    }
+    const auto facts = read_back::facts(output);
+    EXPECT_NEAR(facts->duration, 2, 0.001);
+    EXPECT_NEAR(facts->tracks[1].duration, 2, 0.001);
+    EXPECT_NEAR(read_back::pitch(output, 1.04), 350, 4);
+    EXPECT_NEAR(read_back::pitch(output, 0.8), 300, 4);
+  }
+}
+
 TEST_F(Export, GapsAreKept) {
   // Picture 58 is on screen from 1.93 s until 5 s, 299 from 9.97 s until 15 s. The range begins and ends inside those.
   const auto pictures = read_back::pictures(cut("vfr.mp4", 3, 12));

@@ -155,6 +155,8 @@ NSErrorPtr Conversion::addTracks() {
 
 /// Moves to a key frame some time before the range.
 void Conversion::findStart() {
+  // Nothing was skipped yet. Looking for the first key frame would skip the sound that begins before it.
+  if (begin_ <= kLead) return;
   AVStream* stream = primary_->source();
   const std::int64_t first = input_.startTime(stream);
   const auto wanted = std::int64_t(std::max(0.0, begin_ - kLead) / av_q2d(stream->time_base)) + first;
