@@ -1,4 +1,5 @@
 #include "platform/backends/isobmff/MovieReader.h"
+#include "platform/backends/isobmff/PlayerTimeline.h"
 #include "platform/backends/posix/FileDescriptor.h"
 #include "tests/data/Recordings.h"
 #include "tests/isobmff/ReferenceReader.h"
@@ -108,6 +109,35 @@ TEST(MovieReader, FindsEverySampleOfFragments) {
   expectSameSamples(variant("frag_dash.mp4", "basic.mp4", copy + "dash+global_sidx -frag_duration 700000"));
   expectSameSamples(
       variant("frag_negative.mp4", "bframes60.mp4", copy + "frag_keyframe+empty_moov+negative_cts_offsets"));
+}
+
+TEST(PlayerTimeline, IsThatOfLibavformat) {
+  const std::string copy = "-map 0 -c copy -t 6 -movflags ";
+  for (const std::string& path :
+       {recordings::path("basic.mp4"), recordings::path("bframes60.mp4"), recordings::path("cut_lead_in.mp4"),
+        recordings::path("fragmented.mp4"),
+        variant("frag_empty.mp4", "bframes60.mp4", copy + "frag_keyframe+empty_moov"),
+        variant("frag_delay.mp4", "bframes60.mp4", copy + "frag_keyframe+delay_moov"),
+        variant("negative.mp4", "bframes60.mp4", "-map 0 -c copy -movflags negative_cts_offsets"),
+        variant("frag_negative.mp4", "bframes60.mp4", copy + "frag_keyframe+empty_moov+negative_cts_offsets")}) {
+    SCOPED_TRACE(path);
+    const auto movie = read(path);
+    ASSERT_TRUE(movie);
+    const auto streams = reference::packets(path, true);
+    ASSERT_EQ(movie->tracks.size(), streams.size());
+    for (std::size_t t = 0; t < streams.size(); ++t) {
+      SCOPED_TRACE("track " + std::to_string(t));
+      double start = 1e9, end = -1e9;
+      for (const reference::Packet& packet : streams[t]) {
+        if (!packet.hidden) start = std::min(start, packet.start), end = std::max(end, packet.end);
+      }
+      const isobmff::PlayerTimeline timeline(*movie, movie->tracks[t]);
+      // Sound begins inside a packet. Lengths of the last packets of fragments are guessed.
+      const bool pictures = movie->tracks[t].handler == fourCC("vide");
+      EXPECT_NEAR(timeline.start(), pictures ? start : std::max(start, 0.0), pictures ? 1e-4 : 0.0214);
+      EXPECT_NEAR(timeline.end(), end, pictures ? 0.005 : 0.0214);
+    }
+  }
 }
 
 TEST(MovieReader, FindsEverySampleOfQuickTimeFiles) {

@@ -33,9 +33,10 @@ bool isPlayed(const Track& track) {
 
 PlayerTimeline::PlayerTimeline(const Movie& movie, const Track& track) : track_(track) {
   if (track.runs.empty()) return;
-  std::int64_t first = kNever, end = -kNever;
+  std::int64_t first = kNever, end = -kNever, early = 0;
   for (const SampleRun& run : track.runs) {
     first = std::min(first, run.presentationTime());
+    early = std::max<std::int64_t>(early, -std::int64_t(run.compositionOffset));
     const std::int64_t last = lastPresentationTime(run);
     end = std::max(end, last + std::max<std::int64_t>(run.duration, 1));
   }
@@ -44,7 +45,7 @@ PlayerTimeline::PlayerTimeline(const Movie& movie, const Track& track) : track_(
   const auto real =
       std::find_if(track.edits.begin(), track.edits.end(), [](const EditSegment& edit) { return edit.mediaTime >= 0; });
   if (movie.fragmented || real == track.edits.end()) {
-    double start = double(first) / scale;
+    double start = double(movie.fragmented ? first + early : first) / scale;
     if (real != track.edits.end()) {
       start -= double(real->mediaTime) / scale;
       if (real != track.edits.begin()) start += double(track.edits.front().duration) / movie.timescale;

@@ -21,7 +21,8 @@ struct ShownSegment {
 ///
 /// - Pictures that begin before a segment does are dropped, and the track then begins with the first whole one, that
 ///   much earlier than the edit list says.
-/// - In a fragmented file the edit list only moves the media; nothing of it is dropped.
+/// - In a fragmented file the edit list only moves the media; nothing of it is dropped. Where pictures are presented
+///   before they are decoded, the whole track is shown later by as much as any of them is.
 class PlayerTimeline {
  public:
   PlayerTimeline(const Movie& movie, const Track& track);
