@@ -97,6 +97,27 @@ class NSExtensionContext : public NSObject {
   std::shared_ptr<NSXPCConnection> connection_;
 };
 
+/// An extension that is installed beside this one, such as another application's for the share sheet: a bundle
+/// "Name.appex" in the folder "/System/Library/PlugIns" under the program's prefix (see systemPath), with its
+/// CFBundleIdentifier in its property list. A person disables one with an empty file named after the identifier in
+/// "zevanti/disabled-extensions" of their configuration folder ($XDG_CONFIG_HOME, else ~/.config).
+class NSExtension : public NSObject {
+ public:
+  /// The extension with that identifier; null when none is installed, or when it is disabled and those are left out.
+  /// `error` (may be null) is set when the folder is there and can't be read. Any thread; reads a few small files.
+  static Strong<NSExtension> extensionWithIdentifier_excludingDisabledExtensions_error(const std::string& identifier,
+                                                                                       bool excludingDisabled,
+                                                                                       NSErrorPtr* error);
+
+  NSExtension(std::string identifier, std::string bundlePath)
+      : identifier_(std::move(identifier)), bundlePath_(std::move(bundlePath)) {}
+  const std::string& identifier() const { return identifier_; }
+  const std::string& bundlePath() const { return bundlePath_; }
+
+ private:
+  std::string identifier_, bundlePath_;
+};
+
 /// The entry of an extension process: reads the bundle's property list, connects to the host that started it, makes
 /// the context and the principal view controller by class name, shows it, runs until it is dismissed, waits for
 /// pending saves and background work, and returns the exit status.
