@@ -89,6 +89,9 @@ class UIView : public UIResponder {
   // Accessibility.
   void setAccessibilityLabel(std::string label) { accessibilityLabel_ = std::move(label); }
   const std::string& accessibilityLabel() const { return accessibilityLabel_; }
+  /// Whether this view and all in it are out of a person's reach, although they may be seen and touched.
+  void setAccessibilityElementsHidden(bool hidden) { accessibilityHidden_ = hidden; }
+  bool accessibilityElementsHidden() const { return accessibilityHidden_; }
   /// What a person can reach in this view itself (not its subviews), in reading order.
   virtual std::vector<UIAccessibilityElement> accessibilityElements() { return {}; }
 
@@ -133,6 +136,7 @@ class UIView : public UIResponder {
   bool translatesMask_ = true;
   bool userInteraction_ = true;
   bool deliversTouches_ = true;
+  bool accessibilityHidden_ = false;
   bool needsLayout_ = true;
   bool placingSubviews_ = false;
   int backdropMaskFlags_ = 0;

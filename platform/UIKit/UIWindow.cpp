@@ -53,6 +53,16 @@ UIWindow::~UIWindow() {
 void UIWindow::setRootViewController(const Strong<UIViewController>& controller) {
   if (controller == root_) return;
   cancelTouches();
+  while (!presentations_.empty()) {
+    const auto presenting = presentations_.back()->presentingViewController();
+    if (presenting && presenting->presentedViewController()) {
+      presenting->dismissViewControllerAnimated_completion(false, nullptr);
+    } else {
+      presentations_.back()->dismiss(false, nullptr);
+    }
+  }
+  const auto working = std::exchange(backgroundControllers_, {});
+  for (const auto& each : working) each->windowDidClose();
   const auto old = std::exchange(root_, controller);
   if (old && old->isViewLoaded()) old->view()->removeFromSuperview();
   if (!root_) return;
@@ -66,6 +76,12 @@ void UIWindow::resize(CGSize size, double duration) {
   const auto keep = weak_from_this().lock();
   const auto coordinator = std::make_shared<UIViewControllerTransitionCoordinator>(duration);
   if (const auto root = root_) root->viewWillTransitionToSize_withTransitionCoordinator(size, *coordinator);
+  const auto presentations = presentations_;
+  for (const auto& presentation : presentations) {
+    if (const auto presented = presentation->presentedViewController()) {
+      presented->viewWillTransitionToSize_withTransitionCoordinator(size, *coordinator);
+    }
+  }
   CAAnimator::shared().animate(
       duration,
       [&] {
@@ -126,5 +142,27 @@ void UIWindow::sendHover(std::optional<CGPoint> location) {
 
 void UIWindow::sendShake() {
   const auto responder = UIResponder::firstResponder();
+  const auto presented = frontmostPresentedViewController();
+  if (presented && !presented->isInResponderChainOf(responder)) return;
   if (responder) responder->motionEnded_withEvent(UIEventSubtype::MotionShake, UIEvent(UIEventSubtype::MotionShake));
+}
+
+Strong<UIViewController> UIWindow::frontmostPresentedViewController() const {
+  return presentations_.empty() ? nullptr : presentations_.back()->presentedViewController();
+}
+
+void UIWindow::pushPresentation(const Strong<UIPresentationController>& presentation) {
+  presentations_.push_back(presentation);
+}
+
+void UIWindow::removePresentation(const UIPresentationController& presentation) {
+  std::erase_if(presentations_, [&](const auto& each) { return each.get() == &presentation; });
+}
+
+void UIWindow::addBackgroundController(const Strong<UIViewController>& controller) {
+  backgroundControllers_.push_back(controller);
+}
+
+void UIWindow::removeBackgroundController(const UIViewController* controller) {
+  std::erase_if(backgroundControllers_, [&](const auto& each) { return each.get() == controller; });
 }

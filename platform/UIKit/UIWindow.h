@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// The root of what is on screen, and where input comes in. Main queue only.
@@ -17,6 +18,8 @@
 /// focused element. Without a focus, keys go to the bar items by their meaning, whether the bars are faded out or not:
 /// Space plays or pauses, Return is Done, Control+S saves, and the arrows move the element named "Playhead". Escape
 /// always cancels, and Control+Z is a shake. A press of the mouse or a finger takes the focus away.
+///
+/// While a controller is presented, the keyboard, shakes and what can be reached are its own (see UIViewController).
 class UIWindow : public UIView {
   ZV_OBJECT(UIWindow)
  public:
@@ -55,6 +58,22 @@ class UIWindow : public UIView {
   /// The label of the focused element, or empty.
   const std::string& focusedLabel() const { return focusLabel_; }
 
+  /// The frontmost presented controller, or null.
+  Strong<UIViewController> frontmostPresentedViewController() const;
+  /// Gives the keyboard's focus to the element that `view` reports with this label.
+  void setFocus(const Strong<UIView>& view, const std::string& label);
+
+  /// Keeps a controller that works on something although it has left the screen. When the window closes before it is
+  /// taken off the list again, it gets `windowDidClose`.
+  void addBackgroundController(const Strong<UIViewController>& controller);
+  void removeBackgroundController(const UIViewController* controller);
+
+  // For UIPresentationController.
+  void pushPresentation(const Strong<UIPresentationController>& presentation);
+  void removePresentation(const UIPresentationController& presentation);
+  std::pair<Weak<UIView>, std::string> takeFocus();
+  void giveFocus(const Weak<UIView>& view, const std::string& label);
+
   const char* visualKind() const override { return "window"; }
 
  private:
@@ -67,8 +86,13 @@ class UIWindow : public UIView {
   std::optional<Reachable> focusedElement();
   bool sendKeyToFocus(const UIKey& key);
   bool sendKeyByMeaning(const UIKey& key);
+  bool sendKeyToPresented(UIViewController& controller, const UIKey& key);
+  /// What the keyboard and a screen reader can get at: the frontmost presented view, or all.
+  Strong<UIView> inputRoot();
 
   Strong<UIViewController> root_;
+  std::vector<Strong<UIPresentationController>> presentations_;  ///< from back to front
+  std::vector<Strong<UIViewController>> backgroundControllers_;
   std::map<int, std::shared_ptr<Tracking>> touches_;
   std::string focusLabel_;
   Weak<UIView> focusedView_;

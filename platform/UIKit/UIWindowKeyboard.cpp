@@ -20,7 +20,7 @@ bool isArrow(const UIKey& key) {
 }
 
 void collectReachable(const Strong<UIView>& view, bool interactive, std::vector<UIWindow::Reachable>& found) {
-  if (view->isHidden() || view->alpha() < leastVisibleAlpha) return;
+  if (view->isHidden() || view->alpha() < leastVisibleAlpha || view->accessibilityElementsHidden()) return;
   interactive = interactive && view->isUserInteractionEnabled();
   for (auto& element : view->accessibilityElements()) {
     if (!interactive) element.enabled = false;
@@ -48,7 +48,7 @@ void sortInReadingOrder(std::vector<UIWindow::Reachable>& elements) {
 
 /// The item with this name in the bars of the window, faded out or not.
 Strong<UIBarButtonItem> findBarItem(const Strong<UIView>& view, const std::string& label) {
-  if (view->isHidden()) return nullptr;
+  if (view->isHidden() || view->accessibilityElementsHidden()) return nullptr;
   if (const auto* bar = dynamic_cast<const UIToolbar*>(view.get())) {
     for (const auto& item : bar->items()) {
       if (item->accessibilityLabel() == label) return item;
@@ -67,12 +67,15 @@ bool isSameFocus(const std::string& focused, const std::string& label) {
 
 }  // namespace
 
+Strong<UIView> UIWindow::inputRoot() {
+  if (const auto presented = frontmostPresentedViewController()) return presented->view();
+  return std::static_pointer_cast<UIView>(weak_from_this().lock());
+}
+
 std::vector<UIWindow::Reachable> UIWindow::reachableElements() {
   layoutIfNeeded();
   std::vector<Reachable> found;
-  if (const auto self = std::static_pointer_cast<UIView>(weak_from_this().lock())) {
-    collectReachable(self, true, found);
-  }
+  if (const auto root = inputRoot()) collectReachable(root, true, found);
   sortInReadingOrder(found);
   return found;
 }
@@ -108,10 +111,24 @@ bool UIWindow::moveFocus(bool backwards) {
     const auto index = static_cast<std::size_t>(current - elements.begin());
     next = backwards ? (index + count - 1) % count : (index + 1) % count;
   }
-  focusedView_ = elements[next].view;
-  focusLabel_ = elements[next].element.label;
-  setNeedsDisplay();
+  setFocus(elements[next].view, elements[next].element.label);
   return true;
+}
+
+void UIWindow::setFocus(const Strong<UIView>& view, const std::string& label) {
+  focusedView_ = view;
+  focusLabel_ = label;
+  setNeedsDisplay();
+}
+
+std::pair<Weak<UIView>, std::string> UIWindow::takeFocus() {
+  std::pair<Weak<UIView>, std::string> taken(std::exchange(focusedView_, {}), std::exchange(focusLabel_, {}));
+  setNeedsDisplay();
+  return taken;
+}
+
+void UIWindow::giveFocus(const Weak<UIView>& view, const std::string& label) {
+  setFocus(view.lock(), label);
 }
 
 bool UIWindow::adjustElement(const UIAccessibilityElement& element, const UIKey& key) {
@@ -128,10 +145,10 @@ bool UIWindow::adjustElement(const UIAccessibilityElement& element, const UIKey&
 }
 
 bool UIWindow::activateBarItem(std::initializer_list<const char*> labels) {
-  const auto self = std::static_pointer_cast<UIView>(weak_from_this().lock());
-  if (!self) return false;
+  const auto root = inputRoot();
+  if (!root) return false;
   for (const char* label : labels) {
-    if (const auto item = findBarItem(self, label)) {
+    if (const auto item = findBarItem(root, label)) {
       item->sendAction();
       return true;
     }
@@ -169,9 +186,24 @@ bool UIWindow::sendKeyByMeaning(const UIKey& key) {
   return false;
 }
 
+bool UIWindow::sendKeyToPresented(UIViewController& controller, const UIKey& key) {
+  const bool escape = key.name == "Escape";
+  if (!escape && !key.control && sendKeyToFocus(key)) return true;
+  if (controller.keyPressed(key)) return true;
+  return escape && (activateBarItem({"Cancel"}) || activateElement("Cancel"));
+}
+
 bool UIWindow::sendKey(const UIKey& key) {
   const auto keep = weak_from_this().lock();
   if (key.alt) return false;
+  if (key.name == "Escape") {
+    const auto typing = std::dynamic_pointer_cast<UITextInputView>(UIResponder::firstResponder());
+    if (typing && typing->window() == this) return typing->resignFirstResponder();
+  }
+  if (const auto presented = frontmostPresentedViewController()) {
+    if (key.name == "Tab" && !key.control) return moveFocus(key.shift);
+    return sendKeyToPresented(*presented, key);
+  }
   if (key.control) {
     if (key.name == "Z") {
       sendShake();
