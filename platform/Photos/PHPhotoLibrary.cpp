@@ -54,26 +54,36 @@ std::string cleanName(std::string text) {
   return text.empty() ? "Recording" : text;
 }
 
-NSErrorPtr carryOut(const SaveRequest& request) {
-  if (!request.source) return request.openError;
+struct FileName {
+  std::string name, extension;
+};
+
+/// What a movie is called in the library.
+FileName libraryName(const std::string& path) {
   std::string privateName;
   {
     const std::lock_guard lock(library().mutex);
     privateName = library().nameForPrivateFiles;
   }
-  std::string name = NSURL::fileURLWithPath(request.path).lastPathComponent(), extension;
+  std::string name = NSURL::fileURLWithPath(path).lastPathComponent(), extension;
   if (const std::size_t dot = name.rfind('.'); dot != std::string::npos && dot > 0 && name.size() - dot <= 8) {
     extension = name.substr(dot + 1);
     name.resize(dot);
   }
   if (name.starts_with("ZVZevanti_")) name = privateName + " trimmed";
-  return PhotoLibraryStore::save(*request.source, PHPhotoLibrary::sharedPhotoLibrary().folder(), cleanName(name),
-                                 cleanName(extension.empty() ? "mp4" : extension));
+  return {cleanName(name), cleanName(extension.empty() ? "mp4" : extension)};
+}
+
+NSErrorPtr carryOut(const SaveRequest& request, std::string* savedPath) {
+  if (!request.source) return request.openError;
+  const FileName file = libraryName(request.path);
+  return PhotoLibraryStore::save(*request.source, PHPhotoLibrary::sharedPhotoLibrary().folder(), file.name,
+                                 file.extension, savedPath);
 }
 
 /// One save from beginning to end, counted and reported.
-NSErrorPtr save(const SaveRequest& request) {
-  const NSErrorPtr error = carryOut(request);
+NSErrorPtr save(const SaveRequest& request, std::string* savedPath = nullptr) {
+  const NSErrorPtr error = carryOut(request, savedPath);
   if (error) {
     ++library().failed;
     std::fprintf(stderr, "zevanti: %s\n", error->localizedDescription().c_str());
@@ -105,6 +115,23 @@ void PHPhotoLibrary::performChanges_completionHandler(std::function<void()> chan
     if (completion) completion(!firstError, firstError);
     --library().pending;
   });
+}
+
+void PHPhotoLibrary::locateOrSaveMovieAtPath_completionHandler(
+    const std::string& path, std::function<void(const std::string& savedPath, NSErrorPtr error)> completion) {
+  ++library().pending;
+  dispatch_async(library().queue, [this, request = makeRequest(path), completion = std::move(completion)] {
+    std::string savedPath;
+    if (request.source) savedPath = PhotoLibraryStore::find(*request.source, folder());
+    const NSErrorPtr error = savedPath.empty() ? save(request, &savedPath) : nullptr;
+    completion(savedPath, error);
+    --library().pending;
+  });
+}
+
+std::string PHPhotoLibrary::fileNameForMovieAtPath(const std::string& path) const {
+  const FileName file = libraryName(path);
+  return file.name + "." + file.extension;
 }
 
 void PHPhotoLibrary::configure(const std::string& folder, const std::string& nameForPrivateFiles) {

@@ -18,6 +18,15 @@ class PHPhotoLibrary {
   void performChanges_completionHandler(std::function<void()> changeBlock,
                                         std::function<void(bool success, NSErrorPtr error)> completion);
 
+  // For activities that hand a movie to other programs, which need a file that stays.
+
+  /// Finds the movie at `path` among those in the library, or saves it there, and calls `completion` on a queue of the
+  /// library with the path it has there, or with an error. The file is opened before the call returns. Any thread.
+  void locateOrSaveMovieAtPath_completionHandler(
+      const std::string& path, std::function<void(const std::string& savedPath, NSErrorPtr error)> completion);
+  /// The file name that a save would give the movie at `path`, with its extension.
+  std::string fileNameForMovieAtPath(const std::string& path) const;
+
   // For the process that runs the editor.
 
   /// The folder, and the name (without extension) given to movies whose own file name is a private one.

@@ -21,9 +21,13 @@ std::string defaultFolder();
 std::shared_ptr<PhotoLibrarySource> open(const std::string& path, NSErrorPtr* error);
 
 /// Saves `source` in `folder` (made when missing) as "name.extension", "name 2.extension", ..., the first of these that
-/// is free. Returns when the file and its name are on disk; after a failure nothing is left behind. The error's text
-/// says what could not be saved, where and why.
+/// is free; `savedPath` (may be null) is set to the new file's path. Returns when the file and its name are on disk;
+/// after a failure nothing is left behind. The error's text says what could not be saved, where and why.
 NSErrorPtr save(PhotoLibrarySource& source, const std::string& folder, const std::string& name,
-                const std::string& extension);
+                const std::string& extension, std::string* savedPath = nullptr);
+
+/// The path of a file in `folder` that is `source` itself, or a copy of it as `save` makes them: as long, as old, and
+/// the same in every part that is looked at. Empty when there is none.
+std::string find(PhotoLibrarySource& source, const std::string& folder);
 
 }  // namespace PhotoLibraryStore

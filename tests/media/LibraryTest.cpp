@@ -72,6 +72,45 @@ class Library : public testing::Test {
   std::string library_;
 };
 
+TEST_F(Library, SavesAMovieThatIsToBeFoundOnlyOnce) {
+  auto locate = [](const std::string& path) {
+    std::atomic<bool> done{false};
+    std::string found;
+    PHPhotoLibrary::sharedPhotoLibrary().locateOrSaveMovieAtPath_completionHandler(
+        path, [&](const std::string& savedPath, const NSErrorPtr& error) {
+          EXPECT_FALSE(dispatch_is_current(dispatch_get_main_queue()));
+          EXPECT_EQ(savedPath.empty(), error != nullptr);
+          found = savedPath;
+          done = true;
+        });
+    EXPECT_TRUE(dispatch_main::runUntil([&] { return done.load(); }, 30));
+    return found;
+  };
+  // One that was saved by the person, under another name.
+  std::string content(1'000'000, 'a');
+  const std::string trimmed = scratch_.write("ZVZevanti_Trim17.m4v", content);
+  ASSERT_FALSE(save(trimmed));
+  EXPECT_EQ(locate(trimmed), library_ + "/Rainfall trimmed.m4v");
+  EXPECT_EQ(PHPhotoLibrary::sharedPhotoLibrary().fileNameForMovieAtPath(trimmed), "Rainfall trimmed.m4v");
+  // One that was not, twice.
+  const std::string movie = scratch_.write("movie.mp4", content + "b");
+  EXPECT_EQ(locate(movie), library_ + "/movie.mp4");
+  EXPECT_EQ(locate(movie), library_ + "/movie.mp4");
+  // The very file.
+  fs::create_hard_link(library_ + "/movie.mp4", scratch_ / "handed over.mp4");
+  EXPECT_EQ(locate(scratch_ / "handed over.mp4"), library_ + "/movie.mp4");
+  EXPECT_EQ(namesIn(library_), (std::vector<std::string>{"Rainfall trimmed.m4v", "movie.mp4"}));
+  // As long and as old, but another.
+  const auto age = fs::last_write_time(movie);
+  content[500'000] = 'c';
+  content.replace(990'000, 10'000, 10'000, 'd');
+  fs::last_write_time(scratch_.write("movie.mp4", content + "b"), age);
+  EXPECT_EQ(locate(movie), library_ + "/movie 2.mp4");
+  const int failed = PHPhotoLibrary::sharedPhotoLibrary().failedSaveCount();
+  EXPECT_EQ(locate(scratch_ / "missing.mp4"), "");
+  EXPECT_EQ(PHPhotoLibrary::sharedPhotoLibrary().failedSaveCount(), failed + 1);
+}
+
 TEST_F(Library, NeverReplacesAndNumbersInstead) {
   const std::string movie = scratch_.write("clip.mp4", "first");
   EXPECT_EQ(save(movie), nullptr);

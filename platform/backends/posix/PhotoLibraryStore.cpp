@@ -10,11 +10,13 @@
 #include <filesystem>
 
 #include <fstream>
+#include <vector>
 
 #include <fcntl.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <unistd.h>
 
 namespace {
 
@@ -62,7 +64,45 @@ std::int64_t missingBytes(int descriptor, std::int64_t size) {
   return std::max<std::int64_t>(size - std::int64_t(written.st_blocks) * 512 - free, 1);
 }
 
+/// Whether two files of `size` bytes are the same at both ends and at places between.
+bool haveSameContent(int first, int second, std::int64_t size) {
+  constexpr std::int64_t kPieces = 64;
+  constexpr std::size_t kPieceSize = 16384;
+  std::vector<char> a(kPieceSize), b(kPieceSize);
+  const std::int64_t last = std::max<std::int64_t>(size - std::int64_t(kPieceSize), 0);
+  for (std::int64_t piece = 0; piece <= kPieces; ++piece) {
+    const std::int64_t offset = last / kPieces * piece + last % kPieces * piece / kPieces;
+    const ssize_t length = pread(first, a.data(), kPieceSize, offset);
+    if (length < 0 || pread(second, b.data(), kPieceSize, offset) != length) return false;
+    if (!std::equal(a.begin(), a.begin() + length, b.begin())) return false;
+    if (last == 0) break;
+  }
+  return true;
+}
+
+bool isSameMovie(int source, const struct stat& wanted, const std::string& path) {
+  struct stat found {};
+  if (stat(path.c_str(), &found) != 0 || !S_ISREG(found.st_mode) || found.st_size != wanted.st_size) return false;
+  if (found.st_dev == wanted.st_dev && found.st_ino == wanted.st_ino) return true;
+  constexpr time_t kCoarsestTimes = 2;  // seconds, on the file systems of memory cards
+  if (std::abs(found.st_mtim.tv_sec - wanted.st_mtim.tv_sec) > kCoarsestTimes) return false;
+  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  return file && haveSameContent(source, file.get(), wanted.st_size);
+}
+
 }  // namespace
+
+std::string PhotoLibraryStore::find(PhotoLibrarySource& opened, const std::string& folder) {
+  const int source = static_cast<OpenedFile&>(opened).file.get();
+  struct stat wanted {};
+  if (fstat(source, &wanted) != 0) return "";
+  std::error_code error;
+  for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    const std::string path = entry->path().string();
+    if (!entry->path().filename().string().starts_with(".") && isSameMovie(source, wanted, path)) return path;
+  }
+  return "";
+}
 
 std::string PhotoLibraryStore::defaultFolder() {
   return videoDirectory() + "/Zevanti";
@@ -84,7 +124,7 @@ std::shared_ptr<PhotoLibrarySource> PhotoLibraryStore::open(const std::string& p
 }
 
 NSErrorPtr PhotoLibraryStore::save(PhotoLibrarySource& opened, const std::string& folder, const std::string& name,
-                                   const std::string& extension) {
+                                   const std::string& extension, std::string* savedPath) {
   auto& source = static_cast<OpenedFile&>(opened);
   const std::string what = "“" + name + "." + extension + "” could not be saved in " + folder;
   std::error_code folderError;
@@ -102,7 +142,10 @@ NSErrorPtr PhotoLibraryStore::save(PhotoLibrarySource& opened, const std::string
   for (int number = 1; failure == 0; ++number) {
     const std::string numbered = number == 1 ? name : name + " " + std::to_string(number);
     failure = file->publish(numbered + "." + extension);
-    if (failure == 0) return nullptr;
+    if (failure == 0) {
+      if (savedPath) *savedPath = folder + "/" + numbered + "." + extension;
+      return nullptr;
+    }
     if (failure == EEXIST) failure = 0;
   }
   if (failure == ENOSPC || failure == EDQUOT) {
