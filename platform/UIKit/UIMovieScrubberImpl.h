@@ -77,6 +77,9 @@ struct UIMovieScrubber::Impl {
   // UIMovieScrubberTracking.cpp
   double minimumLength() const { return std::min(minimumTrimLength, duration); }
   double handleTime(int handle) const;
+  /// Where the playhead goes with a handle that is moved: the end shows the last picture that is kept, which is another
+  /// one than that at the end itself where the end lies on a picture's first moment.
+  double shownTime(int handle) const;
   CGFloat edgeX(int handle) const;  ///< where it stands when nothing moves any more
   int handleAt(CGPoint point) const;
   CGPoint grabPoint(int handle) const;

@@ -25,6 +25,12 @@ double UIMovieScrubber::Impl::handleTime(int handle) const {
   return value;
 }
 
+double UIMovieScrubber::Impl::shownTime(int handle) const {
+  // Small against a frame, large against the rounding of times in a movie.
+  constexpr double beforeEnd = 0.02;
+  return handle == HandleEnd ? std::max(start, end - beforeEnd * frameDuration) : handleTime(handle);
+}
+
 CGFloat UIMovieScrubber::Impl::edgeX(int handle) const {
   return targetGeometry().xForTime(handleTime(handle));
 }
@@ -129,7 +135,7 @@ void UIMovieScrubber::Impl::beginHold(int touch, int handle, CGPoint point) {
   if (auto* listener = liveDelegate()) listener->movieScrubberDidBeginScrubbing_withHandle(view, handle);
   if (!hold) return;
   if (isTrimHandle(handle)) {
-    changePlayhead(handleTime(handle));
+    changePlayhead(shownTime(handle));
     if (hold) awaitStillness();
   } else {
     followPointer();
@@ -256,7 +262,7 @@ void UIMovieScrubber::Impl::changeHandle(int handle, double seconds) {
               : listener->movieScrubber_editingEndValueDidChange(view, seconds);
     }
   }
-  if (editing) changePlayhead(handleTime(handle));
+  if (editing) changePlayhead(shownTime(handle));
 }
 
 void UIMovieScrubber::Impl::stepBy(int handle, double seconds) {
