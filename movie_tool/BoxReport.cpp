@@ -123,6 +123,14 @@ void readFormat(const Movie& movie, std::size_t index, TrackReport& report) {
   }
 }
 
+/// When the last sample to be shown ends, in ticks of the track.
+std::int64_t presentationEnd(const Track& track) {
+  std::int64_t end = INT64_MIN;
+  for (const SampleRun& run : track.runs)
+    end = std::max(end, run.presentationTime() + std::int64_t(run.count) * run.duration);
+  return end;
+}
+
 void readSamples(const Movie& movie, const Track& track, TrackReport& report) {
   KeySpacing keys;
   for (const SampleRun& run : track.runs) {
@@ -136,7 +144,7 @@ void readSamples(const Movie& movie, const Track& track, TrackReport& report) {
   report.rate = mediaDuration > 0 ? double(track.sampleCount) / mediaDuration : 0;
 
   report.duration = 0;
-  const double start = track.runs.empty() ? 0 : double(track.runs.front().decodeTime) * tick;
+  const double end = track.runs.empty() ? 0 : double(presentationEnd(track)) * tick;
   for (const isobmff::EditSegment& edit : track.edits) {
     EditReport segment;
     segment.duration = double(edit.duration) / movie.timescale;
@@ -145,7 +153,7 @@ void readSamples(const Movie& movie, const Track& track, TrackReport& report) {
     } else {
       segment.mediaTime = double(edit.mediaTime) * tick;
       // A recording that was cut off has less than its edit list says.
-      const double rest = std::max(start + mediaDuration - *segment.mediaTime, 0.0);
+      const double rest = std::max(end - *segment.mediaTime, 0.0);
       report.duration += edit.duration > 0 ? std::min(segment.duration, rest) : rest;
     }
     report.edits.push_back(segment);

@@ -41,8 +41,17 @@ std::optional<CMTime> movie_time::parse(const std::string& text) {
   return CMTime{seconds * kNanoseconds + std::stoll(fraction), kNanoseconds};
 }
 
-std::string movie_time::text(CMTime time) {
-  char text[48];
-  std::snprintf(text, sizeof text, "%.3f", CMTimeGetSeconds(time));
+std::string movie_time::clock(double seconds) {
+  const std::int64_t milliseconds = std::llround(std::max(seconds, 0.0) * 1000);
+  const std::int64_t whole = milliseconds / 1000;
+  char text[64];
+  if (whole >= 3600) {
+    std::snprintf(text, sizeof text, "%lld:%02lld:%02lld.%03lld", static_cast<long long>(whole / 3600),
+                  static_cast<long long>(whole / 60 % 60), static_cast<long long>(whole % 60),
+                  static_cast<long long>(milliseconds % 1000));
+  } else {
+    std::snprintf(text, sizeof text, "%lld:%02lld.%03lld", static_cast<long long>(whole / 60),
+                  static_cast<long long>(whole % 60), static_cast<long long>(milliseconds % 1000));
+  }
   return text;
 }

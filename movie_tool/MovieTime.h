@@ -12,7 +12,7 @@ namespace movie_time {
 /// when the text is none of these. Exact to the nanosecond, further digits are dropped.
 std::optional<CMTime> parse(const std::string& text);
 
-/// Seconds, to the millisecond: “62.500”.
-std::string text(CMTime time);
+/// Seconds as 1:02.500, or as 1:01:02.500 from an hour on; negative ones as 0.
+std::string clock(double seconds);
 
 }  // namespace movie_time

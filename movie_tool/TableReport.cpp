@@ -1,9 +1,14 @@
+#include "movie_tool/Message.h"
+#include "movie_tool/MovieTime.h"
 #include "movie_tool/ReportPrinter.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
+
+using message::printable;
+using movie_time::clock;
 
 namespace {
 
@@ -22,35 +27,12 @@ std::string decimal(double value, int decimals) {
   return result;
 }
 
-/// 75.25 s as 1:15.250, as `zevanti trim` takes it.
-std::string clock(double seconds) {
-  const std::int64_t milliseconds = std::llround(std::max(seconds, 0.0) * 1000);
-  const std::int64_t whole = milliseconds / 1000;
-  char text[64];
-  if (whole >= 3600) {
-    std::snprintf(text, sizeof text, "%lld:%02lld:%02lld.%03lld", static_cast<long long>(whole / 3600),
-                  static_cast<long long>(whole / 60 % 60), static_cast<long long>(whole % 60),
-                  static_cast<long long>(milliseconds % 1000));
-  } else {
-    std::snprintf(text, sizeof text, "%lld:%02lld.%03lld", static_cast<long long>(whole / 60),
-                  static_cast<long long>(whole % 60), static_cast<long long>(milliseconds % 1000));
-  }
-  return text;
-}
-
 std::string size(std::uint64_t bytes) {
   const char* const units[] = {"bytes", "kB", "MB", "GB", "TB"};
   double value = double(bytes);
   std::size_t unit = 0;
   for (; value >= 999.5 && unit + 1 < std::size(units); ++unit) value /= 1000;
   return decimal(value, value < 10 && unit > 0 ? 1 : 0) + " " + units[unit];
-}
-
-/// What a terminal must not take for its own, and what breaks a table.
-std::string printable(std::string text) {
-  std::replace_if(
-      text.begin(), text.end(), [](char c) { return (c >= 0 && c < 0x20) || c == 0x7F; }, '?');
-  return text;
 }
 
 /// Columns that a text takes: characters, not bytes.

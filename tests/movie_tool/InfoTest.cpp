@@ -79,6 +79,7 @@ TEST(Info, AgreesWithLibavformat) {
       EXPECT_EQ(a.language, b.language == "und" ? "" : b.language);
       EXPECT_EQ(a.name, b.name);
       if (a.kind == "video") {
+        EXPECT_NEAR(a.duration, b.duration, 0.001);
         EXPECT_EQ(a.samples, b.samples);
         EXPECT_EQ(a.bytes, b.bytes);
         EXPECT_EQ(a.keySamples, b.keySamples);
@@ -100,7 +101,7 @@ TEST(Info, PrintsATable) {
 
 track  kind   format  shape         length    samples          key frames            language and name
 1      video  avc1    640x360       0:00.850  8 (10 a second)  0.4 s, longest 0.5 s
-1      sound  twos    mono, 48 kHz  0:00.200  1600             each                  A?name
+1      sound  twos    mono, 48 kHz  0:00.200  1600             each                  A\nname
 
 edit lists
   track 1: nothing for 0:00.250, then 0:00.600 from 0.2 s on
@@ -168,8 +169,10 @@ TEST(Info, IsACommandOfTheProgram) {
 
   mkfifo((folder / "pipe").c_str(), 0600);
   folder.write("text.mp4", "A text.\n");
+  folder.write("empty.mp4", "");
   const std::string whole = detailedMovie();
   folder.write("short.mp4", whole.substr(0, whole.size() - 10));
+  const std::string usage = "Usage: zevanti info [--json] MOVIE\n";
   const struct {
     std::string arguments;
     int status;
@@ -177,12 +180,14 @@ TEST(Info, IsACommandOfTheProgram) {
   } cases[] = {
       {"info missing.mp4", 1, "zevanti: “missing.mp4” can't be opened: No such file or directory\n"},
       {"info .", 1, "zevanti: “.” is a folder.\n"},
-      {"info pipe", 1, "zevanti: “pipe” is not a file.\n"},
-      {"info text.mp4", 1, "zevanti: “text.mp4” is damaged, or not a movie.\n"},
+      {"info pipe", 1, "zevanti: “pipe” is a pipe or a device, not a file.\n"},
+      {"info empty.mp4", 1, "zevanti: “empty.mp4” is empty.\n"},
+      {"info ./text.mp4", 1, "zevanti: “./text.mp4” is damaged, or not a movie.\n"},
       {"info short.mp4", 1, "zevanti: “short.mp4” was cut off in the middle of its index.\n"},
-      {"info", 2, "zevanti info: no movie given\nUsage: zevanti info [--json] MOVIE\n"},
-      {"info a b", 2, "zevanti info: one movie at a time: 'b' is too many\nUsage: zevanti info [--json] MOVIE\n"},
-      {"info --colour a", 2, "zevanti info: unknown option '--colour'\nUsage: zevanti info [--json] MOVIE\n"}};
+      {"info", 2, "zevanti info: no movie given\n" + usage},
+      {"info a b", 2, "zevanti info: one movie at a time: “b” is too many\n" + usage},
+      {"info --colour a", 2, "zevanti info: unknown option “--colour”\n" + usage},
+      {"info -a", 2, "zevanti info: unknown option “-a”; put -- before a movie of that name, or write ./-a\n" + usage}};
   for (const auto& each : cases) {
     const auto outcome = run(folder, each.arguments);
     EXPECT_EQ(outcome.status, each.status) << each.arguments;

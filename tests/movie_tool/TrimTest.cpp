@@ -1,85 +1,13 @@
 #include "movie_tool/MovieTime.h"
-#include "platform/backends/isobmff/CutPlan.h"
-#include "platform/backends/isobmff/MovieReader.h"
-#include "platform/backends/posix/FileDescriptor.h"
-#include "tests/data/Recordings.h"
-#include "tests/foundation/ScratchFolder.h"
+#include "tests/movie_tool/TrimProgram.h"
 
-#include <gtest/gtest.h>
-
-#include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-#include <algorithm>
-#include <chrono>
-#include <csignal>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <thread>
+#include <sys/stat.h>
 
 namespace fs = std::filesystem;
 
 namespace {
 
-std::string contents(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-/// The program in a folder of its own.
-class Trim : public testing::Test {
- protected:
-  struct Outcome {
-    int status = -1;  ///< 1000 and the number for a signal
-    std::string output, errors;
-  };
-
-  pid_t start(const std::vector<std::string>& arguments) {
-    std::vector<std::string> words{ZEVANTI_BUILD_DIR "/zevanti", "trim"};
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    const pid_t pid = fork();
-    if (pid != 0) return pid;
-    const int flags = O_WRONLY | O_CREAT | O_TRUNC;
-    dup2(open((logs_ / "output").c_str(), flags, 0600), STDOUT_FILENO);
-    dup2(open((logs_ / "errors").c_str(), flags, 0600), STDERR_FILENO);
-    std::vector<char*> pointers;
-    for (std::string& word : words) pointers.push_back(word.data());
-    pointers.push_back(nullptr);
-    if (chdir(folder_.path().c_str()) == 0) execv(pointers[0], pointers.data());
-    _exit(127);
-  }
-
-  Outcome wait(pid_t pid) {
-    int status = 0;
-    waitpid(pid, &status, 0);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status), contents(logs_ / "output"),
-            contents(logs_ / "errors")};
-  }
-
-  Outcome trim(const std::vector<std::string>& arguments) { return wait(start(arguments)); }
-
-  /// A copy of a recording in the folder.
-  void bring(const std::string& recording, const std::string& name) {
-    fs::copy_file(recordings::path(recording), folder_ / name);
-  }
-
-  std::vector<std::string> files() const {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder_.path())) names.push_back(entry.path().filename());
-    std::sort(names.begin(), names.end());
-    return names;
-  }
-
-  double length(const std::string& name) const {
-    const FileDescriptor file(open((folder_ / name).c_str(), O_RDONLY));
-    NSErrorPtr error;
-    const auto movie = isobmff::readMovie(file.get(), name, &error);
-    return movie ? isobmff::playerDuration(*movie) : 0;
-  }
-
-  ScratchFolder folder_, logs_;
-};
+class Trim : public TrimProgram {};
 
 TEST_F(Trim, ReadsTimes) {
   const auto nanoseconds = [](const char* text) {
@@ -105,16 +33,52 @@ TEST_F(Trim, SavesAPartBesideTheMovie) {
   EXPECT_EQ(outcome.errors, "");
   EXPECT_NEAR(length("My talk trimmed.MP4"), 3, 1e-4);
 
-  // Other containers become MP4; the end is the movie's when none is given, or a later one.
+  // The end is the movie's when none is given, or a later one.
+  outcome = trim({"My talk.MP4", "--to", "1:00:00", "--from", "59", "-o", "end"});
+  EXPECT_EQ(outcome.output, "end: 1.000 s, from 59.000 to 60.000\n");
+  EXPECT_EQ(files(), (std::vector<std::string>{"My talk trimmed.MP4", "My talk.MP4", "end"}));
+}
+
+TEST_F(Trim, NamesTheFileAfterWhatIsInIt) {
+  bring("basic.mp4", "a.mp4");
+  bring("basic.mp4", "unnamed");
   bring("basic.mkv", "clip.mkv");
-  outcome = trim({"--from=7", "clip.mkv"});
-  EXPECT_EQ(outcome.status, 0) << outcome.errors;
-  EXPECT_EQ(outcome.output.substr(0, outcome.output.find(':')), "clip trimmed.mp4");
-  EXPECT_NEAR(length("clip trimmed.mp4"), 3, 0.03);
-  outcome = trim({"My talk.MP4", "--to", "1:00:00", "--from", "59", "-o", "end.mov"});
-  EXPECT_EQ(outcome.output, "end.mov: 1.000 s, from 59.000 to 60.000\n");
-  EXPECT_EQ(files(), (std::vector<std::string>{"My talk trimmed.MP4", "My talk.MP4", "clip trimmed.mp4", "clip.mkv",
-                                               "end.mov"}));
+  bring("basic.mkv", "misnamed.mov");
+  std::string quickTime = contents(recordings::path("basic.mp4"));
+  quickTime.replace(8, 4, "qt  ");
+  for (const char* name : {"q.mov", "r", "q.mp4"}) folder_.write(name, quickTime);
+  const std::string longest = std::string(251, 'x') + ".mp4";
+  bring("basic.mp4", longest);
+  const std::pair<std::string, std::string> written[] = {{"a.mp4", "a trimmed.mp4"},
+                                                         {"unnamed", "unnamed trimmed.mp4"},
+                                                         {"clip.mkv", "clip trimmed.mp4"},
+                                                         {"q.mov", "q trimmed.mov"},
+                                                         {"misnamed.mov", "misnamed trimmed.mp4"},
+                                                         {"q.mp4", "q trimmed.mp4"},
+                                                         {"r", "r trimmed.mov"},
+                                                         {"./a.mp4", "./a trimmed.mp4"},
+                                                         {longest, std::string(243, 'x') + " trimmed.mp4"}};
+  for (const auto& [movie, name] : written) {
+    const Outcome outcome = trim({movie, "--from=7", "--to=8", "--force"});
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_EQ(outcome.output.substr(0, outcome.output.find(':')), name);
+    EXPECT_NEAR(length(name), 1, 0.03);
+  }
+
+  const std::string before = contents(folder_ / "a.mp4");
+  const struct {
+    const char *movie, *output, *words;
+  } refused[] = {{"a.mp4", "b.gif", "can't write a .gif file: the copy of “a.mp4” is an MP4 movie"},
+                 {"a.mp4", "b.mov", "ends in .mp4 or .m4v"},
+                 {"clip.mkv", "b.mkv", "“clip.mkv” is an MP4 movie"},
+                 {"misnamed.mov", "b.mov", "is an MP4 movie"},
+                 {"q.mov", "b.mp4", "is a QuickTime movie; give a name that ends in .mov"}};
+  for (const auto& each : refused) {
+    const Outcome outcome = trim({each.movie, "--to", "1", "-o", each.output});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_NE(outcome.errors.find(each.words), std::string::npos) << outcome.errors;
+    EXPECT_FALSE(fs::exists(folder_ / each.output));
+  }
 }
 
 TEST_F(Trim, ReplacesOnlyWhatItIsTold) {
@@ -139,6 +103,15 @@ TEST_F(Trim, ReplacesOnlyWhatItIsTold) {
   EXPECT_EQ(outcome.status, 0) << outcome.errors;
   EXPECT_NEAR(length("a trimmed.mp4"), 2, 1e-4);
   EXPECT_EQ(files().size(), 4U);
+
+  // Of a link the link itself: what it points to was not named.
+  folder_.write("precious.mp4", "precious");
+  fs::create_symlink("precious.mp4", folder_ / "link.mp4");
+  EXPECT_EQ(trim({"a.mp4", "--to", "2", "-o", "link.mp4"}).status, 1);
+  EXPECT_EQ(trim({"a.mp4", "--to", "2", "--force", "-o", "link.mp4"}).status, 0);
+  EXPECT_FALSE(fs::is_symlink(folder_ / "link.mp4"));
+  EXPECT_NEAR(length("link.mp4"), 2, 1e-4);
+  EXPECT_EQ(contents(folder_ / "precious.mp4"), "precious");
 }
 
 TEST_F(Trim, SaysWhatIsWrongInOneLine) {
@@ -150,19 +123,41 @@ TEST_F(Trim, SaysWhatIsWrongInOneLine) {
     int status;
     const char* word;
   };
-  const Case cases[] = {{{"missing.mp4", "--to", "1"}, 1, "missing.mp4"},
-                        {{"text.mp4", "--to", "1"}, 1, "text.mp4"},
-                        {{".", "--to", "1", "-o", "b.mp4"}, 1, "."},
-                        {{"a.mp4", "--from", "61"}, 1, "behind"},
-                        {{"lossless.mkv", "--to", "1"}, 1, "ffv1"},
-                        {{"a.mp4", "--to", "1", "-o", "missing/b.mp4"}, 1, "missing/b.mp4"},
-                        {{"a.mp4"}, 2, "--from"},
-                        {{"a.mp4", "--from", "2", "--to", "1"}, 2, "later"},
-                        {{"a.mp4", "--to", "soon"}, 2, "soon"},
-                        {{"a.mp4", "b.mp4", "--to", "1"}, 2, "b.mp4"},
-                        {{"--to", "1"}, 2, "no movie"},
-                        {{"a.mp4", "--to"}, 2, "--to"},
-                        {{"a.mp4", "--fast"}, 2, "--fast"}};
+  folder_.write("empty.mp4", "");
+  ASSERT_EQ(mkfifo((folder_ / "pipe.mp4").c_str(), 0600), 0);
+  const std::string name = "a\nb\x1b[31m\xff.mp4", longest(256, 'x');
+  folder_.write(name, "text");
+  const Case cases[] = {
+      {{"missing.mp4", "--to", "1"}, 1, "“missing.mp4” can't be opened: No such file or directory"},
+      {{"text.mp4", "--to", "1"}, 1, "“text.mp4”"},
+      {{"empty.mp4", "--to", "1"}, 1, "“empty.mp4” is empty."},
+      {{".", "--to", "1"}, 1, "“.” is a folder."},
+      {{"pipe.mp4", "--to", "1"}, 1, "“pipe.mp4” is a pipe or a device, not a file."},
+      {{"/dev/null", "--to", "1", "-o", "b.mp4"}, 1, "“/dev/null” is a pipe or a device, not a file."},
+      {{name, "--to", "1"}, 1, "“a\\nb\\x1b[31m\\xff.mp4” "},
+      {{"lossless.mkv", "--to", "1"}, 1, "ffv1"},
+      {{"a.mp4", "--from", "60"}, 1, "“a.mp4” ends at 1:00.000: there is nothing to save from 1:00.000 on"},
+      {{"a.mp4", "--from", "61", "--to", "1:01:02.5"}, 1, "from 1:01.000 on"},
+      {{"a.mp4", "--to", "1", "-o", "missing/b.mp4"}, 1, "there is no folder “missing”; make it first"},
+      {{"a.mp4", "--to", "1", "-o", "text.mp4/b.mp4"}, 1, "“text.mp4” is not a folder"},
+      {{"a.mp4", "--to", "1", "-o", "b/"}, 1, "“b/” is the name of a folder"},
+      {{"a.mp4", "--to", "1", "-o", longest}, 1, "File name too long"},
+      {{"a.mp4", "--to", "1", "--force", "-o", "pipe.mp4"}, 1, "“pipe.mp4” is not a file"},
+      {{"a.mp4"}, 2, "give --from, --to or both"},
+      {{"a.mp4", "--from", "2", "--to", "1"}, 2, "0:01.000 is not later than 0:02.000"},
+      {{"a.mp4", "--from", "2", "--to", "2"}, 2, "--to must be later than --from"},
+      {{"a.mp4", "--to", "0"}, 2, "--to must be later than --from"},
+      {{"a.mp4", "--from", "2", "--to", "2.0000001"}, 2, "shorter than a millisecond"},
+      {{"a.mp4", "--from", "-2", "--to", "1"}, 2, "--from -2 lies before the beginning"},
+      {{"a.mp4", "--to", "soon"}, 2, "not “soon”"},
+      {{"a.mp4", "b.mp4", "--to", "1"}, 2, "“b.mp4” is too many"},
+      {{"--to", "1"}, 2, "no movie"},
+      {{"a.mp4", "--to"}, 2, "the option “--to” takes a value"},
+      {{"a.mp4", "--to", "1", "-o", "-"}, 2, "standard output"},
+      {{"a.mp4", "--to", "1", "-o", "--force"}, 2, "./--force"},
+      {{"a.mp4", "--to", "1", "--force=yes"}, 2, "“--force=yes” takes no value"},
+      {{"-a.mp4", "--to", "1"}, 2, "unknown option “-a.mp4”; put -- before a movie of that name, or write ./-a.mp4\n"},
+      {{"a.mp4", "--fast"}, 2, "unknown option “--fast”\n"}};
   for (const Case& each : cases) {
     const Outcome outcome = trim(each.arguments);
     EXPECT_EQ(outcome.status, each.status) << outcome.errors;
@@ -170,28 +165,12 @@ TEST_F(Trim, SaysWhatIsWrongInOneLine) {
     EXPECT_EQ(std::count(outcome.errors.begin(), outcome.errors.end(), '\n'), each.status) << outcome.errors;
     EXPECT_EQ(outcome.output, "");
   }
-  EXPECT_EQ(files().size(), 3U);
-}
+  EXPECT_EQ(files().size(), 6U);
 
-TEST_F(Trim, LeavesNothingBehindWhenItIsInterrupted) {
-  bring("basic.mp4", "a.mp4");
-  int interrupted = 0;
-  for (int milliseconds : {0, 5, 20, 40, 80, 160}) {
-    const pid_t pid = start({"a.mp4", "--from", "1", "--to", "59", "-o", "b.mp4"});
-    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-    kill(pid, SIGINT);
-    const Outcome outcome = wait(pid);
-    const bool whole = outcome.status == 0;
-    if (!whole) {
-      ++interrupted;
-      EXPECT_TRUE(outcome.status == 128 + SIGINT || outcome.status == 1000 + SIGINT) << outcome.status;
-      EXPECT_EQ(files(), std::vector<std::string>{"a.mp4"});
-    } else {
-      EXPECT_NEAR(length("b.mp4"), 58, 1e-3);
-      fs::remove(folder_ / "b.mp4");
-    }
-  }
-  EXPECT_GT(interrupted, 0);
+  const Outcome outcome = trim({"--to", "2", "--", "-a.mp4"});
+  EXPECT_EQ(outcome.errors, "zevanti: “-a.mp4” can't be opened: No such file or directory\n");
+  fs::copy_file(folder_ / "a.mp4", folder_ / "-a.mp4");
+  EXPECT_EQ(trim({"--to", "2", "--", "-a.mp4"}).output, "-a trimmed.mp4: 2.000 s, from 0.000 to 2.000\n");
 }
 
 }  // namespace

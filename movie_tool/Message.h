@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+
+/// What both commands say to a person, in the same words and marks.
+namespace message {
+
+/// `text` without anything that a terminal takes for its own or that breaks a line: control characters, those that
+/// change the direction of writing, and bytes that are not UTF-8 become \n, \t or \x1b, byte by byte.
+std::string printable(const std::string& text);
+
+/// A name as messages show it: “name”.
+std::string quoted(const std::string& name);
+
+/// Prints a line on standard error, made printable; returns the exit status 1.
+int fail(const std::string& what);
+
+/// The same for wrong use of a command, with its usage below; returns the exit status 2.
+int wrongUse(const char* command, const std::string& problem, const char* usage);
+
+}  // namespace message
