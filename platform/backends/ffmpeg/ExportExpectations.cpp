@@ -12,6 +12,10 @@ constexpr isobmff::FourCC kVideo = isobmff::fourCC("vide"), kSound = isobmff::fo
 constexpr std::size_t kLargestGroup = 600;               // pictures
 constexpr std::uint64_t kLargestGroupBytes = 12U << 20;  // a few milliseconds' reading
 
+// What is read of the new file around a sample that is shown first or last.
+constexpr std::uint64_t kReadBehindFirst = 8, kReadInFront = 32, kReadBehindLast = 96;  // samples
+constexpr std::uint64_t kNearlyTogether = 64 << 10;                                     // bytes
+
 /// The run that holds the sample with the source's number `index`; `runs.end()` for none.
 std::vector<SampleRun>::const_iterator runOf(const std::vector<SampleRun>& runs, std::uint32_t index) {
   const auto after = std::upper_bound(runs.begin(), runs.end(), index,
@@ -61,6 +65,49 @@ void addGroup(ExportExpectations::End& end, std::vector<SampleRun>::const_iterat
   }
 }
 
+using Ranges = std::vector<isobmff::ByteRange>;
+
+/// Adds where the samples with the places `from` to `to` in the track lie, the second not included.
+void addMedia(Ranges& media, const std::vector<SampleRun>& runs, std::uint64_t from, std::uint64_t to) {
+  std::uint64_t place = 0;
+  for (auto run = runs.begin(); run != runs.end() && place < to; place += run->count, ++run) {
+    const std::uint64_t begin = std::max(from, place), end = std::min(to, place + run->count);
+    if (begin < end) media.push_back({run->offset + (begin - place) * run->size, (end - begin) * run->size});
+  }
+}
+
+/// The samples of one end that are read: those around the one shown, and from the key frame on.
+void addMedia(Ranges& media, const std::vector<SampleRun>& runs, const ExportExpectations::End& end,
+              std::uint64_t place, bool first) {
+  const bool whole = end.groupIsWhole && !end.group.empty();
+  const std::uint64_t lead = std::max<std::uint64_t>(first ? 1 : kReadInFront, whole ? end.group.size() - 1 : 0);
+  addMedia(media, runs, place - std::min(place, lead), place + (first ? 1 + kReadBehindFirst : kReadBehindLast));
+  if (!end.groupIsWhole) media.push_back({end.group.front().offset, end.group.front().size});
+}
+
+/// The place among a track's samples of one in `run`, with the source's number `index`.
+std::uint64_t placeOf(const std::vector<SampleRun>& runs, std::vector<SampleRun>::const_iterator run,
+                      std::uint32_t index) {
+  std::uint64_t place = index - run->index;
+  for (auto each = runs.begin(); each != run; ++each) place += each->count;
+  return place;
+}
+
+/// In order, each byte once, and what is nearly together as one.
+void tidy(Ranges& media) {
+  std::sort(media.begin(), media.end(), [](const auto& a, const auto& b) { return a.offset < b.offset; });
+  Ranges tidied;
+  for (const isobmff::ByteRange& range : media) {
+    if (!tidied.empty() && range.offset <= tidied.back().offset + tidied.back().length + kNearlyTogether) {
+      isobmff::ByteRange& last = tidied.back();
+      last.length = std::max(last.length, range.offset + range.length - last.offset);
+    } else {
+      tidied.push_back(range);
+    }
+  }
+  media = std::move(tidied);
+}
+
 }  // namespace
 
 ExportExpectations ExportExpectations::of(const isobmff::Movie& movie, const isobmff::CutPlan& plan) {
@@ -97,8 +144,11 @@ ExportExpectations ExportExpectations::of(const isobmff::Movie& movie, const iso
     if (track.handler == kVideo || track.handler == kSound) {
       zero = std::min(zero.value_or(track.first.time), track.first.time);
     }
+    addMedia(expectations.media, planned.runs, track.first, placeOf(planned.runs, first, *planned.firstShown), true);
+    addMedia(expectations.media, planned.runs, track.last, placeOf(planned.runs, last, *planned.lastShown), false);
     expectations.tracks.push_back(std::move(track));
   }
+  tidy(expectations.media);
   const double start = zero.value_or(0);
   for (Track& track : expectations.tracks) {
     for (End* end : {&track.first, &track.last}) {

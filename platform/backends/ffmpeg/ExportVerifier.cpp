@@ -28,26 +28,10 @@ std::string seconds(double time) {
   return text;
 }
 
-std::string descriptorPath(int descriptor) {
-  return "/proc/self/fd/" + std::to_string(descriptor);
-}
-
-bool readBytes(int descriptor, std::uint64_t offset, std::uint8_t* to, std::size_t size) {
-  while (size > 0) {
-    const ssize_t count = pread(descriptor, to, size, off_t(offset));
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return false;
-    to += count;
-    offset += std::uint64_t(count);
-    size -= std::size_t(count);
-  }
-  return true;
-}
-
 /// One file being looked at. What differs first is what `problem` says; empty while nothing does.
 class Check {
  public:
-  Check(const ExportExpectations& expectations, int source, int output, MovieInput& input,
+  Check(const ExportExpectations& expectations, GrowingFile& source, GrowingFile& output, MovieInput& input,
         const std::function<bool()>& isCancelled)
       : expectations_(expectations), source_(source), output_(output), input_(input), isCancelled_(isCancelled) {}
 
@@ -75,7 +59,8 @@ class Check {
   std::string name(const Track& track) const { return "track " + std::to_string(track.identifier); }
 
   const ExportExpectations& expectations_;
-  int source_, output_;
+  GrowingFile& source_;
+  GrowingFile& output_;
   MovieInput& input_;
   const std::function<bool()>& isCancelled_;
   std::vector<std::uint8_t> buffer_;
@@ -183,7 +168,7 @@ void Check::checkOther(const Track& track, const AVStream* stream) {
       const AVIndexEntry* entry = avformat_index_get_entry(const_cast<AVStream*>(stream), first ? i : count - 1 - i);
       if (std::uint32_t(entry->size) != piece.size) continue;
       std::vector<std::uint8_t> data(piece.size);
-      if (readBytes(output_, std::uint64_t(entry->pos), data.data(), data.size()) && isInSource(data.data(), piece)) {
+      if (output_.readAll(std::uint64_t(entry->pos), data.data(), data.size()) && isInSource(data.data(), piece)) {
         return true;
       }
     }
@@ -228,7 +213,7 @@ void Check::checkPicture(const PictureCheck& check, AVStream* stream, const End&
 
 bool Check::sourceCanBeDecoded(const AVStream* stream, double time) {
   NSErrorPtr error;
-  const auto source = MovieInput::open(descriptorPath(source_), "", &error, isCancelled_);
+  const auto source = MovieInput::open(source_, "", &error, isCancelled_);
   if (!source) return true;
   for (unsigned i = 0; i < source->format()->nb_streams; ++i) {
     AVStream* same = source->format()->streams[i];
@@ -240,16 +225,18 @@ bool Check::sourceCanBeDecoded(const AVStream* stream, double time) {
 
 bool Check::isInSource(const std::uint8_t* data, const Piece& piece) {
   buffer_.resize(piece.size);
-  return readBytes(source_, piece.offset, buffer_.data(), piece.size) &&
+  return source_.readAll(piece.offset, buffer_.data(), piece.size) &&
          std::memcmp(buffer_.data(), data, piece.size) == 0;
 }
 
 }  // namespace
 
-NSErrorPtr ExportVerifier::run() const {
+NSErrorPtr ExportVerifier::run() {
   NSErrorPtr error;
-  const auto input = MovieInput::open(descriptorPath(output_), "the trimmed movie", &error, isCancelled_);
-  const std::string problem = input ? Check(expectations_, source_, output_, *input, isCancelled_).run()
+  GrowingFile source(source_);
+  GrowingFile& output = output_ ? *output_ : *whole_;
+  const auto input = MovieInput::open(output, "the trimmed movie", &error, isCancelled_);
+  const std::string problem = input ? Check(expectations_, source, output, *input, isCancelled_).run()
                                     : "it can't be opened: " + error->localizedDescription();
   if (problem.empty()) return nullptr;
   return std::make_shared<const NSError>(

@@ -2,11 +2,13 @@
 
 #include "platform/Foundation/NSError.h"
 #include "platform/backends/ffmpeg/ExportExpectations.h"
+#include "platform/backends/posix/GrowingFile.h"
 
 #include <functional>
+#include <optional>
 
-/// The check of a file that was just written, before anybody sees it. The file is opened as our player opens it, by
-/// another reader than the one whose writer made it:
+/// The check of a file that was just written, or is still being, before anybody sees it. The file is opened as our
+/// player opens it, by another reader than the one whose writer made it:
 ///
 /// - the movie and its tracks begin at 0 and end when they should;
 /// - the first picture that is shown is the one planned, at 0, and the last one the one planned, at its time: found
@@ -19,16 +21,22 @@
 /// rest. What can't be decoded is accepted where the same bytes can't be decoded in the source either.
 class ExportVerifier {
  public:
-  /// `source` and `output` are descriptors open for reading.
+  /// `source` is a descriptor open for reading.
+  ExportVerifier(const ExportExpectations& expectations, int source, GrowingFile& output,
+                 std::function<bool()> isCancelled)
+      : expectations_(expectations), source_(source), output_(&output), isCancelled_(std::move(isCancelled)) {}
+  /// The same for a file that is there as a whole, open for reading.
   ExportVerifier(const ExportExpectations& expectations, int source, int output, std::function<bool()> isCancelled)
-      : expectations_(expectations), source_(source), output_(output), isCancelled_(std::move(isCancelled)) {}
+      : expectations_(expectations), source_(source), isCancelled_(std::move(isCancelled)), whole_(output) {}
 
   /// Null when all is as planned. Otherwise AVErrorExportFailed with what differs, or an error of reading; any error
   /// after a cancellation. Any thread.
-  NSErrorPtr run() const;
+  NSErrorPtr run();
 
  private:
   const ExportExpectations& expectations_;
-  int source_, output_;
-  std::function<bool()> isCancelled_;
+  const int source_;
+  GrowingFile* const output_ = nullptr;
+  const std::function<bool()> isCancelled_;
+  std::optional<GrowingFile> whole_;
 };

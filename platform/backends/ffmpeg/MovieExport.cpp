@@ -1,9 +1,9 @@
 #include "platform/backends/ffmpeg/MovieExport.h"
 
 #include "platform/AVFoundation/AVError.h"
+#include "platform/backends/ffmpeg/CheckedCopy.h"
 #include "platform/backends/ffmpeg/ContainerConversion.h"
 #include "platform/backends/ffmpeg/ExportExpectations.h"
-#include "platform/backends/ffmpeg/ExportVerifier.h"
 #include "platform/backends/ffmpeg/FreedMemory.h"
 #include "platform/backends/isobmff/CutPlan.h"
 #include "platform/backends/isobmff/MovieReader.h"
@@ -26,6 +26,9 @@ namespace {
 
 // What has been done when a stage ends, of 1. Most of the time goes into getting the bytes to the disk.
 constexpr float kConverted = 0.3F, kWritten = 0.6F, kChecked = 0.62F;
+
+// What is written in pieces of this size goes on to the disk while the next one is copied.
+constexpr std::uint64_t kFlushedAhead = 1 << 20;
 
 NSErrorPtr exportError(int code, const std::string& text) {
   return std::make_shared<const NSError>(AVFoundationErrorDomain, code, text);
@@ -95,6 +98,7 @@ NSErrorPtr MovieExport::convertAndCut() {
 NSErrorPtr MovieExport::cut(int source, CMTimeRange fromTo, float from) {
   NSErrorPtr error;
   ExportExpectations expectations;
+  isobmff::MovieWriter writer(source, output);
   {
     const std::unique_ptr<isobmff::Movie> movie = isobmff::readMovie(source, sourceName, &error);
     if (!movie) return error;
@@ -106,12 +110,13 @@ NSErrorPtr MovieExport::cut(int source, CMTimeRange fromTo, float from) {
     end = plan->sourceEnd;
     expectations = ExportExpectations::of(*movie, *plan);
     dropRuns(*movie);
-    const auto written = [this, from](float value) { progress(from + value * (kWritten - from)); };
-    error = isobmff::writeMovie(*movie, *plan, source, output, written, isCancelled);
-    if (error) return error;
+    if (NSErrorPtr failure = writer.writeIndex(*movie, *plan)) return failure;
   }  // the tables have gone before another reader loads them
-  if (isCancelled()) return cancelled();
-  error = ExportVerifier(expectations, source, output, isCancelled).run();
+  const auto copied = [this, from](float value) { progress(from + value * (kWritten - from)); };
+  const auto written = [this](std::uint64_t offset, std::uint64_t length) {
+    if (length >= kFlushedAhead) beginFlushingFile(output, offset, length);
+  };
+  error = CheckedCopy{writer, expectations, source, output, copied, isCancelled, written}.run();
   if (isCancelled()) return cancelled();
   progress(kChecked);
   return error;

@@ -61,12 +61,30 @@ bool knowsAll(const AVFormatContext* format) {
 
 std::unique_ptr<MovieInput> MovieInput::open(const std::string& path, const std::string& displayName, NSErrorPtr* error,
                                              std::function<bool()> isCancelled) {
+  return open(nullptr, "file:" + path, displayName, error, std::move(isCancelled));
+}
+
+std::unique_ptr<MovieInput> MovieInput::open(GrowingFile& file, const std::string& displayName, NSErrorPtr* error,
+                                             std::function<bool()> isCancelled) {
+  auto reader = std::make_unique<FileReader>(file, isCancelled);
+  return open(std::move(reader), "", displayName, error, std::move(isCancelled));
+}
+
+std::unique_ptr<MovieInput> MovieInput::open(std::unique_ptr<FileReader> reader, const std::string& path,
+                                             const std::string& displayName, NSErrorPtr* error,
+                                             std::function<bool()> isCancelled) {
   // Each time: the player puts in a callback of its own, which writes to the terminal once the player has gone.
   av_log_set_callback([](void*, int, const char*, va_list) {});
 
   std::unique_ptr<MovieInput> input(new MovieInput);
   input->isCancelled_ = std::move(isCancelled);
+  input->reader_ = std::move(reader);
   input->format_ = avformat_alloc_context();
+  if (!input->format_ || (input->reader_ && !input->reader_->context())) {
+    if (error) *error = openingError(AVERROR(ENOMEM), displayName);
+    return nullptr;
+  }
+  if (input->reader_) input->format_->pb = input->reader_->context();
   if (input->isCancelled_) {
     input->format_->interrupt_callback.callback = [](void* self) {
       return int(static_cast<MovieInput*>(self)->isCancelled_());
@@ -77,7 +95,7 @@ std::unique_ptr<MovieInput> MovieInput::open(const std::string& path, const std:
   av_dict_set(&options, "advanced_editlist", "1", 0);
   av_dict_set(&options, "format_whitelist", kFormats, 0);
   av_dict_set(&options, "protocol_whitelist", "file", 0);
-  int result = avformat_open_input(&input->format_, ("file:" + path).c_str(), nullptr, &options);
+  int result = avformat_open_input(&input->format_, path.c_str(), nullptr, &options);
   av_dict_free(&options);
   if (result >= 0 && !knowsAll(input->format_)) result = avformat_find_stream_info(input->format_, nullptr);
   if (result < 0) {

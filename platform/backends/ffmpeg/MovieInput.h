@@ -6,6 +6,7 @@ extern "C" {
 }
 
 #include "platform/Foundation/NSError.h"
+#include "platform/backends/ffmpeg/FileReader.h"
 
 #include <cstdint>
 #include <functional>
@@ -36,6 +37,9 @@ class MovieInput {
   /// file can't be read as a movie. Reading ends early, with AVERROR_EXIT, as soon as `isCancelled` says so.
   static std::unique_ptr<MovieInput> open(const std::string& path, const std::string& displayName, NSErrorPtr* error,
                                           std::function<bool()> isCancelled = nullptr);
+  /// The same for a file that is open already, and may still be in the making; it must outlive the result.
+  static std::unique_ptr<MovieInput> open(GrowingFile& file, const std::string& displayName, NSErrorPtr* error,
+                                          std::function<bool()> isCancelled = nullptr);
   ~MovieInput();
 
   AVFormatContext* format() const { return format_; }
@@ -54,7 +58,11 @@ class MovieInput {
 
  private:
   MovieInput() = default;
+  static std::unique_ptr<MovieInput> open(std::unique_ptr<FileReader> reader, const std::string& path,
+                                          const std::string& displayName, NSErrorPtr* error,
+                                          std::function<bool()> isCancelled);
 
+  std::unique_ptr<FileReader> reader_;  // of a file that was open already
   AVFormatContext* format_ = nullptr;
   AVStream* video_ = nullptr;
   std::int64_t startTime_ = 0;  // microseconds

@@ -12,8 +12,8 @@ namespace isobmff {
 
 namespace {
 
-constexpr std::uint64_t kKernelStep = 32 << 20;  // between two looks at a cancellation
-constexpr std::uint64_t kShareStep = 1 << 30;    // sharing moves no bytes
+constexpr std::uint64_t kKernelStep = 8 << 20;  // between two looks at a cancellation
+constexpr std::uint64_t kShareStep = 1 << 30;   // sharing moves no bytes
 constexpr std::size_t kBuffer = 1 << 20;
 constexpr std::uint64_t kSmall = 256 << 10;    // smaller pieces are gathered
 constexpr std::uint64_t kReadOver = 64 << 10;  // reading a gap of that size is cheaper than another call
@@ -24,15 +24,16 @@ RangeCopier::RangeCopier(int source, int target, std::function<void(std::uint64_
                          std::function<bool()> isCancelled)
     : source_(source), target_(target), progress_(std::move(progress)), isCancelled_(std::move(isCancelled)) {}
 
-/// Counts bytes done. False after a cancellation.
-bool RangeCopier::step(std::uint64_t bytes) {
+/// Counts bytes done, at `to`. False after a cancellation.
+bool RangeCopier::step(std::uint64_t to, std::uint64_t bytes) {
   done_ += bytes;
+  if (written_ && bytes > 0) written_(to, bytes);
   if (progress_) progress_(done_);
   return !isCancelled_ || !isCancelled_();
 }
 
 RangeCopier::Result RangeCopier::copy(const std::vector<MediaLayout::Piece>& pieces, std::uint64_t base) {
-  if (!step(0)) return {ECANCELED};
+  if (!step(0, 0)) return {ECANCELED};
   const MediaLayout::Piece* const end = pieces.data() + pieces.size();
   for (const MediaLayout::Piece* piece = pieces.data(); piece != end;) {
     Result result;
@@ -65,9 +66,14 @@ RangeCopier::Result RangeCopier::copyLarge(std::uint64_t from, std::uint64_t to,
     for (std::uint64_t done = 0; done < whole;) {
       const std::uint64_t shared = shareBlocks(from, to, std::min(whole - done, kShareStep));
       if (shared == 0) break;
-      if (!step(shared)) return {ECANCELED};
+      if (!step(to, shared)) return {ECANCELED};
       from += shared, to += shared, length -= shared, done += shared;
     }
+  }
+  const std::uint64_t lead = (kGrain - to % kGrain) % kGrain;
+  if (canCopyInKernel_ && length > 2 * kGrain && lead > 0) {
+    if (const Result result = copyThroughMemory(from, to, lead); result.error != 0) return result;
+    from += lead, to += lead, length -= lead;
   }
   while (length > 0 && canCopyInKernel_) {
     loff_t in = loff_t(from), out = loff_t(to);
@@ -80,8 +86,9 @@ RangeCopier::Result RangeCopier::copyLarge(std::uint64_t from, std::uint64_t to,
       if (count < 0 && errno != EIO) canCopyInKernel_ = false;
       break;
     }
+    const std::uint64_t begin = to;
     from += std::uint64_t(count), to += std::uint64_t(count), length -= std::uint64_t(count);
-    if (!step(std::uint64_t(count))) return {ECANCELED};
+    if (!step(begin, std::uint64_t(count))) return {ECANCELED};
   }
   return copyThroughMemory(from, to, length);
 }
@@ -111,8 +118,8 @@ RangeCopier::Result RangeCopier::copyThroughMemory(std::uint64_t from, std::uint
     const auto count = std::size_t(std::min<std::uint64_t>(length, kBuffer));
     if (const Result result = fill(in_, from, count); result.error != 0) return result;
     if (const Result result = writeOut(in_.data(), count, to); result.error != 0) return result;
+    if (!step(to, count)) return {ECANCELED};
     from += count, to += count, length -= count;
-    if (!step(count)) return {ECANCELED};
   }
   return {};
 }
@@ -138,7 +145,7 @@ RangeCopier::Result RangeCopier::gather(const MediaLayout::Piece* first, const M
     out_.insert(out_.end(), begin, begin + std::ptrdiff_t(piece->length));
   }
   if (const Result result = writeOut(out_.data(), out_.size(), base + first->target); result.error != 0) return result;
-  return step(out_.size()) ? Result{} : Result{ECANCELED};
+  return step(base + first->target, out_.size()) ? Result{} : Result{ECANCELED};
 }
 
 RangeCopier::Result RangeCopier::fill(std::vector<std::uint8_t>& buffer, std::uint64_t from, std::size_t length) {

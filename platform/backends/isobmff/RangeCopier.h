@@ -21,6 +21,14 @@ class RangeCopier {
   /// `progress` gets the bytes done; `isCancelled` is asked before each step of a few megabytes.
   RangeCopier(int source, int target, std::function<void(std::uint64_t)> progress, std::function<bool()> isCancelled);
 
+  /// Called after each step with what is now in the target.
+  void setWritten(std::function<void(std::uint64_t offset, std::uint64_t length)> written) {
+    written_ = std::move(written);
+  }
+
+  /// Kernels write fastest from multiples of this on.
+  static constexpr std::uint64_t kGrain = 64 << 10;
+
   /// Copies all pieces, with their targets counted from `base`.
   Result copy(const std::vector<MediaLayout::Piece>& pieces, std::uint64_t base);
 
@@ -34,11 +42,12 @@ class RangeCopier {
   std::uint64_t shareBlocks(std::uint64_t from, std::uint64_t to, std::uint64_t length);
   Result fill(std::vector<std::uint8_t>& buffer, std::uint64_t from, std::size_t length);
   Result writeOut(const std::uint8_t* bytes, std::size_t length, std::uint64_t to);
-  bool step(std::uint64_t bytes);
+  bool step(std::uint64_t to, std::uint64_t bytes);
 
   const int source_, target_;
   const std::function<void(std::uint64_t)> progress_;
   const std::function<bool()> isCancelled_;
+  std::function<void(std::uint64_t, std::uint64_t)> written_;
   bool canShare_ = true, canCopyInKernel_ = true;
   std::uint64_t done_ = 0, shared_ = 0;
   std::vector<std::uint8_t> in_, out_;

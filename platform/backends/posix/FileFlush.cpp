@@ -24,6 +24,6 @@ int flushFile(int descriptor, const std::function<bool(std::int64_t done, std::i
   return 0;
 }
 
-void beginFlushingFile(int descriptor) {
-  sync_file_range(descriptor, 0, 0, SYNC_FILE_RANGE_WRITE);
+void beginFlushingFile(int descriptor, std::uint64_t offset, std::uint64_t length) {
+  sync_file_range(descriptor, off_t(offset), off_t(length), SYNC_FILE_RANGE_WRITE);
 }

@@ -1,0 +1,50 @@
+#include "platform/backends/ffmpeg/CheckedCopy.h"
+
+#include "platform/backends/ffmpeg/ExportVerifier.h"
+#include "platform/backends/isobmff/MovieWriter.h"
+
+#include <atomic>
+#include <cerrno>
+#include <future>
+
+#include <sys/stat.h>
+
+namespace {
+
+/// Lets nobody wait for ever, whatever way the writing ends.
+struct EndOfWriting {
+  GrowingFile& file;
+  bool whole = false;
+  ~EndOfWriting() { file.end(whole); }
+};
+
+}  // namespace
+
+NSErrorPtr CheckedCopy::run() {
+  GrowingFile file(output, writer.fileSize());
+  file.add(0, writer.mediaOffset());
+  std::atomic<bool> failed{false};
+  std::future<NSErrorPtr> check = std::async(std::launch::async, [&] {
+    NSErrorPtr error = ExportVerifier(expectations, source, file, isCancelled).run();
+    if (error) failed = true;
+    return error;
+  });
+  NSErrorPtr error;
+  {
+    EndOfWriting end{file};
+    error = writer.copyMedia(
+        expectations.media, progress, [&] { return failed || isCancelled(); },
+        [&](std::uint64_t offset, std::uint64_t length) {
+          file.add(offset, length);
+          if (written) written(offset, length);
+        });
+    struct stat status {};
+    if (!error && (fstat(output, &status) != 0 || std::uint64_t(status.st_size) != writer.fileSize())) {
+      error = NSError::posix(EIO, "The trimmed movie could not be written");
+    }
+    end.whole = !error;
+  }
+  const bool stoppedByCheck = error && error->code() == ECANCELED && failed && !isCancelled();
+  const NSErrorPtr found = check.get();
+  return error && !stoppedByCheck ? error : found;
+}
