@@ -38,6 +38,12 @@ int main(int argc, char* argv[]) {
   movie.end = box("uuid", "0123456789abcdefcustom") + fullBox("meta", 0, 0, box("xml ", "<a/>"));
   save("groups", movie.build());
 
+  movie.moreTables = fullBox("csgp", 0, 0, std::string("rap ") + u32(2) + u8(0x23) + u8(0x15) + u8(0x01) + u8(0x20)) +
+                     fullBox("stdp", 0, 0, std::string(16, '\2')) + fullBox("padb", 0, 0, u32(8) + "abcd") +
+                     fullBox("subs", 0, 0, u32s({2, 3}) + u16(1) + u64(7) + u32(2) + u16(0));
+  movie.mvex = box("udta", fullBox("chpl", 1, 0, u32(0) + u8(2) + u64(0) + u8(1) + "A" + u64(900'000) + u8(1) + "B"));
+  save("numbered", movie.build());
+
   movie = {};
   movie.stsz = fullBox("stz2", 0, 0, u32(8) + u32(8) + "abcdefgh");
   movie.stco = fullBox("co64", 0, 0, u32(2) + u64(1000) + u64(2000));

@@ -7,6 +7,7 @@
 using namespace box_builder;
 using isobmff::fourCC;
 using isobmff::Movie;
+using isobmff::SampleGroup;
 using isobmff::SampleRun;
 using isobmff::Track;
 
@@ -149,6 +150,30 @@ TEST(HandMadeMovie, GroupsAndDependencies) {
   ASSERT_TRUE(stbl);
   EXPECT_EQ(box("sgpd", text(find(*stbl, {fourCC("sgpd")})->payload)), sgpd);
   EXPECT_TRUE(find(*stbl, {fourCC("sbgp")})->payload.empty());
+}
+
+TEST(HandMadeMovie, CompactGroups) {
+  const auto groupOf = [](std::uint32_t flags, const std::string& content) {
+    HandMadeMovie movie;
+    movie.moreTables = fullBox("csgp", 0, flags, std::string("rap ") + content);
+    const auto read = ::readFile(movie);
+    std::vector<std::uint32_t> descriptions;
+    for (const SampleGroup& group : read->tracks[0].groups) {
+      for (const SampleGroup::Run& run : group.runs)
+        descriptions.insert(descriptions.end(), run.count, run.description);
+    }
+    return descriptions;
+  };
+  using Descriptions = std::vector<std::uint32_t>;
+  // Two patterns of 4-bit numbers: 0 1 over three samples, then 2 over four.
+  EXPECT_EQ(groupOf(0, u32(2) + u8(0x23) + u8(0x14) + u8(0x01) + u8(0x20)), (Descriptions{0, 1, 0, 2, 2, 2, 2}));
+  // Lengths in 8 bits, counts in 16, descriptions in 32, with a parameter; more than there are samples.
+  EXPECT_EQ(groupOf(0x40 | 0x10 | 0x08 | 0x03, u32(77) + u32(1) + u8(3) + u16(900) + u32s({1, 1, 0})),
+            (Descriptions{1, 1, 0, 1, 1, 0, 1, 1}));
+  // Too short, or a pattern of nothing: no groups.
+  EXPECT_TRUE(groupOf(0, u32(2) + u8(0x23) + u8(0x14) + u8(0x01)).empty());
+  EXPECT_TRUE(groupOf(0, u32(1) + u8(0x04) + u8(0x01)).empty());
+  EXPECT_TRUE(groupOf(0, u32(0xFFFFFFFF) + u8(0x04)).empty());
 }
 
 TEST(HandMadeMovie, SeveralDescriptionsAndReferences) {

@@ -172,14 +172,7 @@ TEST(SoundPlan, APartOfOnePacketIsFollowedByAnother) {
 TEST(StandAlonePlan, TextOnScreenAtTheStartBeginsThere) {
   Builder builder;
   builder.addPictures(600, synthetic::steadyPictures(300, 20, 30));
-  const std::size_t text = builder.addTrack(fourCC("text"), 1000, fourCC("tx3g"));
-  for (const std::uint32_t duration : {2000U, 3000U, 500U, 500U, 4000U}) {
-    SampleRun run;
-    run.count = 1;
-    run.size = 20;
-    run.duration = duration;
-    builder.append(text, run);
-  }
+  const std::size_t text = builder.addSamples(fourCC("text"), 1000, fourCC("tx3g"), 20, {2000, 3000, 500, 500, 4000});
   const Movie movie = builder.finish();
   const auto cut = plan(movie, 3.5, 7.25);
   ASSERT_TRUE(cut);
@@ -195,15 +188,8 @@ TEST(StandAlonePlan, TextOnScreenAtTheStartBeginsThere) {
 TEST(StandAlonePlan, TimecodeKeepsItsSampleAndCountsOn) {
   Builder builder;
   builder.addPictures(600, synthetic::steadyPictures(300, 20, 30));
-  const std::size_t code = builder.addTrack(fourCC("tmcd"), 30, fourCC("tmcd"));
-  SampleRun run;
-  run.count = 1;
-  run.size = 4;
-  run.duration = 300;
-  builder.append(code, run);
-  const std::size_t hint = builder.addTrack(fourCC("hint"), 90000, fourCC("rtp "));
-  run.duration = 900000;
-  builder.append(hint, run);
+  const std::size_t code = builder.addSamples(fourCC("tmcd"), 30, fourCC("tmcd"), 4, {300});
+  const std::size_t hint = builder.addSamples(fourCC("hint"), 90000, fourCC("rtp "), 4, {900000});
   const Movie movie = builder.finish();
   const auto cut = plan(movie, 2, 5);
   ASSERT_TRUE(cut);

@@ -127,6 +127,19 @@ std::size_t Builder::addSound(std::uint32_t timescale, std::uint32_t rate, FourC
   return index;
 }
 
+std::size_t Builder::addSamples(FourCC handler, std::uint32_t timescale, FourCC format, std::uint32_t size,
+                                const std::vector<std::uint32_t>& durations) {
+  const std::size_t index = addTrack(handler, timescale, format);
+  for (const std::uint32_t duration : durations) {
+    SampleRun run;
+    run.count = 1;
+    run.size = size;
+    run.duration = duration;
+    append(index, run);
+  }
+  return index;
+}
+
 void Builder::append(std::size_t index, SampleRun run) {
   Track& track = movie_.tracks[index];
   run.decodeTime = track.mediaDuration;

@@ -37,6 +37,9 @@ class Builder {
   /// `packets` packets of `length` ticks and `size` bytes (0: differing), in runs of `perRun` alike ones.
   std::size_t addSound(std::uint32_t timescale, std::uint32_t rate, FourCC format, int packets, std::uint32_t length,
                        std::uint32_t perRun = 1, std::uint32_t size = 0);
+  /// Adds a track of samples of `size` bytes with these durations. Returns its index.
+  std::size_t addSamples(FourCC handler, std::uint32_t timescale, FourCC format, std::uint32_t size,
+                         const std::vector<std::uint32_t>& durations);
   /// Appends a sample or run; decodeTime, index and offset are set here.
   void append(std::size_t track, isobmff::SampleRun run);
 

@@ -1,4 +1,5 @@
 // Cuts written to real files and read back.
+#include "BoxBuilder.h"
 #include "SyntheticMovie.h"
 #include "platform/backends/isobmff/CutPlan.h"
 #include "platform/backends/isobmff/MovieReader.h"
@@ -190,15 +191,93 @@ TEST(Writer, KeepsTheBytesOfEverySampleAndTheMeaningOfEveryTable) {
   }
 }
 
+/// Writes the cut and reads it back.
+std::unique_ptr<Movie> copyOf(const Movie& movie, const CutPlan& plan) {
+  const FileDescriptor source = scratchFile(), output = scratchFile();
+  fillSource(source.get(), 0, movie.fileSize);
+  const NSErrorPtr error = writeMovie(movie, plan, source.get(), output.get(), nullptr, nullptr);
+  EXPECT_FALSE(error) << error->localizedDescription();
+  return readBack(output.get());
+}
+
+TEST(Writer, ChaptersTellTheTimesOfTheCut) {
+  struct Chapter {
+    double start;
+    std::string name;
+  };
+  const auto list = [](const std::vector<Chapter>& chapters) {
+    std::string content = box_builder::u32(0) + box_builder::u8(chapters.size());
+    for (const Chapter& chapter : chapters)
+      content += box_builder::u64(std::uint64_t(std::llround(chapter.start * 1e7))) +
+                 box_builder::u8(chapter.name.size()) + chapter.name;
+    return box_builder::fullBox("chpl", 1, 0, content);
+  };
+  const std::string before = box_builder::box("name", "A movie"),
+                    behind = box_builder::box("auth", "me") + box_builder::zeros(4);
+  const auto userData = [&](const std::string& chapters, double from, double to) {
+    Builder builder;
+    builder.addPictures(600, synthetic::steadyPictures(300, 20, 30));
+    Movie movie = builder.finish();
+    const std::string content = before + chapters + behind;
+    movie.moov.children.push_back({fourCC("udta"), Bytes(content.begin(), content.end()), {}});
+    const auto plan = planned(movie, from, to);
+    const auto copy = plan ? copyOf(movie, *plan) : nullptr;
+    const Box* box = copy ? descendant(copy->moov, {fourCC("udta")}) : nullptr;
+    return box ? std::string(box->payload.begin(), box->payload.end()) : "none";
+  };
+  const std::string all = list({{0, "One"}, {2.5, "Two"}, {4, "Three"}, {6, ""}, {8, "Five"}});
+  EXPECT_EQ(userData(all, 3, 7), before + list({{0, "Two"}, {1, "Three"}, {3, ""}}) + behind);
+  EXPECT_EQ(userData(all, 4, 6), before + list({{0, "Three"}}) + behind);
+  EXPECT_EQ(userData(all, 0, 10), before + all + behind);
+  EXPECT_EQ(userData(list({{5, "Late"}, {1, "Early"}}), 2, 9), before + list({{0, "Early"}, {3, "Late"}}) + behind);
+  EXPECT_EQ(userData(list({{5, "Late"}}), 2, 4), before + behind);
+  EXPECT_EQ(userData(box_builder::fullBox("chpl", 1, 0, "damaged"), 2, 4), before + behind);
+  EXPECT_EQ(userData("", 2, 4), before + behind);
+}
+
+TEST(Writer, WhatIsToldOfSamplesByNumberFollowsThem) {
+  Builder builder;
+  builder.addPictures(600, synthetic::steadyPictures(300, 20, 30));
+  std::string priorities = box_builder::u32(0), padding = box_builder::u32s({0, 300});
+  for (std::uint64_t i = 0; i < 300; ++i) priorities += box_builder::u16(i * 3);
+  for (std::uint64_t i = 0; i < 300; i += 2) padding += box_builder::u8(i % 8 << 4 | (i + 1) % 8);
+  const auto part = [](std::uint64_t distance, std::uint64_t mark) {
+    return box_builder::u32(distance) + box_builder::u16(1) + box_builder::u16(mark) + box_builder::u16(7) +
+           box_builder::u32(0);
+  };
+  std::string parts = box_builder::u32s({0, 42});
+  for (std::uint64_t i = 1; i <= 42; ++i) parts += part(7, i * 7);  // of samples 7, 14, ..., counted from 1
+  const auto add = [&](FourCC type, const std::string& content) {
+    builder.sampleTable(0).children.push_back({type, Bytes(content.begin(), content.end()), {}});
+  };
+  add(fourCC("stdp"), priorities);
+  add(fourCC("padb"), padding);
+  add(fourCC("subs"), parts);
+  add(fourCC("saio"), box_builder::u32s({0, 1, 4096}));
+  const Movie movie = builder.finish();
+  const auto plan = planned(movie, 3.1, 4.5);  // samples 90 to 134, counted from 0
+  ASSERT_TRUE(plan);
+  ASSERT_EQ(plan->tracks[0].runs.front().index, 90U);
+  ASSERT_EQ(plan->tracks[0].runs.back().index, 134U);
+  const auto copy = copyOf(movie, *plan);
+  ASSERT_TRUE(copy);
+  const auto content = [&](FourCC type) {
+    const Box* box = descendant(*sampleTableBox(*copy, 0), {type});
+    return box ? std::string(box->payload.begin(), box->payload.end()) : "none";
+  };
+  EXPECT_EQ(content(fourCC("stdp")), box_builder::u32(0) + priorities.substr(4 + 180, 90));
+  std::string cutPadding = box_builder::u32s({0, 45}) + padding.substr(8 + 45, 23);
+  cutPadding.back() = char(cutPadding.back() & 0xF0);
+  EXPECT_EQ(content(fourCC("padb")), cutPadding);
+  EXPECT_EQ(content(fourCC("subs")), box_builder::u32s({0, 7}) + part(1, 91) + part(7, 98) + part(7, 105) +
+                                         part(7, 112) + part(7, 119) + part(7, 126) + part(7, 133));
+  EXPECT_EQ(content(fourCC("saio")), "none");
+}
+
 TEST(Writer, LeavesHintTracksOutAndNobodyRefersToThem) {
   Builder builder;
   builder.addPictures(600, synthetic::steadyPictures(100, 20, 30));
-  const std::size_t hint = builder.addTrack(fourCC("hint"), 90000, fourCC("rtp "));
-  SampleRun run;
-  run.count = 1;
-  run.size = 10;
-  run.duration = 300000;
-  builder.append(hint, run);
+  builder.addSamples(fourCC("hint"), 90000, fourCC("rtp "), 10, {300000});
   builder.box(0).children.push_back({fourCC("tref"),
                                      {0, 0, 0, 12, 'h', 'i', 'n', 't', 0, 0, 0, 2,  // only to the hint track
                                       0, 0, 0, 16, 'c', 'd', 's', 'c', 0, 0, 0, 2, 0, 0, 0, 1},

@@ -13,23 +13,19 @@ constexpr int kInnermost = 4;
 bool isReadIntoTrack(FourCC type) {
   for (const FourCC table :
        {fourCC("stts"), fourCC("ctts"), fourCC("stss"), fourCC("stps"), fourCC("stsc"), fourCC("stsz"), fourCC("stz2"),
-        fourCC("stco"), fourCC("co64"), fourCC("cslg"), fourCC("sdtp"), fourCC("sbgp")}) {
+        fourCC("stco"), fourCC("co64"), fourCC("cslg"), fourCC("sdtp"), fourCC("sbgp"), fourCC("csgp")}) {
     if (type == table) return true;
   }
   return false;
 }
 
 bool isLeftOut(FourCC type) {
-  for (const FourCC table : {fourCC("saiz"), fourCC("saio"), fourCC("senc"), fourCC("subs"), fourCC("stsh"),
-                             fourCC("stdp"), fourCC("padb"), fourCC("csgp")}) {
-    if (type == table) return true;
-  }
-  return false;
+  return type == fourCC("saiz") || type == fourCC("saio") || type == fourCC("senc") || type == fourCC("stsh");
 }
 
 bool mayRepeat(FourCC type) {
-  return type == fourCC("sgpd") || type == fourCC("sbgp") || type == fourCC("udta") || type == fourCC("uuid") ||
-         type == fourCC("free") || type == fourCC("skip");
+  return type == fourCC("sgpd") || type == fourCC("sbgp") || type == fourCC("csgp") || type == fourCC("subs") ||
+         type == fourCC("udta") || type == fourCC("uuid") || type == fourCC("free") || type == fourCC("skip");
 }
 
 /// Two forms of the same table.

@@ -8,9 +8,9 @@ namespace isobmff {
 /// Copies boxes into the tree that the writer puts into the new file.
 ///
 /// Of each box that there can be one of (mvhd, tkhd, edts, mdia, mdhd, minf, stbl, the tables, ...) the first is kept.
-/// Left out: mvex, and what numbers samples or points into the file in ways that a cut would have to follow, which no
-/// common file has and players do without (saiz, saio, senc, subs, stsh, stdp, padb, csgp). Tables that Track holds
-/// are kept without their content.
+/// Left out: mvex, and what players do without and a cut could not follow: auxiliary data elsewhere in the file (saiz,
+/// saio, senc; they mostly belong to protected tracks, which are not cut at all), and samples that stand in for others
+/// (stsh). Tables that Track holds are kept without their content.
 class BoxTree {
  public:
   static constexpr std::size_t maximumBoxes = 100'000;

@@ -35,6 +35,9 @@ class ByteWriter {
   /// Ends the box, whose size is known now.
   void end(std::size_t start) { setU32(start, std::uint32_t(size() - start)); }
 
+  /// Drops what was written from `size` on.
+  void shrink(std::size_t size) { bytes_.resize(size); }
+
   /// Changes what was written at a place.
   void setU32(std::size_t at, std::uint32_t value) { set<4>(at, value); }
   void setU64(std::size_t at, std::uint64_t value) { set<8>(at, value); }

@@ -35,6 +35,7 @@ struct CutPlan {
   std::uint64_t duration = 0;     ///< of the movie, in ticks of `timescale`
   std::vector<TrackPlan> tracks;  ///< one for each of the source's, in the same order
   CMTime sourceStart, sourceEnd;  ///< the range really taken, in the player's times (the end limited to the movie's)
+  double start = 0, end = 0;      ///< the same on the movie's timeline, in seconds
 };
 
 /// The moment of the movie's timeline that players show as zero: when the first picture or sound begins, in seconds.

@@ -99,6 +99,8 @@ NSErrorPtr CutPlanner::limit(CMTimeRange range, CutPlan& plan) {
   }
   plan.sourceStart = range.start;
   plan.sourceEnd = CMTimeMakeWithSeconds(end_ - zero, 1'000'000);
+  plan.start = start_;
+  plan.end = end_;
   return nullptr;
 }
 

@@ -1,6 +1,7 @@
 #include "platform/backends/isobmff/IndexWriter.h"
 
 #include "platform/backends/isobmff/BoxParser.h"
+#include "platform/backends/isobmff/ChapterList.h"
 
 #include <algorithm>
 #include <limits>
@@ -74,6 +75,8 @@ void IndexWriter::write(Bytes& bytes) {
       if (!isLeftOut(movie_.tracks[index])) writeTrack(child, index, out);
     } else if (child.type == fourCC("mvhd")) {
       copyHeader(child, {4, plan_.timescale, plan_.duration}, out);
+    } else if (child.type == fourCC("udta")) {
+      copyBox({child.type, cutChapters(child.payload, plan_.start, plan_.end), {}}, out);
     } else {
       copyBox(child, out);
     }

@@ -9,7 +9,8 @@
 
 namespace isobmff {
 
-/// Writes the moov box of a cut: the source's, byte for byte, but for durations, edit lists and sample tables.
+/// Writes the moov box of a cut: the source's, byte for byte, but for durations, edit lists, sample tables and the
+/// times of chapters.
 class IndexWriter {
  public:
   /// All arguments must outlive the writer.

@@ -14,8 +14,9 @@ using Bytes = std::vector<std::uint8_t>;
 /// `children` and an empty payload; all others are opaque: the payload is everything after size and type (for a "uuid"
 /// box it begins with the user type), byte for byte.
 ///
-/// The sample tables themselves (stts, ctts, stss, stps, stsc, stsz, stz2, stco, co64, cslg, sdtp, sbgp, edts) are read
-/// into Track; they stay in the tree with an empty payload, to mark the place where the writer puts the new ones.
+/// The sample tables themselves (stts, ctts, stss, stps, stsc, stsz, stz2, stco, co64, cslg, sdtp, sbgp, csgp, edts)
+/// are read into Track; they stay in the tree with an empty payload, to mark the place where the writer puts the new
+/// ones.
 struct Box {
   FourCC type = 0;
   Bytes payload;
@@ -52,7 +53,7 @@ struct SampleGroup {
     std::uint32_t description = 0;  ///< from 1; 0 for none. Always means the sgpd of stbl.
   };
   FourCC grouping = 0;
-  std::optional<std::uint32_t> parameter;  ///< grouping_type_parameter of version 1
+  std::optional<std::uint32_t> parameter;  ///< grouping_type_parameter of sbgp's version 1, or of csgp
   std::vector<Run> runs;                   ///< may end early: the rest belongs to none (or to sgpd's default)
 };
 

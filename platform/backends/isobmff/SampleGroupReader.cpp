@@ -1,7 +1,5 @@
 #include "platform/backends/isobmff/SampleGroupReader.h"
 
-#include "platform/backends/isobmff/BoxParser.h"
-
 #include <algorithm>
 #include <map>
 
@@ -27,6 +25,28 @@ std::uint32_t knownLength(FourCC grouping) {
   if (grouping == fourCC("rap ")) return 1;
   return 0;
 }
+
+/// Numbers of 4, 8, 16 or 32 bits that follow each other without a gap.
+class BitReader {
+ public:
+  explicit BitReader(ByteSpan bytes) : bytes_(bytes) {}
+
+  /// 0 behind the end.
+  std::uint32_t read(int bits) {
+    std::uint32_t value = 0;
+    for (; bits > 0; bits -= 4, ++nibble_) {
+      const std::size_t at = nibble_ / 2;
+      const unsigned byte = at < bytes_.size() ? bytes_[at] : 0;
+      value = value << 4 | (nibble_ % 2 == 0 ? byte >> 4 : byte & 0xF);
+    }
+    return value;
+  }
+  bool isOver() const { return nibble_ > 2 * bytes_.size(); }
+
+ private:
+  ByteSpan bytes_;
+  std::size_t nibble_ = 0;
+};
 
 }  // namespace
 
@@ -75,6 +95,56 @@ SampleGroup SampleGroupReader::read(ByteSpan sbgp) {
   return group;
 }
 
+/// Patterns of descriptions, each repeated over so many samples, in numbers of 4 to 32 bits.
+std::optional<SampleGroup> SampleGroupReader::readCompact(ByteSpan csgp) {
+  ByteReader reader(csgp, "csgp");
+  SampleGroup group;
+  const std::uint32_t flags = reader.u32();
+  if (flags >> 24 != 0) return std::nullopt;
+  group.grouping = reader.u32();
+  if ((flags & 0x40) != 0) group.parameter = reader.u32();
+  const std::uint32_t patterns = reader.u32();
+  BitReader bits(reader.rest());
+  const int lengthBits = 4 << (flags >> 4 & 3), countBits = 4 << (flags >> 2 & 3), indexBits = 4 << (flags & 3);
+  struct Pattern {
+    std::uint32_t length = 0, samples = 0;
+  };
+  if (patterns > csgp.size()) return std::nullopt;  // each has a byte at least
+  std::vector<Pattern> list(patterns);
+  for (Pattern& pattern : list) pattern = {bits.read(lengthBits), bits.read(countBits)};
+  const std::uint32_t localBit = (flags & 0x80) != 0 ? 1U << (indexBits - 1) : 0;
+  std::vector<SampleGroup::Run> steps;
+  for (const Pattern& pattern : list) {
+    if (pattern.length == 0 || pattern.length > 2 * csgp.size()) return std::nullopt;
+    steps.clear();
+    for (std::uint32_t i = 0; i < pattern.length; ++i) {
+      std::uint32_t description = bits.read(indexBits);
+      if ((description & localBit) != 0) description = kLocal + (description & ~localBit);
+      if (!steps.empty() && steps.back().description == description)
+        ++steps.back().count;
+      else
+        steps.push_back({1, description});
+    }
+    if (bits.isOver()) return std::nullopt;
+    if (steps.size() == 1) steps[0].count = pattern.samples;
+    std::uint32_t left = pattern.samples;
+    for (std::size_t i = 0; left > 0; i = (i + 1) % steps.size()) {
+      if (limits_.runsLeft == 0) throw ReadFailure{"has more samples than can be handled."};
+      --limits_.runsLeft;
+      const std::uint32_t count = std::min(steps[i].count, left);
+      group.runs.push_back({count, steps[i].description});
+      left -= count;
+    }
+  }
+  return group;
+}
+
+std::optional<SampleGroup> SampleGroupReader::readGroup(const BoxView& box) {
+  if (box.type == fourCC("sbgp")) return read(box.payload);
+  if (box.type == fourCC("csgp")) return readCompact(box.payload);
+  return std::nullopt;
+}
+
 SampleGroupReader::Collected& SampleGroupReader::collected(const SampleGroup& like) {
   const auto found = std::find_if(groups_.begin(), groups_.end(), [&](const Collected& collected) {
     return collected.group.grouping == like.grouping && collected.group.parameter == like.parameter;
@@ -97,11 +167,11 @@ void SampleGroupReader::Collected::append(std::uint64_t count, std::uint32_t des
 void SampleGroupReader::addTables(ByteSpan stbl, std::uint32_t sampleCount) {
   BoxParser parser(stbl);
   while (const auto box = parser.next()) {
-    if (box->type != fourCC("sbgp")) continue;
-    const SampleGroup group = read(box->payload);
-    Collected& collected = this->collected(group);
+    const std::optional<SampleGroup> group = readGroup(*box);
+    if (!group) continue;
+    Collected& collected = this->collected(*group);
     if (collected.samples > 0) continue;
-    for (const SampleGroup::Run& run : group.runs)
+    for (const SampleGroup::Run& run : group->runs)
       collected.append(std::min<std::uint64_t>(run.count, sampleCount - collected.samples), run.description);
   }
 }
@@ -119,8 +189,8 @@ void SampleGroupReader::addFragment(ByteSpan traf, std::uint64_t firstSample, st
   std::vector<Descriptions> local;
   std::vector<SampleGroup> found;
   while (const auto box = parser.next()) {
-    if (box->type == fourCC("sbgp")) {
-      found.push_back(read(box->payload));
+    if (auto group = readGroup(*box)) {
+      found.push_back(std::move(*group));
     } else if (box->type == fourCC("sgpd")) {
       if (auto descriptions = readDescriptions(box->payload)) local.push_back(std::move(*descriptions));
     }

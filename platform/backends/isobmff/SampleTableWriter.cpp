@@ -1,5 +1,7 @@
 #include "platform/backends/isobmff/SampleTableWriter.h"
 
+#include "platform/backends/isobmff/TableBySample.h"
+
 #include <algorithm>
 #include <array>
 #include <limits>
@@ -55,6 +57,7 @@ SampleTableWriter::Table SampleTableWriter::tableFor(FourCC type, bool& known) {
     case fourCC("sdtp"):
       return Table::Dependencies;
     case fourCC("sbgp"):
+    case fourCC("csgp"):
       return Table::Groups;
     default:
       known = false;
@@ -90,6 +93,8 @@ ChunkOffsets SampleTableWriter::write(const Box& box) {
       const std::size_t copy = out_.begin(child.type);
       out_.append(child.payload);
       out_.end(copy);
+    } else if (isTableBySample(child.type)) {
+      cutTableBySample(child, plan_.runs, out_);
     }
   }
   for (std::size_t i = 0; i < std::size_t(Table::Count); ++i) writeOnce(i);
