@@ -41,6 +41,12 @@ void CALayer::setHidden(bool hidden) {
   CATransaction::setNeedsCommit();
 }
 
+void CALayer::setMasksToBounds(bool masks) {
+  if (masks == masksToBounds_) return;
+  masksToBounds_ = masks;
+  CATransaction::setNeedsCommit();
+}
+
 void CALayer::setBackgroundColor(std::optional<UIColor> color) {
   if (color == backgroundColor_) return;
   backgroundColor_ = color;

@@ -27,6 +27,10 @@ class CALayer : public NSObject {
   const std::optional<UIColor>& backgroundColor() const { return backgroundColor_; }
   void setBackgroundColor(std::optional<UIColor> color);
 
+  /// Whether what is in the layer is cut off at its edges.
+  bool masksToBounds() const { return masksToBounds_; }
+  void setMasksToBounds(bool masks);
+
   /// What is shown now: the model's values, or values on the way to them while an animation runs.
   CGRect presentationFrame() const;
   float presentationOpacity() const;
@@ -51,6 +55,7 @@ class CALayer : public NSObject {
   CGRect frame_;
   float opacity_ = 1;
   bool hidden_ = false;
+  bool masksToBounds_ = false;
   std::optional<UIColor> backgroundColor_;
   std::vector<Strong<CALayer>> sublayers_;
   CALayer* superlayer_ = nullptr;

@@ -5,7 +5,17 @@
 #include <functional>
 #include <string>
 
-enum class UIAccessibilityRole { Button, Slider, StaticText, Image, ProgressBar };
+enum class UIAccessibilityRole {
+  Button,
+  Slider,
+  StaticText,
+  Image,
+  ProgressBar,
+  TextField,
+  Switch,
+  RadioButton,
+  Picker
+};
 enum class UIAdjustmentUnit { Frame, Second };
 
 /// One thing on screen that a person can reach: with the keyboard, with a screen reader, by name in a script.
@@ -14,8 +24,9 @@ struct UIAccessibilityElement {
   UIAccessibilityRole role = UIAccessibilityRole::Button;
   CGRect frame;  ///< in the coordinates of the view that reports it
   bool enabled = true;
-  std::string value;               ///< what a slider or progress bar stands at, for a screen reader: "0:12"
+  std::string value;               ///< what a slider or progress bar stands at, what was typed or chosen: "0:12"
+  bool checked = false;            ///< of a switch or radio button
   std::function<void()> activate;  ///< Return, Space or a press by a screen reader; may be empty
-  /// Arrow keys on a slider: a signed number of steps; may be empty.
+  /// Arrow keys on a slider or a picker: a signed number of steps; may be empty.
   std::function<void(int steps, UIAdjustmentUnit unit)> adjust;
 };

@@ -11,6 +11,7 @@ inline constexpr UIControlEvents UIControlEventTouchDragOutside = 8;
 inline constexpr UIControlEvents UIControlEventTouchUpInside = 64;
 inline constexpr UIControlEvents UIControlEventTouchUpOutside = 128;
 inline constexpr UIControlEvents UIControlEventTouchCancel = 256;
+inline constexpr UIControlEvents UIControlEventValueChanged = 4096;  ///< by a person's hand, not by a setter
 
 using UIControlState = unsigned;
 inline constexpr UIControlState UIControlStateNormal = 0;

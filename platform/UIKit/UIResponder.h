@@ -9,8 +9,8 @@ class UIResponder : public NSObject {
   virtual UIResponder* nextResponder() const { return nullptr; }
   virtual bool canBecomeFirstResponder() { return false; }
   /// Makes this the first responder of the process when it can be; the old one resigns.
-  bool becomeFirstResponder();
-  bool resignFirstResponder();
+  virtual bool becomeFirstResponder();
+  virtual bool resignFirstResponder();
   bool isFirstResponder() const;
   static Strong<UIResponder> firstResponder();
 

@@ -2,6 +2,7 @@
 
 #include "platform/QuartzCore/CAAnimator.h"
 #include "platform/UIKit/UIGestureRecognizer.h"
+#include "platform/UIKit/UIScrollView.h"
 #include "platform/UIKit/UIViewController.h"
 #include "platform/UIKit/UIWindow.h"
 
@@ -153,6 +154,28 @@ Strong<UIView> UIView::hitTest(CGPoint point) {
     if (auto hit = (*view)->hitTest({point.x - origin.x, point.y - origin.y})) return hit;
   }
   return std::static_pointer_cast<UIView>(weak_from_this().lock());
+}
+
+bool UIView::handleScroll(CGPoint) {
+  return false;
+}
+
+void UIView::didGainFocus(CGRect frame) {
+  for (auto view = superview(); view; view = view->superview()) {
+    const auto scrollView = std::dynamic_pointer_cast<UIScrollView>(view);
+    if (!scrollView) continue;
+    scrollView->layoutIfNeeded();
+    const CGPoint inWindow = convertPointToWindow(frame.origin);
+    frame.origin = scrollView->contentView()->convertPointFromWindow(inWindow);
+    scrollView->scrollRectToVisible_animated(frame, false);
+    return;
+  }
+}
+
+bool UIView::endEditing(bool) {
+  const auto responder = UIResponder::firstResponder();
+  const auto view = std::dynamic_pointer_cast<UIView>(responder);
+  return view && containsView(view.get()) && responder->resignFirstResponder();
 }
 
 UIResponder* UIView::nextResponder() const {

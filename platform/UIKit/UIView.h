@@ -84,6 +84,13 @@ class UIView : public UIResponder {
   virtual void handleTouch(const UITouch& touch) { (void)touch; }
   /// The pointer moved over this view without a button (nothing when it left).
   virtual void handleHover(std::optional<CGPoint> point) { (void)point; }
+  /// A wheel or a touchpad moves over this view by so many points, what is shown going up and to the left. Says whether
+  /// that moved anything; if not, the superview is asked.
+  virtual bool handleScroll(CGPoint delta);
+  /// The keyboard's focus has come to an element of this view with this frame. The base class scrolls it into sight.
+  virtual void didGainFocus(CGRect frame);
+  /// Ends the typing in this view or in anything in it. Says whether there was any.
+  bool endEditing(bool force);
   UIResponder* nextResponder() const override;
 
   // Accessibility.

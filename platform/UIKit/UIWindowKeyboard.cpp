@@ -1,5 +1,6 @@
 // The keyboard: what can be reached, where the focus is, what keys mean.
 
+#include "platform/UIKit/UITextInputView.h"
 #include "platform/UIKit/UIToolbar.h"
 #include "platform/UIKit/UIWindow.h"
 
@@ -103,7 +104,8 @@ bool UIWindow::moveFocus(bool backwards) {
   if (elements.empty()) return false;
   const auto focused = focusedElement();
   const auto current = std::find_if(elements.begin(), elements.end(), [&](const Reachable& r) {
-    return focused && r.view == focused->view && r.element.label == focused->element.label;
+    return focused ? r.view == focused->view && r.element.label == focused->element.label
+                   : r.element.role == UIAccessibilityRole::TextField && r.view->isFirstResponder();
   });
   const std::size_t count = elements.size();
   std::size_t next = backwards ? count - 1 : 0;
@@ -119,6 +121,14 @@ void UIWindow::setFocus(const Strong<UIView>& view, const std::string& label) {
   focusedView_ = view;
   focusLabel_ = label;
   setNeedsDisplay();
+  if (!view || label.empty()) return;
+  // Who types goes on to the next element with the focus.
+  const auto typing = std::dynamic_pointer_cast<UITextInputView>(UIResponder::firstResponder());
+  if (typing && typing != view) typing->resignFirstResponder();
+  if (const auto focused = focusedElement()) {
+    const CGPoint origin = view->convertPointFromWindow(focused->element.frame.origin);
+    view->didGainFocus({origin, focused->element.frame.size});
+  }
 }
 
 std::pair<Weak<UIView>, std::string> UIWindow::takeFocus() {
@@ -133,6 +143,10 @@ void UIWindow::giveFocus(const Weak<UIView>& view, const std::string& label) {
 
 bool UIWindow::adjustElement(const UIAccessibilityElement& element, const UIKey& key) {
   if (!element.adjust) return false;
+  if (element.role == UIAccessibilityRole::Picker && (key.name == "Up" || key.name == "Down")) {
+    element.adjust(key.name == "Up" ? -1 : 1, UIAdjustmentUnit::Frame);
+    return true;
+  }
   if (isArrow(key)) {
     element.adjust(key.name == "Left" ? -1 : 1, key.shift ? UIAdjustmentUnit::Second : UIAdjustmentUnit::Frame);
     return true;

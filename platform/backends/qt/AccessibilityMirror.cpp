@@ -24,6 +24,14 @@ QAccessible::Role toRole(UIAccessibilityRole role) {
       return QAccessible::Graphic;
     case UIAccessibilityRole::ProgressBar:
       return QAccessible::ProgressBar;
+    case UIAccessibilityRole::TextField:
+      return QAccessible::EditableText;
+    case UIAccessibilityRole::Switch:
+      return QAccessible::CheckBox;
+    case UIAccessibilityRole::RadioButton:
+      return QAccessible::RadioButton;
+    case UIAccessibilityRole::Picker:
+      return QAccessible::SpinBox;
   }
   return QAccessible::NoRole;
 }
@@ -53,6 +61,10 @@ class AccessibilityMirror::Item : public QQuickItem {
     setSize(frame.size());
     setEnabled(element.enabled);
     attached_->setRole(toRole(element.role));
+    attached_->set_checkable(element.role == UIAccessibilityRole::Switch ||
+                             element.role == UIAccessibilityRole::RadioButton);
+    attached_->set_checked(element.checked);
+    attached_->set_editable(element.role == UIAccessibilityRole::TextField);
     attached_->setName(QString::fromStdString(element.label));
     attached_->setDescription(QString::fromStdString(element.value));
     element_ = std::move(element);

@@ -37,7 +37,11 @@ bool EditorQuickWindow::event(QEvent* event) {
     default:
       break;
   }
-  if (input_.handle(*event)) {
+  const bool isInput = input_.handle(*event);
+  if (std::exchange(isOverText_, input_.isOverText()) != isOverText_) {
+    isOverText_ ? setCursor(Qt::IBeamCursor) : unsetCursor();
+  }
+  if (isInput) {
     return true;
   }
   const bool handled = QQuickWindow::event(event);

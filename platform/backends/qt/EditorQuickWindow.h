@@ -29,5 +29,6 @@ class EditorQuickWindow : public QQuickWindow {
 
   InputForwarder input_;
   bool hasWholeScreen_ = false;
+  bool isOverText_ = false;
   Handlers handlers_;
 };

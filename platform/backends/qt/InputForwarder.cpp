@@ -1,16 +1,20 @@
 #include "platform/backends/qt/InputForwarder.h"
 
+#include "platform/UIKit/UITextInputView.h"
 #include "platform/backends/qt/KeyNames.h"
 #include "platform/backends/qt/QtConversions.h"
 
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QTouchEvent>
+#include <QWheelEvent>
 #include <chrono>
 
 namespace {
 constexpr int kMouse = 0;
 constexpr int kFirstFinger = 1;
+constexpr qreal kPointsPerNotch = 48;
+constexpr qreal kEighthsPerNotch = 120;  // of a degree
 }  // namespace
 
 void InputForwarder::setTarget(const Strong<UIWindow>& target) {
@@ -91,12 +95,69 @@ void InputForwarder::handleTouch(const QTouchEvent& event) {
   }
 }
 
+void InputForwarder::handleWheel(const QWheelEvent& event) {
+  if (!target_) {
+    return;
+  }
+  const QPointF moved = event.pixelDelta().isNull() ? QPointF(event.angleDelta()) / kEighthsPerNotch * kPointsPerNotch
+                                                    : QPointF(event.pixelDelta());
+  Strong<UIView> view = target_->hitTest(toCGPoint(event.position()));
+  while (view && !view->handleScroll(toCGPoint(-moved))) {
+    view = view->superview();
+  }
+}
+
+Strong<UITextInputView> InputForwarder::textInputAt(QPointF location) const {
+  const auto input =
+      target_ ? std::dynamic_pointer_cast<UITextInputView>(target_->hitTest(toCGPoint(location))) : nullptr;
+  return input && input->isEnabled() ? input : nullptr;
+}
+
+bool InputForwarder::belongsToText(const QMouseEvent& event) {
+  if (event.type() == QEvent::MouseMove) {
+    isOverText_ = textHasMouse_ || (touches_.empty() && textInputAt(event.position()));
+  }
+  if (textHasMouse_) {
+    textHasMouse_ = event.type() != QEvent::MouseButtonRelease || event.buttons() != Qt::NoButton;
+    return true;
+  }
+  if (event.type() != QEvent::MouseButtonPress || !touches_.empty()) {
+    return false;
+  }
+  const auto input = textInputAt(event.position());
+  if (!input || !input->becomeFirstResponder()) {
+    return false;
+  }
+  if (prepareText_) {
+    prepareText_();
+  }
+  textHasMouse_ = true;
+  return true;
+}
+
+bool InputForwarder::belongsToText(const QKeyEvent& event) {
+  const auto input = std::dynamic_pointer_cast<UITextInputView>(UIResponder::firstResponder());
+  if (!input || !target_ || input->window() != target_.get()) {
+    return false;
+  }
+  if (event.key() == Qt::Key_Tab || event.key() == Qt::Key_Backtab || event.key() == Qt::Key_Escape) {
+    return false;
+  }
+  if (prepareText_) {
+    prepareText_();
+  }
+  return true;
+}
+
 bool InputForwarder::handle(QEvent& event) {
   switch (event.type()) {
     case QEvent::MouseButtonPress:
     case QEvent::MouseButtonRelease:
     case QEvent::MouseButtonDblClick:
     case QEvent::MouseMove:
+      if (belongsToText(static_cast<QMouseEvent&>(event))) {
+        return false;
+      }
       handleMouse(static_cast<QMouseEvent&>(event));
       break;
     case QEvent::TouchBegin:
@@ -105,6 +166,9 @@ bool InputForwarder::handle(QEvent& event) {
     case QEvent::TouchCancel:
       handleTouch(static_cast<QTouchEvent&>(event));
       break;
+    case QEvent::Wheel:
+      handleWheel(static_cast<QWheelEvent&>(event));
+      break;
     case QEvent::Leave:
       if (target_) {
         target_->sendHover(std::nullopt);
@@ -112,6 +176,9 @@ bool InputForwarder::handle(QEvent& event) {
       return false;
     case QEvent::KeyPress: {
       const auto& press = static_cast<QKeyEvent&>(event);
+      if (belongsToText(press)) {
+        return false;
+      }
       if (press.isAutoRepeat() && !KeyNames::mayRepeat(press)) {
         event.accept();
         return true;

@@ -32,6 +32,7 @@ void LayerItem::takeOver(CALayer& layer, const LayerItem* parent) {
   const float opacity = layer.presentationOpacity();
   setOpacity(opacity);
   setVisible(!layer.isHidden() && opacity > 0);
+  setClip(layer.masksToBounds());
 
   const QColor background = layer.backgroundColor() ? toQColor(*layer.backgroundColor()) : QColor(Qt::transparent);
   if (background != background_) {

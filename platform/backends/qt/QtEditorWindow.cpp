@@ -41,6 +41,11 @@ QtEditorWindow::QtEditorWindow(int& argc, char** argv, const Options& options)
                                  closeHandler_();
                                }
                              }});
+  quickWindow_->input().setTextPreparation([this] {
+    if (commitScheduled_) {
+      commit();
+    }
+  });
   if (options.size) {
     const QSize wanted(qRound(options.size->width), qRound(options.size->height));
     // What hangs over the edge of the screen can't be reached.

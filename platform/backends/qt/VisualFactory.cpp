@@ -3,6 +3,10 @@
 #include "platform/backends/qt/BackdropVisual.h"
 #include "platform/backends/qt/ImageVisual.h"
 #include "platform/backends/qt/LabelVisual.h"
+#include "platform/backends/qt/SegmentedVisual.h"
+#include "platform/backends/qt/SwitchVisual.h"
+#include "platform/backends/qt/TextFieldVisual.h"
+#include "platform/backends/qt/TextViewVisual.h"
 #include "platform/backends/qt/TimelineVisual.h"
 #include "platform/backends/qt/ToolbarVisual.h"
 #include "platform/backends/qt/VideoVisual.h"
@@ -21,9 +25,18 @@ struct Kind {
 
 // One line for each kind.
 constexpr Kind kinds[] = {
-    {"label", make<LabelVisual>},       {"image", make<ImageVisual>},       {"button", make<ImageVisual>},
-    {"toolbar", make<ToolbarVisual>},   {"backdrop", make<BackdropVisual>}, {"video", make<VideoVisual>},
+    {"label", make<LabelVisual>},
+    {"image", make<ImageVisual>},
+    {"button", make<ImageVisual>},
+    {"toolbar", make<ToolbarVisual>},
+    {"backdrop", make<BackdropVisual>},
+    {"video", make<VideoVisual>},
     {"scrubber", make<TimelineVisual>},
+    {"textfield", make<TextFieldVisual>},
+    {"textview", make<TextViewVisual>},
+    {"switch", make<SwitchVisual>},
+    {"switchKnob", make<SwitchKnobVisual>},
+    {"segmented", make<SegmentedVisual>},
 };
 
 }  // namespace

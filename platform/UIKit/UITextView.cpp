@@ -1,0 +1,17 @@
+#include "platform/UIKit/UITextView.h"
+
+#include <algorithm>
+#include <cmath>
+
+ZV_REGISTER_CLASS(UITextView, "UITextView", UITextInputView, {})
+
+CGSize UITextView::sizeThatFits() const {
+  const CGFloat width = bounds().size.width;
+  const std::string& shown = text().empty() ? placeholder() : text();
+  const CGFloat line = UITextSize("A", font()).height;
+  return {width, std::ceil(std::max(UITextSizeInWidth(shown, font(), std::max(width, 1.0F)).height, line))};
+}
+
+void UITextView::textDidChange() {
+  if (heightHandler_) heightHandler_();
+}

@@ -1,0 +1,64 @@
+#include "platform/backends/qt/TextInputVisual.h"
+
+#include "platform/UIKit/UITextInputView.h"
+#include "platform/backends/qt/LayerItem.h"
+#include "platform/backends/qt/QtConversions.h"
+#include "platform/backends/qt/TextItem.h"
+
+namespace {
+
+const QColor kPlaceholderColor(0xa9, 0xa9, 0xaf);
+
+}  // namespace
+
+TextInputVisual::TextInputVisual(LayerItem& host) : LayerVisual(host), placeholder_(new TextItem(&host)) {}
+
+UITextInputView* TextInputVisual::view() const {
+  const Strong<CALayer> layer = host().layer();
+  return layer ? dynamic_cast<UITextInputView*>(layer->view()) : nullptr;
+}
+
+void TextInputVisual::update(CALayer& layer) {
+  auto* view = dynamic_cast<UITextInputView*>(layer.view());
+  if (!view) {
+    return;
+  }
+  placeholder_->setSize(host().size());
+  placeholder_->setManyLines(view->isMultiline());
+  placeholder_->show(QString::fromStdString(view->placeholder()), view->font(), kPlaceholderColor,
+                     NSTextAlignment::Left);
+  isTaking_ = true;
+  item().setSize(host().size());
+  show(*view);
+  isTaking_ = false;
+  placeholder_->setVisible(view->text().empty());
+
+  const bool isEditing = view->isFirstResponder();
+  if (isEditing && !item().hasActiveFocus()) {
+    item().forceActiveFocus(Qt::OtherFocusReason);
+  } else if (!isEditing && isEditing_) {
+    item().setFocus(false);
+    clearSelection();
+  }
+  isEditing_ = isEditing;
+  if (const auto tap = view->takeCaretRequest()) {
+    placeCursor(toQPointF(*tap));
+  }
+}
+
+void TextInputVisual::textChanged(const QString& text) {
+  if (isTaking_) {
+    return;
+  }
+  placeholder_->setVisible(text.isEmpty());
+  if (UITextInputView* typedIn = view()) {
+    typedIn->takeTypedText(text.toStdString());
+  }
+}
+
+void TextInputVisual::caretMoved(QRectF caret) {
+  UITextInputView* typedIn = isTaking_ ? nullptr : view();
+  if (typedIn && item().hasActiveFocus()) {
+    typedIn->caretMoved({toCGPoint(caret.topLeft()), toCGSize(caret.size())});
+  }
+}
