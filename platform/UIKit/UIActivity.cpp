@@ -1,5 +1,7 @@
 #include "platform/UIKit/UIActivity.h"
 
+#include "platform/UIKit/UIViewController.h"
+
 #include <utility>
 
 ZV_REGISTER_CLASS(UIActivity, "UIActivity", NSObject, {})
@@ -12,6 +14,12 @@ void UIActivity::prepareWithActivityItems(const std::vector<UIActivityItem>& /*i
 
 void UIActivity::performActivity() {
   activityDidFinish(true);
+}
+
+Strong<UIViewController> UIActivity::activityPresenter() const {
+  auto front = presenter_.lock();
+  while (front && front->presentedViewController()) front = front->presentedViewController();
+  return front;
 }
 
 void UIActivity::setFinishHandler(std::function<void(bool completed)> handler) {

@@ -61,9 +61,9 @@ class UIActivity : public NSObject {
 
   /// For the sheet: called once, in place, by the first `activityDidFinish`.
   void setFinishHandler(std::function<void(bool completed)> handler);
-  /// The controller that an activity may present from (an alert about a failure, for example); set before it is
-  /// prepared. Null when it has gone meanwhile.
-  Strong<UIViewController> activityPresenter() const { return presenter_.lock(); }
+  /// The controller that an activity may present from (an alert about a failure, for example): at each moment the one
+  /// in front. Set before the activity is prepared. Null when the window has closed meanwhile.
+  Strong<UIViewController> activityPresenter() const;
   void setActivityPresenter(const Strong<UIViewController>& presenter) { presenter_ = presenter; }
 
  private:

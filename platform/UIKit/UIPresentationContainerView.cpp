@@ -1,5 +1,7 @@
 #include "platform/UIKit/UIPresentationContainerView.h"
 
+#include "platform/UIKit/UIViewController.h"
+
 ZV_REGISTER_CLASS(UIPresentationContainerView, "UIPresentationContainerView", UIView, {})
 
 Strong<UIPresentationContainerView> UIPresentationContainerView::create(UIPresentationController& owner) {
@@ -31,5 +33,6 @@ void UIPresentationContainerView::handleTouch(const UITouch& touch) {
   const auto self = std::static_pointer_cast<UIView>(weak_from_this().lock());
   const auto owner = owner_.lock();
   if (touch.phase == UITouchPhase::Cancelled || !owner || !owner->dismissesByTouchOutside()) return;
-  if (hitTest(convertPointFromWindow(touch.locationInWindow)) == self) owner->touchedOutside();
+  if (hitTest(convertPointFromWindow(touch.locationInWindow)) != self) return;
+  if (const auto presented = owner->presentedViewController()) presented->cancelPresentation();
 }

@@ -48,10 +48,6 @@ float UIPresentationController::dimming(CGSize container) {
   return frameOfPresentedViewInContainerView(container).size == container ? 0 : formSheetDimming;
 }
 
-void UIPresentationController::touchedOutside() {
-  if (const auto presented = presented_.lock()) presented->dismissViewControllerAnimated_completion(true, nullptr);
-}
-
 void UIPresentationController::layoutDecoration(UIView& decoration, CGRect presentedFrame) {
   decoration.setFrame(presentedFrame);
 }

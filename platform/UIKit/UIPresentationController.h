@@ -49,8 +49,6 @@ class UIPresentationController : public NSObject {
   virtual float dimming(CGSize container);
   /// Whether a touch beside the presented view closes it.
   virtual bool dismissesByTouchOutside() const { return false; }
-  /// A touch beside the presented view has ended there, or Escape was pressed and nobody else had a use for it.
-  virtual void touchedOutside();
   /// What stands around the presented view, for a popover; by default nothing (null). Laid out by
   /// `layoutDecoration`.
   virtual Strong<UIView> makeDecoration() { return nullptr; }

@@ -35,6 +35,16 @@ UIView::~UIView() {
   }
 }
 
+CGPoint UIView::center() const {
+  const CGRect now = frame();
+  return {now.origin.x + now.size.width / 2, now.origin.y + now.size.height / 2};
+}
+
+void UIView::setCenter(CGPoint center) {
+  const CGSize size = bounds().size;
+  setFrame({{center.x - size.width / 2, center.y - size.height / 2}, size});
+}
+
 CGPoint UIView::convertPointToWindow(CGPoint point) const {
   for (const UIView* view = this; view->superview_; view = view->superview_) {
     point.x += view->frame().origin.x;

@@ -28,6 +28,8 @@ class UIView : public UIResponder {
   CGRect frame() const { return layer_->frame(); }  ///< in the superview's coordinates
   void setFrame(CGRect frame);                      ///< resizes subviews by their autoresizing masks
   CGRect bounds() const { return layer_->bounds(); }
+  CGPoint center() const;  ///< of the frame
+  void setCenter(CGPoint center);
   CGPoint convertPointToWindow(CGPoint point) const;
   CGPoint convertPointFromWindow(CGPoint point) const;
   void setAutoresizingMask(UIViewAutoresizing mask) { autoresizingMask_ = mask; }

@@ -90,6 +90,9 @@ class UIViewController : public UIResponder {
   /// key (Escape comes here even so). Says whether it meant something. The base class has no use for any; then Escape
   /// presses Cancel.
   virtual bool keyPressed(const UIKey& key);
+  /// A touch has ended beside the presented view, where the presentation lets that close it. The base class dismisses
+  /// the controller.
+  virtual void cancelPresentation();
   /// Whether `responder` is this controller, its view, or anything in them or in a child.
   bool isInResponderChainOf(const Strong<UIResponder>& responder) const;
 

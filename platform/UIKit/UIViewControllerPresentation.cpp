@@ -67,6 +67,10 @@ bool UIViewController::keyPressed(const UIKey& /*key*/) {
   return false;
 }
 
+void UIViewController::cancelPresentation() {
+  dismissViewControllerAnimated_completion(true, nullptr);
+}
+
 bool UIViewController::isInResponderChainOf(const Strong<UIResponder>& responder) const {
   for (const UIResponder* at = responder.get(); at; at = at->nextResponder()) {
     if (at == this) return true;

@@ -62,6 +62,8 @@ class UIWindow : public UIView {
   Strong<UIViewController> frontmostPresentedViewController() const;
   /// Gives the keyboard's focus to the element that `view` reports with this label.
   void setFocus(const Strong<UIView>& view, const std::string& label);
+  /// The view whose element has the keyboard's focus, or null.
+  Strong<UIView> focusedView() const { return focusLabel_.empty() ? nullptr : focusedView_.lock(); }
 
   /// Keeps a controller that works on something although it has left the screen. When the window closes before it is
   /// taken off the list again, it gets `windowDidClose`.

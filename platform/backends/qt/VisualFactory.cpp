@@ -1,8 +1,11 @@
 #include "platform/backends/qt/VisualFactory.h"
 
+#include "platform/backends/qt/ActivityIndicatorVisual.h"
 #include "platform/backends/qt/BackdropVisual.h"
+#include "platform/backends/qt/CardVisual.h"
 #include "platform/backends/qt/ImageVisual.h"
 #include "platform/backends/qt/LabelVisual.h"
+#include "platform/backends/qt/PopoverVisual.h"
 #include "platform/backends/qt/SegmentedVisual.h"
 #include "platform/backends/qt/SwitchVisual.h"
 #include "platform/backends/qt/TextFieldVisual.h"
@@ -37,6 +40,9 @@ constexpr Kind kinds[] = {
     {"switch", make<SwitchVisual>},
     {"switchKnob", make<SwitchKnobVisual>},
     {"segmented", make<SegmentedVisual>},
+    {"card", make<CardVisual>},
+    {"popover", make<PopoverVisual>},
+    {"activityIndicator", make<ActivityIndicatorVisual>},
 };
 
 }  // namespace
