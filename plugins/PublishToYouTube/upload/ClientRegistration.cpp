@@ -1,0 +1,57 @@
+#include "plugins/PublishToYouTube/upload/ClientRegistration.h"
+
+#include "plugins/PublishToYouTube/upload/PersonFolders.h"
+#include "plugins/PublishToYouTube/upload/PublishingError.h"
+
+#include <QtCore/QFile>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+
+namespace publishing {
+
+namespace {
+
+constexpr qint64 largestFile = 64 * 1024;
+constexpr const char* example = R"({ "client_id": "...", "client_secret": "..." })";
+
+NSErrorPtr unusable(const std::string& path, const std::string& what) {
+  return publishingError(PublishingErrorCode::NoClient,
+                         "Publishing needs your own client identifier for the video service. " + what + " " + path +
+                             " must contain " + example +
+                             ", as you were given them when you registered a desktop "
+                             "application; the secret may be left out.");
+}
+
+}  // namespace
+
+std::string ClientRegistration::defaultPath() {
+  return configurationFolder() + "/publishing.json";
+}
+
+std::optional<ClientRegistration> ClientRegistration::load(const std::string& path, NSErrorPtr* error) {
+  const auto fail = [&](const std::string& what) {
+    *error = unusable(path, what);
+    return std::nullopt;
+  };
+  QFile file(QString::fromStdString(path));
+  if (!file.exists()) return fail("The file with it is missing.");
+  if (!file.open(QIODevice::ReadOnly)) return fail("The file with it can't be opened.");
+  const QByteArray content = file.read(largestFile);
+  QJsonParseError failure;
+  const QJsonDocument document = QJsonDocument::fromJson(content, &failure);
+  if (!document.isObject()) {
+    const auto line = content.left(failure.offset).count('\n') + 1;
+    return fail("The file with it is not valid JSON (line " + std::to_string(line) + ").");
+  }
+  QJsonObject object = document.object();
+  if (object["installed"].isObject()) object = object["installed"].toObject();
+  if (object.contains("web") && !object.contains("client_id"))
+    return fail("The one in the file is for a web site, not for a desktop application.");
+  ClientRegistration client{object["client_id"].toString().trimmed().toStdString(),
+                            object["client_secret"].toString().trimmed().toStdString()};
+  if (client.identifier.empty() || client.identifier == "...") return fail("The file with it has no \"client_id\".");
+  if (client.secret == "...") client.secret.clear();
+  return client;
+}
+
+}  // namespace publishing

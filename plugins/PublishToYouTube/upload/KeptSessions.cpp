@@ -1,0 +1,72 @@
+#include "plugins/PublishToYouTube/upload/KeptSessions.h"
+
+#include "platform/Foundation/os_trace.h"
+#include "plugins/PublishToYouTube/upload/PrivateFile.h"
+
+#include <QtCore/QCryptographicHash>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+
+#include <sys/stat.h>
+
+namespace publishing {
+
+namespace {
+
+constexpr std::int64_t longestAge = 6 * 24 * 3600;  // seconds
+
+bool isTooOld(std::int64_t begun) {
+  const std::int64_t age = std::time(nullptr) - begun;
+  return age < 0 || age > longestAge;
+}
+
+QString hashOf(const std::string& text) {
+  return QString::fromLatin1(
+      QCryptographicHash::hash(QByteArray::fromStdString(text), QCryptographicHash::Sha256).toHex());
+}
+
+}  // namespace
+
+std::optional<std::string> KeptSessions::find(const Upload& upload) const {
+  sweep();
+  const auto content = readPrivateFile(pathOf(upload));
+  if (!content) return std::nullopt;
+  const QJsonObject object = QJsonDocument::fromJson(QByteArray::fromStdString(*content)).object();
+  const bool same =
+      object["details"].toString() == hashOf(upload.details) && object["client"].toString() == hashOf(upload.client) &&
+      object["server"].toString().toStdString() == upload.server && !isTooOld(object["begun"].toInteger());
+  const std::string address = object["session"].toString().toStdString();
+  if (same && !address.empty()) return address;
+  drop(upload);
+  return std::nullopt;
+}
+
+void KeptSessions::keep(const Upload& upload, const std::string& address) const {
+  const QJsonObject object{{"session", QString::fromStdString(address)},
+                           {"details", hashOf(upload.details)},
+                           {"client", hashOf(upload.client)},
+                           {"server", QString::fromStdString(upload.server)},
+                           {"begun", qint64(std::time(nullptr))}};
+  const int failure = writePrivateFile(pathOf(upload), QJsonDocument(object).toJson().toStdString());
+  if (failure != 0) os_trace_error("Publishing: can't keep the upload for later: %s", std::strerror(failure));
+}
+
+void KeptSessions::drop(const Upload& upload) const {
+  removePrivateFile(pathOf(upload));
+}
+
+void KeptSessions::sweep() const {
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(folder_, error)) {
+    struct stat status {};
+    if (entry.path().extension() == ".json" && lstat(entry.path().c_str(), &status) == 0 &&
+        isTooOld(status.st_mtim.tv_sec))
+      removePrivateFile(entry.path().string());
+  }
+}
+
+}  // namespace publishing

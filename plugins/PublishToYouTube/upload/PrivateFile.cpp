@@ -1,0 +1,87 @@
+#include "plugins/PublishToYouTube/upload/PrivateFile.h"
+
+#include "platform/backends/posix/FileDescriptor.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <random>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace publishing {
+
+namespace {
+
+constexpr off_t largestFile = 1024 * 1024;
+
+/// Opens the folder of `path`; its own name must not be a link.
+FileDescriptor openFolder(const std::string& path, bool create) {
+  const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+  if (create) {
+    std::string made;
+    for (const auto& part : folder) {
+      made += (made.empty() || made.back() == '/' ? "" : "/") + part.string();
+      mkdir(made.c_str(), 0700);  // those that are there stay as they are
+    }
+  }
+  return FileDescriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+}
+
+std::string nameOf(const std::string& path) {
+  return std::filesystem::path(path).filename().string();
+}
+
+}  // namespace
+
+std::optional<std::string> readPrivateFile(const std::string& path) {
+  const FileDescriptor folder = openFolder(path, false);
+  if (!folder) return std::nullopt;
+  const FileDescriptor file(openat(folder.get(), nameOf(path).c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  struct stat status {};
+  if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_uid != geteuid() ||
+      status.st_size > largestFile)
+    return std::nullopt;
+  if ((status.st_mode & 077) != 0 && fchmod(file.get(), 0600) != 0) return std::nullopt;
+  std::string content(size_t(status.st_size), '\0');
+  size_t done = 0;
+  while (done < content.size()) {
+    const ssize_t size = read(file.get(), content.data() + done, content.size() - done);
+    if (size < 0 && errno == EINTR) continue;
+    if (size <= 0) return std::nullopt;
+    done += size_t(size);
+  }
+  return content;
+}
+
+int writePrivateFile(const std::string& path, const std::string& content) {
+  const FileDescriptor folder = openFolder(path, true);
+  if (!folder) return errno;
+  std::random_device random;
+  char temporary[40];
+  std::snprintf(temporary, sizeof temporary, ".zevanti-%08x%08x.part", random(), random());
+  FileDescriptor file(
+      openat(folder.get(), temporary, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
+  if (!file) return errno;
+  int failure = 0;
+  for (size_t done = 0; failure == 0 && done < content.size();) {
+    const ssize_t size = write(file.get(), content.data() + done, content.size() - done);
+    if (size >= 0)
+      done += size_t(size);
+    else if (errno != EINTR)
+      failure = errno;
+  }
+  if (failure == 0 && fsync(file.get()) != 0) failure = errno;
+  if (failure == 0 && renameat(folder.get(), temporary, folder.get(), nameOf(path).c_str()) != 0) failure = errno;
+  if (failure != 0) unlinkat(folder.get(), temporary, 0);
+  return failure;
+}
+
+void removePrivateFile(const std::string& path) {
+  const FileDescriptor folder = openFolder(path, false);
+  if (folder) unlinkat(folder.get(), nameOf(path).c_str(), 0);
+}
+
+}  // namespace publishing

@@ -1,0 +1,87 @@
+#pragma once
+
+#include "platform/Foundation/NSError.h"
+#include "plugins/PublishToYouTube/upload/Authorization.h"
+#include "plugins/PublishToYouTube/upload/HttpTransfer.h"
+#include "plugins/PublishToYouTube/upload/KeptSessions.h"
+#include "plugins/PublishToYouTube/upload/RetryDelays.h"
+#include "plugins/PublishToYouTube/upload/TransferRate.h"
+#include "plugins/PublishToYouTube/upload/UploadFile.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace publishing {
+
+/// Uploads one file in chunks, and comes through all that can be come through: lost connections, busy servers, tokens
+/// that end, sessions that are gone, and, with what KeptSessions has, the end of the program. Main queue only.
+class ResumableUpload : public std::enable_shared_from_this<ResumableUpload> {
+ public:
+  struct Settings {
+    std::string address;  ///< at which sessions start
+    std::string client;   ///< the client identifier
+    std::string details;  ///< VideoDetails::json()
+    std::string stateFolder;
+    RetryDelays::Times delays;
+    double stallSeconds = 60;
+    /// A chunk takes about 20 seconds within these limits, multiples of 256 KiB. Each costs a round trip and what the
+    /// service does with it, during which the line is idle: larger ones are faster; and what has arrived of a chunk
+    /// when the connection breaks isn't lost, so they need not be small.
+    std::int64_t smallestChunk = std::int64_t(8) << 20, largestChunk = std::int64_t(256) << 20;
+  };
+  struct Events {
+    std::function<void(std::int64_t sentBytes, std::optional<double> secondsRemaining)> progress;
+    std::function<void(const std::string& why, double seconds)> waiting;
+    std::function<void(const std::string& videoIdentifier)> finished;
+    std::function<void(const NSErrorPtr& error)> failed;
+  };
+
+  ResumableUpload(Settings settings, std::shared_ptr<UploadFile> file, std::shared_ptr<Authorization> authorization,
+                  Events events);
+
+  void start();
+  /// Stops at once and gives the session up, here and at the service. No events come after it.
+  void cancel();
+
+ private:
+  enum class Step { Start, Ask, Send };
+
+  void perform(Step step);
+  void send(Step step, const std::string& token);
+  void receive(Step step, const HttpTransfer::Answer& answer);
+  void receiveStart(const HttpTransfer::Answer& answer);
+  void receiveIncomplete(Step step, const HttpTransfer::Answer& answer);
+  void receiveVideo(const HttpTransfer::Answer& answer);
+  void receiveUnauthorized(Step step, const HttpTransfer::Answer& answer);
+  void beginAnew();
+  void retry(Step step, const char* why, std::optional<double> asked);
+  void report(std::int64_t sent);
+  void adaptChunk(std::int64_t sent);
+  /// Ends with an error. With `giveUp`, the session is of no use any more.
+  void fail(const NSErrorPtr& error, bool giveUp);
+  void giveSessionUp();
+  void failOnWrongAnswer(const std::string& what);
+
+  Settings settings_;
+  std::shared_ptr<UploadFile> file_;
+  std::shared_ptr<Authorization> authorization_;
+  Events events_;
+  HttpTransfer transfer_;
+  KeptSessions kept_;
+  KeptSessions::Upload upload_;
+  RetryDelays delays_;
+  TransferRate rate_;
+  std::string session_;  // its address; empty without one
+  std::string token_;
+  std::int64_t received_ = 0;  // by the service, as it said
+  std::int64_t chunkEnd_ = 0;  // what the service may have at most
+  std::int64_t chunkSize_;
+  double chunkBegan_ = 0;
+  int sessionsLost_ = 0;
+  bool ended_ = false;
+};
+
+}  // namespace publishing

@@ -1,0 +1,88 @@
+#include "plugins/PublishToYouTube/upload/TokenStore.h"
+
+#include "platform/Foundation/os_trace.h"
+#include "plugins/PublishToYouTube/upload/PersonFolders.h"
+#include "plugins/PublishToYouTube/upload/PrivateFile.h"
+#include "plugins/PublishToYouTube/upload/SecretService.h"
+
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+
+#include <cstring>
+
+namespace publishing {
+
+namespace {
+
+using Outcome = SecretService::Outcome;
+
+/// The file holds an object with the tokens of each client and server.
+QString keyOf(const TokenStore::Place& place) {
+  return QString::fromStdString(place.client + " " + place.server);
+}
+
+QJsonObject readFile(const std::string& path) {
+  return QJsonDocument::fromJson(QByteArray::fromStdString(readPrivateFile(path).value_or(""))).object();
+}
+
+void writeFile(const std::string& path, const QJsonObject& content) {
+  if (content.isEmpty()) return removePrivateFile(path);
+  if (const int failure = writePrivateFile(path, QJsonDocument(content).toJson().toStdString()); failure != 0)
+    os_trace_error("Publishing: the sign-in can't be kept in %s: %s", path.c_str(), std::strerror(failure));
+}
+
+void removeFromFile(const TokenStore::Place& place) {
+  QJsonObject content = readFile(place.file);
+  if (!content.contains(keyOf(place))) return;
+  content.remove(keyOf(place));
+  writeFile(place.file, content);
+}
+
+std::optional<Tokens> load(const TokenStore::Place& place, SecretService& service) {
+  std::string secret;
+  if (place.secretService && service.lookUp(place.client, place.server, &secret) == Outcome::Done) {
+    if (const auto tokens = Tokens::fromJson(secret)) return tokens;
+  }
+  return Tokens::fromJson(readFile(place.file)[keyOf(place)].toString().toStdString());
+}
+
+void save(const TokenStore::Place& place, SecretService& service, const Tokens& tokens) {
+  const Outcome outcome =
+      place.secretService ? service.store(place.client, place.server, tokens.json()) : Outcome::Unavailable;
+  if (outcome != Outcome::Unavailable) return removeFromFile(place);
+  QJsonObject content = readFile(place.file);
+  content[keyOf(place)] = QString::fromStdString(tokens.json());
+  writeFile(place.file, content);
+}
+
+}  // namespace
+
+TokenStore::TokenStore(Place place) : place_(std::move(place)), service_(std::make_shared<SecretService>()) {}
+
+TokenStore::~TokenStore() {
+  service_->cancelLookUps();
+}
+
+std::string TokenStore::defaultFile() {
+  return stateFolder() + "/publishing-tokens.json";
+}
+
+void TokenStore::load(std::function<void(std::optional<Tokens>)> handler) {
+  dispatch_async(queue_, [place = place_, service = service_, handler = std::move(handler)]() mutable {
+    dispatch_async(dispatch_get_main_queue(),
+                   [handler = std::move(handler), tokens = publishing::load(place, *service)] { handler(tokens); });
+  });
+}
+
+void TokenStore::save(const Tokens& tokens) {
+  dispatch_async(queue_, [place = place_, service = service_, tokens] { publishing::save(place, *service, tokens); });
+}
+
+void TokenStore::clear() {
+  dispatch_async(queue_, [place = place_, service = service_] {
+    if (place.secretService) service->clear(place.client, place.server);
+    removeFromFile(place);
+  });
+}
+
+}  // namespace publishing

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "platform/Dispatch/dispatch.h"
+#include "plugins/PublishToYouTube/upload/Tokens.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace publishing {
+
+class SecretService;
+
+/// Keeps the tokens of one client at one server from one use to the next: in the desktop's store for secrets where
+/// there is one, else in a file of mode 0600. A store that is there but stays locked gets no file beside it: the
+/// person signs in again next time. Main queue only; the work is done elsewhere, in the order of the calls.
+class TokenStore {
+ public:
+  struct Place {
+    std::string client, server;  ///< client identifier; origin of the server's address
+    std::string file;            ///< where tokens go without a store for secrets
+    bool secretService = true;   ///< false: always the file
+  };
+
+  explicit TokenStore(Place place);
+  ~TokenStore();  ///< ends a load that waits; what is to be saved or cleared still is
+  TokenStore(const TokenStore&) = delete;
+  TokenStore& operator=(const TokenStore&) = delete;
+
+  /// The handler comes on the main queue, with nothing when there are no tokens.
+  void load(std::function<void(std::optional<Tokens>)> handler);
+  void save(const Tokens& tokens);
+  void clear();
+
+  static std::string defaultFile();
+
+ private:
+  Place place_;
+  std::shared_ptr<SecretService> service_;
+  dispatch_queue_t queue_ = dispatch_queue_create("publishing.tokens");
+};
+
+}  // namespace publishing

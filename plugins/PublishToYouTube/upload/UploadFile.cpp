@@ -1,0 +1,113 @@
+#include "plugins/PublishToYouTube/upload/UploadFile.h"
+
+#include "plugins/PublishToYouTube/upload/PublishingError.h"
+
+#include <QtCore/QCryptographicHash>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <filesystem>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace publishing {
+
+namespace {
+
+constexpr std::int64_t hashedEnd = 1024 * 1024;
+
+std::string nameOf(const std::string& path) {
+  return std::filesystem::path(path).filename().string();
+}
+
+std::string typeOf(const std::string& path) {
+  std::string extension = std::filesystem::path(path).extension().string();
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](unsigned char c) { return std::tolower(c); });
+  if (extension == ".mp4" || extension == ".m4v") return "video/mp4";
+  if (extension == ".mov") return "video/quicktime";
+  if (extension == ".webm") return "video/webm";
+  if (extension == ".mkv") return "video/x-matroska";
+  return "video/*";
+}
+
+}  // namespace
+
+std::shared_ptr<UploadFile> UploadFile::open(const std::string& path, NSErrorPtr* error) {
+  const auto fail = [&](const NSErrorPtr& what) {
+    *error = what;
+    return nullptr;
+  };
+  const std::shared_ptr<UploadFile> file(new UploadFile);
+  file->path_ = path;
+  file->type_ = typeOf(path);
+  file->file_.reset(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  struct stat status {};
+  if (!file->file_ || fstat(file->file_.get(), &status) != 0)
+    return fail(NSError::posix(errno, "The movie " + nameOf(path) + " can't be opened"));
+  if (!S_ISREG(status.st_mode) || status.st_size == 0) {
+    return fail(publishingError(PublishingErrorCode::UnreadableFile,
+                                "There is nothing to publish in " + nameOf(path) + ": it is " +
+                                    (S_ISREG(status.st_mode) ? "empty." : "not a file.")));
+  }
+  file->size_ = status.st_size;
+  file->changedSeconds_ = status.st_mtim.tv_sec;
+  file->changedNanoseconds_ = status.st_mtim.tv_nsec;
+
+  QCryptographicHash hash(QCryptographicHash::Sha256);
+  for (const std::uint64_t number :
+       {std::uint64_t(status.st_dev), std::uint64_t(status.st_ino), std::uint64_t(status.st_size),
+        std::uint64_t(status.st_mtim.tv_sec), std::uint64_t(status.st_mtim.tv_nsec)})
+    hash.addData(QByteArray::number(qulonglong(number)) + ' ');
+  const std::int64_t end = std::min(file->size_, hashedEnd);
+  std::vector<char> piece(static_cast<size_t>(end));
+  for (const std::int64_t at : {std::int64_t(0), file->size_ - end}) {
+    if (file->read(at, piece.data(), end) != end) return fail(file->check());
+    hash.addData(QByteArrayView(piece.data(), end));
+  }
+  file->identity_ = hash.result().toHex().toStdString();
+  posix_fadvise(file->file_.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
+  return file;
+}
+
+bool UploadFile::isUnchanged() const {
+  struct stat status {};
+  return fstat(file_.get(), &status) == 0 && status.st_size == size_ && status.st_mtim.tv_sec == changedSeconds_ &&
+         status.st_mtim.tv_nsec == changedNanoseconds_;
+}
+
+std::int64_t UploadFile::read(std::int64_t at, char* data, std::int64_t size) {
+  const std::int64_t wanted = std::clamp<std::int64_t>(size_ - at, 0, size);
+  std::int64_t done = 0;
+  while (done < wanted) {
+    const ssize_t step = pread(file_.get(), data + done, size_t(wanted - done), at + done);
+    if (step < 0 && errno == EINTR) continue;
+    if (step < 0) unreadable_ = true;
+    if (step <= 0) return -1;  // it has become shorter
+    done += step;
+  }
+  // After reading, so that nothing is handed on that was written meanwhile.
+  return isUnchanged() ? done : -1;
+}
+
+NSErrorPtr UploadFile::check() {
+  if (!isUnchanged()) {
+    return publishingError(PublishingErrorCode::FileChanged,
+                           "The movie " + nameOf(path_) +
+                               " changed while it was published, so it was not published. "
+                               "Publish it again when it is finished.");
+  }
+  if (unreadable_) {
+    return publishingError(PublishingErrorCode::UnreadableFile,
+                           "The movie " + nameOf(path_) +
+                               " can't be read to its end, so it was not published. Check "
+                               "the disk that it is on.");
+  }
+  return nullptr;
+}
+
+}  // namespace publishing

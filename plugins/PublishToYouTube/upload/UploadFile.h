@@ -1,0 +1,42 @@
+#pragma once
+
+#include "platform/Foundation/NSError.h"
+#include "platform/backends/posix/FileDescriptor.h"
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace publishing {
+
+/// The movie that is uploaded. It is read piece by piece, and watched: a file that somebody writes to or shortens while
+/// it is uploaded is not read any further. Any thread.
+class UploadFile {
+ public:
+  /// Opens it and reads a little at both ends. Null and an error when that fails, or when it is empty.
+  static std::shared_ptr<UploadFile> open(const std::string& path, NSErrorPtr* error);
+
+  std::int64_t size() const { return size_; }
+  /// The same for the same file with the same content: made of device, inode, size, time of change and a hash of its
+  /// first and last megabyte. Usable as a file name.
+  const std::string& identity() const { return identity_; }
+  /// The type of its content, by its name.
+  const std::string& type() const { return type_; }
+
+  /// Reads up to `size` bytes at `at`; fewer only at the end. -1 when it can't be read or has changed.
+  std::int64_t read(std::int64_t at, char* data, std::int64_t size);
+  /// Null while the file is as it was; else what is wrong with it.
+  NSErrorPtr check();
+
+ private:
+  UploadFile() = default;
+  bool isUnchanged() const;
+
+  std::string path_, identity_, type_;
+  FileDescriptor file_;
+  std::int64_t size_ = 0, changedSeconds_ = 0, changedNanoseconds_ = 0;
+  std::atomic<bool> unreadable_{false};
+};
+
+}  // namespace publishing

@@ -1,0 +1,57 @@
+#include "plugins/PublishToYouTube/upload/VideoDetails.h"
+
+#include "plugins/PublishToYouTube/upload/PublishingError.h"
+
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+
+namespace publishing {
+
+namespace {
+
+bool hasAngleBrackets(const std::string& text) {
+  return text.find_first_of("<>") != std::string::npos;
+}
+
+qsizetype characters(const std::string& text) {
+  return QString::fromStdString(text).toUcs4().size();
+}
+
+NSErrorPtr wrong(const char* text) {
+  return publishingError(PublishingErrorCode::WrongDetails, text);
+}
+
+}  // namespace
+
+NSErrorPtr VideoDetails::check() const {
+  if (QString::fromStdString(title).trimmed().isEmpty()) return wrong("The video needs a title.");
+  if (characters(title) > 100) return wrong("The title is too long: it may have 100 characters.");
+  if (hasAngleBrackets(title)) return wrong("The title may not contain the characters < and >.");
+  if (description.size() > 5000) return wrong("The description is too long: it may have 5000 bytes.");
+  if (hasAngleBrackets(description)) return wrong("The description may not contain the characters < and >.");
+  qsizetype tagCharacters = 0;
+  for (const std::string& tag : tags) {
+    if (hasAngleBrackets(tag)) return wrong("A tag may not contain the characters < and >.");
+    tagCharacters += characters(tag) + 1 + (tag.find(' ') != std::string::npos ? 2 : 0);
+  }
+  if (tagCharacters > 501) return wrong("The tags are too long: together they may have 500 characters.");
+  return nullptr;
+}
+
+std::string VideoDetails::json() const {
+  QJsonArray tagList;
+  for (const std::string& tag : tags) tagList.append(QString::fromStdString(tag));
+  QJsonObject snippet{{"title", QString::fromStdString(title)}, {"description", QString::fromStdString(description)}};
+  if (!categoryIdentifier.empty()) snippet["categoryId"] = QString::fromStdString(categoryIdentifier);
+  if (!tags.empty()) snippet["tags"] = tagList;
+  const char* privacy = visibility == Visibility::Public     ? "public"
+                        : visibility == Visibility::Unlisted ? "unlisted"
+                                                             : "private";
+  const QJsonObject status{{"privacyStatus", privacy}, {"selfDeclaredMadeForKids", madeForChildren}};
+  return QJsonDocument(QJsonObject{{"snippet", snippet}, {"status", status}})
+      .toJson(QJsonDocument::Compact)
+      .toStdString();
+}
+
+}  // namespace publishing

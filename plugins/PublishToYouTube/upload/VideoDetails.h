@@ -1,0 +1,27 @@
+#pragma once
+
+#include "platform/Foundation/NSError.h"
+
+#include <string>
+#include <vector>
+
+namespace publishing {
+
+/// What the person says about a video.
+struct VideoDetails {
+  enum class Visibility { Private, Unlisted, Public };
+
+  std::string title;               ///< 1 to 100 characters, without < and >
+  std::string description;         ///< at most 5000 bytes, without < and >
+  std::string categoryIdentifier;  ///< of videoCategories()
+  std::vector<std::string> tags;   ///< at most 500 characters together, commas and the quotes of those with blanks too
+  Visibility visibility = Visibility::Private;
+  bool madeForChildren = false;
+
+  /// Null when the service takes these details; otherwise an error that names the field.
+  NSErrorPtr check() const;
+  /// The body of an upload session's start.
+  std::string json() const;
+};
+
+}  // namespace publishing
