@@ -184,6 +184,12 @@ TEST_F(Export, TracksTurnNamesAndDatesAreKept) {
   EXPECT_NEAR(read_back::pitch(sound, 0.52), 300 + 50 * 3, 4);
   EXPECT_EQ(read_back::pictures(cut("one_frame.mp4", 0, 1)).size(), 1U);
   EXPECT_EQ(read_back::pictures(cut("damaged.mp4", 4, 6)).size(), 60U);
+
+  // Inside the last packet of sound.
+  const std::string last = cut("basic.mp4", 59.995, 60);
+  EXPECT_EQ(read_back::pictures(last).at(0).number, 1799);
+  EXPECT_EQ(read_back::facts(last)->tracks.size(), 2U);
+  EXPECT_NEAR(read_back::facts(last)->duration, 0.005, 1e-4);
 }
 
 TEST_F(Export, AnImpossibleRangeFails) {
@@ -218,6 +224,28 @@ TEST_F(Export, NothingIsReplacedButTheSourceItself) {
   EXPECT_EQ(replacing->status(), Status::Completed);
   EXPECT_EQ(read_back::pictures(own).front().number, 300);
   EXPECT_EQ(leftovers().size(), 2U);
+}
+
+TEST_F(Export, NobodyMoreMayReadTheCopyThanTheOriginal) {
+  const auto mode = [](const std::string& path) { return unsigned(fs::status(path).permissions() & fs::perms::all); };
+  const auto exported = [](const std::string& source, const std::string& output) {
+    const auto made = session(source, output, 1, 2);
+    made->setReplacesExistingFile(true);
+    finish(made);
+    EXPECT_EQ(made->status(), Status::Completed) << source;
+  };
+  for (const char* name : {"basic.mp4", "basic.mkv"}) {
+    const std::string own = scratch_ / name, copy = own + ".m4v";
+    fs::copy_file(recordings::path(name), own);
+    fs::permissions(own, fs::perms(0600));
+    exported(own, copy);
+    EXPECT_EQ(mode(copy), 0600U);
+    fs::permissions(copy, fs::perms(0640));  // its owner's decision
+    exported(own, copy);
+    EXPECT_EQ(mode(copy), 0640U);
+    exported(own, own);
+    EXPECT_EQ(mode(own), 0600U);
+  }
 }
 
 TEST_F(Export, FailuresLeaveNothingBehind) {

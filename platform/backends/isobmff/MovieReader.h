@@ -30,6 +30,10 @@ bool isMovieFile(int descriptor);
 /// count from a far moment are moved near zero by whole seconds, all tracks alike. Random access points of the sample
 /// group "rap " that are not sync samples are given as partial ones.
 ///
+/// Not taken along at all: auxiliary data that lies elsewhere in the file (saiz, saio, senc), samples that stand in for
+/// others (stsh), and in fragments parts of samples (subs). Players do without; tracks that can't be decoded without
+/// are protected, and planCut refuses those.
+///
 /// Null and `error` (AVFoundationErrorDomain or NSPOSIXErrorDomain; the text names the file by `displayName`). Any
 /// thread; reads with pread.
 std::unique_ptr<Movie> readMovie(int descriptor, const std::string& displayName, NSErrorPtr* error);
