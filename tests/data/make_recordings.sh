@@ -8,21 +8,10 @@ set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 folder=${1:?usage: make_recordings.sh FOLDER [--bench]}
 bench=${2:-}
-mkdir -p "$folder"
-cd "$folder"
-exec 9>.lock
-flock 9
+. "$here/making.sh"
 
-version=1
-if [ "$(cat .version 2>/dev/null)" != $version ]; then
-  rm -f -- *.mp4 *.mkv *.ts
-fi
-
-generator=.frame_source
-if [ ! -x $generator ] || [ "$here/frame_source.cpp" -nt $generator ] || [ "$here/FrameCode.h" -nt $generator ]; then
-  "${CXX:-c++}" -std=c++20 -O2 "$here/frame_source.cpp" -o $generator.new
-  mv $generator.new $generator
-fi
+renew 1
+compile frame_source "$here/frame_source.cpp" "$here/FrameCode.h"
 
 # make NAME WIDTH HEIGHT RATE COUNT [ffmpeg arguments after the inputs: 0 is the pictures, 1 the tone, 2 a higher one]
 make() {
@@ -31,15 +20,13 @@ make() {
   [ -e "$name" ] && return
   local seconds
   seconds=$(awk "BEGIN { print $count / $rate }")
-  ./$generator "$width" "$height" "$count" | ffmpeg -nostdin -v error -y \
+  ./.frame_source "$width" "$height" "$count" | ffmpeg -nostdin -v error -y \
     -f rawvideo -pix_fmt yuv420p -video_size "${width}x$height" -framerate "$rate" -i - \
     -f lavfi -i "aevalsrc='0.2*sin(2*PI*t*(300+50*mod(floor(t),40)))':s=48000:d=$seconds" \
     -f lavfi -i "aevalsrc='0.2*sin(2*PI*t*(4300+50*mod(floor(t),40)))':s=48000:d=$seconds" \
     -metadata creation_time=2024-03-05T10:20:30Z "$@" "making-$name"
   mv "making-$name" "$name"
 }
-# h264 SECONDS-BETWEEN-KEY-FRAMES*RATE B-FRAMES
-h264() { echo "-c:v libx264 -preset veryfast -crf 24 -g $1 -keyint_min $1 -sc_threshold 0 -bf $2"; }
 aac="-c:a aac -b:a 96k"
 
 make basic.mp4 640 360 30 1800 -map 0 -map 1 $(h264 60 0) $aac
@@ -88,4 +75,4 @@ if [ "$bench" = --bench ]; then
     mv making-hour.mp4 hour.mp4
   fi
 fi
-echo $version >.version
+renewed

@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdint>
 #include <fstream>
-#include <iterator>
 #include <map>
 
 namespace {
@@ -57,7 +56,7 @@ void walk(const std::string& bytes, std::size_t from, std::size_t to, const std:
     if (size < header || size > to - at) return;
     const std::size_t begin = at + header, end = at + size;
     at = end;
-    if (isOneOf(type, kTables) || (path.empty() && type != "moov")) continue;
+    if (isOneOf(type, kTables)) continue;
     const std::string name = path + "/" + type + "[" + std::to_string(seen[type]++) + "]";
     if (isOneOf(type, kContainers)) {
       entries.push_back({name, ""});
@@ -72,9 +71,20 @@ void walk(const std::string& bytes, std::size_t from, std::size_t to, const std:
 
 std::vector<Entry> boxes(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  const std::string bytes(std::istreambuf_iterator<char>(file), {});
   std::vector<Entry> entries;
-  walk(bytes, 0, bytes.size(), "", entries);
+  std::string header(16, '\0');
+  for (std::uint64_t at = 0; file.seekg(std::streamoff(at)) && file.read(header.data(), 8);) {
+    std::uint64_t size = number(header, 0, 4);
+    if (size == 1 && file.read(header.data() + 8, 8)) size = number(header, 8, 8);
+    if (size < 8) break;
+    if (header.compare(4, 4, "moov") == 0) {
+      std::string box(size, '\0');
+      file.seekg(std::streamoff(at));
+      file.read(box.data(), std::streamsize(size));
+      walk(box, 0, box.size(), "", entries);
+    }
+    at += size;
+  }
   return entries;
 }
 

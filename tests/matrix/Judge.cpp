@@ -69,7 +69,8 @@ bool matrix::isAudible(const Truth& truth, const Range& range) {
 
 matrix::Verdict matrix::judge(const Truth& truth, const Range& range, const Reading& reading,
                               const Exactness& exactness) {
-  return exactness.tolerant ? judgeTolerant(truth, range, reading) : judgeExact(truth, range, reading, exactness);
+  return exactness.tolerant ? judgeTolerant(truth, range, reading, exactness)
+                            : judgeExact(truth, range, reading, exactness);
 }
 
 matrix::Verdict matrix::judgeExact(const Truth& truth, const Range& asked, const Reading& reading,
@@ -142,7 +143,8 @@ matrix::Verdict matrix::judgeExact(const Truth& truth, const Range& asked, const
   return verdict;
 }
 
-matrix::Verdict matrix::judgeTolerant(const Truth& truth, const Range& asked, const Reading& reading) {
+matrix::Verdict matrix::judgeTolerant(const Truth& truth, const Range& asked, const Reading& reading,
+                                      const Exactness& exactness) {
   Verdict verdict;
   std::vector<std::string>& complaints = verdict.complaints;
   if (!reading.error.empty()) return {{"can't be played: " + reading.error}, {}};
@@ -189,6 +191,7 @@ matrix::Verdict matrix::judgeTolerant(const Truth& truth, const Range& asked, co
     }
     Sound sound = reading.sounds[0];
     sound.start -= zero;
+    if (exactness.soundAtOnce) sound.start += audible(sources[0], range).start;
     const double limit = std::max(2 * frame, 0.1);
     const SoundMatch match = matchSound(sources[0], sound, range.start, range.length(), limit, kSqueezed);
     if (!match.reason.empty()) {

@@ -20,6 +20,8 @@ struct Exactness {
   bool fromPicture = false;     ///< the player begins with the first picture, whatever sounds before it
   int pictures = 0;             ///< pictures that it may be off where it is asked at a moment
   double shortest = 0;          ///< pictures that a range must be longer than to be judged
+  bool soundAtOnce = false;     ///< it begins a sound track with the first sample, whenever that is due
+  bool asSource = false;        ///< it may show a wrong picture where it shows the same one of the source
   bool mayRefuse = false;       ///< it may fail to play what it can't play of the source, either
 };
 
@@ -40,7 +42,7 @@ Verdict judgeExact(const Truth& truth, const Range& range, const Reading& readin
 
 /// A player that ignores them: at any moment the right picture or one within two of it, nothing black, no sound or
 /// picture that is missing, sound and picture together.
-Verdict judgeTolerant(const Truth& truth, const Range& range, const Reading& reading);
+Verdict judgeTolerant(const Truth& truth, const Range& range, const Reading& reading, const Exactness& exactness);
 
 /// One or the other, as `exactness` says.
 Verdict judge(const Truth& truth, const Range& range, const Reading& reading, const Exactness& exactness);

@@ -18,9 +18,9 @@ matrix::Reading matrix::readWithMpv(const std::string& path,
     return reading;
   }
   std::vector<std::pair<std::string, std::string>> all = {
-      {"config", "no"}, {"terminal", "no"},  {"load-scripts", "no"},  {"ytdl", "no"}, {"osc", "no"},
-      {"sid", "no"},    {"ovc", "rawvideo"}, {"oac", "pcm_s16le"},    {"of", "nut"},  {"o", scratch},
-      {"idle", "yes"},  {"cache", "no"},     {"vd-lavc-threads", "1"}};
+      {"config", "no"}, {"terminal", "no"},       {"load-scripts", "no"}, {"ytdl", "no"},          {"osc", "no"},
+      {"sid", "no"},    {"vf", "format=yuv420p"}, {"ovc", "rawvideo"},    {"oac", "pcm_s16le"},    {"of", "nut"},
+      {"o", scratch},   {"idle", "yes"},          {"cache", "no"},        {"vd-lavc-threads", "1"}};
   all.insert(all.end(), options.begin(), options.end());
   for (const auto& [name, value] : all) {
     const int result = mpv_set_option_string(handle, name.c_str(), value.c_str());

@@ -54,6 +54,14 @@ void matrix::Table::addNotApplicable(const std::string& source, const std::strin
   remarks_["n/a: " + player + ": " + reason].push_back(source + " " + range);
 }
 
+void matrix::Table::addFailedExport(const std::string& source, const std::string& range, const std::string& failure) {
+  if (exactnessOf("export", source).mayRefuse) {
+    addNotApplicable(source, range, "export", failure);
+  } else {
+    add(source, range, "export", {{failure}, {}});
+  }
+}
+
 void matrix::Table::print() const {
   if (sources_.empty()) return;
   std::printf("\n%-16s", "");

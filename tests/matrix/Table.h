@@ -19,6 +19,8 @@ class Table {
   /// The range is not judged in that player, and why.
   void addNotApplicable(const std::string& source, const std::string& range, const std::string& player,
                         const std::string& reason);
+  /// An export that failed: not applicable where that is a known difference, else a failure.
+  void addFailedExport(const std::string& source, const std::string& range, const std::string& failure);
   /// The table, what was not judged or not compared, and the known differences that hold for what is in the table.
   void print() const;
 

@@ -8,11 +8,12 @@ namespace {
 using namespace matrix;
 
 bool isNear(const Truth& truth, const Range& range, const Picture& seen, int pictures) {
+  // The lead-in may be what the source itself hides.
+  if (seen.time < pictures * truth.pictureLength()) return seen.number >= 0;
   const auto& shown = truth.reading().pictures;
   const auto found =
       std::find_if(shown.begin(), shown.end(), [&](const Picture& p) { return p.number == seen.number; });
   if (found == shown.end()) return false;
-  if (seen.time < pictures * truth.pictureLength()) return true;
   const auto due = std::ptrdiff_t(truth.pictureAt(range.start + seen.time));
   return std::abs(found - shown.begin() - due) <= pictures;
 }
@@ -33,7 +34,7 @@ std::vector<double> matrix::browserMoments(const Truth& truth, const Range& rang
 }
 
 matrix::Verdict matrix::judgeBrowser(const Truth& truth, const Range& range, const std::vector<double>& moments,
-                                     const Reading& reading, const Exactness& exactness) {
+                                     const Reading& reading, const Exactness& exactness, const Reading* source) {
   if (!reading.error.empty()) return {{"can't be played: " + reading.error}, {}};
   Verdict verdict;
   if (reading.pictures.size() != moments.size() + 1) {
@@ -43,6 +44,11 @@ matrix::Verdict matrix::judgeBrowser(const Truth& truth, const Range& range, con
   const auto& shown = truth.reading().pictures;
   for (const Picture& seen : reading.pictures) {
     if (isNear(truth, range, seen, exactness.pictures)) continue;
+    if (source && std::any_of(source->pictures.begin(), source->pictures.end(), [&](const Picture& other) {
+          return other.number == seen.number && std::abs(other.time - range.start - seen.time) < 1e-5;
+        })) {
+      continue;
+    }
     verdict.complaints.push_back("at " + std::to_string(seen.time) + ": expected picture " +
                                  std::to_string(shown[truth.pictureAt(range.start + seen.time)].number) + ", seen " +
                                  std::to_string(seen.number));

@@ -42,10 +42,15 @@ bool sendFile(int connection, const std::string& path, const std::string& range)
   header += std::string("Content-Type: ") + (webm ? "video/webm" : "video/mp4") +
             "\r\nAccept-Ranges: bytes\r\nCache-Control: no-store\r\nContent-Length: " + std::to_string(to - from + 1) +
             "\r\n\r\n";
-  std::string data(std::size_t(to - from + 1), '\0');
+  if (!sendAll(connection, header.data(), header.size())) return false;
+  std::string data(1 << 16, '\0');
   file.seekg(from);
-  file.read(data.data(), std::streamsize(data.size()));
-  return sendAll(connection, header.data(), header.size()) && sendAll(connection, data.data(), data.size());
+  for (long left = to - from + 1; left > 0;) {
+    if (!file.read(data.data(), std::min(left, long(data.size())))) return false;
+    if (!sendAll(connection, data.data(), std::size_t(file.gcount()))) return false;
+    left -= file.gcount();
+  }
+  return true;
 }
 
 }  // namespace

@@ -8,29 +8,10 @@
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 folder=${1:?usage: make_matrix.sh FOLDER}
-mkdir -p "$folder"
-cd "$folder"
-exec 9>.lock
-flock 9
+. "$here/../../data/making.sh"
 
-version=1
-if [ "$(cat .version 2>/dev/null)" != $version ]; then
-  rm -f -- *.mp4 *.mov *.mkv *.webm *.ts
-fi
-
-# compile NAME SOURCE [what it depends on]
-compile() {
-  local name=.$1 source=$2 file
-  shift
-  for file; do
-    if [ ! -x "$name" ] || [ "$file" -nt "$name" ]; then
-      "${CXX:-c++}" -std=c++20 -O2 "$source" -o "$name.new"
-      mv "$name.new" "$name"
-    fi
-  done
-}
-data=$here/../../data
-compile frame_source "$data/frame_source.cpp" "$data/FrameCode.h"
+renew 2
+compile frame_source "$here/../../data/frame_source.cpp" "$here/../../data/FrameCode.h"
 compile retable "$here/retable.cpp"
 
 # The encoders keep quiet.
@@ -59,8 +40,6 @@ copy() {
   ffmpeg -nostdin -v error -y -i "$source" -map 0 -c copy "$@" "making-$name"
   mv "making-$name" "$name"
 }
-# h264 PICTURES-BETWEEN-KEY-FRAMES B-FRAMES
-h264() { echo "-c:v libx264 -preset veryfast -crf 24 -g $1 -keyint_min $1 -sc_threshold 0 -bf $2"; }
 hevc() { echo "-c:v libx265 -preset ultrafast -crf 26 -x265-params log-level=none:keyint=$1:min-keyint=$1:scenecut=0:bframes=$2${3:+:$3}"; }
 # Without noise substitution, which no two decodings fill in alike.
 aac="-c:a aac -b:a 96k -aac_pns 0"
@@ -116,10 +95,35 @@ copy faststart.mp4 bframes.mp4 -movflags +faststart
   mv making-ownedit.mp4 ownedit.mp4; }
 [ -e emptyedit.mp4 ] || { ffmpeg -nostdin -v error -y -itsoffset 0.45 -i h264.mp4 -itsoffset 1.1 -i bframes.mp4 -map 1:v \
   -map 0:a -c copy making-emptyedit.mp4 && mv making-emptyedit.mp4 emptyedit.mp4; }
-[ -e tables.mp4 ] || { ./.retable bframes.mp4 making-tables.mp4 && mv making-tables.mp4 tables.mp4; }
+# retable NAME SOURCE FORM: the same media, its index in a form that the encoders never use (retable.cpp)
+retable() {
+  [ -e "$1" ] || { ./.retable "$3" "$2" "making-$1" && mv "making-$1" "$1"; }
+}
+retable tables.mp4 bframes.mp4 tables
+retable far.mp4 bframes.mp4 far
+retable edits.mp4 h264.mp4 edits
+# Upside down, points that are not square, metadata under keys of its own, and all that tells how to show a picture.
+[ -e described.mp4 ] || {
+  make plain.mp4 30 -map 0 -map 1 -map 2 $(h264 60 2) $aac -vf hflip,vflip,setsar=4/3 \
+    -color_primaries bt709 -color_trc bt709 -colorspace bt709 -movflags +write_colr
+  copy turned180.mp4 plain.mp4 -metadata:s:v rotate=180 -movflags +write_colr+use_metadata_tags \
+    -metadata com.example.scene=Desk -metadata title="Zoë’s desk" -metadata:s:v language=nor \
+    -metadata:s:a:0 language=jpn -metadata:s:a:1 language=fra
+  retable described.mp4 turned180.mp4 described
+  rm plain.mp4 turned180.mp4
+}
+[ -e hdr.mp4 ] || {
+  make plain.mp4 30 -map 0 -map 1 $(hevc 60 3 open-gop=0:colorprim=bt2020:transfer=smpte2084:colormatrix=bt2020nc) \
+    -pix_fmt yuv420p10le -tag:v hvc1 -color_primaries bt2020 -color_trc smpte2084 -colorspace bt2020nc \
+    -movflags +write_colr $aac
+  retable hdr.mp4 plain.mp4 described
+  rm plain.mp4
+}
 copy matroska.mkv bframes.mp4
 copy web.webm vp9.mp4
 make stream.ts 30 -map 0 -map 1 $(h264 60 2) $aac
+copy hevc.ts hvc1.mp4
+copy hevc.mkv hevcopen.mp4
 [ -e subtitles.mp4 ] || {
   for i in 0 1 2 3 4 5 6 7; do
     printf '%d\n00:00:%02d,100 --> 00:00:%02d,900\nText %d\n\n' $((i + 1)) "$i" "$i" "$i"
@@ -129,4 +133,4 @@ make stream.ts 30 -map 0 -map 1 $(h264 60 2) $aac
   mv making-subtitles.mp4 subtitles.mp4
 }
 copy timecode.mov bframes.mp4 -timecode 01:00:00:00
-echo $version >.version
+renewed

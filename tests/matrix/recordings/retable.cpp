@@ -1,13 +1,19 @@
-// Writes the tables of a movie file in the forms that the encoders here never use: retable IN OUT.
+// Writes the index of a movie file in forms that the encoders here never use: retable FORM IN OUT.
 //
-// 64-bit chunk offsets (co64), sample sizes of 16 bits (stz2), and two sample descriptions that take turns half-way
-// through each track. The index must stand at the end of IN, so that no offset changes.
+// tables     64-bit chunk offsets (co64), sample sizes of 16 bits (stz2), and two sample descriptions that take turns
+//            half-way through each track
+// far        the media behind 5 GiB that take no room on the disk
+// edits      an edit list that leaves 1.6 s in the middle out
+// described  all boxes that tell how a picture is to be shown: light levels, Dolby Vision, clean aperture
+//
+// The index must stand at the end of IN, behind the media.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <string>
 
 namespace {
@@ -28,7 +34,23 @@ std::string box(const std::string& type, const std::string& payload) {
   return bytes(payload.size() + 8, 4) + type + payload;
 }
 
+enum class Form { Tables, Far, Edits, Described };
+Form form;
+
+/// How far the media move.
+constexpr std::uint64_t kFar = 5ULL << 30;
+
 std::string rewritten(const std::string& type, const std::string& payload, std::uint32_t chunks);
+
+/// The payload of the box that a path of types leads to, counted from the payload of a container.
+std::string find(const std::string& children, const std::string& path) {
+  for (std::size_t at = 0; at < children.size(); at += number(children, at)) {
+    if (children.compare(at + 4, 4, path, 0, 4) != 0) continue;
+    const std::string payload = children.substr(at + 8, number(children, at) - 8);
+    return path.size() > 4 ? find(payload, path.substr(5)) : payload;
+  }
+  return "";
+}
 
 std::uint32_t chunkCount(const std::string& children) {
   for (std::size_t at = 0; at < children.size(); at += number(children, at)) {
@@ -45,20 +67,65 @@ std::string rewrittenChildren(const std::string& children, std::uint32_t chunks)
   return result;
 }
 
+/// The chunk offsets as co64.
+std::string wideOffsets(const std::string& payload, std::uint64_t shift) {
+  std::string entries;
+  for (std::uint32_t i = 0; i < number(payload, 4); ++i) {
+    entries += bytes(number(payload, 8 + 4 * std::size_t(i)) + shift, 8);
+  }
+  return box("co64", payload.substr(0, 8) + entries);
+}
+
+/// Seconds 0 to 3.2 and 4.8 to 8 of a track that has an edit list of one entry; the movie's unit is a millisecond.
+/// There a packet of AAC and a picture begin at the same time: anywhere else libav is a little off itself.
+std::string editedTrack(const std::string& payload) {
+  const std::uint32_t scale = number(find(payload, "mdia/mdhd"), 12);
+  const std::uint32_t start = number(find(payload, "edts/elst"), 12);
+  const std::string edits = bytes(0, 4) + bytes(2, 4) + bytes(3200, 4) + bytes(start, 4) + bytes(0x10000, 4) +
+                            bytes(3200, 4) + bytes(start + scale / 5 * 24, 4) + bytes(0x10000, 4);
+  std::string result;
+  for (std::size_t at = 0; at < payload.size(); at += number(payload, at)) {
+    const bool list = payload.compare(at + 4, 4, "edts") == 0;
+    result += list ? box("edts", box("elst", edits)) : payload.substr(at, number(payload, at));
+  }
+  return result;
+}
+
+/// A description of pictures with further boxes at its end.
+std::string describedEntry(const std::string& entry) {
+  const std::uint32_t width = number(entry, 32) >> 16, height = number(entry, 32) & 0xFFFF;
+  const bool hevc = entry.compare(4, 4, "hvc1") == 0;
+  std::string display;  // primaries and white point, the brightest and the darkest light
+  for (const int coordinate : {13250, 34500, 7500, 3000, 34000, 16000, 15635, 16450})
+    display += bytes(std::uint64_t(coordinate), 2);
+  display += bytes(10'000'000, 4) + bytes(50, 4);
+  const unsigned profile = hevc ? 8 : 9, level = 1;
+  const std::string vision = bytes(1, 1) + bytes(0, 1) + bytes(profile << 9 | level << 3 | 5, 2) +
+                             bytes(hevc ? 0x10 : 0x20, 1) + std::string(19, '\0');
+  std::string aperture;  // all of it
+  for (const std::uint32_t value : {width, 1U, height, 1U, 0U, 1U, 0U, 1U}) aperture += bytes(value, 4);
+  const std::string more =
+      box("mdcv", display) + box("clli", bytes(1000, 2) + bytes(400, 2)) + box("dvvC", vision) + box("clap", aperture);
+  return bytes(entry.size() + more.size(), 4) + entry.substr(4) + more;
+}
+
 std::string rewritten(const std::string& type, const std::string& payload, std::uint32_t chunks) {
+  if (type == "trak" && form == Form::Edits) return box(type, editedTrack(payload));
   if (type == "moov" || type == "trak" || type == "mdia" || type == "minf") {
     return box(type, rewrittenChildren(payload, chunks));
   }
   if (type == "stbl") return box(type, rewrittenChildren(payload, chunkCount(payload)));
+  if (type == "stco" && form == Form::Far) return wideOffsets(payload, kFar);
+  if (type == "stsd" && form == Form::Described) {
+    const bool pictures = payload.compare(12, 4, "avc1") == 0 || payload.compare(12, 4, "hvc1") == 0;
+    return box(type, pictures ? payload.substr(0, 8) + describedEntry(payload.substr(8)) : payload);
+  }
+  if (form != Form::Tables) return box(type, payload);
   if (type == "stsd") {
     const std::string entry = payload.substr(8, number(payload, 8));
     return box(type, payload.substr(0, 4) + bytes(2, 4) + entry + entry);
   }
-  if (type == "stco") {
-    std::string entries;
-    for (std::uint32_t i = 0; i < chunks; ++i) entries += bytes(number(payload, 8 + 4 * std::size_t(i)), 8);
-    return box("co64", payload.substr(0, 8) + entries);
-  }
+  if (type == "stco") return wideOffsets(payload, 0);
   if (type == "stsz" && number(payload, 4) == 0) {
     std::string sizes;
     for (std::uint32_t i = 0; i < number(payload, 8); ++i) sizes += payload.substr(12 + 4 * std::size_t(i) + 2, 2);
@@ -83,21 +150,31 @@ std::string rewritten(const std::string& type, const std::string& payload, std::
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3) {
-    std::fprintf(stderr, "usage: retable IN OUT\n");
+  const std::string word = argc == 4 ? argv[1] : "";
+  const std::map<std::string, Form> forms = {
+      {"tables", Form::Tables}, {"far", Form::Far}, {"edits", Form::Edits}, {"described", Form::Described}};
+  if (!forms.contains(word)) {
+    std::fprintf(stderr, "usage: retable tables|far|edits|described IN OUT\n");
     return 2;
   }
-  std::ifstream in(argv[1], std::ios::binary);
+  form = forms.at(word);
+  std::ifstream in(argv[2], std::ios::binary);
   const std::string file(std::istreambuf_iterator<char>(in), {});
-  std::ofstream out(argv[2], std::ios::binary);
+  std::ofstream out(argv[3], std::ios::binary);
   for (std::size_t at = 0; at + 8 <= file.size();) {
     const std::size_t size = number(file, at);
     const std::string type = file.substr(at + 4, 4);
     if (size < 8 || size > file.size() - at || (type == "moov" && at + size != file.size())) {
-      std::fprintf(stderr, "retable: %s: the index is not at the end\n", argv[1]);
+      std::fprintf(stderr, "retable: %s: the index is not at the end\n", argv[2]);
       return 1;
     }
-    out << (type == "moov" ? rewritten(type, file.substr(at + 8, size - 8), 0) : file.substr(at, size));
+    if (type == "mdat" && form == Form::Far) {  // a longer header and a hole before the media
+      out << bytes(1, 4) << type << bytes(size + kFar, 8);
+      out.seekp(std::streamoff(at + 8 + kFar));
+      out << file.substr(at + 8, size - 8);
+    } else {
+      out << (type == "moov" ? rewritten(type, file.substr(at + 8, size - 8), 0) : file.substr(at, size));
+    }
     at += size;
   }
   out.close();
