@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
+#include <limits>
 #include <optional>
 #include <utility>
 
@@ -131,6 +132,27 @@ std::int64_t presentationEnd(const Track& track) {
   return end;
 }
 
+/// Samples a second where the edit list shows them: a cut may hide some, squeezed together. 0 when nothing is shown.
+double shownRate(const Movie& movie, const Track& track) {
+  double samples = 0, seconds = 0;
+  for (const isobmff::EditSegment& edit : track.edits) {
+    if (edit.mediaTime < 0) continue;
+    const double from = double(edit.mediaTime);
+    const double to = edit.duration > 0 ? from + double(edit.duration) * track.timescale / movie.timescale
+                                        : std::numeric_limits<double>::infinity();
+    double ticks = 0;
+    for (const SampleRun& run : track.runs) {
+      const double start = std::max(from, double(run.presentationTime()));
+      const double end = std::min(to, double(run.presentationTime()) + double(run.count) * run.duration);
+      if (run.duration == 0 || start >= end) continue;
+      ticks += end - start;
+      samples += (end - start) / run.duration;
+    }
+    seconds += ticks / track.timescale;
+  }
+  return seconds > 0 ? samples / seconds : 0;
+}
+
 void readSamples(const Movie& movie, const Track& track, TrackReport& report) {
   KeySpacing keys;
   for (const SampleRun& run : track.runs) {
@@ -141,7 +163,11 @@ void readSamples(const Movie& movie, const Track& track, TrackReport& report) {
   keys.report(tick, report);
   report.samples = track.sampleCount;
   const double mediaDuration = double(track.mediaDuration) * tick;
-  report.rate = mediaDuration > 0 ? double(track.sampleCount) / mediaDuration : 0;
+  constexpr std::size_t kFewEdits = 16;
+  if (track.edits.empty() || track.edits.size() > kFewEdits)
+    report.rate = mediaDuration > 0 ? double(track.sampleCount) / mediaDuration : 0;
+  else
+    report.rate = shownRate(movie, track);
 
   report.duration = 0;
   const double end = track.runs.empty() ? 0 : double(presentationEnd(track)) * tick;

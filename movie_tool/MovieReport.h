@@ -28,7 +28,7 @@ struct TrackReport {
   double duration = 0;        ///< as shown, in seconds
   std::uint64_t samples = 0;  ///< pictures, packets or frames, as the file counts them
   std::uint64_t bytes = 0;
-  double rate = 0;  ///< samples a second of the media
+  double rate = 0;  ///< samples a second, of what is shown
 
   // Of tracks where not every sample is a place to start decoding.
   std::uint64_t keySamples = 0;

@@ -90,6 +90,22 @@ TEST(Info, AgreesWithLibavformat) {
   }
 }
 
+TEST(Info, CountsTheRateOfWhatIsShown) {
+  const ScratchFolder folder;
+  HandMadeMovie movie;
+  movie.timescale = 1000;
+  // Five squeezed pictures, a gap, and five of 40 ms of which the edit list shows all but half of the first.
+  movie.stts = fullBox("stts", 0, 0, u32s({3, 4, 1, 1, 36, 5, 40}));
+  movie.stsz = fullBox("stsz", 0, 0, u32s({100, 10}));
+  movie.stsc = fullBox("stsc", 0, 0, u32s({1, 1, 10, 1}));
+  movie.stco = fullBox("stco", 0, 0, u32s({1, 40}));
+  movie.edts = box("edts", fullBox("elst", 0, 0, u32s({1, 180, 60, 0x10000})));
+  NSErrorPtr error;
+  const auto report = MovieReport::read(folder.write("movie.mp4", movie.build()), &error);
+  ASSERT_TRUE(report);
+  EXPECT_NEAR(report->tracks[0].rate, 25, 0.01);
+}
+
 TEST(Info, PrintsATable) {
   const ScratchFolder folder;
   NSErrorPtr error;
