@@ -12,7 +12,7 @@ const std::vector<matrix::Difference>& matrix::differences() {
       {"export",
        {"edits.mp4"},
        [](Exactness& e) { e.mayRefuse = true; },
-       "a range across two entries of the source's edit list comes out right, but may fail its own check"},
+       "of a range across two entries of the source's edit list the check may not find the first picture"},
 
       // libav and mpv.
       {"libav plain", {}, [](Exactness& e) { e.tolerant = true; }, "told to ignore edit lists"},
