@@ -55,11 +55,12 @@ class Verifier : public testing::Test {
     ASSERT_EQ(pwrite(output_.get(), &byte, 1, off_t(offset)), 1);
   }
 
-  /// Where the content of the first box of a type begins.
-  std::uint64_t box(const std::string& type) const {
+  /// Where the content of the first box of a type begins, or of a later one.
+  std::uint64_t box(const std::string& type, int number = 0) const {
     std::string head(1 << 16, '\0');
     head.resize(std::size_t(std::max<ssize_t>(0, pread(output_.get(), head.data(), head.size(), 0))));
-    const std::size_t at = head.find(type);
+    std::size_t at = head.find(type);
+    while (number-- > 0 && at != std::string::npos) at = head.find(type, at + 4);
     EXPECT_NE(at, std::string::npos) << type;
     return at + 4;
   }
@@ -135,6 +136,43 @@ TEST_F(Verifier, SeesWrongTimes) {
   EXPECT_NE(verdict(), "");
   ASSERT_EQ(ftruncate(output_.get(), 0), 0);
   EXPECT_NE(verdict().find("can't be opened"), std::string::npos) << verdict();
+}
+
+TEST_F(Verifier, SeesSoundThatCameApartFromThePictures) {
+  // By two milliseconds either way, through the place in the media at which its edit begins.
+  for (const char* name : {"basic.mp4", "two_audio.mp4", "audio_only.mp4"}) {
+    cut(name, 2.5, 5.5);
+    const bool alone = written_->tracks.size() == 1;
+    const std::uint64_t mediaTime = box("elst", alone ? 0 : 1) + 8 + 4;
+    for (const int difference : {96, -96}) {
+      damage(mediaTime + 3, difference);
+      EXPECT_NE(verdict().find("first sound"), std::string::npos) << name << " " << difference << ": " << verdict();
+      damage(mediaTime + 3, -difference);
+    }
+    EXPECT_EQ(verdict(), "");
+  }
+}
+
+TEST_F(Verifier, MissesTracksOfAnyKind) {
+  cut("basic.mp4", 2.5, 5.5);
+  using isobmff::fourCC;
+  for (const isobmff::FourCC handler :
+       {fourCC("vide"), fourCC("soun"), fourCC("text"), fourCC("tmcd"), fourCC("meta")}) {
+    ExportExpectations::Track track = expectations_.tracks.front();
+    track.identifier = 77;
+    track.handler = handler;
+    expectations_.tracks.push_back(track);
+    EXPECT_NE(verdict().find("track 77 is missing"), std::string::npos) << handler << ": " << verdict();
+    expectations_.tracks.pop_back();
+  }
+  // How long a title stands says nothing about how exact the length is.
+  ExportExpectations::Track title = expectations_.tracks.back();
+  title.handler = isobmff::fourCC("text");
+  title.sampleDuration = title.usualDuration = 3;
+  expectations_.tracks.push_back(title);
+  EXPECT_EQ(verdict(), "");
+  expectations_.duration += 0.06;
+  EXPECT_NE(verdict().find("long instead of"), std::string::npos) << verdict();
 }
 
 TEST_F(Verifier, SeesPicturesThatCannotBeDecoded) {

@@ -65,6 +65,16 @@ void addGroup(ExportExpectations::End& end, std::vector<SampleRun>::const_iterat
   }
 }
 
+/// The middle one of the lengths of the runs up to `last`, in ticks; of a great many the latest.
+std::int64_t usualDuration(const std::vector<SampleRun>& runs, std::vector<SampleRun>::const_iterator last) {
+  const auto first = last - std::min<std::ptrdiff_t>(last - runs.begin(), 32);
+  std::vector<std::int64_t> durations;
+  for (auto run = first; run <= last; ++run) durations.push_back(std::int64_t(run->duration));
+  const auto middle = durations.begin() + std::ptrdiff_t(durations.size() / 2);
+  std::nth_element(durations.begin(), middle, durations.end());
+  return *middle;
+}
+
 using Ranges = std::vector<isobmff::ByteRange>;
 
 /// Adds where the samples with the places `from` to `to` in the track lie, the second not included.
@@ -123,6 +133,7 @@ ExportExpectations ExportExpectations::of(const isobmff::Movie& movie, const iso
     track.identifier = movie.tracks[i].identifier;
     track.handler = movie.tracks[i].handler;
     track.sampleDuration = double(last->duration) / planned.timescale;
+    track.usualDuration = double(usualDuration(planned.runs, last)) / planned.timescale;
     track.first.sample = pieceOf(*first, *planned.firstShown);
     track.last.sample = pieceOf(*last, *planned.lastShown);
     track.first.packetTime =

@@ -31,6 +31,7 @@ struct ExportExpectations {
     std::uint32_t identifier = 0;
     isobmff::FourCC handler = 0;
     double sampleDuration = 0;  ///< of the last sample shown, seconds
+    double usualDuration = 0;   ///< of those around it, seconds
     End first, last;
   };
 

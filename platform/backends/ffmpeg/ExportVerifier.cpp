@@ -94,7 +94,10 @@ AVStream* Check::streamOf(const Track& track) const {
 void Check::checkLength() {
   // Sound is told in whole packets, and a still last picture in whole pictures.
   double slack = kSameTime;
-  for (const Track& track : expectations_.tracks) slack = std::max(slack, std::min(track.sampleDuration, 0.1) + 1e-4);
+  for (const Track& track : expectations_.tracks) {
+    if (track.handler != kVideo && track.handler != kSound) continue;
+    slack = std::max(slack, std::min({track.sampleDuration, track.usualDuration, 0.1}) + 1e-4);
+  }
   const double length = double(input_.duration()) / AV_TIME_BASE;
   if (std::abs(length - expectations_.duration) > slack) {
     fail("it is " + seconds(length) + " long instead of " + seconds(expectations_.duration));
@@ -103,11 +106,8 @@ void Check::checkLength() {
 
 void Check::checkTrack(const Track& track, bool decode) {
   AVStream* stream = streamOf(track);
-  if (track.handler != kVideo && track.handler != kSound) {
-    if (stream) checkOther(track, stream);
-    return;
-  }
   if (!stream) return fail(name(track) + " is missing");
+  if (track.handler != kVideo && track.handler != kSound) return checkOther(track, stream);
   const bool pictures = track.handler == kVideo;
   const auto lead = [pictures](const End& end) {
     return pictures ? end.groupIsWhole ? end.group.size() - 1 : 0 : std::size_t(1);
@@ -145,13 +145,12 @@ void Check::checkEnd(const Track& track, AVStream* stream, const StreamWindow& w
     }
     return;
   }
-  // A packet may hold many samples of uncompressed sound; or the planned sample's beginning lies before the range.
+  // A packet may hold many samples of uncompressed sound. The first one always begins one.
   const std::int64_t before =
       track.sampleDuration > 0 ? std::llround((end.packetTime - time) / track.sampleDuration) : 0;
-  const std::int64_t place = std::uint32_t(packet.size) == end.sample.size ? 0 : before;
-  const double wanted = first ? std::max(end.packetTime, time) : end.packetTime;
-  if (place == 0 && std::abs(time - wanted) > kSameTime + (first ? track.sampleDuration : 0)) {
-    return fail(which + " is at " + seconds(time) + " instead of " + seconds(wanted));
+  const std::int64_t place = first || std::uint32_t(packet.size) == end.sample.size ? 0 : before;
+  if (place == 0 && std::abs(time - end.packetTime) > kSameTime) {
+    return fail(which + " is at " + seconds(time) + " instead of " + seconds(end.packetTime));
   }
   const std::int64_t at = place * std::int64_t(end.sample.size);
   if (place < 0 || at + std::int64_t(end.sample.size) > packet.size || !isInSource(packet.data + at, end.sample)) {
@@ -162,7 +161,7 @@ void Check::checkEnd(const Track& track, AVStream* stream, const StreamWindow& w
 /// Text, time codes and the like: the bytes only. Readers differ in what they make of their times.
 void Check::checkOther(const Track& track, const AVStream* stream) {
   const int count = avformat_index_get_entries_count(stream);
-  if (count == 0) return;  // nothing that this reader knows
+  if (count == 0) return fail(name(track) + " is empty");
   const auto holds = [&](const Piece& piece, bool first) {
     for (int i = 0; i < std::min(count, kOtherEntries); ++i) {
       const AVIndexEntry* entry = avformat_index_get_entry(const_cast<AVStream*>(stream), first ? i : count - 1 - i);
