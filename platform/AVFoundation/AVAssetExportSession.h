@@ -23,8 +23,9 @@ enum class AVAssetExportSessionStatus { Unknown = 0, Waiting, Exporting, Complet
 /// The file appears at `outputURL` only when it is whole, checked and on disk: it is written without a name, or a
 /// hidden one, beside it, opened once more and compared with the plan and the asset (a difference fails with
 /// AVErrorExportFailed), synced and renamed. A file that is already there and is not the asset's own is replaced only
-/// when asked for (else the export fails); the asset's own file may be, its readers keep the old one. After a failed or
-/// cancelled export nothing is left behind.
+/// when asked for (else the export fails); the asset's own file may be, its readers keep the old one. The new file may
+/// be read and written by those who may read and write the one it replaces, else the asset, less the umask. After a
+/// failed or cancelled export nothing is left behind.
 class AVAssetExportSession : public NSObject {
  public:
   static Strong<AVAssetExportSession> initWithAsset_presetName(const Strong<AVURLAsset>& asset,

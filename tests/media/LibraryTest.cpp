@@ -141,6 +141,13 @@ TEST_F(Library, NamesAreFitForAPerson) {
   EXPECT_EQ(names, expected);
 }
 
+TEST_F(Library, AMovieStaysAsPrivateAsItWas) {
+  const std::string movie = scratch_.write("clip.mp4", "x");
+  fs::permissions(movie, fs::perms(0600));
+  EXPECT_EQ(save(movie), nullptr);
+  EXPECT_EQ(fs::status(library_ + "/clip.mp4").permissions(), fs::perms(0600));
+}
+
 TEST_F(Library, TheSourceMayGoRightAfterTheCall) {
   const std::string content(3'000'000, 'm');
   const std::string movie = scratch_.write("gone.m4v", content);

@@ -44,6 +44,13 @@ Place placeAt(const std::string& path, const AVURLAsset& asset) {
   return same ? Place::OwnFile : Place::Taken;
 }
 
+/// Who may read and write the new file: those who may the one that it replaces, else the recording.
+mode_t modeFor(const std::string& path, const AVURLAsset& asset) {
+  struct stat status {};
+  if (lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode)) return status.st_mode;
+  return stat(asset.readablePath().c_str(), &status) == 0 ? status.st_mode : 0600;
+}
+
 }  // namespace
 
 NSErrorPtr AVAssetExportSession::Impl::run() {
@@ -56,7 +63,7 @@ NSErrorPtr AVAssetExportSession::Impl::run() {
   const std::filesystem::path parent = std::filesystem::path(outputURL.path()).parent_path();
   const std::string folder = parent.empty() ? std::string(".") : parent.string();
   if (placeAt(outputURL.path(), *asset) == Place::Taken && !replacesExistingFile) return NSError::posix(EEXIST, what);
-  std::optional<HiddenFile> file = HiddenFile::create(folder);
+  std::optional<HiddenFile> file = HiddenFile::create(folder, modeFor(outputURL.path(), *asset));
   if (!file) return NSError::posix(errno, what);
 
   MovieExport job;

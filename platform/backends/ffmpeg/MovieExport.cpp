@@ -72,7 +72,7 @@ NSErrorPtr MovieExport::run() {
 }
 
 NSErrorPtr MovieExport::convertAndCut() {
-  const std::optional<HiddenFile> file = HiddenFile::create(outputFolder);
+  const std::optional<HiddenFile> file = HiddenFile::create(outputFolder, 0600);
   if (!file) return NSError::posix(errno, "“" + sourceName + "” could not be converted in " + outputFolder);
   ContainerConversion conversion;
   conversion.sourcePath = sourcePath;
@@ -118,8 +118,9 @@ NSErrorPtr MovieExport::cut(int source, CMTimeRange fromTo, float from) {
   };
   error = CheckedCopy{writer, expectations, source, output, copied, isCancelled, written}.run();
   if (isCancelled()) return cancelled();
+  if (error) return error;
   progress(kChecked);
-  return error;
+  return nullptr;
 }
 
 NSErrorPtr MovieExport::flush() {

@@ -18,15 +18,21 @@ std::string randomHiddenName() {
 
 }  // namespace
 
-std::optional<HiddenFile> HiddenFile::create(const std::string& folder) {
+std::optional<HiddenFile> HiddenFile::create(const std::string& folder, mode_t mode) {
+  mode = (mode & 0666) | S_IRUSR;
   HiddenFile file;
   file.folder_.reset(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!file.folder_) return std::nullopt;
-  file.file_.reset(openat(file.folder_.get(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, 0666));
+  file.file_.reset(openat(file.folder_.get(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, mode));
+  // Without /proc a file without a name can't be given one.
+  if (file.file_ && access(file.descriptorPath().c_str(), F_OK) != 0) {
+    file.file_.reset();
+    errno = ENOENT;
+  }
   for (int attempt = 0; !file.file_ && attempt < 8; ++attempt) {
     if (attempt == 0 && (errno == EACCES || errno == EROFS || errno == ENOSPC || errno == EDQUOT)) return std::nullopt;
     const std::string name = randomHiddenName();
-    file.file_.reset(openat(file.folder_.get(), name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    file.file_.reset(openat(file.folder_.get(), name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode));
     if (file.file_)
       file.hiddenName_ = name;
     else if (errno != EEXIST)
@@ -45,7 +51,7 @@ HiddenFile::~HiddenFile() {
   if (!hiddenName_.empty()) unlinkat(folder_.get(), hiddenName_.c_str(), 0);
 }
 
-std::string HiddenFile::path() const {
+std::string HiddenFile::descriptorPath() const {
   return "/proc/self/fd/" + std::to_string(file_.get());
 }
 
@@ -57,7 +63,7 @@ int HiddenFile::syncFolder() const {
 /// Gives the file another name, which must be free.
 int HiddenFile::link(const std::string& name) {
   if (hiddenName_.empty()) {
-    return linkat(AT_FDCWD, path().c_str(), folder_.get(), name.c_str(), AT_SYMLINK_FOLLOW) == 0 ? 0 : errno;
+    return linkat(AT_FDCWD, descriptorPath().c_str(), folder_.get(), name.c_str(), AT_SYMLINK_FOLLOW) == 0 ? 0 : errno;
   }
   if (renameat2(folder_.get(), hiddenName_.c_str(), folder_.get(), name.c_str(), RENAME_NOREPLACE) == 0) {
     hiddenName_.clear();
@@ -78,8 +84,12 @@ int HiddenFile::link(const std::string& name) {
 
 int HiddenFile::publish(const std::string& name) {
   if (fsync(file_.get()) != 0) return errno;
-  const int failure = link(name);
-  return failure != 0 ? failure : syncFolder();
+  int failure = link(name);
+  if (failure != 0) return failure;
+  failure = syncFolder();
+  // Whoever is told of a failure may count on there being nothing.
+  if (failure != 0) unlinkat(folder_.get(), name.c_str(), 0);
+  return failure;
 }
 
 int HiddenFile::publishReplacing(const std::string& name) {
@@ -91,5 +101,7 @@ int HiddenFile::publishReplacing(const std::string& name) {
   }
   if (renameat(folder_.get(), hiddenName_.c_str(), folder_.get(), name.c_str()) != 0) return errno;
   hiddenName_.clear();
-  return syncFolder();
+  // The old file is gone and the new one is whole and there: told as a failure, it would be believed lost.
+  syncFolder();
+  return 0;
 }

@@ -133,7 +133,7 @@ NSErrorPtr PhotoLibraryStore::save(PhotoLibrarySource& opened, const std::string
 
   struct stat status {};
   if (fstat(source.file.get(), &status) != 0) return NSError::posix(errno, what);
-  std::optional<HiddenFile> file = HiddenFile::create(folder);
+  std::optional<HiddenFile> file = HiddenFile::create(folder, status.st_mode);
   if (!file) return NSError::posix(errno, what);
   int failure = cloneOrCopy(source.file.get(), file->descriptor());
   // A saved movie keeps its age.

@@ -1,0 +1,109 @@
+#include "platform/backends/posix/HiddenFile.h"
+#include "tests/foundation/ScratchFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::atomic<bool> foldersFail{false};
+
+}  // namespace
+
+/// Stands in front of the system's own: a disk that fails just when a folder is synced can't be had otherwise.
+extern "C" int fsync(int descriptor) {
+  struct stat status {};
+  if (foldersFail && fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
+    errno = EIO;
+    return -1;
+  }
+  return int(syscall(SYS_fsync, descriptor));
+}
+
+namespace {
+
+class HiddenFiles : public testing::Test {
+ protected:
+  ~HiddenFiles() override { foldersFail = false; }
+
+  HiddenFile file(const std::string& content, mode_t mode = 0666) const {
+    std::optional<HiddenFile> created = HiddenFile::create(scratch_.path(), mode);
+    EXPECT_TRUE(created);
+    EXPECT_EQ(write(created->descriptor(), content.data(), content.size()), ssize_t(content.size()));
+    return std::move(*created);
+  }
+  std::size_t names() const {
+    return std::size_t(std::distance(fs::directory_iterator(scratch_.path()), fs::directory_iterator()));
+  }
+  std::string content(const std::string& name) const {
+    std::ifstream stream(scratch_ / name);
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+  mode_t mode(const std::string& name) const {
+    struct stat status {};
+    EXPECT_EQ(stat((scratch_ / name).c_str(), &status), 0);
+    return status.st_mode & 07777;
+  }
+
+  ScratchFolder scratch_;
+};
+
+TEST_F(HiddenFiles, LeaveNothingWhereAFailureIsToldAndKeepWhatReplacedSomething) {
+  foldersFail = true;
+  EXPECT_EQ(file("new").publish("clip.mp4"), EIO);
+  EXPECT_EQ(names(), 0U);
+  scratch_.write("clip.mp4", "old");
+  EXPECT_EQ(file("new").publish("clip.mp4"), EEXIST);
+  EXPECT_EQ(content("clip.mp4"), "old");
+  EXPECT_EQ(file("new").publishReplacing("clip.mp4"), 0);
+  EXPECT_EQ(content("clip.mp4"), "new");
+  EXPECT_EQ(names(), 1U);
+}
+
+TEST_F(HiddenFiles, AreForThoseWhoMayReadTheOriginal) {
+  const mode_t before = umask(027);
+  const std::pair<mode_t, mode_t> cases[] = {{0100600, 0600}, {0100666, 0640}, {0100777, 0640}, {0, 0400}};
+  for (const auto& [asked, expected] : cases) {
+    EXPECT_EQ(file("x", asked).publishReplacing("clip.mp4"), 0);
+    EXPECT_EQ(mode("clip.mp4"), expected);
+  }
+  umask(before);
+}
+
+TEST_F(HiddenFiles, DoWithoutTheListOfOpenFiles) {
+  const pid_t child = fork();
+  if (child == 0) {
+    if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount("none", "/proc", "tmpfs", 0, nullptr) != 0) {
+      _exit(77);
+    }
+    const bool well = access("/proc/self", F_OK) != 0 && file("new").publish("clip.mp4") == 0 &&
+                      file("newer").publish("clip.mp4") == EEXIST && content("clip.mp4") == "new" &&
+                      file("newer").publishReplacing("clip.mp4") == 0;
+    _exit(well ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status));
+  if (WEXITSTATUS(status) == 77) GTEST_SKIP() << "no right to hide /proc";
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+  EXPECT_EQ(content("clip.mp4"), "newer");
+  EXPECT_EQ(names(), 1U);
+}
+
+}  // namespace
