@@ -15,6 +15,10 @@ std::vector<Strong<UIActivity>> UISystemActivities() {
   return current();
 }
 
+void UISystemActivitiesPrepare(const std::string& /*subject*/, std::function<void()> then) {
+  if (then) then();
+}
+
 void setSystemActivities(std::vector<Strong<UIActivity>> activities) {
   current() = std::move(activities);
 }
