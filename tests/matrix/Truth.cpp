@@ -15,7 +15,7 @@ constexpr double kRounding = 50e-6;
 matrix::Truth::Truth(const std::string& path) : reading_(readWithLibav(path, EditLists::Honoured)) {
   if (!reading_.error.empty()) throw std::runtime_error(path + ": " + reading_.error);
   if (reading_.pictures.size() < 60) throw std::runtime_error(path + ": too few pictures");
-  const double zero = reading_.start;
+  const double zero = std::max(reading_.start, 0.0);  // some sound has a lead-in before the file's own zero
   std::vector<double> lengths;
   for (std::size_t i = 0; i < reading_.pictures.size(); ++i) {
     reading_.pictures[i].time -= zero;

@@ -10,6 +10,7 @@ extern "C" {
 #include <algorithm>
 #include <cerrno>
 #include <cstdarg>
+#include <string_view>
 
 namespace {
 
@@ -55,6 +56,12 @@ bool knowsAll(const AVFormatContext* format) {
       return false;
   }
   return true;
+}
+
+/// Whether the player counts from the container's own zero: what MP4 and Matroska have before it is lead-in of sound.
+bool hasOwnZero(const AVFormatContext* format) {
+  const std::string_view name = format->iformat->name;
+  return name.find("mp4") != name.npos || name.find("matroska") != name.npos;
 }
 
 }  // namespace
@@ -125,7 +132,7 @@ std::unique_ptr<MovieInput> MovieInput::open(std::unique_ptr<FileReader> reader,
     if (error) *error = notAMovie(displayName, "holds neither pictures nor sound.");
     return nullptr;
   }
-  input->startTime_ = start == AV_NOPTS_VALUE ? 0 : start;
+  input->startTime_ = start == AV_NOPTS_VALUE || (start < 0 && hasOwnZero(input->format_)) ? 0 : start;
   input->duration_ = end > 0 ? end - input->startTime_ : std::max<std::int64_t>(input->format_->duration, 0);
   return input;
 }

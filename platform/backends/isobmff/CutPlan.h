@@ -38,7 +38,8 @@ struct CutPlan {
   double start = 0, end = 0;      ///< the same on the movie's timeline, in seconds
 };
 
-/// The moment of the movie's timeline that players show as zero: when the first picture or sound begins, in seconds.
+/// The moment of the movie's timeline that players show as zero: when the first picture or sound begins, but not before
+/// the timeline does. Seconds.
 double playerZero(const Movie& movie);
 /// When the last picture or sound ends, in the player's times, in seconds.
 double playerDuration(const Movie& movie);

@@ -82,12 +82,7 @@ NSErrorPtr CutPlanner::limit(CMTimeRange range, CutPlan& plan) {
   if (!range.start.isValid() || !range.duration.isValid() || range.start.value < 0 || range.duration.value <= 0) {
     return failure(AVErrorInvalidTimeRange, "There is nothing between the two ends of the selection.");
   }
-  double zero = std::numeric_limits<double>::infinity(), end = 0;
-  for (std::size_t i = 0; i < movie_.tracks.size(); ++i) {
-    if (!isPlayed(movie_.tracks[i]) || timelines_[i].segments().empty()) continue;
-    zero = std::min(zero, timelines_[i].start());
-    end = std::max(end, timelines_[i].end());
-  }
+  const auto [zero, end] = PlayedStretch(movie_, timelines_);
   const double from = CMTimeGetSeconds(range.start), length = CMTimeGetSeconds(range.duration);
   if (!(zero < end) || from >= end - zero) {
     return failure(AVErrorInvalidTimeRange, "The selection lies behind the end of “" + name_ + "”.");

@@ -117,26 +117,33 @@ std::int64_t PlayerTimeline::firstTickFrom(std::int64_t tick) const {
   return found;
 }
 
-double playerZero(const Movie& movie) {
-  double zero = std::numeric_limits<double>::infinity();
-  for (const Track& track : movie.tracks) {
-    if (!isPlayed(track)) continue;
-    const PlayerTimeline timeline(movie, track);
-    if (!timeline.segments().empty()) zero = std::min(zero, timeline.start());
+PlayedStretch::PlayedStretch(const Movie& movie, const std::vector<PlayerTimeline>& timelines) {
+  double first = std::numeric_limits<double>::infinity();
+  for (std::size_t i = 0; i < movie.tracks.size(); ++i) {
+    if (!isPlayed(movie.tracks[i]) || timelines[i].segments().empty()) continue;
+    first = std::min(first, timelines[i].start());
+    end = std::max(end, timelines[i].end());
   }
-  return zero < std::numeric_limits<double>::infinity() ? zero : 0;
+  if (first < std::numeric_limits<double>::infinity()) start = std::max(first, 0.0);
+}
+
+namespace {
+
+PlayedStretch playedStretch(const Movie& movie) {
+  std::vector<PlayerTimeline> timelines;
+  for (const Track& track : movie.tracks) timelines.emplace_back(movie, track);
+  return PlayedStretch(movie, timelines);
+}
+
+}  // namespace
+
+double playerZero(const Movie& movie) {
+  return playedStretch(movie).start;
 }
 
 double playerDuration(const Movie& movie) {
-  double zero = std::numeric_limits<double>::infinity(), end = 0;
-  for (const Track& track : movie.tracks) {
-    if (!isPlayed(track)) continue;
-    const PlayerTimeline timeline(movie, track);
-    if (timeline.segments().empty()) continue;
-    zero = std::min(zero, timeline.start());
-    end = std::max(end, timeline.end());
-  }
-  return end > zero ? end - zero : 0;
+  const PlayedStretch played = playedStretch(movie);
+  return std::max(played.end - played.start, 0.0);
 }
 
 }  // namespace isobmff

@@ -42,6 +42,15 @@ class PlayerTimeline {
   std::vector<ShownSegment> segments_;
 };
 
+/// The stretch of the movie's timeline that players play, in seconds: from when the first picture or sound begins, but
+/// not before 0 (what a fragmented file has there is the lead-in of its sound), to when the last one ends. Nothing is
+/// played where the end is not behind the start. `timelines` are those of the movie's tracks.
+struct PlayedStretch {
+  PlayedStretch(const Movie& movie, const std::vector<PlayerTimeline>& timelines);
+
+  double start = 0, end = 0;
+};
+
 /// Whether the track shows pictures, so that what was shown last stays until something else is.
 bool isVisual(const Track& track);
 /// Whether the track decides when the movie begins and ends for a player.
