@@ -34,8 +34,8 @@ NSErrorPtr exportError(int code, const std::string& text) {
   return std::make_shared<const NSError>(AVFoundationErrorDomain, code, text);
 }
 
-/// Frees what only planning needed: of a long recording a dozen megabytes.
-void dropRuns(isobmff::Movie& movie) {
+/// Frees what only planning needed: of a long recording a dozen megabytes. Whether it is such a long one.
+bool dropRuns(isobmff::Movie& movie) {
   std::size_t runs = 0;
   for (isobmff::Track& track : movie.tracks) {
     runs += track.runs.size();
@@ -43,6 +43,7 @@ void dropRuns(isobmff::Movie& movie) {
   }
   constexpr std::size_t kMany = 50'000;
   if (runs > kMany) returnFreedMemory();
+  return runs > kMany;
 }
 
 NSErrorPtr cancelled() {
@@ -97,6 +98,7 @@ NSErrorPtr MovieExport::convertAndCut() {
 
 NSErrorPtr MovieExport::cut(int source, CMTimeRange fromTo, float from) {
   NSErrorPtr error;
+  bool isLong = false;
   ExportExpectations expectations;
   isobmff::MovieWriter writer(source, output);
   {
@@ -109,9 +111,10 @@ NSErrorPtr MovieExport::cut(int source, CMTimeRange fromTo, float from) {
     start = plan->sourceStart;
     end = plan->sourceEnd;
     expectations = ExportExpectations::of(*movie, *plan);
-    dropRuns(*movie);
+    isLong = dropRuns(*movie);
     if (NSErrorPtr failure = writer.writeIndex(*movie, *plan)) return failure;
   }  // the tables have gone before another reader loads them
+  if (isLong) returnFreedMemory();
   const auto copied = [this, from](float value) { progress(from + value * (kWritten - from)); };
   const auto written = [this](std::uint64_t offset, std::uint64_t length) {
     if (length >= kFlushedAhead) beginFlushingFile(output, offset, length);
