@@ -20,6 +20,8 @@ class UIAutomation {
   virtual void sendPointer(Pointer kind, CGPoint location) = 0;
   /// "Escape", "Space", "Control+Z", "Shift+Left", ...; false when the name means no key.
   virtual bool sendKey(const std::string& name) = 0;
+  /// Types the text (UTF-8), one key press for each character; "\n" is Return.
+  virtual void sendText(const std::string& text) = 0;
   virtual void sendShake() = 0;
   virtual void resize(CGSize points) = 0;
   /// Draws what is pending, then writes the window's picture as PNG and calls `done` (false: could not be written).

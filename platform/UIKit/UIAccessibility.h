@@ -26,6 +26,7 @@ struct UIAccessibilityElement {
   bool enabled = true;
   std::string value;               ///< what a slider or progress bar stands at, what was typed or chosen: "0:12"
   bool checked = false;            ///< of a switch or radio button
+  std::string group = {};          ///< what a radio button is a choice of
   std::function<void()> activate;  ///< Return, Space or a press by a screen reader; may be empty
   /// Arrow keys on a slider or a picker: a signed number of steps; may be empty.
   std::function<void(int steps, UIAdjustmentUnit unit)> adjust;

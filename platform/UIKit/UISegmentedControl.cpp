@@ -69,6 +69,7 @@ std::vector<UIAccessibilityElement> UISegmentedControl::accessibilityElements() 
     element.role = UIAccessibilityRole::RadioButton;
     element.frame = frameOfSegment(i);
     element.checked = i == selected_;
+    element.group = accessibilityLabel();
     element.activate = [weak = weak_from_this(), i] {
       if (const auto self = weak.lock()) static_cast<UISegmentedControl&>(*self).choose(i);
     };

@@ -66,7 +66,7 @@ class AccessibilityMirror::Item : public QQuickItem {
     attached_->set_checked(element.checked);
     attached_->set_editable(element.role == UIAccessibilityRole::TextField);
     attached_->setName(QString::fromStdString(element.label));
-    attached_->setDescription(QString::fromStdString(element.value));
+    attached_->setDescription(QString::fromStdString(element.group.empty() ? element.value : element.group));
     element_ = std::move(element);
   }
 

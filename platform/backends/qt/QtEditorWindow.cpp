@@ -216,6 +216,21 @@ bool QtEditorWindow::sendKey(const std::string& name) {
   return true;
 }
 
+void QtEditorWindow::sendText(const std::string& text) {
+  for (const char32_t character : QString::fromStdString(text).toUcs4()) {
+    if (character == U'\n') {
+      sendKey("Return");
+      continue;
+    }
+    const int key = character < 0x80 ? QChar::toUpper(character) : Qt::Key_unknown;
+    const QString typed = QString::fromUcs4(&character, 1);
+    for (const QEvent::Type type : {QEvent::KeyPress, QEvent::KeyRelease}) {
+      QWindowSystemInterface::handleKeyEvent<QWindowSystemInterface::SynchronousDelivery>(quickWindow_.get(), type, key,
+                                                                                          Qt::NoModifier, typed);
+    }
+  }
+}
+
 void QtEditorWindow::sendShake() {
   uiWindow_->sendShake();
 }

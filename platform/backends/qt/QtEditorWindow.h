@@ -29,6 +29,7 @@ class QtEditorWindow : public QObject, public EditorWindow, private QAccessible:
   UIWindow* window() override { return uiWindow_.get(); }
   void sendPointer(Pointer kind, CGPoint location) override;
   bool sendKey(const std::string& name) override;
+  void sendText(const std::string& text) override;
   void sendShake() override;
   void resize(CGSize points) override;
   void screenshot(const std::string& path, std::function<void(bool)> done) override;

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+
+/// The desktop's clipboard. Main queue only.
+class UIPasteboard {
+ public:
+  static UIPasteboard& generalPasteboard();
+  /// The text on the clipboard, or empty.
+  std::string string() const;
+  void setString(const std::string& text);
+};

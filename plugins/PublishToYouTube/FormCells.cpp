@@ -1,0 +1,92 @@
+#include "plugins/PublishToYouTube/FormCells.h"
+
+#include <algorithm>
+#include <cmath>
+
+ZV_REGISTER_CLASS(PublishingTextFieldCell, "PublishingTextFieldCell", UITableViewCell, {})
+ZV_REGISTER_CLASS(PublishingDescriptionCell, "PublishingDescriptionCell", UITableViewCell,
+                  {{"setValue:", runtime::method(&PublishingDescriptionCell::setValue)},
+                   {"setPlaceholderText:", runtime::method(&PublishingDescriptionCell::setPlaceholderText)}})
+ZV_REGISTER_CLASS(PublishingCategoryCell, "PublishingCategoryCell", UITableViewCell,
+                  {{"setCategoryString:", runtime::method(&PublishingCategoryCell::setCategoryString)}})
+ZV_REGISTER_CLASS(PublishingViewCell, "PublishingViewCell", UITableViewCell, {})
+
+namespace {
+
+constexpr CGFloat captionWidth = 96, padding = 11, captionHeight = 20;  // points
+constexpr int leastLines = 3;
+
+std::string textOf(const Strong<NSString>& string) {
+  return string ? string->text() : std::string();
+}
+
+}  // namespace
+
+PublishingTextFieldCell::PublishingTextFieldCell() : field_(std::make_shared<UITextField>()) {
+  detailTextLabel()->setHidden(true);
+  addSubview(field_);
+}
+
+void PublishingTextFieldCell::setCaption(const std::string& caption) {
+  textLabel()->setText(caption);
+  field_->setAccessibilityLabel(caption);
+}
+
+void PublishingTextFieldCell::layoutSubviews() {
+  const CGSize size = bounds().size;
+  const CGFloat caption = std::clamp(textLabel()->sizeThatFits().width + margin / 2, captionWidth, size.width / 2);
+  textLabel()->setFrame(CGRectMake(margin, 0, caption, size.height));
+  const CGFloat left = margin + caption;
+  field_->setFrame(CGRectMake(left, 0, std::max(size.width - margin - left, 0.0F), size.height));
+}
+
+PublishingDescriptionCell::PublishingDescriptionCell() : text_(std::make_shared<UITextView>()) {
+  detailTextLabel()->setHidden(true);
+  text_->setHeightHandler([this] { heightDidChange(); });
+  addSubview(text_);
+}
+
+void PublishingDescriptionCell::setCaption(const std::string& caption) {
+  textLabel()->setText(caption);
+  text_->setAccessibilityLabel(caption);
+}
+
+void PublishingDescriptionCell::setValue(const Strong<NSString>& value) {
+  text_->setText(textOf(value));
+}
+
+void PublishingDescriptionCell::setPlaceholderText(const Strong<NSString>& text) {
+  text_->setPlaceholder(textOf(text));
+}
+
+CGFloat PublishingDescriptionCell::heightForWidth(CGFloat width) const {
+  const CGFloat line = UITextSize("A", text_->font()).height;
+  const CGFloat lines = UITextSizeInWidth(text_->text(), text_->font(), std::max(width - 2 * margin, 1.0F)).height;
+  return std::ceil(2 * padding + captionHeight + std::max(lines, leastLines * line));
+}
+
+void PublishingDescriptionCell::layoutSubviews() {
+  const CGSize size = bounds().size;
+  const CGFloat room = size.width - 2 * margin, top = padding + captionHeight + 4;
+  textLabel()->setFrame(CGRectMake(margin, padding, room, captionHeight));
+  text_->setFrame(CGRectMake(margin, top, room, std::max(size.height - top, 0.0F)));
+}
+
+void PublishingCategoryCell::setCategoryString(const Strong<NSString>& category) {
+  detailTextLabel()->setText(textOf(category));
+}
+
+Strong<PublishingViewCell> PublishingViewCell::cellWithView(const Strong<UIView>& view) {
+  auto cell = std::make_shared<PublishingViewCell>();
+  cell->view_ = view;
+  cell->addSubview(view);
+  return cell;
+}
+
+CGFloat PublishingViewCell::heightForWidth(CGFloat) const {
+  return view_->sizeThatFits().height;
+}
+
+void PublishingViewCell::layoutSubviews() {
+  view_->setFrame(bounds());
+}

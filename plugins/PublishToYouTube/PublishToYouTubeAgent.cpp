@@ -1,0 +1,240 @@
+#include "plugins/PublishToYouTube/PublishToYouTubeAgent.h"
+
+#include "platform/UIKit/UIPasteboard.h"
+#include "plugins/PublishToYouTube/FormText.h"
+#include "plugins/PublishToYouTube/upload/ClientRegistration.h"
+#include "plugins/PublishToYouTube/upload/ServiceAddresses.h"
+
+#include <algorithm>
+
+ZV_REGISTER_CLASS(PublishToYouTubeAgent, "PublishToYouTubeAgent", NSObject, {})
+
+namespace {
+
+std::string percent(float part) {
+  return std::to_string(static_cast<int>(std::clamp(part, 0.0F, 1.0F) * 100)) + " %";
+}
+
+}  // namespace
+
+Strong<UINavigationController> PublishToYouTubeAgent::navigationController() {
+  if (navigation_) return navigation_;
+  form_ = std::make_shared<PublishToYouTubeForm>();
+  const auto weak =
+      std::weak_ptr<PublishToYouTubeAgent>(std::static_pointer_cast<PublishToYouTubeAgent>(shared_from_this()));
+  const auto forward = [weak](void (PublishToYouTubeAgent::*function)()) {
+    return [weak, function] {
+      if (const auto self = weak.lock()) ((*self).*function)();
+    };
+  };
+  form_->setHandlers({forward(&PublishToYouTubeAgent::showForm), forward(&PublishToYouTubeAgent::cancel),
+                      forward(&PublishToYouTubeAgent::publish), [weak] {
+                        const auto self = weak.lock();
+                        const auto delegate = self ? self->delegate_.lock() : nullptr;
+                        if (delegate) delegate->publishingAgentDoneButtonClicked(*self);
+                      }});
+  navigation_ = UINavigationController::initWithRootViewController(form_);
+  navigation_->setModalPresentationStyle(UIModalPresentationStyle::FormSheet);
+  return navigation_;
+}
+
+void PublishToYouTubeAgent::showForm() {
+  if (const auto delegate = delegate_.lock()) delegate->publishingAgentWillBeDisplayed(*this);
+  if (stage_ != Stage::Form) return;
+  NSErrorPtr error;
+  if (!publishing::ClientRegistration::load(publishing::ClientRegistration::defaultPath(), &error) && error) {
+    tellFailure(error->localizedDescription());
+  } else {
+    showPreparation();
+  }
+}
+
+// The movie's preparation.
+
+void PublishToYouTubeAgent::setMediaIsReady(bool ready) {
+  mediaIsReady_ = ready;
+  if (!ready || !form_) return;
+  if (stage_ == Stage::Preparation) {
+    startUpload();
+  } else if (stage_ == Stage::Form && !form_->status().isFailure) {
+    form_->setStatus({});
+  }
+}
+
+void PublishToYouTubeAgent::setPreparationProgress(float progress) {
+  preparationProgress_ = progress;
+  if (form_ && !mediaIsReady_ && !form_->status().isFailure) showPreparation();
+}
+
+void PublishToYouTubeAgent::mediaPreparationFailed(const NSErrorPtr& error) {
+  preparationFailed_ = true;
+  if (!navigation_) return;
+  form_->view();
+  form_->setCanPublish(false);
+  tellFailure(formText("The video could not be prepared, so it can't be published. %@",
+                       error ? error->localizedDescription() : std::string()));
+}
+
+void PublishToYouTubeAgent::showPreparation() {
+  if (mediaIsReady_ || preparationFailed_ || !form_) return;
+  PublishingStatusView::Status status;
+  status.text = stage_ == Stage::Preparation ? formText("Preparing the video… %@. Publishing begins when it is ready.",
+                                                        percent(preparationProgress_))
+                                             : formText("Preparing the video… %@", percent(preparationProgress_));
+  status.progress = preparationProgress_;
+  form_->setStatus(std::move(status));
+}
+
+// From the form to the upload.
+
+void PublishToYouTubeAgent::publish() {
+  if (stage_ != Stage::Form || preparationFailed_) return;
+  form_->view()->endEditing(true);
+  if (const auto error = form_->details().check()) {
+    tellFailure(formText(error->localizedDescription()));
+    return;
+  }
+  form_->setEditable(false);
+  if (mediaIsReady_) {
+    startUpload();
+  } else {
+    stage_ = Stage::Preparation;
+    showPreparation();
+  }
+}
+
+void PublishToYouTubeAgent::startUpload() {
+  stage_ = Stage::Connection;
+  NSErrorPtr error;
+  const auto addresses = publishing::ServiceAddresses::configured(&error);
+  if (!addresses) {
+    tellFailure(error ? error->localizedDescription() : std::string());
+    return;
+  }
+  PublishingStatusView::Status status;
+  status.text = formText("Connecting…");
+  form_->setStatus(std::move(status));
+  publisher_ = publishing::Publisher::create(*addresses, events());
+  publisher_->publish(mediaPath_, form_->details());
+}
+
+publishing::Publisher::Events PublishToYouTubeAgent::events() {
+  const std::weak_ptr<PublishToYouTubeAgent> weak = std::static_pointer_cast<PublishToYouTubeAgent>(shared_from_this());
+  publishing::Publisher::Events events;
+  events.progress = [weak](const publishing::Progress& progress) {
+    if (const auto self = weak.lock()) self->showUpload(progress);
+  };
+  events.signInNeeded = [weak](const std::string& address) {
+    if (const auto self = weak.lock()) self->showSignIn(address);
+  };
+  events.signedIn = [weak] {
+    const auto self = weak.lock();
+    if (!self || self->stage_ != Stage::Connection) return;
+    PublishingStatusView::Status status;
+    status.text = formText("Signed in. Connecting…");
+    self->form_->setStatus(std::move(status));
+  };
+  events.published = [weak](const std::string& address) {
+    if (const auto self = weak.lock()) self->uploadSucceeded(address);
+  };
+  events.failed = [weak](const NSErrorPtr& error) {
+    if (const auto self = weak.lock()) self->uploadFailed(error);
+  };
+  events.waiting = [weak](const std::string& why, double seconds) {
+    if (const auto self = weak.lock()) self->showWaiting(why, seconds);
+  };
+  return events;
+}
+
+void PublishToYouTubeAgent::showSignIn(const std::string& address) {
+  PublishingStatusView::Status status;
+  status.text = formText(
+      "Continue in your browser: a page has opened there to sign in. If none has, copy this address into the browser.");
+  status.address = address;
+  status.button = formText("Copy Address");
+  status.pressed = [address] { UIPasteboard::generalPasteboard().setString(address); };
+  form_->setStatus(std::move(status));
+}
+
+// The upload.
+
+void PublishToYouTubeAgent::beginUpload() {
+  if (stage_ == Stage::Upload || stage_ == Stage::Ended) return;
+  stage_ = Stage::Upload;
+  if (const auto delegate = delegate_.lock()) delegate->publishingAgentDidBeginPublishing(*this);
+  form_->raiseStatus(navigation_->view());
+}
+
+void PublishToYouTubeAgent::showUpload(const publishing::Progress& progress) {
+  beginUpload();
+  if (stage_ != Stage::Upload) return;
+  uploaded_ =
+      progress.totalBytes > 0
+          ? static_cast<float>(static_cast<double>(progress.sentBytes) / static_cast<double>(progress.totalBytes))
+          : 0;
+  PublishingStatusView::Status status;
+  status.text = formText("Uploading… %@", percent(uploaded_));
+  if (progress.secondsRemaining) status.text += " · " + formText("%@ left", durationText(*progress.secondsRemaining));
+  status.progress = uploaded_;
+  status.button = formText("Cancel");
+  status.pressed = [weak = weak_from_this()] {
+    if (const auto self = std::static_pointer_cast<PublishToYouTubeAgent>(weak.lock())) self->cancel();
+  };
+  form_->setStatus(std::move(status));
+}
+
+void PublishToYouTubeAgent::showWaiting(const std::string& why, double seconds) {
+  if (stage_ == Stage::Ended) return;
+  PublishingStatusView::Status status = form_->status();
+  status.text = formText(why) + " " + formText("The next try comes in %@.", durationText(seconds));
+  status.address.clear();
+  if (stage_ == Stage::Upload) {
+    status.progress = uploaded_;
+  } else {
+    status.progress.reset();
+    status.button.clear();
+  }
+  form_->setStatus(std::move(status));
+}
+
+void PublishToYouTubeAgent::uploadFailed(const NSErrorPtr& error) {
+  const std::string words = error ? formText(error->localizedDescription()) : formText("The upload has failed.");
+  if (stage_ != Stage::Upload) {
+    tellFailure(words);
+    return;
+  }
+  stage_ = Stage::Ended;
+  PublishingStatusView::Status status;
+  status.text = words;
+  status.isFailure = true;
+  form_->setStatus(std::move(status));
+  if (const auto delegate = delegate_.lock()) delegate->publishingAgentDidEndPublishing_error(*this, error);
+}
+
+void PublishToYouTubeAgent::uploadSucceeded(const std::string& address) {
+  beginUpload();
+  if (stage_ != Stage::Upload) return;
+  stage_ = Stage::Ended;
+  mediaURL_ = address;
+  PublishingStatusView::Status status;
+  status.text = formText("The video is at %@", address);
+  form_->setStatus(std::move(status));
+  if (const auto delegate = delegate_.lock()) delegate->publishingAgentDidEndPublishing_error(*this, nullptr);
+}
+
+void PublishToYouTubeAgent::cancel() {
+  if (stage_ == Stage::Ended) return;
+  stage_ = Stage::Ended;
+  if (publisher_) publisher_->cancel();
+  navigation_->view()->endEditing(true);
+  if (const auto delegate = delegate_.lock()) delegate->publishingAgentCancelButtonClicked(*this);
+}
+
+void PublishToYouTubeAgent::tellFailure(const std::string& text) {
+  stage_ = Stage::Form;
+  PublishingStatusView::Status status;
+  status.text = text;
+  status.isFailure = true;
+  form_->setEditable(true);
+  form_->setStatus(std::move(status));
+}

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "plugins/PublishToYouTube/PublishToYouTubeForm.h"
+#include "plugins/PublishToYouTube/upload/Publisher.h"
+#include "sharing/ZVPublishingAgent.h"
+
+#include <optional>
+#include <string>
+
+/// Publishes one movie to the video service: shows the form, signs the person in, uploads, and tells its delegate. Main
+/// queue only.
+///
+/// What goes wrong before the upload has begun is told in the form, where the person can put it right and publish
+/// again. From the first uploaded byte on it ends the publishing; the form's panel, which is then in front of
+/// everything else in the navigation controller, says what happened and what to do.
+class PublishToYouTubeAgent : public NSObject, public ZVPublishingAgent {
+  ZV_OBJECT(PublishToYouTubeAgent)
+ public:
+  void setDelegate(const Strong<ZVPublishingAgentDelegate>& delegate) override { delegate_ = delegate; }
+  void setMediaPath(const std::string& path) override { mediaPath_ = path; }
+  Strong<UINavigationController> navigationController() override;
+  std::string mediaURL() override { return mediaURL_; }
+  void setMediaIsReady(bool ready) override;
+  void setPreparationProgress(float progress) override;
+  void mediaPreparationFailed(const NSErrorPtr& error) override;
+
+ private:
+  /// What the person waits for.
+  enum class Stage {
+    Form,         ///< nothing: the form is being filled in
+    Preparation,  ///< Publish was pressed; the movie is not whole yet
+    Connection,   ///< the sign-in, or the server's first answer
+    Upload,
+    Ended
+  };
+  void showForm();
+  void publish();
+  void cancel();
+  void startUpload();
+  void beginUpload();
+  publishing::Publisher::Events events();
+  void showSignIn(const std::string& address);
+  void showUpload(const publishing::Progress& progress);
+  void showWaiting(const std::string& why, double seconds);
+  void uploadFailed(const NSErrorPtr& error);
+  void uploadSucceeded(const std::string& address);
+  /// Back to the form, with these words.
+  void tellFailure(const std::string& text);
+  void showPreparation();
+
+  Weak<ZVPublishingAgentDelegate> delegate_;
+  std::string mediaPath_, mediaURL_;
+  Strong<PublishToYouTubeForm> form_;
+  Strong<UINavigationController> navigation_;
+  Strong<publishing::Publisher> publisher_;
+  Stage stage_ = Stage::Form;
+  bool mediaIsReady_ = true, preparationFailed_ = false;
+  float preparationProgress_ = 0;
+  float uploaded_ = 0;  ///< part of the file, 0 to 1
+};

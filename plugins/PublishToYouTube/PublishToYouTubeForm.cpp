@@ -1,0 +1,251 @@
+#include "plugins/PublishToYouTube/PublishToYouTubeForm.h"
+
+#include "platform/UIKit/UINavigationItem.h"
+#include "plugins/PublishToYouTube/FormText.h"
+#include "plugins/PublishToYouTube/upload/VideoCategories.h"
+#include "sharing/ZVPublishingAgent.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr int titleLength = 100;             // characters, the service's limit
+constexpr const char* usualCategory = "23";  // of the service: Comedy
+
+/// The tags of a line: what stands between commas, without blanks around it.
+std::vector<std::string> tagsOf(const std::string& line) {
+  std::vector<std::string> tags;
+  std::size_t at = 0;
+  while (at <= line.size()) {
+    const std::size_t end = std::min(line.find(',', at), line.size());
+    const std::size_t first = line.find_first_not_of(" \t", at);
+    if (first < end) {
+      const std::size_t last = line.find_last_not_of(" \t", end - 1);
+      tags.push_back(line.substr(first, last + 1 - first));
+    }
+    at = end + 1;
+  }
+  return tags;
+}
+
+}  // namespace
+
+/// The table above, the panel below.
+class PublishToYouTubeForm::FormView : public UIView {
+ public:
+  FormView(Strong<UITableView> table, Strong<PublishingStatusView> status)
+      : table_(std::move(table)), status_(std::move(status)) {
+    addSubview(table_);
+    addSubview(status_);
+  }
+
+  void layoutSubviews() override {
+    const CGSize size = bounds().size;
+    const bool isHere = status_->superview().get() == this;
+    const CGFloat height = isHere ? std::min(status_->heightForWidth(size.width), size.height) : 0;
+    table_->setFrame(CGRectMake(0, 0, size.width, size.height - height));
+    if (isHere) status_->setFrame(CGRectMake(0, size.height - height, size.width, height));
+  }
+
+ private:
+  Strong<UITableView> table_;
+  Strong<PublishingStatusView> status_;
+};
+
+ZV_REGISTER_CLASS(PublishToYouTubeForm, "PublishToYouTubeForm", UIViewController,
+                  {{"_categoryCell", runtime::method(&PublishToYouTubeForm::_categoryCell)},
+                   {"_selectComedyPickerRow", runtime::method(&PublishToYouTubeForm::_selectComedyPickerRow)},
+                   {"cancel", runtime::method(&PublishToYouTubeForm::cancel)},
+                   {"publish", runtime::method(&PublishToYouTubeForm::publish)},
+                   {"done", runtime::method(&PublishToYouTubeForm::done)}})
+ZV_REGISTER_INSTANCE_VARIABLES(PublishToYouTubeForm,
+                               {{"_table", runtime::instanceVariable(&PublishToYouTubeForm::table_)},
+                                {"_categories", runtime::instanceVariable(&PublishToYouTubeForm::categories_)},
+                                {"_picker", runtime::instanceVariable(&PublishToYouTubeForm::picker_)},
+                                {"_defaultCategory",
+                                 runtime::instanceVariable(&PublishToYouTubeForm::defaultCategory_)}})
+
+void PublishToYouTubeForm::cancel() {
+  if (handlers_.cancel) handlers_.cancel();
+}
+
+void PublishToYouTubeForm::publish() {
+  if (handlers_.publish) handlers_.publish();
+}
+
+void PublishToYouTubeForm::done() {
+  if (handlers_.done) handlers_.done();
+}
+
+void PublishToYouTubeForm::loadView() {
+  table_ = std::make_shared<UITableView>();
+  const auto view = std::make_shared<FormView>(table_, status_);
+  view->setFrame(CGRectMake(0, 0, 375, 623));
+  view->setBackgroundColor(UIColor::whiteColor());
+  setView(view);
+}
+
+void PublishToYouTubeForm::viewDidLoad() {
+  std::vector<Strong<NSObject>> categories;
+  std::vector<std::string> labels;
+  for (const auto& category : publishing::videoCategories()) {
+    labels.push_back(formText(category.label));
+    categories.push_back(
+        NSDictionary::dictionaryWithObjects({{categoryIDKey, NSString::stringWithString(category.identifier)},
+                                             {categoryLabelKey, NSString::stringWithString(labels.back())}}));
+  }
+  categories_ = NSArray::arrayWithObjects(std::move(categories));
+  picker_ = std::make_shared<UIPickerView>();
+  picker_->setAccessibilityLabel(formText("Category"));
+  picker_->setRows(std::move(labels));
+  picker_->setSelectionHandler([this](int row) { categoryChosen(row); });
+  makeCells();
+
+  const auto self = shared_from_this();
+  cancelItem_ =
+      UIBarButtonItem::initWithBarButtonSystemItem_target_action(UIBarButtonSystemItem::Cancel, self, "cancel");
+  doneItem_ = UIBarButtonItem::initWithBarButtonSystemItem_target_action(UIBarButtonSystemItem::Done, self, "done");
+  publishItem_ = UIBarButtonItem::initWithTitle_style_target_action(formText("Publish"), UIBarButtonItemStyle::Done,
+                                                                    self, "publish");
+  navigationItem()->setTitle("YouTube");
+  navigationItem()->setLeftBarButtonItem(cancelItem_);
+  showBarButtons();
+}
+
+void PublishToYouTubeForm::makeCells() {
+  titleCell_ = std::make_shared<PublishingTextFieldCell>();
+  titleCell_->setCaption(formText("Title"));
+  titleCell_->textField()->setPlaceholder(formText("Required"));
+  titleCell_->textField()->setMaximumLength(titleLength);
+  descriptionCell_ = std::make_shared<PublishingDescriptionCell>();
+  descriptionCell_->setCaption(formText("Description"));
+  tagsCell_ = std::make_shared<PublishingTextFieldCell>();
+  tagsCell_->setCaption(formText("Tags"));
+  tagsCell_->textField()->setPlaceholder(formText("With commas between them"));
+  titleCell_->textField()->setDelegate(this);
+  descriptionCell_->textView()->setDelegate(this);
+  tagsCell_->textField()->setDelegate(this);
+
+  categoryCell_ = std::make_shared<PublishingCategoryCell>();
+  categoryCell_->textLabel()->setText(formText("Category"));
+  categoryCell_->setSelectionHandler([this] { togglePicker(); });
+  pickerCell_ = PublishingViewCell::cellWithView(picker_);
+  pickerCell_->setHidden(true);
+
+  visibility_ = UISegmentedControl::initWithItems({formText("Private"), formText("Unlisted"), formText("Public")});
+  visibility_->setAccessibilityLabel(formText("Visibility"));
+  const auto visibilityCell = std::make_shared<UITableViewCell>();
+  visibilityCell->textLabel()->setText(formText("Visibility"));
+  visibilityCell->setAccessoryView(visibility_);
+  madeForChildren_ = std::make_shared<UISwitch>();
+  madeForChildren_->setAccessibilityLabel(formText("Made for Children"));
+  const auto childrenCell = std::make_shared<UITableViewCell>();
+  childrenCell->textLabel()->setText(formText("Made for Children"));
+  childrenCell->setAccessoryView(madeForChildren_);
+
+  table_->setSections(
+      {{"", "", {titleCell_, descriptionCell_}},
+       {"", "", {categoryCell_, pickerCell_, tagsCell_}},
+       {"",
+        formText("Only you see a private video. Everybody who has its address sees an unlisted one."),
+        {visibilityCell}},
+       {"", formText("Whether the video is aimed at children has to be stated by law."), {childrenCell}}});
+}
+
+void PublishToYouTubeForm::viewWillAppear(bool animated) {
+  UIViewController::viewWillAppear(animated);
+  if (!categoryIsChosen_) {
+    categoryIsChosen_ = true;
+    performSelector("_selectComedyPickerRow");  // by name: others may have put theirs in its place
+  }
+  if (handlers_.willBeDisplayed) handlers_.willBeDisplayed();
+}
+
+void PublishToYouTubeForm::_selectComedyPickerRow() {
+  const auto& categories = publishing::videoCategories();
+  for (std::size_t i = 0; i < categories.size(); ++i) {
+    if (categories[i].identifier != usualCategory) continue;
+    picker_->selectRow_inComponent_animated(static_cast<int>(i), 0, false);
+    categoryChosen(static_cast<int>(i));
+  }
+}
+
+void PublishToYouTubeForm::categoryChosen(int row) {
+  const auto& categories = categories_->objects();
+  if (row < 0 || row >= static_cast<int>(categories.size())) return;
+  const auto category = std::dynamic_pointer_cast<NSDictionary>(categories[static_cast<std::size_t>(row)]);
+  if (!category) return;
+  defaultCategory_ = NSString::stringWithString(category->stringForKey(categoryIDKey));
+  categoryCell_->setCategoryString(NSString::stringWithString(category->stringForKey(categoryLabelKey)));
+}
+
+void PublishToYouTubeForm::togglePicker() {
+  view()->endEditing(true);
+  pickerCell_->setHidden(!pickerCell_->isHidden());
+  table_->setNeedsLayout();
+  if (pickerCell_->isHidden()) return;
+  table_->layoutIfNeeded();
+  table_->scrollRectToVisible_animated(pickerCell_->frame(), true);
+}
+
+publishing::VideoDetails PublishToYouTubeForm::details() const {
+  publishing::VideoDetails details;
+  details.title = titleCell_->textField()->text();
+  details.description = descriptionCell_->textView()->text();
+  details.categoryIdentifier = defaultCategory_ ? defaultCategory_->text() : std::string();
+  details.tags = tagsOf(tagsCell_->textField()->text());
+  using Visibility = publishing::VideoDetails::Visibility;
+  constexpr Visibility choices[] = {Visibility::Private, Visibility::Unlisted, Visibility::Public};
+  details.visibility = choices[visibility_->selectedSegmentIndex()];
+  details.madeForChildren = madeForChildren_->isOn();
+  return details;
+}
+
+void PublishToYouTubeForm::setStatus(PublishingStatusView::Status status) {
+  status_->setStatus(std::move(status));
+  if (const auto around = status_->superview(); around && around != view()) {
+    raiseStatus(around);
+  } else {
+    view()->setNeedsLayout();
+  }
+}
+
+void PublishToYouTubeForm::raiseStatus(const Strong<UIView>& view) {
+  const CGSize size = view->bounds().size;
+  const CGFloat height = std::min(status_->heightForWidth(size.width), size.height);
+  status_->setAutoresizingMask(UIViewAutoresizingFlexibleWidth | UIViewAutoresizingFlexibleTopMargin);
+  status_->setFrame(CGRectMake(0, size.height - height, size.width, height));
+  view->addSubview(status_);
+}
+
+void PublishToYouTubeForm::setEditable(bool editable) {
+  if (!editable) view()->endEditing(true);
+  isEditable_ = editable;
+  titleCell_->textField()->setEnabled(editable);
+  descriptionCell_->textView()->setEnabled(editable);
+  tagsCell_->textField()->setEnabled(editable);
+  for (const Strong<UIView>& cell :
+       std::initializer_list<Strong<UIView>>{categoryCell_, pickerCell_, visibility_, madeForChildren_}) {
+    cell->setUserInteractionEnabled(editable);
+  }
+  publishItem_->setEnabled(isEditable_ && canPublish_);
+}
+
+void PublishToYouTubeForm::setCanPublish(bool can) {
+  canPublish_ = can;
+  publishItem_->setEnabled(isEditable_ && canPublish_);
+}
+
+void PublishToYouTubeForm::showBarButtons() {
+  const bool isTyping = titleCell_->textField()->isFirstResponder() ||
+                        descriptionCell_->textView()->isFirstResponder() || tagsCell_->textField()->isFirstResponder();
+  navigationItem()->setRightBarButtonItem(isTyping ? doneItem_ : publishItem_);
+}
+
+void PublishToYouTubeForm::textInputDidBeginEditing(UITextInputView&) {
+  showBarButtons();
+}
+
+void PublishToYouTubeForm::textInputDidEndEditing(UITextInputView&) {
+  showBarButtons();
+}

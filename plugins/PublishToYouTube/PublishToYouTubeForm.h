@@ -1,0 +1,77 @@
+#pragma once
+
+#include "platform/Foundation/NSValueObjects.h"
+#include "platform/UIKit/UIBarButtonItem.h"
+#include "platform/UIKit/UIPickerView.h"
+#include "platform/UIKit/UISegmentedControl.h"
+#include "platform/UIKit/UISwitch.h"
+#include "platform/UIKit/UITableView.h"
+#include "platform/UIKit/UIViewController.h"
+#include "plugins/PublishToYouTube/FormCells.h"
+#include "plugins/PublishToYouTube/PublishingStatusView.h"
+#include "plugins/PublishToYouTube/upload/VideoDetails.h"
+
+#include <functional>
+
+/// What the person says about the video: title, description, category, tags, visibility, and whether it is made for
+/// children; below it, how publishing goes. Main queue only.
+///
+/// Parts of it can be reached by name: the variables "_table" (row 1 of section 0 is the description), "_categories" (a
+/// list of dictionaries, see categoryIDKey), "_picker" and "_defaultCategory" (the identifier of the category that will
+/// be used), and the methods `_categoryCell` and `_selectComedyPickerRow`, which chooses the category to begin with
+/// when the form comes on screen for the first time.
+class PublishToYouTubeForm : public UIViewController, private UITextInputDelegate {
+  ZV_OBJECT(PublishToYouTubeForm)
+  ZV_INSTANCE_VARIABLES(PublishToYouTubeForm)
+ public:
+  struct Handlers {
+    std::function<void()> willBeDisplayed, cancel, publish, done;
+  };
+  void setHandlers(Handlers handlers) { handlers_ = std::move(handlers); }
+
+  publishing::VideoDetails details() const;
+  void setStatus(PublishingStatusView::Status status);
+  const PublishingStatusView::Status& status() const { return status_->status(); }
+  /// NO while the details are in use: nothing can be changed or published.
+  void setEditable(bool editable);
+  /// NO for good: there is nothing to publish.
+  void setCanPublish(bool can);
+  /// Moves the panel in front of everything in `view`, at its bottom.
+  void raiseStatus(const Strong<UIView>& view);
+
+  Strong<UITableViewCell> _categoryCell() { return categoryCell_; }
+  void _selectComedyPickerRow();
+  // Actions of the bar.
+  void cancel();
+  void publish();
+  void done();
+
+  void loadView() override;
+  void viewDidLoad() override;
+  void viewWillAppear(bool animated) override;
+
+ private:
+  class FormView;
+  void textInputDidBeginEditing(UITextInputView& input) override;
+  void textInputDidEndEditing(UITextInputView& input) override;
+  void makeCells();
+  void showBarButtons();
+  void togglePicker();
+  void categoryChosen(int row);
+
+  Handlers handlers_;
+  Strong<UITableView> table_;
+  Strong<NSArray> categories_;
+  Strong<UIPickerView> picker_;
+  Strong<NSString> defaultCategory_;
+  Strong<PublishingTextFieldCell> titleCell_, tagsCell_;
+  Strong<PublishingDescriptionCell> descriptionCell_;
+  Strong<PublishingCategoryCell> categoryCell_;
+  Strong<PublishingViewCell> pickerCell_;
+  Strong<UISegmentedControl> visibility_;
+  Strong<UISwitch> madeForChildren_;
+  Strong<PublishingStatusView> status_ = std::make_shared<PublishingStatusView>();
+  Strong<UIBarButtonItem> cancelItem_, publishItem_, doneItem_;
+  bool categoryIsChosen_ = false;
+  bool isEditable_ = true, canPublish_ = true;
+};
