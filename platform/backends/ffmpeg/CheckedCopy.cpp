@@ -23,17 +23,12 @@ struct EndOfWriting {
 NSErrorPtr CheckedCopy::run() {
   GrowingFile file(output, writer.fileSize());
   file.add(0, writer.mediaOffset());
-  std::atomic<bool> failed{false};
-  std::future<NSErrorPtr> check = std::async(std::launch::async, [&] {
-    NSErrorPtr error = ExportVerifier(expectations, source, file, isCancelled).run();
-    if (error) failed = true;
-    return error;
-  });
-  NSErrorPtr error;
-  {
+  std::atomic<bool> checkFailed{false};
+  // The check stays on this thread, whose memory the tables have just left.
+  std::future<NSErrorPtr> copying = std::async(std::launch::async, [&] {
     EndOfWriting end{file};
-    error = writer.copyMedia(
-        expectations.media, progress, [&] { return failed || isCancelled(); },
+    NSErrorPtr error = writer.copyMedia(
+        expectations.media, progress, [&] { return checkFailed || isCancelled(); },
         [&](std::uint64_t offset, std::uint64_t length) {
           file.add(offset, length);
           if (written) written(offset, length);
@@ -43,8 +38,17 @@ NSErrorPtr CheckedCopy::run() {
       error = NSError::posix(EIO, "The trimmed movie could not be written");
     }
     end.whole = !error;
+    return error;
+  });
+  NSErrorPtr found;
+  try {
+    found = ExportVerifier(expectations, source, file, isCancelled).run();
+    checkFailed = found != nullptr;
+  } catch (...) {
+    checkFailed = true;
+    throw;
   }
-  const bool stoppedByCheck = error && error->code() == ECANCELED && failed && !isCancelled();
-  const NSErrorPtr found = check.get();
+  const NSErrorPtr error = copying.get();
+  const bool stoppedByCheck = error && error->code() == ECANCELED && checkFailed && !isCancelled();
   return error && !stoppedByCheck ? error : found;
 }

@@ -17,12 +17,12 @@ struct Movie;
 /// which is then cut the same way.
 struct MovieExport {
   std::string sourcePath;
-  std::string sourceName;    ///< for messages
-  std::string outputFolder;  ///< for files that this needs on the way; on the output's file system
-  int output = -1;           ///< descriptor of an empty file open for reading and writing
-  CMTimeRange range;         ///< in the times that the player shows
-  std::function<bool()> isCancelled;
-  std::function<void(float)> progress;  ///< rising, from 0 to 1
+  std::string sourceName;               ///< for messages
+  std::string outputFolder;             ///< for files that this needs on the way; on the output's file system
+  int output = -1;                      ///< descriptor of an empty file open for reading and writing
+  CMTimeRange range;                    ///< in the times that the player shows
+  std::function<bool()> isCancelled;    ///< any thread
+  std::function<void(float)> progress;  ///< rising, from 0 to 1; any thread
 
   /// Runs to the end on the calling thread. Null when the file is whole, checked and, but for what fsync still has to
   /// do, on disk; after a cancellation any error.
