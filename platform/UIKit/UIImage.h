@@ -20,6 +20,10 @@ class UIImage : public NSObject {
   /// there is none. Main queue.
   static Strong<UIImage> imageNamed_inBundle(const std::string& name, const std::shared_ptr<NSBundle>& bundle);
 
+  /// The toolkit's own symbol ("mail", "copy", ...), drawn at the main screen's scale; null when there is none. Main
+  /// queue.
+  static Strong<UIImage> systemImageNamed(const std::string& name);
+
   CGSize size() const;  ///< points
   float scale() const { return scale_; }
   const CGImageRef& CGImage() const { return image_; }

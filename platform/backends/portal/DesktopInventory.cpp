@@ -1,0 +1,92 @@
+#include "platform/backends/portal/DesktopInventory.h"
+
+#include "platform/Dispatch/dispatch.h"
+#include "platform/backends/portal/AddressHandlers.h"
+#include "platform/backends/portal/SessionBus.h"
+
+#include <QRegularExpression>
+#include <QStandardPaths>
+#include <memory>
+#include <thread>
+
+namespace {
+
+constexpr int kReplyTime = 10000;  // milliseconds
+const QString kBus = QStringLiteral("org.freedesktop.DBus");
+const QString kPortal = QStringLiteral("org.freedesktop.portal.Desktop");
+const QString kFileManager = QStringLiteral("org.freedesktop.FileManager1");
+
+/// The portals that an object description lists.
+std::set<std::string> portalNames(const QString& description) {
+  static const QRegularExpression interface(
+      QStringLiteral("<interface\\s+name=[\"']org\\.freedesktop\\.portal\\.(\\w+)[\"']"));
+  std::set<std::string> names;
+  for (auto match = interface.globalMatch(description); match.hasNext();)
+    names.insert(match.next().captured(1).toStdString());
+  return names;
+}
+
+}  // namespace
+
+DesktopInventory& DesktopInventory::shared() {
+  static DesktopInventory& inventory = *new DesktopInventory;
+  return inventory;
+}
+
+void DesktopInventory::refresh(std::function<void()> then) {
+  // Runs `then` when both have let go of it.
+  const std::shared_ptr<void> both(nullptr, [then = std::move(then)](void*) {
+    if (then) then();
+  });
+  askBus([both] {});
+  askFiles([both] {});
+}
+
+void DesktopInventory::askBus(std::function<void()> then) {
+  SessionBus::shared().connect([this, then = std::move(then)](bool connected) {
+    if (!connected) {
+      portals_.clear();
+      fileManager_ = false;
+      return then();
+    }
+    // Services that run, and those that the bus can start.
+    auto names = std::make_shared<QStringList>();
+    for (const char* list : {"ListNames", "ListActivatableNames"}) {
+      const auto message = QDBusMessage::createMethodCall(kBus, QStringLiteral("/org/freedesktop/DBus"), kBus,
+                                                          QString::fromLatin1(list));
+      const bool last = list[4] == 'A';
+      SessionBus::shared().call(message, kReplyTime, [this, names, last, then](const QDBusMessage& reply) {
+        *names += reply.arguments().value(0).toStringList();
+        if (!last) return;  // replies of one service come in order
+        fileManager_ = names->contains(kFileManager);
+        if (!names->contains(kPortal)) {
+          portals_.clear();
+          return then();
+        }
+        const auto describe = QDBusMessage::createMethodCall(kPortal, QStringLiteral("/org/freedesktop/portal/desktop"),
+                                                             QStringLiteral("org.freedesktop.DBus.Introspectable"),
+                                                             QStringLiteral("Introspect"));
+        SessionBus::shared().call(describe, kReplyTime, [this, then](const QDBusMessage& description) {
+          const bool answered = description.type() == QDBusMessage::ReplyMessage;
+          portals_ = answered ? portalNames(description.arguments().value(0).toString()) : std::set<std::string>();
+          then();
+        });
+      });
+    }
+  });
+}
+
+void DesktopInventory::askFiles(std::function<void()> then) {
+  // Detached: a folder on a server that is gone holds up nobody.
+  std::thread([this, then = std::move(then)] {
+    auto schemes = handledSchemes({"https", "mailto", "sms", "tg", "whatsapp", "xmpp"});
+    std::set<std::string> programs;
+    for (const char* name : {"xdg-open", "xdg-email"})
+      if (!QStandardPaths::findExecutable(QString::fromLatin1(name)).isEmpty()) programs.insert(name);
+    dispatch_async(dispatch_get_main_queue(), [this, schemes, programs, then] {
+      schemes_ = schemes;
+      programs_ = programs;
+      then();
+    });
+  }).detach();
+}

@@ -1,0 +1,70 @@
+#include "platform/backends/portal/SystemActivity.h"
+
+#include "platform/Dispatch/dispatch.h"
+#include "platform/Foundation/os_trace.h"
+#include "platform/Photos/PHPhotoLibrary.h"
+#include "platform/UIKit/UIAlertAction.h"
+#include "platform/UIKit/UIAlertController.h"
+#include "platform/UIKit/UIImage.h"
+#include "platform/UIKit/UIKitStrings.h"
+
+ZV_REGISTER_CLASS(SystemActivity, "SystemActivity", UIActivity, {})
+
+std::string& systemActivitySubject() {
+  static std::string& subject = *new std::string;
+  return subject;
+}
+
+std::string SystemActivity::Items::message() const {
+  return text.empty() || link.empty() ? text + link : text + "\n" + link;
+}
+
+SystemActivity::Items SystemActivity::read(const std::vector<UIActivityItem>& items) {
+  Items found;
+  for (const UIActivityItem& item : items) {
+    if (const auto* url = std::get_if<NSURL>(&item)) {
+      found.movie = url->path();
+      continue;
+    }
+    const auto& text = std::get<std::string>(item);
+    const bool isLink =
+        text.find(' ') == std::string::npos && (text.starts_with("https://") || text.starts_with("http://"));
+    (isLink ? found.link : found.text) = text;
+  }
+  return found;
+}
+
+bool SystemActivity::canPerformWithActivityItems(const std::vector<UIActivityItem>& items) {
+  return isPossible(read(items));
+}
+
+void SystemActivity::prepareWithActivityItems(const std::vector<UIActivityItem>& items) {
+  items_ = read(items);
+}
+
+Strong<UIImage> SystemActivity::activityImage() const {
+  return UIImage::systemImageNamed(symbolName());
+}
+
+void SystemActivity::locateMovie(std::function<void(const std::string& path)> then) {
+  const auto self = strongSelf(this);
+  PHPhotoLibrary::sharedPhotoLibrary().locateOrSaveMovieAtPath_completionHandler(
+      items_.movie, [self, then = std::move(then)](const std::string& path, const NSErrorPtr& error) {
+        dispatch_async(dispatch_get_main_queue(), [self, then, path, error] {
+          if (!error) return then(path);
+          self->fail(UIKitLocalizedString("The movie could not be saved"), error->localizedDescription());
+        });
+      });
+}
+
+void SystemActivity::fail(const std::string& title, const std::string& message) {
+  os_trace_error("%s: %s", title.c_str(), message.c_str());
+  const auto presenter = activityPresenter();
+  if (!presenter) return activityDidFinish(false);
+  const auto alert =
+      UIAlertController::alertControllerWithTitle_message_preferredStyle(title, message, UIAlertControllerStyle::Alert);
+  alert->addAction(UIAlertAction::actionWithTitle_style_handler(
+      UIKitLocalizedString("OK"), UIAlertActionStyle::Cancel,
+      [self = strongSelf(this)](UIAlertAction&) { self->activityDidFinish(false); }));
+  presenter->presentViewController_animated_completion(alert, true, nullptr);
+}
