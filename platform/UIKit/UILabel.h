@@ -3,7 +3,8 @@
 #include "platform/UIKit/UIFont.h"
 #include "platform/UIKit/UIView.h"
 
-/// One line of text, or several; text that does not fit ends in an ellipsis. Takes no touches unless told to.
+/// One line of text, which ends in an ellipsis where it does not fit, or several lines. Takes no touches unless told
+/// to.
 class UILabel : public UIView {
   ZV_OBJECT(UILabel)
  public:
@@ -16,7 +17,8 @@ class UILabel : public UIView {
   void setTextColor(UIColor color);
   NSTextAlignment textAlignment() const { return alignment_; }
   void setTextAlignment(NSTextAlignment alignment);
-  /// 1, or 0 for as many as there is room for; these begin at the top.
+  /// 1, or 0 for as many as the text needs; these begin at the top, and stick out below where there is no room. A
+  /// larger number is the most there are; then the last ends in an ellipsis where the text goes on.
   int numberOfLines() const { return lines_; }
   void setNumberOfLines(int lines);
   /// The size of the text, rounded up to whole points; with several lines, in the present width.

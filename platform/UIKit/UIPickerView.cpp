@@ -1,5 +1,7 @@
 #include "platform/UIKit/UIPickerView.h"
 
+#include "platform/UIKit/UIScreen.h"
+
 #include <algorithm>
 #include <cmath>
 #include <utility>
@@ -8,9 +10,14 @@ ZV_REGISTER_CLASS(UIPickerView, "UIPickerView", UIView, {})
 
 namespace {
 
-constexpr CGFloat usualHeight = 216, rowHeight = 32, pointSize = 20, leastMovement = 4, hairline = 0.5F;  // points
-constexpr CGFloat rowsInSight = 3.2F;  // above and below the middle
-constexpr double turnTime = 0.2;       // seconds
+constexpr CGFloat usualHeight = 216, rowHeight = 32, pointSize = 20, leastMovement = 4;  // points
+constexpr CGFloat rowsInSight = 3.2F;                                                    // above and below the middle
+constexpr double turnTime = 0.2;                                                         // seconds
+
+/// As thin as the screen allows.
+CGFloat hairline() {
+  return 1 / UIScreen::mainScreen().scale();
+}
 
 }  // namespace
 
@@ -70,8 +77,8 @@ CGSize UIPickerView::sizeThatFits() const {
 void UIPickerView::layoutSubviews() {
   const CGSize size = bounds().size;
   const CGFloat top = std::round((size.height - rowHeight) / 2);
-  upperLine_->setFrame(CGRectMake(0, top, size.width, hairline));
-  lowerLine_->setFrame(CGRectMake(0, top + rowHeight, size.width, hairline));
+  upperLine_->setFrame(CGRectMake(0, top, size.width, hairline()));
+  lowerLine_->setFrame(CGRectMake(0, top + rowHeight, size.width, hairline()));
   if (!drag_) place(static_cast<CGFloat>(selected_));
 }
 

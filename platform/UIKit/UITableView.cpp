@@ -1,5 +1,7 @@
 #include "platform/UIKit/UITableView.h"
 
+#include "platform/UIKit/UIScreen.h"
+
 #include <cmath>
 #include <utility>
 
@@ -7,7 +9,7 @@ ZV_REGISTER_CLASS(UITableView, "UITableView", UIScrollView, {})
 
 namespace {
 
-constexpr CGFloat notePointSize = 13, noteGap = 6, sectionGap = 22, hairline = 0.5F;  // points
+constexpr CGFloat notePointSize = 13, noteGap = 6, sectionGap = 22;  // points
 constexpr UIColor background{0.949F, 0.949F, 0.969F, 1};
 constexpr UIColor noteColor{0.42F, 0.42F, 0.45F, 1};
 constexpr UIColor lineColor{0.78F, 0.78F, 0.8F, 1};
@@ -19,6 +21,12 @@ Strong<UILabel> noteLabel(const std::string& text) {
   label->setNumberOfLines(0);
   label->setText(text);
   return label;
+}
+
+/// As thin as the screen allows, and on its grid, or it might fall between two rows of pixels.
+CGRect hairline(CGFloat x, CGFloat y, CGFloat width) {
+  const float scale = UIScreen::mainScreen().scale();
+  return CGRectMake(x, std::round(y * scale) / scale, width, 1 / scale);
 }
 
 }  // namespace
@@ -91,7 +99,7 @@ CGFloat UITableView::place(Shown& shown, CGFloat y, CGFloat width) {
   for (std::size_t i = 0; i < cells.size(); ++i) {
     if (!cells[i]->isHidden()) last = i;
   }
-  shown.lines[0]->setFrame(CGRectMake(0, y, width, hairline));
+  shown.lines[0]->setFrame(hairline(0, y, width));
   shown.lines[0]->setHidden(last == cells.size());
   for (std::size_t i = 0; i < cells.size(); ++i) {
     shown.lines[i + 1]->setHidden(cells[i]->isHidden());
@@ -100,7 +108,7 @@ CGFloat UITableView::place(Shown& shown, CGFloat y, CGFloat width) {
     cells[i]->setFrame(CGRectMake(0, y, width, height));
     y += height;
     const CGFloat left = i == last ? 0 : margin;
-    shown.lines[i + 1]->setFrame(CGRectMake(left, y - hairline, width - left, hairline));
+    shown.lines[i + 1]->setFrame(hairline(left, y - 1 / UIScreen::mainScreen().scale(), width - left));
   }
   y += noteGap;
   placeNote(*shown.footer);

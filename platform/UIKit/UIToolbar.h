@@ -27,8 +27,8 @@ class UIToolbar : public UIView {
   UIToolbarDelegate* delegate() const { return delegate_; }
   void setDelegate(UIToolbarDelegate* delegate) { delegate_ = delegate; }
 
-  /// Where the line that parts the bar from the rest is: above a bar at the Bottom, below one at the Top; for Any, below
-  /// a bar that begins at the window's upper edge and above others.
+  /// Where the line that parts the bar from the rest is: above a bar at the Bottom, below one at the Top; for Any,
+  /// below a bar that begins at the window's upper edge and above others.
   UIBarPosition barPosition() const { return position_; }
   void setBarPosition(UIBarPosition position) { position_ = position; }
 

@@ -13,7 +13,7 @@ ZV_REGISTER_CLASS(PublishingViewCell, "PublishingViewCell", UITableViewCell, {})
 
 namespace {
 
-constexpr CGFloat captionWidth = 96, padding = 11, captionHeight = 20;  // points
+constexpr CGFloat captionWidth = 96, padding = 11, captionHeight = 20, captionGap = 4;  // points
 constexpr int leastLines = 3;
 
 std::string textOf(const Strong<NSString>& string) {
@@ -62,12 +62,12 @@ void PublishingDescriptionCell::setPlaceholderText(const Strong<NSString>& text)
 CGFloat PublishingDescriptionCell::heightForWidth(CGFloat width) const {
   const CGFloat line = UITextSize("A", text_->font()).height;
   const CGFloat lines = UITextSizeInWidth(text_->text(), text_->font(), std::max(width - 2 * margin, 1.0F)).height;
-  return std::ceil(2 * padding + captionHeight + std::max(lines, leastLines * line));
+  return std::ceil(2 * padding + captionHeight + captionGap + std::max(lines, leastLines * line));
 }
 
 void PublishingDescriptionCell::layoutSubviews() {
   const CGSize size = bounds().size;
-  const CGFloat room = size.width - 2 * margin, top = padding + captionHeight + 4;
+  const CGFloat room = size.width - 2 * margin, top = padding + captionHeight + captionGap;
   textLabel()->setFrame(CGRectMake(margin, padding, room, captionHeight));
   text_->setFrame(CGRectMake(margin, top, room, std::max(size.height - top, 0.0F)));
 }

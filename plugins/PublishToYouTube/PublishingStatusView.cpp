@@ -1,5 +1,7 @@
 #include "plugins/PublishToYouTube/PublishingStatusView.h"
 
+#include "platform/UIKit/UIScreen.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -64,7 +66,7 @@ CGFloat PublishingStatusView::heightForWidth(CGFloat width) const {
 
 void PublishingStatusView::layoutSubviews() {
   const CGFloat width = bounds().size.width, room = std::max(width - 2 * margin, 1.0F);
-  line_->setFrame(CGRectMake(0, 0, width, 0.5F));
+  line_->setFrame(CGRectMake(0, 0, width, 1 / UIScreen::mainScreen().scale()));
   CGFloat y = gap;
   const auto place = [&](UIView& view, CGFloat height) {
     if (view.isHidden()) return;

@@ -222,7 +222,7 @@ void QtEditorWindow::sendText(const std::string& text) {
       sendKey("Return");
       continue;
     }
-    const int key = character < 0x80 ? QChar::toUpper(character) : Qt::Key_unknown;
+    const int key = character < 0x80 ? static_cast<int>(QChar::toUpper(character)) : static_cast<int>(Qt::Key_unknown);
     const QString typed = QString::fromUcs4(&character, 1);
     for (const QEvent::Type type : {QEvent::KeyPress, QEvent::KeyRelease}) {
       QWindowSystemInterface::handleKeyEvent<QWindowSystemInterface::SynchronousDelivery>(quickWindow_.get(), type, key,

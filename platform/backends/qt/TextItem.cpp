@@ -12,6 +12,7 @@ TextItem::TextItem(QQuickItem* parent) : QQuickText(parent) {
 void TextItem::setManyLines(bool many) {
   setWrapMode(many ? Wrap : NoWrap);
   setVAlign(many ? AlignTop : AlignVCenter);
+  setElideMode(many ? ElideNone : ElideRight);  // a height that is a hair short must not cost a line
 }
 
 void TextItem::show(const QString& text, const UIFont& font, const QColor& color, NSTextAlignment alignment) {

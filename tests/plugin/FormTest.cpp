@@ -1,0 +1,166 @@
+#include "platform/Foundation/DynamicLibrary.h"
+#include "platform/UIKit/UIPasteboard.h"
+#include "platform/UIKit/UIPickerView.h"
+#include "platform/UIKit/UITextInputView.h"
+#include "tests/golden/GoldenPicture.h"
+#include "tests/plugin/PluginTest.h"
+
+#include <QGuiApplication>
+#include <QInputMethodEvent>
+
+namespace {
+
+std::string textOf(const Strong<NSObject>& object) {
+  const auto string = std::dynamic_pointer_cast<NSString>(object);
+  return string ? string->text() : "(none)";
+}
+
+/// Puts a category of its own choice in the place of the form's, as whoever drives the form may do.
+class Chooser : public NSObject {
+  ZV_OBJECT(Chooser)
+};
+
+void chooseTwenty(NSObject& form, const Strong<NSObject>&) {
+  const auto part = [&](const char* name) { return class_getInstanceVariable(form.class_(), name); };
+  const auto categories = std::dynamic_pointer_cast<NSArray>(object_getIvar(&form, part("_categories")));
+  const auto picker = std::dynamic_pointer_cast<UIPickerView>(object_getIvar(&form, part("_picker")));
+  for (std::size_t i = 0; i < categories->count(); ++i) {
+    const auto category = std::dynamic_pointer_cast<NSDictionary>(categories->objects()[i]);
+    if (category->stringForKey(categoryIDKey) != "20") continue;
+    form.performSelector("_categoryCell")
+        ->performSelector_withObject("setCategoryString:", category->objectForKey(categoryLabelKey));
+    object_setIvar(&form, part("_defaultCategory"), category->objectForKey(categoryIDKey));
+    picker->selectRow_inComponent_animated(static_cast<int>(i), 0, false);
+  }
+}
+
+class FormTest : public PluginTest {
+ protected:
+  std::string textIn(const char* field) { return element(field).value; }
+};
+
+}  // namespace
+
+ZV_REGISTER_CLASS(Chooser, "PluginTestChooser", NSObject, {{"_selectComedyPickerRow", chooseTwenty}})
+
+TEST_F(FormTest, CanBeSteeredByTheNamesOfItsParts) {
+  EXPECT_TRUE(agentObject_->class_()->bundlePath.ends_with("PublishToYouTube.bundle"));
+  const auto description = cell(1, 0);
+  ASSERT_NE(description, nullptr);
+  description->performSelector_withObject("setPlaceholderText:", NSString::stringWithString("Something"));
+  description->performSelector_withObject("setValue:", NSString::stringWithString("Recorded in a game. https://x.y"));
+  description->performSelector_withObject("setPlaceholderText:", nullptr);
+  const auto categories = std::dynamic_pointer_cast<NSArray>(part("_categories"));
+  ASSERT_NE(categories, nullptr);
+  EXPECT_GT(categories->count(), 10U);
+
+  const Class chooser = NSClassFromString("PluginTestChooser");
+  method_exchangeImplementations(form_->class_(), "_selectComedyPickerRow", chooser, "_selectComedyPickerRow");
+  present();
+  method_exchangeImplementations(form_->class_(), "_selectComedyPickerRow", chooser, "_selectComedyPickerRow");
+  EXPECT_EQ(textIn("Description"), "Recorded in a game. https://x.y");
+  EXPECT_EQ(textIn("Category"), "Gaming") << "chosen by the routine that stands in for the form's";
+  EXPECT_EQ(textOf(part("_defaultCategory")), "20");
+  const auto picker = std::dynamic_pointer_cast<UIPickerView>(part("_picker"));
+  EXPECT_EQ(picker->rows()[static_cast<std::size_t>(picker->selectedRowInComponent(0))], "Gaming");
+  EXPECT_EQ(delegate_->log, (std::vector<std::string>{"displayed"}));
+
+  form_->performSelector("_selectComedyPickerRow");
+  EXPECT_EQ(textIn("Category"), "Comedy") << "the form's own";
+  EXPECT_EQ(textOf(part("_defaultCategory")), "23");
+}
+
+TEST_F(FormTest, TakesWhatAPersonTypesPastesAndChooses) {
+  present();
+  press("Title");
+  type("Größe 日本 ");
+  QInputMethodEvent preedit(QStringLiteral("nih"), {});
+  QCoreApplication::sendEvent(QGuiApplication::focusObject(), &preedit);
+  EXPECT_EQ(textIn("Title"), "Größe 日本 ") << "what is being composed is not there yet";
+  QInputMethodEvent commit;
+  commit.setCommitString(QStringLiteral("語"));
+  QCoreApplication::sendEvent(QGuiApplication::focusObject(), &commit);
+  EXPECT_EQ(textIn("Title"), "Größe 日本 語");
+  EXPECT_TRUE(isReachable("Done"));
+  EXPECT_FALSE(isReachable("Publish"));
+
+  key("Shift+Left");
+  key("Control+C");
+  EXPECT_EQ(UIPasteboard::generalPasteboard().string(), "語");
+  key("Tab");
+  type("one");
+  key("Return");
+  key("Control+V");
+  EXPECT_EQ(textIn("Description"), "one\n語");
+  key("Control+Z");
+  EXPECT_EQ(textIn("Description"), "one\n") << "undoes the typing, nothing of the movie";
+  key("Escape");
+  EXPECT_EQ(UIResponder::firstResponder(), nullptr);
+  EXPECT_TRUE(isReachable("Publish"));
+  type("x");
+  EXPECT_EQ(textIn("Description"), "one\n") << "nobody types any more";
+
+  press("Category");
+  theWindow().commit();
+  for (int i = 0; i < 5; ++i) key("Tab");
+  key("Tab");
+  key("Down");
+  EXPECT_EQ(textIn("Category"), "Education");
+  EXPECT_EQ(textOf(part("_defaultCategory")), "27");
+  press("Category");
+  press("Unlisted");
+  EXPECT_TRUE(element("Unlisted").checked);
+  while (theWindow().window()->focusedLabel() != "Made for Children") key("Tab");
+  const CGRect ring = *theWindow().window()->focusRing();
+  EXPECT_LT(ring.maxY(), 667) << "scrolled into sight";
+  key("Space");
+  EXPECT_TRUE(element("Made for Children").checked);
+  press("Title");
+  press("Done");
+  EXPECT_EQ(delegate_->log.back(), "done");
+  EXPECT_EQ(UIResponder::firstResponder(), nullptr);
+  key("Escape");
+  EXPECT_EQ(delegate_->log.back(), "cancel");
+}
+
+TEST_F(FormTest, SelectsWithTheMouseAndScrollsWithTheWheel) {
+  present();
+  press("Title");
+  type("first second");
+  const CGRect field = element("Title").frame;
+  const CGPoint left{field.origin.x + 1, field.origin.y + 22};
+  pressAt(left);
+  pressAt(left);
+  type("X");
+  EXPECT_EQ(textIn("Title"), "X second") << "a double click selects the word";
+  theWindow().sendPointer(UIAutomation::Pointer::Press, left);
+  theWindow().sendPointer(UIAutomation::Pointer::Move, {left.x + 100, left.y});
+  theWindow().sendPointer(UIAutomation::Pointer::Move, {field.maxX() - 2, left.y});
+  theWindow().sendPointer(UIAutomation::Pointer::Release, {field.maxX() - 2, left.y});
+  type("all");
+  EXPECT_EQ(textIn("Title"), "all");
+
+  press("Description");
+  for (int i = 0; i < 30; ++i) {
+    type("line");
+    key("Return");
+  }
+  theWindow().commit();
+  EXPECT_LT(element("Title").frame.maxY(), 44) << "the cursor stays in sight";
+  EXPECT_GT(element("Tags").frame.origin.y, 500) << "and the field is as high as its text";
+}
+
+TEST_F(FormTest, LooksLikeThePicturesThatWereFoundGood) {
+  if (std::getenv("ZEVANTI_TEST_SCALE")) GTEST_SKIP() << "the pictures are of scale 1";
+  cell(1, 0)->performSelector_withObject(
+      "setValue:", NSString::stringWithString("A screen recording of Hexagon Quest by Lantern Works. "
+                                              "https://lantern.example/hexagon"));
+  present();
+  EXPECT_EQ(golden_picture::difference(theWindow().grab(), "form-phone"), "");
+  press("Category");
+  theWindow().resize({960, 720});
+  ASSERT_TRUE(waitUntil([] { return theWindow().window()->bounds().size == CGSizeMake(960, 720); }));
+  agent_->setMediaIsReady(false);
+  agent_->setPreparationProgress(0.42F);
+  EXPECT_EQ(golden_picture::difference(theWindow().grab(), "form-pad"), "");
+}

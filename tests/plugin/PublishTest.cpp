@@ -1,0 +1,122 @@
+#include "tests/plugin/PluginTest.h"
+
+namespace {
+
+using Log = std::vector<std::string>;
+
+class PublishTest : public PluginTest {
+ protected:
+  void SetUp() override {
+    PluginTest::SetUp();
+    present();
+    press("Title");
+    type("My video");
+    key("Escape");
+  }
+  bool hasEnded() const {
+    return !delegate_->log.empty() && (delegate_->log.back() == "published" || delegate_->log.back() == "failed");
+  }
+};
+
+}  // namespace
+
+TEST_F(PublishTest, SignsInUploadsAndSaysWhereTheVideoIs) {
+  press("Publish");
+  signIn();
+  ASSERT_TRUE(waitUntil([&] { return hasEnded(); })) << told();
+  EXPECT_EQ(delegate_->log, (Log{"displayed", "begin", "published"})) << told();
+  ASSERT_EQ(server_.videos().size(), 1U);
+  EXPECT_EQ(server_.videos()[0].size, 3'000'000);
+  const auto metadata = server_.videos()[0].metadata;
+  EXPECT_EQ(metadata["snippet"]["title"].toString(), "My video");
+  EXPECT_EQ(metadata["snippet"]["categoryId"].toString(), "23");
+  EXPECT_EQ(metadata["status"]["privacyStatus"].toString(), "private") << "unless the person says otherwise";
+  EXPECT_TRUE(agent_->mediaURL().find(server_.videos()[0].identifier.toStdString()) != std::string::npos);
+  press("Publish");
+  EXPECT_EQ(server_.counts().starts, 1) << "once";
+}
+
+TEST_F(PublishTest, WaitsUntilTheMovieIsWhole) {
+  agent_->setMediaIsReady(false);
+  agent_->setPreparationProgress(0.25F);
+  EXPECT_TRUE(told("25 %")) << told();
+  press("Publish");
+  agent_->setPreparationProgress(0.5F);
+  EXPECT_TRUE(told("50 %") && told("Publishing begins when it is ready")) << told();
+  EXPECT_FALSE(isReachable("Publish"));
+  EXPECT_EQ(server_.counts().authorizations, 0);
+  agent_->setMediaIsReady(true);
+  signIn();
+  ASSERT_TRUE(waitUntil([&] { return hasEnded(); })) << told();
+  EXPECT_EQ(delegate_->log.back(), "published");
+}
+
+TEST_F(PublishTest, NeverUploadsAMovieThatCouldNotBeMade) {
+  agent_->setMediaIsReady(false);
+  press("Publish");
+  agent_->mediaPreparationFailed(std::make_shared<NSError>("test", 1, "The disk is full."));
+  EXPECT_TRUE(told("The disk is full.")) << told();
+  EXPECT_FALSE(isReachable("Publish"));
+  EXPECT_TRUE(isReachable("Cancel"));
+  agent_->setMediaIsReady(true);
+  waitUntil([turns = 0]() mutable { return ++turns > 20; });
+  EXPECT_EQ(server_.counts().authorizations + server_.counts().starts, 0);
+}
+
+TEST_F(PublishTest, TellsWhatIsWrongInTheFormAndLetsThePersonTryAgain) {
+  press("Title");
+  key("Control+A");
+  key("Delete");
+  key("Escape");
+  press("Publish");
+  EXPECT_TRUE(told("needs a title")) << told();
+  press("Title");
+  type("Again");
+  key("Escape");
+  server_.add("start:quota");
+  press("Publish");
+  signIn();
+  ASSERT_TRUE(waitUntil([&] { return isReachable("Publish"); })) << told();
+  EXPECT_FALSE(told().empty() || told("Connecting")) << told();
+  EXPECT_EQ(delegate_->log, (Log{"displayed"})) << "nothing has begun";
+  press("Publish");
+  ASSERT_TRUE(waitUntil([&] { return hasEnded(); })) << told();
+  EXPECT_EQ(delegate_->log.back(), "published");
+}
+
+TEST_F(PluginTest, SaysWhichFileIsMissingAndWhatBelongsThere) {
+  std::remove(clientFile().c_str());
+  present();
+  EXPECT_TRUE(told(clientFile()) && told("client_id")) << told();
+  writeClientFile();
+}
+
+TEST_F(PublishTest, AFailureDuringTheUploadEndsItAndIsToldInFront) {
+  server_.add("chunk:status=403");
+  press("Publish");
+  signIn();
+  ASSERT_TRUE(waitUntil([&] { return hasEnded() || isReachable("Publish"); })) << told();
+  EXPECT_FALSE(told().empty());
+  if (delegate_->log.back() == "failed") {
+    ASSERT_NE(delegate_->error, nullptr);
+    EXPECT_TRUE(told(delegate_->error->localizedDescription())) << told();
+  }
+  EXPECT_TRUE(server_.videos().empty());
+}
+
+TEST_F(PublishTest, CancelStopsTheUpload) {
+  server_.add("chunk:stall");
+  press("Publish");
+  signIn();
+  ASSERT_TRUE(waitUntil([&] { return told("Uploading"); })) << told();
+  // An overlay over all of the form, as whoever shows it lays over it, does not keep the panel from being pressed.
+  CGRect button = CGRectZero;
+  for (const auto& found : theWindow().window()->reachableElements()) {
+    if (found.element.label == "Cancel") button = found.element.frame;
+  }
+  EXPECT_GT(button.origin.y, 500);
+  pressAt({button.origin.x + button.size.width / 2, button.origin.y + button.size.height / 2});
+  EXPECT_EQ(delegate_->log, (Log{"displayed", "begin", "cancel"}));
+  EXPECT_TRUE(waitUntil([&] { return server_.openSessions() == 0; })) << "the service is told";
+  EXPECT_TRUE(server_.videos().empty());
+}

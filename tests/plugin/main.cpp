@@ -1,0 +1,32 @@
+#include "tests/plugin/PluginTest.h"
+
+#include <QTemporaryDir>
+#include <cstdlib>
+
+namespace {
+QtEditorWindow* window = nullptr;
+}
+
+QtEditorWindow& theWindow() {
+  return *window;
+}
+
+int main(int argc, char** argv) {
+  testing::InitGoogleTest(&argc, argv);
+  // The person's own settings, tokens and secrets stay out of it.
+  QTemporaryDir home;
+  const std::string folder = home.path().toStdString();
+  setenv("XDG_CONFIG_HOME", (folder + "/config").c_str(), 1);
+  setenv("XDG_STATE_HOME", (folder + "/state").c_str(), 1);
+  setenv("DBUS_SESSION_BUS_ADDRESS", "disabled:", 1);
+  for (const char* name : {"LC_ALL", "LANGUAGE"}) unsetenv(name);
+  setenv("LANG", "C.UTF-8", 1);
+  EditorWindow::Options options;
+  options.offscreen = std::getenv("ZEVANTI_TEST_ON_SCREEN") == nullptr;
+  options.size = CGSizeMake(375, 667);
+  if (const char* scale = std::getenv("ZEVANTI_TEST_SCALE")) options.scale = std::strtof(scale, nullptr);
+  options.title = "Plug-in tests";
+  auto editorWindow = std::make_unique<QtEditorWindow>(argc, argv, options);
+  window = editorWindow.get();
+  return RUN_ALL_TESTS();
+}
