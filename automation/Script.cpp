@@ -99,6 +99,12 @@ ScriptStep parseStep(const std::vector<std::string>& words) {
     step.kind = Kind::Screenshot;
     step.name = words[1];
     if (!step.name.ends_with(".png")) throw BadLine{"a picture's name ends in .png"};
+  } else if (verb == "form") {
+    needWords(words, 3, words.size() + 3, "form FIELD VALUE");
+    step.kind = Kind::Form;
+    step.name = words[1];
+    step.value = words[2];
+    for (std::size_t i = 3; i < words.size(); ++i) step.value += " " + words[i];
   } else if (verb == "shake" || verb == "time" || verb == "state" || verb == "dump") {
     needWords(words, 1, 1, verb.c_str());
     step.kind = verb == "shake"   ? Kind::Shake

@@ -2,6 +2,7 @@
 
 #include "automation/DragAction.h"
 #include "automation/EditorState.h"
+#include "automation/FormAction.h"
 #include "automation/JSON.h"
 #include "automation/ScreenshotAction.h"
 #include "automation/TapAction.h"
@@ -116,6 +117,9 @@ ScriptAction::Answer ScriptRunner::begin(const ScriptStep& step) {
       break;
     case Kind::Resize:
       action_ = std::make_unique<ResizeAction>(context_, step);
+      break;
+    case Kind::Form:
+      action_ = std::make_unique<FormAction>(context_, step);
       break;
     case Kind::Key:
       if (!context_.automation().sendKey(step.name)) {
