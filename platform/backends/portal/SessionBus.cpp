@@ -10,13 +10,16 @@
 
 namespace {
 
-/// Without an address the bus's library would start a bus of its own, which nobody is on.
-bool isThereABus() {
+/// Empty without a bus: the bus's library would then start one of its own, which nobody is on. It would also remember
+/// the first address for good.
+QString busAddress() {
   const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
-  if (address && *address) return true;
+  if (address && *address) return QString::fromLocal8Bit(address);
   const char* folder = std::getenv("XDG_RUNTIME_DIR");
+  const std::string path = folder ? std::string(folder) + "/bus" : "";
   std::error_code error;
-  return folder && std::filesystem::exists(std::string(folder) + "/bus", error);
+  return folder && std::filesystem::exists(path, error) ? QStringLiteral("unix:path=") + QString::fromStdString(path)
+                                                        : QString();
 }
 
 }  // namespace
@@ -45,10 +48,10 @@ void SessionBus::reconnect(std::function<void(bool)> then) {
   if (then) waiting_.push_back(std::move(then));
   const int generation = ++generation_;
   // Detached, so that nothing ever waits for it.
-  std::thread([this, generation] {
+  std::thread([this, generation, address = busAddress()] {
     const QString name = QStringLiteral("zevanti-%1").arg(generation);
     const QDBusConnection connection =
-        isThereABus() ? QDBusConnection::connectToBus(QDBusConnection::SessionBus, name) : QDBusConnection(name);
+        address.isEmpty() ? QDBusConnection(name) : QDBusConnection::connectToBus(address, name);
     dispatch_async(dispatch_get_main_queue(), [this, generation, connection] { connected(generation, connection); });
   }).detach();
 }
