@@ -2,6 +2,8 @@
 
 #include "automation/JSON.h"
 #include "editor/ZVVideoEditorViewController.h"
+#include "platform/UIKit/UIActivityViewController.h"
+#include "platform/UIKit/UIAlertController.h"
 #include "platform/UIKit/UIScreen.h"
 
 #include <iomanip>
@@ -42,6 +44,48 @@ void addFrame(JSONObject& frames, const std::string& key, const Strong<UIView>& 
   } else {
     frames.addNull(key);
   }
+}
+
+void addSheet(JSONObject& state, const UIActivityViewController* sheet) {
+  if (!sheet) {
+    state.addNull("sheet");
+    return;
+  }
+  std::vector<std::string> types, titles;
+  for (const auto& activity : sheet->activities()) {
+    types.push_back(activity->activityType());
+    titles.push_back(activity->activityTitle());
+  }
+  const bool isPopover = sheet->modalPresentationStyle() == UIModalPresentationStyle::Popover;
+  JSONObject object;
+  object.add("style", isPopover ? "popover" : "sheet").add("activities", types).add("titles", titles);
+  state.add("sheet", object);
+}
+
+void addAlert(JSONObject& state, const UIAlertController* alert) {
+  if (!alert) {
+    state.addNull("alert");
+    return;
+  }
+  std::vector<std::string> buttons;
+  for (const auto& action : alert->actions()) buttons.push_back(action->title());
+  JSONObject object;
+  object.add("title", alert->title()).add("message", alert->message()).add("buttons", buttons);
+  state.add("alert", object);
+}
+
+void addPresented(JSONObject& state, const UIViewController& root) {
+  std::vector<std::string> classes;
+  const UIActivityViewController* sheet = nullptr;
+  const UIAlertController* alert = nullptr;
+  for (auto at = root.presentedViewController(); at; at = at->presentedViewController()) {
+    classes.push_back(NSStringFromClass(at->class_()));
+    if (const auto* found = dynamic_cast<const UIActivityViewController*>(at.get())) sheet = found;
+    if (const auto* found = dynamic_cast<const UIAlertController*>(at.get())) alert = found;
+  }
+  addSheet(state, sheet);
+  addAlert(state, alert);
+  state.add("presented", classes);
 }
 
 void writeView(std::ostream& out, const UIView& view, int depth) {
@@ -105,9 +149,9 @@ std::string editorState(ZVVideoEditorViewController& editor, UIWindow& window) {
   addBar(state, "bottomToolBar", editor.bottomToolBar());
   std::vector<std::string> reachable;
   for (const UIWindow::Reachable& found : window.reachableElements()) reachable.push_back(found.element.label);
-  state.add("reachable", reachable)
-      .add("movie", editor.videoURL().path())
-      .add("activityTypes", *editor.activityTypes());
+  state.add("reachable", reachable);
+  addPresented(state, editor);
+  state.add("movie", editor.videoURL().path()).add("activityTypes", *editor.activityTypes());
 
   JSONObject frames;
   addFrame(frames, "view", editor.view());

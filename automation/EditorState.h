@@ -14,6 +14,9 @@ class ZVVideoEditorViewController;
 /// - "range": the editor's trimmed range; "handles": where the timeline's handles stand (null when not trimming)
 /// - "topToolBar", "bottomToolBar": names of the items from left to right; null for a bar that is not on screen
 /// - "reachable": the names of everything that can be tapped now
+/// - "sheet": of the share sheet its "style" ("sheet" or "popover"), the "activities" by type and their "titles", in
+///   order; "alert": its "title", "message" and "buttons"; null for what is not on screen
+/// - "presented": the classes of what is presented, from back to front
 /// - "movie": the path of the movie on screen; "activityTypes": what was saved or shared so far
 /// - "frames": [x, y, width, height] of the main views in the window; null for one that is not on screen
 std::string editorState(ZVVideoEditorViewController& editor, UIWindow& window);

@@ -68,17 +68,22 @@ ScriptStep parseStep(const std::vector<std::string>& words) {
   using Kind = ScriptStep::Kind;
   ScriptStep step;
   const std::string& verb = words[0];
+  // A name may have blanks.
+  const auto nameFrom = [&](std::size_t first) {
+    std::string name = words[first];
+    for (std::size_t i = first + 1; i < words.size(); ++i) name += " " + words[i];
+    return name;
+  };
   if (verb == "wait") {
     needWords(words, 2, 3, "wait STATE [SECONDS]");
     step.kind = Kind::Wait;
     step.name = words[1];
-    needOneOf(step.name, {"ready", "playing", "paused", "editing", "saved", "failed", "finished"});
+    needOneOf(step.name, {"ready", "playing", "paused", "editing", "saved", "shared", "failed", "finished"});
     step.seconds = words.size() > 2 ? seconds(words[2]) : Script::kDefaultWait;
   } else if (verb == "tap") {
     needWords(words, 2, words.size() + 2, "tap NAME");
     step.kind = Kind::Tap;
-    step.name = words[1];
-    for (std::size_t i = 2; i < words.size(); ++i) step.name += " " + words[i];
+    step.name = nameFrom(1);
   } else if (verb == "drag") {
     needWords(words, 3, 3, "drag playhead|start|end SECONDS");
     step.kind = Kind::Drag;
@@ -99,15 +104,14 @@ ScriptStep parseStep(const std::vector<std::string>& words) {
     step.kind = Kind::Screenshot;
     step.name = words[1];
     if (!step.name.ends_with(".png")) throw BadLine{"a picture's name ends in .png"};
-  } else if (verb == "form") {
-    needWords(words, 3, words.size() + 3, "form FIELD VALUE");
-    step.kind = Kind::Form;
-    step.name = words[1];
-    step.value = words[2];
-    for (std::size_t i = 3; i < words.size(); ++i) step.value += " " + words[i];
-  } else if (verb == "shake" || verb == "time" || verb == "state" || verb == "dump") {
+  } else if (verb == "activity" || verb == "alert") {
+    needWords(words, 2, words.size() + 2, verb == "alert" ? "alert BUTTON" : "activity NAME");
+    step.kind = verb == "alert" ? Kind::Alert : Kind::Activity;
+    step.name = nameFrom(1);
+  } else if (verb == "share" || verb == "shake" || verb == "time" || verb == "state" || verb == "dump") {
     needWords(words, 1, 1, verb.c_str());
-    step.kind = verb == "shake"   ? Kind::Shake
+    step.kind = verb == "share"   ? Kind::Share
+                : verb == "shake" ? Kind::Shake
                 : verb == "time"  ? Kind::Time
                 : verb == "state" ? Kind::State
                                   : Kind::Dump;

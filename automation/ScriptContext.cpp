@@ -47,6 +47,15 @@ void ScriptContext::acknowledgeSaves() {
       std::count(activityTypes_->begin(), activityTypes_->end(), UIActivityTypeSaveToCameraRoll));
 }
 
+void ScriptContext::noteShare() {
+  editor();
+  typesBeforeShare_ = activityTypes_ ? activityTypes_->size() : 0;
+}
+
+bool ScriptContext::hasShared() const {
+  return activityTypes_ && activityTypes_->size() > typesBeforeShare_;
+}
+
 std::string ScriptContext::failure() {
   const Strong<ZVVideoEditorViewController> editor = this->editor();
   if (editor && editor->avPlayerItem()->status() == AVPlayerItemStatus::Failed) {

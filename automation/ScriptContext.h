@@ -22,6 +22,10 @@ class ScriptContext {
   /// window has gone.
   bool hasNewSave() const;
   void acknowledgeSaves();
+  /// Notes that an activity of the share sheet has been picked.
+  void noteShare();
+  /// Whether more has been reported as done than when the latest activity was picked.
+  bool hasShared() const;
   /// Why an export or a save failed since the last `acknowledgeFailure`; empty when none did.
   std::string failure();
   void acknowledgeFailure();
@@ -33,7 +37,7 @@ class ScriptContext {
   UIAutomation& automation_;
   bool hadEditor_ = false;
   ActivityTypeList activityTypes_;  // outlives the editor, so that its last save is seen
-  std::size_t acknowledgedSaves_ = 0;
+  std::size_t acknowledgedSaves_ = 0, typesBeforeShare_ = 0;
   Weak<AVAssetExportSession> session_, acknowledgedSession_;
   int acknowledgedFailedSaves_ = 0;
 };

@@ -2,9 +2,9 @@
 
 #include "automation/DragAction.h"
 #include "automation/EditorState.h"
-#include "automation/FormAction.h"
 #include "automation/JSON.h"
 #include "automation/ScreenshotAction.h"
+#include "automation/ShareActions.h"
 #include "automation/TapAction.h"
 #include "automation/WaitAction.h"
 #include "platform/Dispatch/dispatch.h"
@@ -112,14 +112,20 @@ ScriptAction::Answer ScriptRunner::begin(const ScriptStep& step) {
     case Kind::Drag:
       action_ = std::make_unique<DragAction>(context_, step);
       break;
+    case Kind::Share:
+      action_ = std::make_unique<ShareAction>(context_, step);
+      break;
+    case Kind::Activity:
+      action_ = std::make_unique<ActivityAction>(context_, step);
+      break;
+    case Kind::Alert:
+      action_ = std::make_unique<AlertAction>(context_, step);
+      break;
     case Kind::Screenshot:
       action_ = std::make_unique<ScreenshotAction>(context_, step);
       break;
     case Kind::Resize:
       action_ = std::make_unique<ResizeAction>(context_, step);
-      break;
-    case Kind::Form:
-      action_ = std::make_unique<FormAction>(context_, step);
       break;
     case Kind::Key:
       if (!context_.automation().sendKey(step.name)) {

@@ -27,6 +27,8 @@ ScriptAction::Answer WaitAction::tick() {
   Answer answer = pending();
   if (state_ == "saved") {
     answer = tickSaved();
+  } else if (state_ == "shared") {
+    if (context_.hasShared()) answer = done();
   } else if (state_ == "failed") {
     if (!context_.failure().empty() && !(editor && editor->isExporting())) {
       context_.acknowledgeFailure();

@@ -14,6 +14,8 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <thread>
@@ -135,6 +137,7 @@ class Bench {
   void drag(const std::string& name, const std::string& movie);
   void playback();
   void paused();
+  void share();
   void memory();
   int finish() const { return report_.finish(); }
 
@@ -144,6 +147,7 @@ class Bench {
     drag("hour", hour_);
     playback();
     paused();
+    share();
     memory();
   }
 
@@ -251,6 +255,61 @@ void Bench::paused() {
     cost[ours] = (subject.program().processorSeconds() - before) * 1000;
   }
   report_.figure("processor time in 10 s of pause", "ms", cost[true], cost[false], 0);
+}
+
+void Bench::share() {
+  // A catalogue that knows the application, so that the store answers.
+  const std::filesystem::path catalogue = std::filesystem::temp_directory_path() / "zevanti-bench-catalogue";
+  std::filesystem::create_directories(catalogue / "xml");
+  std::ofstream(catalogue / "xml/bench.xml")
+      << R"(<?xml version="1.0" encoding="UTF-8"?><components version="0.14" origin="bench">
+<component type="desktop-application"><id>org.example.Bench</id><name>Bench</name><summary>Bench</summary>
+<developer_name>Bench</developer_name><url type="homepage">https://bench.example.org/</url></component></components>)";
+  setenv("ZEVANTI_STORE_CATALOGUE", catalogue.c_str(), 1);
+  std::vector<double> begun, inPlace;
+  {
+    const Run subject({zevanti_, "--bundle-id", "org.example.Bench", minute_}, true);
+    // The Share button in the top bar, and a place in the popover's head.
+    constexpr int kShareX = 1191, kShareY = 27, kSheetX = 1180, kSheetY = 74;
+    if (!std::isnan(subject.waitForFirstPicture())) {
+      sleepFor(3);
+      Pointer pointer(subject.screen());
+      for (int i = 0; i < 9; ++i) {
+        pointer.move(kShareX, kShareY);
+        sleepFor(0.2);
+        const std::uint32_t before = subject.screen().pixel(kSheetX, kSheetY);
+        std::uint32_t last = before;
+        pointer.press();
+        const auto start = Clock::now();
+        pointer.release();
+        double first = NAN, end = NAN;
+        while (secondsSince(start) < 1) {
+          const std::uint32_t now = subject.screen().pixel(kSheetX, kSheetY);
+          if (now != last) {
+            end = secondsSince(start) * 1000;
+            if (last == before) first = end;
+            last = now;
+          }
+          std::this_thread::sleep_for(std::chrono::microseconds(200));
+        }
+        begun.push_back(first);
+        inPlace.push_back(end);
+        pointer.move(40, VirtualScreen::kHeight / 2);  // beside it: closes it
+        pointer.press();
+        pointer.release();
+        sleepFor(0.6);
+      }
+    }
+  }
+  unsetenv("ZEVANTI_STORE_CATALOGUE");
+  std::filesystem::remove_all(catalogue);
+  const auto worst = [](const std::vector<double>& values) {
+    double most = values.empty() ? NAN : 0;
+    for (const double value : values) most = std::isnan(value) || std::isnan(most) ? NAN : std::max(most, value);
+    return most;
+  };
+  report_.figure("Share tap to sheet on screen, worst of 9", "ms", worst(begun), {}, 100);
+  report_.figure("Share tap to sheet in place, after its fade, worst of 9", "ms", worst(inPlace), {}, 350);
 }
 
 void Bench::memory() {

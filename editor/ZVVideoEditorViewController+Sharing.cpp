@@ -1,6 +1,33 @@
 #include "editor/ZVVideoEditorViewController.h"
 #include "platform/Dispatch/dispatch.h"
+#include "platform/Foundation/NSBundle.h"
+#include "platform/Foundation/NSStringFormat.h"
 #include "platform/Foundation/os_trace.h"
+#include "platform/UIKit/UIActivityViewController.h"
+#include "platform/UIKit/UIPopoverPresentationController.h"
+#include "platform/UIKit/UIScreen.h"
+#include "platform/UIKit/UISystemActivities.h"
+#include "sharing/ZVStoreManager.h"
+
+#include <cmath>
+#include <cstdio>
+
+namespace {
+
+/// "1:05:09", "0:32"; empty when the duration is not known.
+std::string durationInWords(double seconds) {
+  if (!std::isfinite(seconds) || seconds < 0) return {};
+  const auto whole = static_cast<long long>(std::llround(seconds));
+  char text[32];
+  if (whole >= 3600) {
+    std::snprintf(text, sizeof text, "%lld:%02lld:%02lld", whole / 3600, whole / 60 % 60, whole % 60);
+  } else {
+    std::snprintf(text, sizeof text, "%lld:%02lld", whole / 60, whole % 60);
+  }
+  return text;
+}
+
+}  // namespace
 
 void ZVVideoEditorViewController::shareAction() {
   dispatch_async(dispatch_get_main_queue(), [self = strongSelf()] {
@@ -16,6 +43,46 @@ void ZVVideoEditorViewController::shareAction() {
   });
 }
 
-void ZVVideoEditorViewController::displayShareSheetWithVideoURL(const NSURL&) {
+void ZVVideoEditorViewController::displayShareSheetWithVideoURL(const NSURL& url) {
   os_trace("displayShareSheetWithVideoURL");
+  UISystemActivitiesPrepare(applicationName());  // while the store is asked
+  ++shareRequests_;
+  ZVStoreManager::sharedManager()->loadItemDetailsForBundleIdentifier_completionHandler(
+      bundleIdentifier(), [self = strongSelf(), url, request = shareRequests_](const Strong<ZVStoreInfo>& info) {
+        // One sheet answers all requests that were made before it went: a second tap on Share opens no second one.
+        if (request <= self->answeredShareRequests_ || self->presentedViewController() || !self->view()->window())
+          return;
+        self->answeredShareRequests_ = self->shareRequests_;
+        self->presentShareSheet(*info, url);
+      });
+}
+
+void ZVVideoEditorViewController::presentShareSheet(const ZVStoreInfo& info, const NSURL& url) {
+  const std::string format =
+      NSBundle::mainBundle()->localizedStringForKey_value_table("SHARE_TEXT_FORMAT", "SHARE_TEXT_FORMAT", "");
+  const std::vector<UIActivityItem> items = {NSStringWithFormat(format, {info.appName(), info.author()}),
+                                             info.itemURL(), url};
+  std::vector<std::string> order = {UIActivityTypeMail, UIActivityTypeMessage, UIActivityTypeCopyToPasteboard,
+                                    UIActivityTypePostToFacebook};
+  std::vector<Strong<UIActivity>> applicationActivities;
+  const auto sheet =
+      UIActivityViewController::initWithActivityItems_applicationActivities(items, applicationActivities);
+  if (!applicationActivities.empty()) sheet->setActivityTypeOrder(order);
+  sheet->setCompletionWithItemsHandler([self = strongSelf()](const std::string& activityType, bool completed,
+                                                             const std::vector<UIActivityItem>&, const NSErrorPtr&) {
+    if (completed) self->activityTypes()->push_back(activityType);
+  });
+  sheet->setPreview(shareSheetPicture(), durationInWords(getPlayerDuration()));
+  if (isPadMode()) {
+    sheet->setModalPresentationStyle(UIModalPresentationStyle::Popover);
+    sheet->popoverPresentationController()->setBarButtonItem(shareButton());
+  }
+  presentViewController_animated_completion(sheet, true, nullptr);
+}
+
+Strong<UIImage> ZVVideoEditorViewController::shareSheetPicture() {
+  const auto thumbnails = cachedTimeStamps();
+  CGImageRef picture = thumbnails && !thumbnails->empty() ? thumbnails->begin()->second : nullptr;
+  if (!picture) picture = avPlayer()->videoOutput()->copyFrame();
+  return picture ? std::make_shared<UIImage>(picture, UIScreen::mainScreen().scale()) : nullptr;
 }

@@ -50,6 +50,9 @@
  private:                             \
   bool name##_ = false
 
+class UIImage;
+class ZVStoreInfo;
+
 /// Pictures of the timeline by the time they were asked for.
 using ThumbnailCache = std::map<NSNumber, CGImageRef>;
 
@@ -223,6 +226,10 @@ class ZVVideoEditorViewController : public UIViewController,
   void lookAtExportProgressAfter(double seconds, const Weak<AVAssetExportSession>& watched);
   void showExportProgress(float progress);
   void hideExportProgress();
+  void presentShareSheet(const ZVStoreInfo& info, const NSURL& url);
+  /// The first picture of the timeline or else the one on screen, for the head of the share sheet; null when there is
+  /// none yet.
+  Strong<UIImage> shareSheetPicture();
 
   std::weak_ptr<ZVVideoEditorViewControllerDelegate> delegate_;
   std::atomic<bool> hasEdit_ = false;
@@ -231,4 +238,5 @@ class ZVVideoEditorViewController : public UIViewController,
   std::pair<double, double> exportedRange_;    ///< of the running or latest export
   bool exportAgain_ = false;                   ///< another range was asked for while one was being exported
   Strong<UIProgressView> exportProgressView_;  ///< of an export that takes its time, else null
+  int shareRequests_ = 0, answeredShareRequests_ = 0;
 };

@@ -1,13 +1,30 @@
 #include "automation/Automation.h"
 #include "editor/ZVVideoEditorViewController.h"
+#include "platform/Dispatch/dispatch.h"
 #include "platform/Foundation/NSExtension.h"
+#include "platform/StoreServices/SSLookupRequest.h"
+#include "platform/UIKit/UISystemActivities.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
 
+namespace {
+
+/// Seconds. The window is there by then, and nobody has tapped Share yet.
+constexpr double prewarmDelay = 1;
+
+/// Has the desktop and the store's catalogue asked ahead, so that the share sheet opens without a wait.
+void prewarmSharing() {
+  UISystemActivitiesPrepare("");
+  SSLookupRequest::prewarm();
+}
+
+}  // namespace
+
 int main(int argc, char* argv[]) {
   automation::install();
+  dispatch_after(prewarmDelay, dispatch_get_main_queue(), prewarmSharing);
   int status = NSExtensionMain(argc, argv);
   if (status == 0 && ZVVideoEditorViewController::latestSaveFailed()) status = 1;  // the export has said why
   status = automation::exitStatus(status);

@@ -14,7 +14,7 @@ constexpr CGFloat topMargin = 8, labelGap = 6, labelMargin = 2, labelHeight = 28
 constexpr CGFloat tileRadius = 13.5F;
 /// A picture smaller than this is a symbol that stands on a tile; a larger one is a tile of its own.
 constexpr CGFloat leastWholeTile = 50;
-constexpr CGFloat dragDistance = 8;
+constexpr CGFloat dragDistance = 8, ringMargin = 8;
 constexpr float pressedAlpha = 0.5F;
 const UIColor tileColor = UIColor::whiteColor(), letterTileColor{0.56F, 0.56F, 0.58F, 1};
 
@@ -55,7 +55,7 @@ Strong<UIActivityCell> UIActivityCell::create(const Strong<UIActivity>& activity
   self->title_->setText(activity->activityTitle());
   self->title_->setFont(UIFont::systemFontOfSize(11));
   self->title_->setTextAlignment(NSTextAlignment::Center);
-  self->title_->setNumberOfLines(0);
+  self->title_->setNumberOfLines(2);
   self->title_->setAccessibilityElementsHidden(true);
   self->addSubview(self->title_);
   self->setAccessibilityLabel(activity->activityTitle());
@@ -105,7 +105,8 @@ void UIActivityCell::handleTouch(const UITouch& touch) {
 std::vector<UIAccessibilityElement> UIActivityCell::accessibilityElements() {
   UIAccessibilityElement element;
   element.label = accessibilityLabel();
-  element.frame = bounds();
+  // The focus ring stands outside of the frame: it is to keep within the cell.
+  element.frame = CGRectMake(ringMargin, 0, bounds().size.width - 2 * ringMargin, bounds().size.height);
   element.activate = handler_;
   return {element};
 }

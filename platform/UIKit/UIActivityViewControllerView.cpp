@@ -17,6 +17,7 @@ namespace {
 
 // Points.
 constexpr CGFloat cardRadius = 14, cancelHeight = 57, cancelGap = 8;
+constexpr CGFloat headlineHeight = 20;
 constexpr CGFloat headPadding = 12, headMargin = 16, pictureSize = 44, pictureGap = 12;
 constexpr CGFloat gridMargin = 8, gridPadding = 6, cellWidth = 84;
 constexpr CGFloat popoverWidth = 4 * cellWidth + 2 * gridMargin;
@@ -160,8 +161,11 @@ void UIActivityViewController::viewDidLayoutSubviews() {
     x += pictureSize + pictureGap;
   }
   const CGFloat textWidth = std::max(size.width - x - headMargin, 0.0F);
-  headline_->setFrame(CGRectMake(x, headPadding + 3, textWidth, 20));
-  detail_->setFrame(CGRectMake(x, headPadding + 24, textWidth, 17));
+  const bool twoLines = UITextSize(headline_->text(), headlineFont).width > textWidth;
+  headline_->setNumberOfLines(twoLines ? 2 : 1);
+  headline_->setFrame(
+      CGRectMake(x, twoLines ? 7 : headPadding + 3, textWidth, twoLines ? 2 * headlineHeight : headlineHeight));
+  detail_->setFrame(CGRectMake(x, twoLines ? 2 * headlineHeight + 6 : headPadding + 24, textWidth, 17));
   line_->setFrame(CGRectMake(0, top - line, size.width, line));
 
   grid_->setFrame(CGRectMake(0, top, size.width, std::max(bottom - top, 0.0F)));

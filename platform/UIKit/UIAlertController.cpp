@@ -42,6 +42,11 @@ UIFont fontFor(const UIAlertAction& action, const UIAlertAction* emphasized) {
                                : UIFont::systemFontOfSize(buttonFontSize);
 }
 
+/// The height of a text in the alert, with the little room that its last line needs below.
+CGFloat heightOf(const std::string& text, const UIFont& font, CGFloat width) {
+  return text.empty() ? 0 : std::ceil(UITextSizeInWidth(text, font, width).height) + 2;
+}
+
 bool isCancel(const Strong<UIAlertAction>& action) {
   return action->style() == UIAlertActionStyle::Cancel;
 }
@@ -154,8 +159,7 @@ bool UIAlertController::isSideBySide() const {
 
 CGFloat UIAlertController::textHeight(CGFloat width) const {
   const CGFloat room = width - 2 * textMargin;
-  const CGFloat title = title_.empty() ? 0 : std::ceil(UITextSizeInWidth(title_, titleFont, room).height);
-  const CGFloat message = message_.empty() ? 0 : std::ceil(UITextSizeInWidth(message_, messageFont, room).height);
+  const CGFloat title = heightOf(title_, titleFont, room), message = heightOf(message_, messageFont, room);
   return textTop + title + (title > 0 && message > 0 ? textGap : 0) + message + textBottom;
 }
 
@@ -178,8 +182,7 @@ void UIAlertController::viewDidLayoutSubviews() {
   const CGFloat room = size.width - 2 * textMargin;
   CGFloat y = textTop;
   for (const auto& label : {titleLabel_, messageLabel_}) {
-    const CGFloat height =
-        label->text().empty() ? 0 : std::ceil(UITextSizeInWidth(label->text(), label->font(), room).height);
+    const CGFloat height = heightOf(label->text(), label->font(), room);
     label->setFrame(CGRectMake(textMargin, y, room, height));
     y += height + (height > 0 ? textGap : 0);
   }

@@ -21,9 +21,12 @@ TEST(Script, ReadsEveryStep) {
       "resize 667 375\n"
       "time\nstate\ndump\n"
       "wait saved\n"
-      "screenshot \"my pictures/1.png\"");
+      "screenshot \"my pictures/1.png\"\n"
+      "share\n"
+      "activity Save a copy\n"
+      "alert \"OK\"");
   ASSERT_FALSE(script.error) << *script.error;
-  ASSERT_EQ(script.steps.size(), 13U);
+  ASSERT_EQ(script.steps.size(), 16U);
   const auto& steps = script.steps;
   EXPECT_EQ(steps[0].kind, Kind::Wait);
   EXPECT_EQ(steps[0].line, 2);
@@ -40,6 +43,11 @@ TEST(Script, ReadsEveryStep) {
   EXPECT_DOUBLE_EQ(steps[11].seconds, Script::kDefaultWait);
   EXPECT_EQ(steps[12].name, "my pictures/1.png");
   EXPECT_EQ(steps[12].line, 15);
+  EXPECT_EQ(steps[13].kind, Kind::Share);
+  EXPECT_EQ(steps[14].kind, Kind::Activity);
+  EXPECT_EQ(steps[14].name, "Save a copy");
+  EXPECT_EQ(steps[15].kind, Kind::Alert);
+  EXPECT_EQ(steps[15].name, "OK");
 }
 
 TEST(Script, NamesTheFirstLineThatMakesNoSense) {
@@ -52,6 +60,9 @@ TEST(Script, NamesTheFirstLineThatMakesNoSense) {
                            "wait ready nan",
                            "wait ready 1 2",
                            "tap",
+                           "share it",
+                           "activity",
+                           "alert",
                            "tap \"Play",
                            "tap \"\"",
                            "drag end",

@@ -3,7 +3,9 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <memory>
+#include <string>
 
 namespace {
 std::unique_ptr<EditorWindow> window;
@@ -17,6 +19,21 @@ std::unique_ptr<EditorWindow> window;
   setenv("ZEVANTI_BUNDLE", ZEVANTI_SOURCE_DIR "/resources/ZVVideoEditorExtension.appex", 1);
   setenv("QT_QPA_PLATFORM", "offscreen", 1);
 }
+
+/// What the store knows, apart from what this machine's does.
+void writeCatalogue() {
+  const auto folder = std::filesystem::path(getenv("XDG_CACHE_HOME")) / "catalogue";
+  std::filesystem::create_directories(folder / "xml");
+  std::ofstream(folder / "xml/test.xml") << R"(<?xml version="1.0" encoding="UTF-8"?>
+<components version="0.14" origin="test">
+  <component type="desktop-application">
+    <id>org.example.app</id><name>Rainfall</name><summary>Drops</summary>
+    <developer_name>Cloud Works</developer_name><url type="homepage">https://rainfall.example.org/</url>
+  </component>
+</components>)";
+  setenv("ZEVANTI_STORE_CATALOGUE", folder.c_str(), 1);
+  setenv("XDG_CONFIG_HOME", (folder.parent_path() / "config").c_str(), 1);
+}
 }  // namespace
 
 EditorWindow& testWindow() {
@@ -25,6 +42,7 @@ EditorWindow& testWindow() {
 
 int main(int argc, char* argv[]) {
   ::testing::InitGoogleTest(&argc, argv);
+  writeCatalogue();
   AVPlayer::setConfiguration({.audio = false, .openGL = false});
   EditorWindow::Options options;
   options.size = CGSize{375, 667};

@@ -10,7 +10,14 @@ LabelVisual::LabelVisual(LayerItem& host) : LayerVisual(host), item_(new TextIte
 void LabelVisual::update(CALayer& layer) {
   if (const auto* label = dynamic_cast<const UILabel*>(layer.view())) {
     item_->setSize(host().size());
-    item_->setManyLines(label->numberOfLines() != 1);
+    const int lines = label->numberOfLines();
+    item_->setManyLines(lines != 1);
+    if (lines > 1) {
+      item_->setElideMode(QQuickText::ElideRight);
+      item_->setMaximumLineCount(lines);
+    } else {
+      item_->resetMaximumLineCount();
+    }
     item_->show(QString::fromStdString(label->text()), label->font(), toQColor(label->textColor()),
                 label->textAlignment());
   }
