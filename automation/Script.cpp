@@ -108,6 +108,11 @@ ScriptStep parseStep(const std::vector<std::string>& words) {
     needWords(words, 2, words.size() + 2, verb == "alert" ? "alert BUTTON" : "activity NAME");
     step.kind = verb == "alert" ? Kind::Alert : Kind::Activity;
     step.name = nameFrom(1);
+  } else if (verb == "form") {
+    needWords(words, 3, words.size() + 3, "form FIELD VALUE");
+    step.kind = Kind::Form;
+    step.name = words[1];
+    step.value = nameFrom(2);
   } else if (verb == "share" || verb == "shake" || verb == "time" || verb == "state" || verb == "dump") {
     needWords(words, 1, 1, verb.c_str());
     step.kind = verb == "share"   ? Kind::Share

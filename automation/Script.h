@@ -6,12 +6,14 @@
 
 /// One step of a script.
 struct ScriptStep {
-  enum class Kind { Wait, Tap, Drag, Key, Shake, Resize, Share, Activity, Alert, Time, State, Dump, Screenshot };
+  enum class Kind { Wait, Tap, Drag, Key, Shake, Resize, Share, Activity, Alert, Form, Time, State, Dump, Screenshot };
 
   int line = 0;  ///< in the file, from 1
   Kind kind = Kind::Wait;
   /// What is waited for, tapped or dragged, the key, the activity, the alert's button, or the picture's path.
   std::string name;
+  /// Form: what the field is to be.
+  std::string value;
   /// Wait: how long at most. Drag: where to.
   double seconds = 0;
   /// Resize: points.

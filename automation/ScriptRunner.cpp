@@ -2,6 +2,7 @@
 
 #include "automation/DragAction.h"
 #include "automation/EditorState.h"
+#include "automation/FormAction.h"
 #include "automation/JSON.h"
 #include "automation/ScreenshotAction.h"
 #include "automation/ShareActions.h"
@@ -117,6 +118,9 @@ ScriptAction::Answer ScriptRunner::begin(const ScriptStep& step) {
       break;
     case Kind::Activity:
       action_ = std::make_unique<ActivityAction>(context_, step);
+      break;
+    case Kind::Form:
+      action_ = std::make_unique<FormAction>(context_, step);
       break;
     case Kind::Alert:
       action_ = std::make_unique<AlertAction>(context_, step);
