@@ -36,6 +36,28 @@ std::map<std::string, Texts> tables(const std::string& bundle, const std::string
 }
 
 const std::string kit = "System/Library/Frameworks/UIKit.framework";
+const std::string form = "System/Library/PublishingBundles/PublishToYouTube.bundle";
+
+/// Every text that `function` is called with in the sources of `folders` is in the English table of `bundle`.
+void expectTexts(const std::string& function, std::initializer_list<const char*> folders, const std::string& bundle) {
+  const Texts english = tables(bundle, "Localizable").at("en");
+  const std::regex use(function + "\\(\\s*((?:\"(?:[^\"\\\\]|\\\\.)*\"\\s*)+)[,)]");
+  std::set<std::string> used;
+  for (const char* folder : folders) {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(sources / folder)) {
+      if (entry.path().extension() != ".cpp" && entry.path().extension() != ".h") continue;
+      const std::string text = contentOf(entry.path());
+      for (std::sregex_iterator match(text.begin(), text.end(), use), end; match != end; ++match) {
+        // Neighbouring literals are one text.
+        std::string key = std::regex_replace((*match)[1].str(), std::regex("\"\\s*\""), "");
+        key = key.substr(1, key.find_last_of('"') - 1);
+        used.insert(key);
+        EXPECT_TRUE(english.count(key)) << entry.path() << ": " << key;
+      }
+    }
+  }
+  EXPECT_GT(used.size(), 10U);
+}
 
 }  // namespace
 
@@ -43,7 +65,8 @@ TEST(TranslationTest, EveryLanguageSaysTheSame) {
   const std::pair<std::string, std::string> all[] = {
       {"ZVVideoEditorExtension.appex", "Localizable"},
       {"System/Library/Frameworks/PhotoLibrary.framework", "PhotoLibrary"},
-      {kit, "Localizable"}};
+      {kit, "Localizable"},
+      {form, "Localizable"}};
   for (const auto& [bundle, table] : all) {
     const auto languages = tables(bundle, table);
     ASSERT_EQ(languages.size(), 10U) << bundle;
@@ -64,21 +87,6 @@ TEST(TranslationTest, EveryLanguageSaysTheSame) {
 }
 
 TEST(TranslationTest, EveryWordOfTheProgramCanBeTranslated) {
-  const Texts english = tables(kit, "Localizable").at("en");
-  const std::regex use("UIKitLocalizedString\\(\\s*((?:\"(?:[^\"\\\\]|\\\\.)*\"\\s*)+)\\)");
-  std::set<std::string> used;
-  for (const char* folder : {"editor", "overlay", "sharing", "platform", "plugins"}) {
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(sources / folder)) {
-      if (entry.path().extension() != ".cpp" && entry.path().extension() != ".h") continue;
-      const std::string text = contentOf(entry.path());
-      for (std::sregex_iterator match(text.begin(), text.end(), use), end; match != end; ++match) {
-        // Neighbouring literals are one text.
-        std::string key = std::regex_replace((*match)[1].str(), std::regex("\"\\s*\""), "");
-        key = key.substr(1, key.find_last_of('"') - 1);
-        used.insert(key);
-        EXPECT_TRUE(english.count(key)) << entry.path() << ": " << key;
-      }
-    }
-  }
-  EXPECT_GT(used.size(), 10U);
+  expectTexts("UIKitLocalizedString", {"editor", "overlay", "sharing", "platform"}, kit);
+  expectTexts("formText", {"plugins"}, form);
 }
