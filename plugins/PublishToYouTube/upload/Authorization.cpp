@@ -1,5 +1,6 @@
 #include "plugins/PublishToYouTube/upload/Authorization.h"
 
+#include "platform/Dispatch/dispatch.h"
 #include "plugins/PublishToYouTube/upload/PublishingError.h"
 
 #include <ctime>

@@ -44,19 +44,22 @@ class Exchange {
   static size_t readHeader(char* data, size_t size, size_t count, void* self);
   static size_t readBody(char* data, size_t size, size_t count, void* self);
   static int seek(void* self, curl_off_t offset, int origin);
-  static int report(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t sent);
+  static int report(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent);
 
   HttpTransfer::Request request_;
   HttpTransfer::Answer answer_;
   curl_slist* headers_ = nullptr;
   std::int64_t position_ = 0;
   size_t headerBytes_ = 0;
-  bool unreadable_ = false;
-  Clock::time_point reported_{};
+  bool unreadable_ = false, stalled_ = false;
+  double stallSeconds_ = 0;
+  curl_off_t moved_ = 0;
+  Clock::time_point reported_{}, movedAt_ = Clock::now();
 };
 
 void Exchange::prepare(CURL* curl, double stallSeconds) {
   curl_easy_reset(curl);  // the connection stays
+  stallSeconds_ = stallSeconds;
   const bool loopback = isLoopback(request_.address), secure = request_.address.starts_with("https:");
   curl_easy_setopt(curl, CURLOPT_URL, request_.address.c_str());
   curl_easy_setopt(curl, CURLOPT_PROTOCOLS_STR, secure ? "https" : "http");
@@ -66,8 +69,6 @@ void Exchange::prepare(CURL* curl, double stallSeconds) {
   curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(curl, CURLOPT_QUICK_EXIT, 1L);
   curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, connectSeconds);
-  curl_easy_setopt(curl, CURLOPT_LOW_SPEED_LIMIT, 1L);
-  curl_easy_setopt(curl, CURLOPT_LOW_SPEED_TIME, std::max(1L, long(stallSeconds)));
   curl_easy_setopt(curl, CURLOPT_TCP_KEEPALIVE, 1L);
   if (loopback) curl_easy_setopt(curl, CURLOPT_NOPROXY, "*");
   for (const std::string& header : request_.headers) headers_ = curl_slist_append(headers_, header.c_str());
@@ -107,12 +108,11 @@ size_t Exchange::read(char* data, size_t size, size_t count, void* opaque) {
   return size_t(done);
 }
 
-/// The kept connection turned out to be closed, and the request begins anew on another one.
+/// The kept connection turned out to be closed, and the request is to begin anew on another one. Once some of the file
+/// is on its way, nobody but the server knows from where.
 int Exchange::seek(void* opaque, curl_off_t offset, int origin) {
   Exchange& self = *static_cast<Exchange*>(opaque);
-  if (origin != SEEK_SET || offset < 0 || offset > self.request_.size) return CURL_SEEKFUNC_FAIL;
-  self.position_ = offset;
-  return CURL_SEEKFUNC_OK;
+  return origin == SEEK_SET && offset == self.position_ ? CURL_SEEKFUNC_OK : CURL_SEEKFUNC_FAIL;
 }
 
 size_t Exchange::readHeader(char* data, size_t size, size_t count, void* opaque) {
@@ -137,10 +137,17 @@ size_t Exchange::readBody(char* data, size_t size, size_t count, void* opaque) {
   return size * count;
 }
 
-int Exchange::report(void* opaque, curl_off_t, curl_off_t, curl_off_t, curl_off_t sent) {
+/// Comes about once in a second while nothing moves, and often while something does.
+int Exchange::report(void* opaque, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent) {
   Exchange& self = *static_cast<Exchange*>(opaque);
   if (self.aborted && *self.aborted) return 1;
   const auto now = Clock::now();
+  if (received + sent != self.moved_) {
+    self.moved_ = received + sent;
+    self.movedAt_ = now;
+  }
+  self.stalled_ = std::chrono::duration<double>(now - self.movedAt_).count() > self.stallSeconds_;
+  if (self.stalled_) return 1;
   if (self.progress && self.request_.file && sent > 0 && now - self.reported_ >= progressInterval) {
     self.reported_ = now;
     self.progress(sent);
@@ -157,7 +164,7 @@ HttpTransfer::Answer Exchange::finish(CURL* curl, CURLcode code) {
   } else if (code == CURLE_PEER_FAILED_VERIFICATION || code == CURLE_SSL_CACERT_BADFILE ||
              code == CURLE_SSL_ISSUER_ERROR || code == CURLE_SSL_CIPHER) {
     answer_.failure = Failure::Insecure;
-  } else if (code == CURLE_OPERATION_TIMEDOUT) {
+  } else if (stalled_ || code == CURLE_OPERATION_TIMEDOUT) {
     answer_.failure = Failure::Stalled;
   } else if (code != CURLE_OK || status < 200) {
     answer_.failure = Failure::NoConnection;

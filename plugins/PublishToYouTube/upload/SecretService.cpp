@@ -21,12 +21,19 @@ const SecretSchema* schema() {
   return &schema;
 }
 
-/// Whether there is a session bus to ask on. Asking without one would start one, which nobody would end.
-bool hasSessionBus() {
-  if (const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS")) return *address != '\0';
+/// Whether there is a session bus to ask on, and makes it ready for that. Asking without one would start one, which
+/// nobody would end.
+bool prepareSessionBus() {
+  const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
   const char* runtime = std::getenv("XDG_RUNTIME_DIR");
   struct stat status {};
-  return runtime && stat((std::string(runtime) + "/bus").c_str(), &status) == 0;
+  if (address ? !*address : !runtime || stat((std::string(runtime) + "/bus").c_str(), &status) != 0) return false;
+  GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
+  if (!bus) return false;
+  g_dbus_connection_set_exit_on_close(bus, FALSE);  // the end of the bus is not to be that of the program
+  g_object_unref(bus);
+  secret_service_disconnect();  // what libsecret knows of the store may be out of date: it may have been started anew
+  return true;
 }
 
 SecretService::Outcome outcomeOf(GError* error) {
@@ -55,7 +62,7 @@ void SecretService::cancelLookUps() {
 
 SecretService::Outcome SecretService::lookUp(const std::string& client, const std::string& server,
                                              std::string* secret) {
-  if (!hasSessionBus()) return Outcome::Unavailable;
+  if (!prepareSessionBus()) return Outcome::Unavailable;
   GError* error = nullptr;
   gchar* found = secret_password_lookup_sync(schema(), impl_->cancellable, &error, "client", client.c_str(), "server",
                                              server.c_str(), nullptr);
@@ -68,7 +75,7 @@ SecretService::Outcome SecretService::lookUp(const std::string& client, const st
 
 SecretService::Outcome SecretService::store(const std::string& client, const std::string& server,
                                             const std::string& secret) {
-  if (!hasSessionBus()) return Outcome::Unavailable;
+  if (!prepareSessionBus()) return Outcome::Unavailable;
   GError* error = nullptr;
   secret_password_store_sync(schema(), SECRET_COLLECTION_DEFAULT, "Zevanti: publishing videos", secret.c_str(), nullptr,
                              &error, "client", client.c_str(), "server", server.c_str(), nullptr);
@@ -76,7 +83,7 @@ SecretService::Outcome SecretService::store(const std::string& client, const std
 }
 
 SecretService::Outcome SecretService::clear(const std::string& client, const std::string& server) {
-  if (!hasSessionBus()) return Outcome::Unavailable;
+  if (!prepareSessionBus()) return Outcome::Unavailable;
   GError* error = nullptr;
   secret_password_clear_sync(schema(), nullptr, &error, "client", client.c_str(), "server", server.c_str(), nullptr);
   return error ? outcomeOf(error) : Outcome::Done;

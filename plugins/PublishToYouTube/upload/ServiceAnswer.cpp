@@ -11,6 +11,9 @@
 
 #include <algorithm>
 #include <charconv>
+#include <ctime>
+
+#include <curl/curl.h>
 
 namespace publishing {
 
@@ -65,12 +68,12 @@ std::optional<std::string> videoIdentifier(const HttpTransfer::Answer& answer) {
 std::optional<double> retryAfter(const HttpTransfer::Answer& answer) {
   const auto header = answer.headers.find("retry-after");
   if (header == answer.headers.end()) return std::nullopt;
-  const QString text = QString::fromStdString(header->second);
   bool isNumber = false;
-  if (const double seconds = text.toDouble(&isNumber); isNumber && seconds >= 0) return seconds;
-  const QDateTime time = QDateTime::fromString(text, Qt::RFC2822Date);
-  if (!time.isValid()) return std::nullopt;
-  return double(std::max<qint64>(0, QDateTime::currentDateTimeUtc().secsTo(time)));
+  if (const double seconds = QString::fromStdString(header->second).toDouble(&isNumber); isNumber)
+    return seconds >= 0 ? std::optional(seconds) : std::nullopt;
+  const time_t time = curl_getdate(header->second.c_str(), nullptr);
+  if (time < 0) return std::nullopt;
+  return std::max(0.0, std::difftime(time, std::time(nullptr)));
 }
 
 bool isTemporary(const HttpTransfer::Answer& answer) {

@@ -4,14 +4,17 @@
 #include "plugins/PublishToYouTube/upload/PublishingError.h"
 #include "plugins/PublishToYouTube/upload/RedirectListener.h"
 
+#include <QtCore/QCoreApplication>
 #include <QtCore/QCryptographicHash>
 #include <QtCore/QDateTime>
 #include <QtCore/QRandomGenerator>
+#include <QtCore/QTimer>
 #include <QtCore/QUrl>
 #include <QtNetwork/QNetworkAccessManager>
 #include <QtNetworkAuth/QOAuth2AuthorizationCodeFlow>
 
 #include <array>
+#include <chrono>
 #include <utility>
 
 namespace publishing {
@@ -19,6 +22,7 @@ namespace publishing {
 namespace {
 
 constexpr int answerTimeout = 30'000;  // milliseconds
+constexpr std::chrono::seconds pageSeconds{2};
 
 constexpr auto urlBase64 = QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals;
 
@@ -31,18 +35,21 @@ QByteArray randomText() {
 
 }  // namespace
 
-/// All objects of one exchange. Qt's flow hands answers to the listener unguarded, so the manager, which owns the
-/// requests, must go first.
+/// All objects of one exchange.
 struct SignIn::Attempt {
   std::unique_ptr<QNetworkAccessManager> manager = std::make_unique<QNetworkAccessManager>();
-  std::unique_ptr<QOAuth2AuthorizationCodeFlow> flow;
+  QOAuth2AuthorizationCodeFlow* flow = nullptr;
   RedirectListener* listener = nullptr;  // the flow's
   Handler handler;
   std::string oldRefreshToken;
 
+  /// Qt's flow hands answers to the listener unguarded, so the manager, which owns the requests, goes first. The flow
+  /// with the listener stays a little longer: the browser may not have read its page yet.
   ~Attempt() {
     manager.reset();
-    flow.reset();
+    if (!flow) return;
+    listener->close();
+    QTimer::singleShot(pageSeconds, flow, &QObject::deleteLater);
   }
 
   /// Once, and later: we are called from inside the objects that the handler may end.
@@ -68,7 +75,7 @@ void SignIn::begin(const std::string& state, const std::string& refreshToken, Ha
   attempt_->oldRefreshToken = refreshToken;
   attempt_->manager->setTransferTimeout(answerTimeout);
   attempt_->manager->setRedirectPolicy(QNetworkRequest::ManualRedirectPolicy);
-  attempt_->flow = std::make_unique<QOAuth2AuthorizationCodeFlow>(attempt_->manager.get());
+  attempt_->flow = new QOAuth2AuthorizationCodeFlow(attempt_->manager.get(), QCoreApplication::instance());
   QOAuth2AuthorizationCodeFlow& flow = *attempt_->flow;
 
   RedirectListener::Events events;
@@ -136,7 +143,7 @@ void SignIn::signIn(double seconds, const std::function<void(const std::string& 
                                     "once more."),
                     false);
   });
-  QObject::connect(attempt_->flow.get(), &QAbstractOAuth::authorizeWithBrowser, attempt_->flow.get(),
+  QObject::connect(attempt_->flow, &QAbstractOAuth::authorizeWithBrowser, attempt_->flow,
                    [open](const QUrl& address) { open(address.toEncoded().toStdString()); });
   attempt_->flow->grant();
 }

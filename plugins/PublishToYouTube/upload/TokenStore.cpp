@@ -1,5 +1,6 @@
 #include "plugins/PublishToYouTube/upload/TokenStore.h"
 
+#include "platform/Dispatch/dispatch.h"
 #include "platform/Foundation/os_trace.h"
 #include "plugins/PublishToYouTube/upload/PersonFolders.h"
 #include "plugins/PublishToYouTube/upload/PrivateFile.h"
@@ -15,6 +16,12 @@ namespace publishing {
 namespace {
 
 using Outcome = SecretService::Outcome;
+
+/// One for all stores: they may share the file.
+const dispatch_queue_t& queue() {
+  static const dispatch_queue_t queue = dispatch_queue_create("publishing.tokens");
+  return queue;
+}
 
 /// The file holds an object with the tokens of each client and server.
 QString keyOf(const TokenStore::Place& place) {
@@ -68,18 +75,18 @@ std::string TokenStore::defaultFile() {
 }
 
 void TokenStore::load(std::function<void(std::optional<Tokens>)> handler) {
-  dispatch_async(queue_, [place = place_, service = service_, handler = std::move(handler)]() mutable {
+  dispatch_async(queue(), [place = place_, service = service_, handler = std::move(handler)]() mutable {
     dispatch_async(dispatch_get_main_queue(),
                    [handler = std::move(handler), tokens = publishing::load(place, *service)] { handler(tokens); });
   });
 }
 
 void TokenStore::save(const Tokens& tokens) {
-  dispatch_async(queue_, [place = place_, service = service_, tokens] { publishing::save(place, *service, tokens); });
+  dispatch_async(queue(), [place = place_, service = service_, tokens] { publishing::save(place, *service, tokens); });
 }
 
 void TokenStore::clear() {
-  dispatch_async(queue_, [place = place_, service = service_] {
+  dispatch_async(queue(), [place = place_, service = service_] {
     if (place.secretService) service->clear(place.client, place.server);
     removeFromFile(place);
   });

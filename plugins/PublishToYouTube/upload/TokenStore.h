@@ -1,6 +1,5 @@
 #pragma once
 
-#include "platform/Dispatch/dispatch.h"
 #include "plugins/PublishToYouTube/upload/Tokens.h"
 
 #include <functional>
@@ -38,7 +37,6 @@ class TokenStore {
  private:
   Place place_;
   std::shared_ptr<SecretService> service_;
-  dispatch_queue_t queue_ = dispatch_queue_create("publishing.tokens");
 };
 
 }  // namespace publishing

@@ -15,6 +15,7 @@ namespace publishing_test {
 ///   start      a new upload session     chunk   a part of the file (the last one too)
 ///   query      how much is there?       cancel  a session is given up
 /// What:
+///   ok             nothing; for a fault that is to come later
 ///   status=N       answer with this status, without touching anything
 ///   retry-after=N  status 503, with the header Retry-After: N
 ///   close=N        take N bytes of the body, keep them, then cut the connection

@@ -1,0 +1,131 @@
+#include "tests/publishing/PublishingTest.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QProcess>
+
+#include <ctime>
+
+#include <sys/stat.h>
+#include <utime.h>
+
+namespace {
+
+constexpr qint64 movieSize = 2'300'001, granule = 256 * 1024;
+
+/// An upload that was left in its third chunk, with two whole ones at the server.
+class RestartTest : public PublishingTest {
+ protected:
+  void SetUp() override {
+    PublishingTest::SetUp();
+    signInBefore();
+    leaveUpload();
+  }
+  void leaveUpload() {
+    makePublisher();
+    server_->add("chunk:ok*2");
+    server_->add("chunk:stall");
+    const int chunks = server_->counts().chunks;
+    beginPublishing();
+    ASSERT_TRUE(waitUntil([&] { return server_->counts().chunks == chunks + 3; }));
+    publisher_.reset();
+    ASSERT_EQ(keptSessions().size(), 1u);
+    makePublisher();
+  }
+};
+
+TEST_F(RestartTest, GoesOnWhereItStopped) {
+  struct stat status {};
+  ASSERT_EQ(lstat(keptSessions()[0].c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0600u);
+  ASSERT_NO_FATAL_FAILURE(publish());
+  ASSERT_TRUE(movieArrived());
+  EXPECT_EQ(server_->counts().starts, 1);
+  EXPECT_EQ(server_->counts().bodyBytes, movieSize);
+  EXPECT_GE(progress_.front().sentBytes, 2 * 512 * 1024);  // what is there counts from the start
+  EXPECT_TRUE(keptSessions().empty());
+}
+
+// Only the very same upload is taken up again; anything else begins anew, and ends as it should.
+TEST_F(RestartTest, BeginsAnewWhenSomethingIsDifferent) {
+  const std::string content = readFile(movie_);
+  const std::vector<std::pair<const char*, std::function<void()>>> differences{
+      {"details", [&] { details_.title = "Another title"; }},
+      {"content", [&] { writeFile(movie_, content.substr(1) + "x"); }},
+      {"time",
+       [&] {
+         const utimbuf times{1'000'000, 1'000'000};
+         utime(movie_.c_str(), &times);
+       }},
+      {"client", [&] { writeFile(options_.clientFile, R"({"client_id": "another"})"); }},
+      {"age",
+       [&] {
+         QJsonObject kept = QJsonDocument::fromJson(QByteArray::fromStdString(readFile(keptSessions()[0]))).object();
+         kept["begun"] = kept["begun"].toInteger() - 7 * 24 * 3600;
+         writeFile(keptSessions()[0], QJsonDocument(kept).toJson().toStdString());
+       }},
+      {"server",
+       [&] {
+         QJsonObject kept = QJsonDocument::fromJson(QByteArray::fromStdString(readFile(keptSessions()[0]))).object();
+         kept["session"] = "http://localhost:1/session/1";
+         writeFile(keptSessions()[0], QJsonDocument(kept).toJson().toStdString());
+       }},
+      {"damage", [&] { writeFile(keptSessions()[0], "{\"session\": \"http://"); }},
+      {"service", [&] { server_->add("query:gone"); }}};
+  for (const auto& [name, change] : differences) {
+    SCOPED_TRACE(name);
+    change();
+    makePublisher();
+    const int starts = server_->counts().starts;
+    const size_t videos = server_->videos().size();
+    ASSERT_NO_FATAL_FAILURE(publish());
+    EXPECT_TRUE(mediaURL_);
+    EXPECT_EQ(server_->counts().starts, starts + 1);
+    ASSERT_EQ(server_->videos().size(), videos + 1);
+    EXPECT_EQ(server_->videos().back().metadata["snippet"]["title"].toString().toStdString(), details_.title);
+    writeFile(options_.clientFile, R"({"client_id": "a client/of+ours.example", "client_secret": "se&cret%41"})");
+    for (const std::string& kept : keptSessions()) std::remove(kept.c_str());
+    ASSERT_NO_FATAL_FAILURE(leaveUpload());
+  }
+}
+
+TEST_F(RestartTest, SweepsSessionsThatTheServiceHasForgotten) {
+  const std::string old = path("state/uploads/0123.json");
+  writeFile(old, "{}");
+  const utimbuf times{std::time(nullptr) - 8 * 24 * 3600, std::time(nullptr) - 8 * 24 * 3600};
+  utime(old.c_str(), &times);
+  ASSERT_NO_FATAL_FAILURE(publish());
+  EXPECT_TRUE(keptSessions().empty());
+}
+
+// A whole process, ended without a word in the middle of a chunk.
+TEST_F(RestartTest, SurvivesTheEndOfTheProcess) {
+  writeFile(movie_, movieContent(4'000'000));
+  const qint64 before = server_->counts().bodyBytes;
+  const int chunks = server_->counts().chunks;
+  server_->add("chunk:ok*3");
+  server_->add("chunk:close=300000");
+  server_->add("query:stall");
+  const QStringList arguments{"--publish", QString::fromStdString(server_->base()),
+                              QString::fromStdString(path("").substr(0, path("").size() - 1)),
+                              QString::fromStdString(movie_)};
+  const auto start = [&](QProcess& process) {
+    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process.start(QCoreApplication::applicationFilePath(), arguments);
+  };
+  QProcess first;
+  start(first);
+  ASSERT_TRUE(waitUntil([&] { return server_->counts().chunks == chunks + 4 && server_->counts().queries == 1; }));
+  first.kill();
+  ASSERT_TRUE(waitUntil([&] { return first.state() == QProcess::NotRunning; }));
+
+  QProcess second;
+  start(second);
+  ASSERT_TRUE(waitUntil([&] { return second.state() == QProcess::NotRunning; }));
+  EXPECT_EQ(second.exitCode(), 0);
+  ASSERT_TRUE(movieArrived());
+  EXPECT_LE(server_->counts().bodyBytes - before, 4'000'000 + granule);
+  EXPECT_EQ(server_->videos()[0].metadata["snippet"]["title"].toString(), "In another process");
+}
+
+}  // namespace
