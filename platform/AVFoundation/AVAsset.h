@@ -17,6 +17,7 @@ inline constexpr const char* AVMediaTypeAudio = "soun";
 /// One track of a movie, as read once when the asset was opened.
 class AVAssetTrack : public NSObject {
  public:
+  std::int32_t trackID = 0;  ///< above 0; no other track of the asset has it
   std::string mediaType;
   CGSize naturalSize;                    ///< pixels with the pixel aspect applied, before the transform
   CGAffineTransform preferredTransform;  ///< how the picture is turned for display

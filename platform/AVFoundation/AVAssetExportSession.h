@@ -2,23 +2,36 @@
 
 #include "platform/AVFoundation/AVAsset.h"
 #include "platform/AVFoundation/AVError.h"
+#include "platform/AVFoundation/AVMutableAudioMix.h"
 #include "platform/CoreMedia/CMTime.h"
 
 #include <functional>
 #include <memory>
 #include <string>
 
+/// Nothing is coded anew; AVFileTypeM4V.
 inline constexpr const char* AVAssetExportPresetPassthrough = "AVAssetExportPresetPassthrough";
+/// H.264 and AAC, whatever the source has; AVFileTypeMPEG4.
+inline constexpr const char* AVAssetExportPresetHighestQuality = "AVAssetExportPresetHighestQuality";
 inline constexpr const char* AVFileTypeM4V = "m4v";
+inline constexpr const char* AVFileTypeMPEG4 = "public.mpeg-4";
 
 enum class AVAssetExportSessionStatus { Unknown = 0, Waiting, Exporting, Completed, Failed, Cancelled };
 
-/// Writes a range of a movie into a new file, exact at both ends, without coding anything anew.
+/// Writes a range of a movie into a new file.
 ///
-/// The file is an MP4 or QuickTime movie with all tracks of the asset. It shows the picture that is on screen at the
-/// range's start first and nothing that begins at its end or later; sound begins and ends at the exact sample. What
-/// pictures need of those before them goes along, hidden. Recordings in other containers are repacked on the way; one
-/// whose pictures or sound an MP4 file can't hold fails with AVErrorExportFailed and a text that names them.
+/// AVAssetExportPresetPassthrough: exact at both ends, without coding anything anew. The file is an MP4 or QuickTime
+/// movie with all tracks of the asset. It shows the picture that is on screen at the range's start first and nothing
+/// that begins at its end or later; sound begins and ends at the exact sample. What pictures need of those before them
+/// goes along, hidden. Recordings in other containers are repacked on the way; one whose pictures or sound an MP4 file
+/// can't hold fails with AVErrorExportFailed and a text that names them.
+///
+/// AVAssetExportPresetHighestQuality: an MP4 file with one track of H.264 pictures, 8 bits and 4:2:0, and, where the
+/// asset has sound, one of AAC, all sound tracks mixed into it at their own level. Pictures keep their size (but for a
+/// column or row more where it is odd), their turn, their times and their colours; those of high dynamic range are
+/// brought to the usual one. What is so already is not coded anew. Always the whole movie: with a time range it fails
+/// with AVErrorInvalidTimeRange. An asset without pictures fails with AVErrorExportFailed, one that
+/// nothing here decodes with AVErrorDecoderNotFound.
 ///
 /// The file appears at `outputURL` only when it is whole, checked and on disk: it is written without a name, or a
 /// hidden one, beside it, opened once more and compared with the plan and the asset (a difference fails with
@@ -40,6 +53,9 @@ class AVAssetExportSession : public NSObject {
   void setReplacesExistingFile(bool replaces);
   /// In the times that the player shows. An empty, negative or invalid range fails with AVErrorInvalidTimeRange.
   void setTimeRange(CMTimeRange range);
+
+  /// Which sound tracks are mixed into the one that AVAssetExportPresetHighestQuality writes; null, as at first: all.
+  void setAudioMix(const Strong<AVMutableAudioMix>& mix);
 
   /// Returns at once; `handler` is called once, on a queue of the session's own, never on the main queue. The session
   /// keeps itself alive until then.

@@ -16,6 +16,7 @@ struct AVAssetExportSession::Impl {
   std::string preset, fileType = AVFileTypeM4V;
   NSURL outputURL;
   CMTimeRange range{kCMTimeZero, kCMTimeInvalid};
+  std::vector<std::int32_t> mixedTracks;  // none for all
   bool replacesExistingFile = false;
   dispatch_queue_t queue = dispatch_queue_create("export");
 
@@ -122,6 +123,12 @@ void AVAssetExportSession::setReplacesExistingFile(bool replaces) {
 
 void AVAssetExportSession::setTimeRange(CMTimeRange range) {
   impl_->range = range;
+}
+
+void AVAssetExportSession::setAudioMix(const Strong<AVMutableAudioMix>& mix) {
+  impl_->mixedTracks.clear();
+  if (!mix) return;
+  for (const auto& parameters : mix->inputParameters()) impl_->mixedTracks.push_back(parameters->trackID());
 }
 
 void AVAssetExportSession::exportAsynchronouslyWithCompletionHandler(std::function<void()> handler) {

@@ -32,6 +32,7 @@ namespace {
 
 Strong<AVAssetTrack> makeTrack(const AVStream* stream) {
   auto track = std::make_shared<AVAssetTrack>();
+  track->trackID = stream->index + 1;
   const AVCodecParameters* codec = stream->codecpar;
   const bool video = codec->codec_type == AVMEDIA_TYPE_VIDEO;
   track->mediaType = video ? AVMediaTypeVideo : AVMediaTypeAudio;
