@@ -32,16 +32,20 @@ bool isOpenableAddress(const std::string& address) {
          });
 }
 
-void openAddress(const std::string& address, std::function<void(bool)> then) {
-  auto useProgram = [address](std::function<void(bool)> opened) {
-    startProgram("xdg-open", {address}, std::move(opened));
+void openAddress(const std::string& address, std::function<void(OpenOutcome)> then) {
+  auto answer = [then = std::move(then)](OpenOutcome outcome) {
+    if (then) then(outcome);
   };
-  if (!DesktopInventory::shared().hasPortal("OpenURI")) return useProgram(std::move(then));
+  auto useProgram = [address, answer] {
+    startProgram("xdg-open", {address},
+                 [answer](bool opened) { answer(opened ? OpenOutcome::Opened : OpenOutcome::Failed); });
+  };
+  if (!DesktopInventory::shared().hasPortal("OpenURI")) return useProgram();
   PortalRequest::send(QStringLiteral("org.freedesktop.portal.OpenURI"), QStringLiteral("OpenURI"),
                       {QString::fromStdString(address)}, {},
-                      [useProgram, then = std::move(then)](PortalRequest::Outcome outcome, const QVariantMap&) {
-                        if (outcome == PortalRequest::Outcome::Failed) return useProgram(then);
-                        if (then) then(outcome == PortalRequest::Outcome::Done);
+                      [useProgram, answer](PortalRequest::Outcome outcome, const QVariantMap&) {
+                        if (outcome == PortalRequest::Outcome::Failed) return useProgram();
+                        answer(outcome == PortalRequest::Outcome::Done ? OpenOutcome::Opened : OpenOutcome::Cancelled);
                       });
 }
 

@@ -14,8 +14,8 @@ bool LSApplicationWorkspace::openSensitiveURL_withOptions(const std::string& url
     os_trace_error("an address was not opened: only pages on the web and messages are");
     return false;
   }
-  openAddress(url, [](bool opened) {
-    if (!opened) os_trace_error("no application has opened the address");
+  openAddress(url, [](OpenOutcome outcome) {
+    if (outcome == OpenOutcome::Failed) os_trace_error("no application has opened the address");
   });
   return true;
 }

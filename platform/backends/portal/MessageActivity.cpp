@@ -50,8 +50,8 @@ void MessageActivity::performActivity() {
       offerOnClipboard(path, self->items().message(), [self] {
         const Composer* composer = availableComposer();
         const QByteArray text = QUrl::toPercentEncoding(QString::fromStdString(self->items().message()));
-        openAddress(composer ? composer->address + text.toStdString() : "", [self](bool opened) {
-          if (opened) return self->activityDidFinish(true);
+        openAddress(composer ? composer->address + text.toStdString() : "", [self](OpenOutcome outcome) {
+          if (outcome != OpenOutcome::Failed) return self->activityDidFinish(outcome == OpenOutcome::Opened);
           self->fail(UIKitLocalizedString("The message could not be opened"),
                      UIKitLocalizedString("No chat application has answered. The movie is on the clipboard."));
         });

@@ -21,8 +21,8 @@ bool SocialPostActivity::isPossible(const Items& items) const {
 void SocialPostActivity::performActivity() {
   const QByteArray link = QUrl::toPercentEncoding(QString::fromStdString(items().link));
   openAddress("https://www.facebook.com/sharer/sharer.php?u=" + link.toStdString(),
-              [self = strongSelf(this)](bool opened) {
-                if (opened) return self->activityDidFinish(true);
+              [self = strongSelf(this)](OpenOutcome outcome) {
+                if (outcome != OpenOutcome::Failed) return self->activityDidFinish(outcome == OpenOutcome::Opened);
                 self->fail(UIKitLocalizedString("The page could not be opened"),
                            UIKitLocalizedString("No browser has answered. Choose one in the desktop’s settings."));
               });

@@ -7,7 +7,9 @@
 #include "platform/Foundation/SignalWatcher.h"
 #include "platform/Foundation/os_trace.h"
 #include "platform/Photos/PHPhotoLibrary.h"
+#include "platform/StoreServices/SSLookupRequest.h"
 #include "platform/UIKit/UIDevice.h"
+#include "platform/UIKit/UISystemActivities.h"
 #include "platform/UIKit/UIViewController.h"
 #include "platform/backends/qt/EditorWindow.h"
 
@@ -103,6 +105,7 @@ int ExtensionProcess::run() {
   AVPlayer::setConfiguration({.audio = !launch_.offscreen, .openGL = openGL});
   AVPlayer::prewarm();  // ready by the time the host has looked at the movie
   PHPhotoLibrary::sharedPhotoLibrary().configure(launch_.library, launch_.appName);
+  UISystemActivitiesPrepare(launch_.appName);
   window_->setCloseHandler([this] { windowClosed(); });
 
   if (!makePrincipalObjects()) return 1;
@@ -140,6 +143,8 @@ void ExtensionProcess::present() {
   if (presented_ || !controller_) return;
   presented_ = true;
   window_->present(controller_);
+  // Before anybody can tap Share, and after the first picture.
+  dispatch_after(1, dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_LOW), [] { SSLookupRequest::prewarm(); });
   if (!launch_.script.empty() && UIAutomation::driver()) UIAutomation::driver()(*window_, launch_.script);
 }
 

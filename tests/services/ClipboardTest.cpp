@@ -1,0 +1,83 @@
+#include "tests/services/ServicesFixture.h"
+
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QStringList>
+#include <filesystem>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int kPatience = 60000;  // milliseconds
+
+/// An X server without a screen and without a clipboard manager.
+class ClipboardTest : public ServicesTest {
+ protected:
+  void SetUp() override {
+    if (!fs::exists("/usr/bin/Xvfb")) GTEST_SKIP() << "Xvfb is not installed";
+    ServicesTest::SetUp();
+    server_.start(QStringLiteral("/usr/bin/Xvfb"), {QStringLiteral("-displayfd"), QStringLiteral("1"),
+                                                    QStringLiteral("-nolisten"), QStringLiteral("tcp")});
+    ASSERT_TRUE(waitUntil([&] { return server_.canReadLine(); }));
+    display_ = ":" + server_.readLine().trimmed().toStdString();
+  }
+  void TearDown() override {
+    server_.terminate();  // the keeper goes with it
+    server_.waitForFinished(kPatience);
+    EXPECT_TRUE(waitUntil([&] { return keepers() == 0; }));
+    ServicesTest::TearDown();
+  }
+
+  /// Runs a program of the tests on that server to its end, and returns what it prints.
+  std::string run(const QString& program, const QStringList& arguments) const {
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("DISPLAY"), QString::fromStdString(display_));
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    process.setProcessEnvironment(environment);
+    process.start(program, arguments);
+    EXPECT_TRUE(process.waitForFinished(kPatience));
+    EXPECT_EQ(process.exitCode(), 0);
+    return process.readAllStandardOutput().toStdString();
+  }
+  std::string clipboard(const QStringList& arguments = {}) const {
+    return run(QStringLiteral(ZEVANTI_BUILD_DIR "/tests/zevanti-test-clipboard"), arguments);
+  }
+
+  /// How many programs keep the clipboard of that server.
+  int keepers() const {
+    int count = 0;
+    std::error_code error;
+    for (const auto& process : fs::directory_iterator("/proc", error)) {
+      if (fs::read_symlink(process.path() / "exe", error).filename() != "zevanti-clipboard") continue;
+      std::ifstream file(process.path() / "environ");
+      const std::string variables(std::istreambuf_iterator<char>(file), {});
+      if (variables.find("DISPLAY=" + display_ + std::string(1, '\0')) != std::string::npos) ++count;
+    }
+    return count;
+  }
+
+  QProcess server_;
+  std::string display_;
+};
+
+TEST_F(ClipboardTest, OutlivesTheProgramUntilSomethingElseIsCopied) {
+  const std::string output = run(QString::fromStdString(fs::read_symlink("/proc/self/exe").string()),
+                                 {QStringLiteral("--gtest_filter=ServicesTest.CopiesAFileThatStaysAndAText")});
+  EXPECT_NE(output.find("[  PASSED  ] 1 test"), std::string::npos) << output;
+  EXPECT_EQ(keepers(), 1);
+  for (int time = 0; time < 2; ++time) {  // pasting takes nothing away
+    const std::string content = clipboard();
+    EXPECT_NE(content.find("text/uri-list\tfile:///"), std::string::npos) << content;
+    EXPECT_NE(content.find("/Videos/Zevanti/Rainfall%20trimmed.m4v\\n\n"), std::string::npos) << content;
+    EXPECT_NE(content.find("x-special/gnome-copied-files\tcopy\\nfile:///"), std::string::npos) << content;
+    EXPECT_NE(content.find("text/plain\tLook at Rainfall by Cloud Works.\\nhttps://rainfall.example.org/"),
+              std::string::npos)
+        << content;
+  }
+  clipboard({QStringLiteral("something else")});
+  EXPECT_TRUE(waitUntil([&] { return keepers() == 0; }));
+}
+
+}  // namespace
