@@ -11,7 +11,7 @@ namespace publishing {
 
 namespace {
 
-constexpr qint64 largestFile = 64 * 1024;
+constexpr qint64 largestFile = qint64(64) * 1024;
 constexpr const char* example = R"({ "client_id": "...", "client_secret": "..." })";
 
 NSErrorPtr unusable(const std::string& path, const std::string& what) {

@@ -20,8 +20,8 @@ namespace publishing {
 
 namespace {
 
-constexpr size_t largestBody = 256 * 1024, largestHeaders = 64 * 1024;
-constexpr long sendBuffer = 1024 * 1024, connectSeconds = 30, forgottenSeconds = 10;
+constexpr size_t largestBody = size_t(256) * 1024, largestHeaders = size_t(64) * 1024;
+constexpr long sendBuffer = 1024L * 1024, connectSeconds = 30, forgottenSeconds = 10;
 constexpr auto progressInterval = std::chrono::milliseconds(100);
 
 using Clock = std::chrono::steady_clock;

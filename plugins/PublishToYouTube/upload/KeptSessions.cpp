@@ -17,7 +17,7 @@ namespace publishing {
 
 namespace {
 
-constexpr std::int64_t longestAge = 6 * 24 * 3600;  // seconds
+constexpr std::int64_t longestAge = std::int64_t(6) * 24 * 3600;  // seconds
 
 bool isTooOld(std::int64_t begun) {
   const std::int64_t age = std::time(nullptr) - begun;

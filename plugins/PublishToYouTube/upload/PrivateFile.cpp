@@ -15,7 +15,7 @@ namespace publishing {
 
 namespace {
 
-constexpr off_t largestFile = 1024 * 1024;
+constexpr off_t largestFile = off_t(1024) * 1024;
 
 /// Opens the folder of `path`; its own name must not be a link.
 FileDescriptor openFolder(const std::string& path, bool create) {

@@ -13,7 +13,7 @@ namespace publishing {
 
 namespace {
 
-constexpr std::int64_t chunkUnit = 256 * 1024;  // the protocol's
+constexpr std::int64_t chunkUnit = std::int64_t(256) * 1024;  // the protocol's
 constexpr double chunkSeconds = 20;
 constexpr int mostSessionsLost = 3;
 

@@ -18,7 +18,7 @@ namespace publishing {
 
 namespace {
 
-constexpr std::int64_t hashedEnd = 1024 * 1024;
+constexpr std::int64_t hashedEnd = std::int64_t(1024) * 1024;
 
 std::string nameOf(const std::string& path) {
   return std::filesystem::path(path).filename().string();
