@@ -5,6 +5,10 @@
 #include "tests/golden/GoldenPicture.h"
 #include "tests/plugin/PluginTest.h"
 
+#include <private/qguiapplication_p.h>
+#include <qpa/qplatformaccessibility.h>
+#include <qpa/qplatformintegration.h>
+#include <QAccessible>
 #include <QGuiApplication>
 #include <QInputMethodEvent>
 
@@ -148,6 +152,34 @@ TEST_F(FormTest, SelectsWithTheMouseAndScrollsWithTheWheel) {
   theWindow().commit();
   EXPECT_LT(element("Title").frame.maxY(), 44) << "the cursor stays in sight";
   EXPECT_GT(element("Tags").frame.origin.y, 500) << "and the field is as high as its text";
+}
+
+TEST_F(FormTest, AScreenReaderReadsAndWritesTheFields) {
+  QGuiApplicationPrivate::platformIntegration()->accessibility()->setActive(true);
+  present();
+  press("Title");
+  type("abc");
+  theWindow().commit();
+  QAccessibleInterface* title = nullptr;
+  std::vector<std::string> names;
+  const std::function<void(QAccessibleInterface*)> look = [&](QAccessibleInterface* from) {
+    const QString name = from->text(QAccessible::Name);
+    if (!name.isEmpty()) names.push_back(name.toStdString());
+    if (name == "Title") title = from;
+    for (int i = 0; i < from->childCount(); ++i) look(from->child(i));
+  };
+  look(QAccessible::queryAccessibleInterface(&theWindow().quickWindow()));
+  ASSERT_NE(title, nullptr);
+  EXPECT_EQ(std::count(names.begin(), names.end(), "Title"), 1);
+  EXPECT_EQ(std::count(names.begin(), names.end(), "Made for Children"), 1);
+  EXPECT_EQ(title->role(), QAccessible::EditableText);
+  EXPECT_TRUE(title->state().focused && title->state().editable);
+  ASSERT_NE(title->textInterface(), nullptr);
+  EXPECT_EQ(title->textInterface()->text(0, 3), "abc");
+  EXPECT_EQ(title->textInterface()->cursorPosition(), 3);
+  title->setText(QAccessible::Value, "from the reader");
+  EXPECT_EQ(textIn("Title"), "from the reader");
+  QGuiApplicationPrivate::platformIntegration()->accessibility()->setActive(false);
 }
 
 TEST_F(FormTest, LooksLikeThePicturesThatWereFoundGood) {

@@ -104,6 +104,19 @@ TEST_F(PublishTest, AFailureDuringTheUploadEndsItAndIsToldInFront) {
   EXPECT_TRUE(server_.videos().empty());
 }
 
+TEST_F(PublishTest, SaysThatItTriesAgainAndDoes) {
+  server_.add("chunk:close=600000");
+  press("Publish");
+  signIn();
+  std::string waiting;
+  ASSERT_TRUE(waitUntil([&] {
+    if (told("The next try comes in")) waiting = told();
+    return hasEnded();
+  })) << told();
+  EXPECT_NE(waiting, "");
+  EXPECT_EQ(delegate_->log, (Log{"displayed", "begin", "published"}));
+}
+
 TEST_F(PublishTest, CancelStopsTheUpload) {
   server_.add("chunk:stall");
   press("Publish");

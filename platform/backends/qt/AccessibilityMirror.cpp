@@ -64,7 +64,6 @@ class AccessibilityMirror::Item : public QQuickItem {
     attached_->set_checkable(element.role == UIAccessibilityRole::Switch ||
                              element.role == UIAccessibilityRole::RadioButton);
     attached_->set_checked(element.checked);
-    attached_->set_editable(element.role == UIAccessibilityRole::TextField);
     attached_->setName(QString::fromStdString(element.label));
     attached_->setDescription(QString::fromStdString(element.group.empty() ? element.value : element.group));
     element_ = std::move(element);
@@ -89,6 +88,8 @@ void AccessibilityMirror::update(UIWindow* window) {
   std::vector<UIWindow::Reachable> elements;
   if (window && QAccessible::isActive()) {
     elements = window->reachableElements();
+    // Text items are offered themselves, with what is in them.
+    std::erase_if(elements, [](const auto& e) { return e.element.role == UIAccessibilityRole::TextField; });
   }
   while (items_.size() > elements.size()) {
     delete items_.back();

@@ -2,8 +2,13 @@
 
 #include "platform/UIKit/UITextInputView.h"
 #include "platform/backends/qt/LayerItem.h"
+#include "platform/backends/qt/LayerMirror.h"
+#include "platform/backends/qt/QmlItems.h"
 #include "platform/backends/qt/QtConversions.h"
 #include "platform/backends/qt/TextItem.h"
+
+#include <private/qquickaccessibleattached_p.h>
+#include <QAccessible>
 
 namespace {
 
@@ -33,6 +38,7 @@ void TextInputVisual::update(CALayer& layer) {
   isTaking_ = false;
   placeholder_->setVisible(view->text().empty());
 
+  offerToScreenReaders(*view);
   const bool isEditing = view->isFirstResponder();
   if (isEditing && !item().hasActiveFocus()) {
     item().forceActiveFocus(Qt::OtherFocusReason);
@@ -44,6 +50,23 @@ void TextInputVisual::update(CALayer& layer) {
   if (const auto tap = view->takeCaretRequest()) {
     placeCursor(toQPointF(*tap));
   }
+}
+
+void TextInputVisual::offerToScreenReaders(const UITextInputView& view) {
+  if (!accessible_) {
+    if (!QAccessible::isActive()) {
+      return;
+    }
+    host().mirror().qml().prepare(QStringLiteral("FocusRing"));  // the Accessible type comes with Qt Quick's QML types
+    accessible_ =
+        qobject_cast<QQuickAccessibleAttached*>(qmlAttachedPropertiesObject<QQuickAccessibleAttached>(&item(), true));
+    accessible_->setRole(QAccessible::EditableText);
+    accessible_->set_editable(true);
+    accessible_->set_focusable(true);
+    accessible_->set_multiLine(view.isMultiline());
+  }
+  accessible_->setName(QString::fromStdString(view.accessibilityLabel()));
+  accessible_->setDescription(QString::fromStdString(view.placeholder()));
 }
 
 void TextInputVisual::textChanged(const QString& text) {

@@ -5,6 +5,7 @@
 #include <QRectF>
 #include <QString>
 
+class QQuickAccessibleAttached;
 class QQuickItem;
 class TextItem;
 class UITextInputView;
@@ -14,6 +15,7 @@ class UITextInputView;
 class TextInputVisual : public LayerVisual {
  public:
   void update(CALayer& layer) override;
+  bool updatesAlways() const override { return true; }  // a screen reader may have come
 
  protected:
   explicit TextInputVisual(LayerItem& host);
@@ -30,7 +32,10 @@ class TextInputVisual : public LayerVisual {
   virtual void clearSelection() = 0;
 
  private:
+  void offerToScreenReaders(const UITextInputView& view);
+
   TextItem* placeholder_;
-  bool isTaking_ = false;  ///< the item is just taking over the view's text
+  QQuickAccessibleAttached* accessible_ = nullptr;  ///< once a screen reader listens
+  bool isTaking_ = false;                           ///< the item is just taking over the view's text
   bool isEditing_ = false;
 };
