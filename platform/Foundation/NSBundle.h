@@ -6,6 +6,9 @@
 #include <memory>
 #include <string>
 
+/// The key of a bundle's name in its property list.
+inline constexpr const char* kCFBundleNameKey = "CFBundleName";
+
 /// A folder with a property list and resources.
 class NSBundle {
  public:
@@ -15,7 +18,7 @@ class NSBundle {
   static std::shared_ptr<NSBundle> bundleForClass(Class cls);
   /// The bundle at a path, or null when there is no property list.
   static std::shared_ptr<NSBundle> bundleWithPath(const std::string& path);
-  /// A loaded bundle by its CFBundleIdentifier, or null.
+  /// A loaded bundle by its CFBundleIdentifier, else one of the system's frameworks or plug-ins, or null. Any thread.
   static std::shared_ptr<NSBundle> bundleWithIdentifier(const std::string& identifier);
 
   const std::string& bundlePath() const { return path_; }
@@ -24,6 +27,10 @@ class NSBundle {
   /// A text entry of the property list; nested keys are joined with a dot: "NSExtension.NSExtensionPrincipalClass".
   /// Empty when missing.
   std::string infoString(const std::string& dottedKey) const;
+  /// All text entries of the property list, by such keys.
+  const std::map<std::string, std::string>& infoDictionary() const { return info_; }
+  /// The entries of the property list that are there in the person's language, or English (table "InfoPlist").
+  std::map<std::string, std::string> localizedInfoDictionary() const;
 
   /// The path of a resource file, looked for in `<language>.lproj`, `en.lproj` and the bundle itself, or empty.
   std::string pathForResource(const std::string& fileName) const;
@@ -34,6 +41,8 @@ class NSBundle {
                                                 const std::string& table) const;
 
  private:
+  const std::map<std::string, std::string>& table(const std::string& name) const;
+
   std::string path_;
   std::string identifier_;
   std::map<std::string, std::string> info_;

@@ -24,6 +24,10 @@ class UIImage : public NSObject {
   /// queue.
   static Strong<UIImage> systemImageNamed(const std::string& name);
 
+  /// The picture as an application's icon, at `scale` pixels a point: format 0 is that of lists of settings, 29 by 29
+  /// points. The corners are rounded unless that was done before (`precomposed`). Null for other formats. Main queue.
+  Strong<UIImage> _applicationIconImageForFormat_precomposed_scale(int format, bool precomposed, float scale) const;
+
   CGSize size() const;  ///< points
   float scale() const { return scale_; }
   const CGImageRef& CGImage() const { return image_; }

@@ -1,5 +1,6 @@
 #include "platform/Foundation/NSBundle.h"
 
+#include "platform/Foundation/DynamicLibrary.h"
 #include "platform/backends/plist/StringsFile.h"
 
 #include <algorithm>
@@ -120,9 +121,20 @@ std::shared_ptr<NSBundle> NSBundle::bundleWithPath(const std::string& path) {
 std::shared_ptr<NSBundle> NSBundle::bundleWithIdentifier(const std::string& identifier) {
   auto main = mainBundle();
   if (!identifier.empty() && main->identifier_ == identifier) return main;
-  std::lock_guard lock(loadedMutex());
-  for (auto& [path, bundle] : loadedBundles()) {
-    if (!identifier.empty() && bundle->identifier_ == identifier) return bundle;
+  if (identifier.empty()) return nullptr;
+  {
+    std::lock_guard lock(loadedMutex());
+    for (auto& [path, bundle] : loadedBundles()) {
+      if (bundle->identifier_ == identifier) return bundle;
+    }
+  }
+  for (const char* place : {"/System/Library/Frameworks", "/System/Library/PublishingBundles"}) {
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(systemPath(place), error), end; !error && entry != end;
+         entry.increment(error)) {
+      const auto bundle = bundleWithPath(entry->path().string());
+      if (bundle && bundle->identifier_ == identifier) return bundle;
+    }
   }
   return nullptr;
 }
@@ -142,9 +154,7 @@ std::string NSBundle::pathForResource(const std::string& fileName) const {
   return std::filesystem::exists(path, error) ? path : "";
 }
 
-std::string NSBundle::localizedStringForKey_value_table(const std::string& key, const std::string& value,
-                                                        const std::string& table) const {
-  const std::string name = table.empty() ? "Localizable" : table;
+const std::map<std::string, std::string>& NSBundle::table(const std::string& name) const {
   std::lock_guard lock(tablesMutex());
   auto loaded = tables_.find(name);
   if (loaded == tables_.end()) {
@@ -157,6 +167,16 @@ std::string NSBundle::localizedStringForKey_value_table(const std::string& key, 
     if (auto content = readFile(path_ + "/" + name + ".strings")) texts.merge(parseStringsFile(*content));
     loaded = tables_.emplace(name, std::move(texts)).first;
   }
-  if (auto text = loaded->second.find(key); text != loaded->second.end()) return text->second;
+  return loaded->second;  // stays where it is, and as it is
+}
+
+std::map<std::string, std::string> NSBundle::localizedInfoDictionary() const {
+  return table("InfoPlist");
+}
+
+std::string NSBundle::localizedStringForKey_value_table(const std::string& key, const std::string& value,
+                                                        const std::string& tableName) const {
+  const auto& texts = table(tableName.empty() ? "Localizable" : tableName);
+  if (auto text = texts.find(key); text != texts.end()) return text->second;
   return value.empty() ? key : value;
 }

@@ -3,6 +3,7 @@
 #include "platform/backends/qt/QtConversions.h"
 
 #include <QPainter>
+#include <QPainterPath>
 #include <QtMath>
 #include <memory>
 #include <vector>
@@ -82,4 +83,23 @@ void UIImage::drawAtPoint_blendMode_alpha(CGPoint point, CGBlendMode mode, CGFlo
   painter.setOpacity(alpha);
   painter.drawImage(QRectF(toQPointF(point), QSizeF(size().width, size().height)), toQImage(image_));
   painter.restore();
+}
+
+Strong<UIImage> UIImage::_applicationIconImageForFormat_precomposed_scale(int format, bool precomposed,
+                                                                          float scale) const {
+  constexpr CGFloat side = 29, radius = 6.5F;  // points
+  if (format != 0 || !image_ || scale <= 0) {
+    return nullptr;
+  }
+  CGContext canvas({side, side}, false, scale);
+  QPainterPath shape;
+  if (precomposed) {
+    shape.addRect(0, 0, side, side);
+  } else {
+    shape.addRoundedRect(QRectF(0, 0, side, side), radius, radius);
+  }
+  canvas.painter->setClipPath(shape);
+  canvas.painter->drawImage(QRectF(0, 0, side, side), toQImage(image_));
+  canvas.painter->end();
+  return std::make_shared<UIImage>(toCGImage(canvas.image), scale);
 }
