@@ -1,6 +1,7 @@
 #include "editor/ZVVideoEditorViewController.h"
 #include "platform/Dispatch/dispatch.h"
 #include "platform/Foundation/NSBundle.h"
+#include "platform/Foundation/NSExtension.h"
 #include "platform/Foundation/NSStringFormat.h"
 #include "platform/Foundation/os_trace.h"
 #include "platform/UIKit/UIActivityViewController.h"
@@ -8,11 +9,15 @@
 #include "platform/UIKit/UIScreen.h"
 #include "platform/UIKit/UISystemActivities.h"
 #include "sharing/ZVStoreManager.h"
+#include "sharing/ZVYouTubeActivity.h"
 
 #include <cmath>
 #include <cstdio>
 
 namespace {
+
+/// The share extension that comes with the application of the video service.
+constexpr const char* shareExtensionIdentifier = "com.youtube.ShareExtension";
 
 /// "1:05:09", "0:32"; empty when the duration is not known.
 std::string durationInWords(double seconds) {
@@ -65,6 +70,12 @@ void ZVVideoEditorViewController::presentShareSheet(const ZVStoreInfo& info, con
   std::vector<std::string> order = {UIActivityTypeMail, UIActivityTypeMessage, UIActivityTypeCopyToPasteboard,
                                     UIActivityTypePostToFacebook};
   std::vector<Strong<UIActivity>> applicationActivities;
+  if (!NSExtension::extensionWithIdentifier_excludingDisabledExtensions_error(shareExtensionIdentifier, true,
+                                                                              nullptr)) {
+    const auto publishing = std::make_shared<ZVYouTubeActivity>();
+    order.insert(order.begin() + 2, publishing->activityType());
+    applicationActivities.push_back(publishing);
+  }
   const auto sheet =
       UIActivityViewController::initWithActivityItems_applicationActivities(items, applicationActivities);
   if (!applicationActivities.empty()) sheet->setActivityTypeOrder(order);

@@ -1,6 +1,11 @@
 #include "EditorFixture.h"
+#include "ScratchFile.h"
 #include "platform/QuartzCore/CAAnimator.h"
+#include "platform/UIKit/UIActivity.h"
+#include "platform/UIKit/UIAlertController.h"
 #include "platform/UIKit/UIDevice.h"
+#include "platform/UIKit/UIImage.h"
+#include "tests/uikit/SystemActivities.h"
 
 #include <QImage>
 #include <algorithm>
@@ -40,6 +45,37 @@ std::string difference(const QImage& picture, const QImage& golden) {
   return overall <= mostOverall ? "" : "all differs by " + std::to_string(overall) + " levels";
 }
 
+/// One of the desktop's activities, as it looks.
+class ShownActivity : public UIActivity {
+ public:
+  ShownActivity(std::string title, std::string symbol) : title_(std::move(title)), symbol_(std::move(symbol)) {}
+  std::string activityType() const override { return title_; }
+  std::string activityTitle() const override { return title_; }
+  Strong<UIImage> activityImage() const override { return UIImage::systemImageNamed(symbol_); }
+  bool canPerformWithActivityItems(const std::vector<UIActivityItem>&) override { return true; }
+
+ private:
+  std::string title_, symbol_;
+};
+
+std::vector<Strong<UIActivity>> activities() {
+  std::vector<Strong<UIActivity>> all;
+  for (const auto& [title, symbol] :
+       {std::pair("Mail", "mail"), std::pair("Message", "message"), std::pair("Copy", "copy"),
+        std::pair("Facebook", "post"), std::pair("Save a Copy\u2026", "save"), std::pair("Show in Folder", "folder")}) {
+    all.push_back(std::make_shared<ShownActivity>(title, symbol));
+  }
+  return all;
+}
+
+Strong<UIAlertController> alert() {
+  auto made = UIAlertController::alertControllerWithTitle_message_preferredStyle(
+      "Video Published", "It can be seen as soon as the service has processed it.", UIAlertControllerStyle::Alert);
+  made->addAction(UIAlertAction::actionWithTitle_style_handler("View", UIAlertActionStyle::Default, nullptr));
+  made->addAction(UIAlertAction::actionWithTitle_style_handler("Close", UIAlertActionStyle::Cancel, nullptr));
+  return made;
+}
+
 }  // namespace
 
 /// The layouts and the forms of the play button against pictures that were looked at and found good. After a change
@@ -50,10 +86,15 @@ TEST_F(EditorTest, LooksLikeThePicturesThatWereFoundGood) {
     CGSize size;
     int quality;
     bool trimming;
+    enum class Above { Nothing, Sheet, Alert } above = Above::Nothing;
   };
   const int qualityBefore = UIDevice::currentDevice()->_graphicsQuality();
-  for (const Case& each : {Case{"phone", {375, 667}, 10, false}, Case{"pad", {667, 375}, 100, false},
-                           Case{"trim", {375, 667}, 10, true}}) {
+  using Above = Case::Above;
+  const auto extension = installShareExtension();  // or it would depend on whether the publishing plug-in was built
+  for (const Case& each :
+       {Case{"phone", {375, 667}, 10, false}, Case{"pad", {667, 375}, 100, false}, Case{"trim", {375, 667}, 10, true},
+        Case{"sheet", {375, 667}, 10, false, Above::Sheet}, Case{"popover", {667, 375}, 10, false, Above::Sheet},
+        Case{"alert", {375, 667}, 10, false, Above::Alert}}) {
     SCOPED_TRACE(each.name);
     UIDevice::currentDevice()->setGraphicsQuality(each.quality);
     openReady("basic.mp4", each.size);
@@ -66,6 +107,18 @@ TEST_F(EditorTest, LooksLikeThePicturesThatWereFoundGood) {
       const CGPoint goal = timeline.convertPointToWindow(timeline.dragPointForHandle(handle, 20));
       testWindow().sendPointer(Pointer::Move, goal);
       testWindow().sendPointer(Pointer::Release, goal);
+    }
+    if (each.above == Above::Sheet) {
+      // Its head shows the timeline's first picture.
+      ASSERT_TRUE(pumpUntil([&] {
+        const auto pictures = editor->cachedTimeStamps();
+        return pictures && !pictures->empty() && pictures->begin()->second;
+      }));
+      setSystemActivities(activities());
+      editor->shareAction();
+      ASSERT_TRUE(pumpUntil([&] { return editor->presentedViewController() != nullptr; }));
+    } else if (each.above == Above::Alert) {
+      editor->presentViewController_animated_completion(alert(), true, nullptr);
     }
     ASSERT_TRUE(pumpUntil([&] {
       const auto look = timeline.look();
@@ -90,4 +143,5 @@ TEST_F(EditorTest, LooksLikeThePicturesThatWereFoundGood) {
     close();
   }
   UIDevice::currentDevice()->setGraphicsQuality(qualityBefore);
+  setSystemActivities({});
 }

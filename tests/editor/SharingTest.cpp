@@ -1,4 +1,5 @@
 #include "EditorFixture.h"
+#include "ScratchFile.h"
 #include "platform/Foundation/DynamicLibrary.h"
 #include "platform/MobileGestalt/MobileGestalt.h"
 #include "platform/QuartzCore/CAAnimator.h"
@@ -9,34 +10,10 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <fstream>
 
 namespace fs = std::filesystem;
 
 namespace {
-
-constexpr const char* shareExtension = "com.youtube.ShareExtension";
-
-/// Writes a file, and takes it away again with what it made for it.
-class ScratchFile {
- public:
-  ScratchFile(const fs::path& path, const std::string& text) : path_(path) {
-    for (fs::path above = path.parent_path(); !fs::exists(above); above = above.parent_path()) made_.push_back(above);
-    fs::create_directories(path.parent_path());
-    std::ofstream(path) << text;
-  }
-  ~ScratchFile() {
-    std::error_code ignored;
-    fs::remove(path_, ignored);
-    for (const auto& folder : made_) fs::remove(folder, ignored);
-  }
-  ScratchFile(const ScratchFile&) = delete;
-  ScratchFile& operator=(const ScratchFile&) = delete;
-
- private:
-  fs::path path_;
-  std::vector<fs::path> made_;
-};
 
 /// One of the desktop's activities that does what it is told.
 class TestActivity : public UIActivity {
@@ -220,4 +197,30 @@ TEST_F(SharingTest, SharesTheMovieOnScreen) {
   ASSERT_TRUE(pumpUntil([&] { return !editor->isExporting() && libraryFiles().size() == 1; }));
   ASSERT_TRUE(pumpUntil([&] { return editor->videoURL() == editor->trimFilePath(); }));
   EXPECT_EQ(sharedFile(), editor->trimFilePath().path());
+}
+
+TEST_F(SharingTest, OffersPublishingUnlessTheApplicationsOwnExtensionIsThere) {
+  std::unique_ptr<ScratchFile> plugIn;
+  if (!MGGetBoolAnswer("not-green-tea")) plugIn = std::make_unique<ScratchFile>(plugInPath(), "");
+  ASSERT_TRUE(MGGetBoolAnswer("not-green-tea"));
+  openReady("basic.mp4");
+  const std::vector<std::string> withPublishing = {UIActivityTypeMail, UIActivityTypeMessage, "ZVPublishToYouTube",
+                                                   UIActivityTypeCopyToPasteboard, UIActivityTypePostToFacebook};
+  const std::vector<std::string> ownOrder = {UIActivityTypePostToFacebook, UIActivityTypeMail, UIActivityTypeMessage,
+                                             UIActivityTypeCopyToPasteboard};
+  const auto shown = [&] {
+    std::vector<std::string> result;
+    if (share()) {
+      result = types();
+      testWindow().sendKey("Escape");
+      EXPECT_TRUE(pumpUntil([&] { return !sheet() && !CAAnimator::shared().isAnimating(); }));
+    }
+    return result;
+  };
+  EXPECT_EQ(shown(), withPublishing);
+  const auto extension = installShareExtension();
+  EXPECT_EQ(shown(), ownOrder);
+  const ScratchFile disabled(
+      fs::path(getenv("XDG_CONFIG_HOME")) / "zevanti/disabled-extensions" / shareExtensionIdentifier, "");
+  EXPECT_EQ(shown(), withPublishing);
 }
