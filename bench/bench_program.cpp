@@ -1,6 +1,6 @@
 // Measures the whole program, in a real window on a virtual screen, side by side with mpv; prints a table.
 //
-//   bench_program ZEVANTI MINUTE-RECORDING HOUR-RECORDING
+//   bench_program ZEVANTI MINUTE-RECORDING HOUR-RECORDING [PART]
 //
 // What is on screen is read from the screen's memory: the recording's pictures carry their number as black and white
 // blocks (tests/data/FrameCode.h), of which the second row is looked at: it shows the number's low eight bits.
@@ -141,14 +141,27 @@ class Bench {
   void memory();
   int finish() const { return report_.finish(); }
 
-  void all() {
-    start();
-    drag("minute", minute_);
-    drag("hour", hour_);
-    playback();
-    paused();
-    share();
-    memory();
+  /// The part with this name, or all of them for an empty name; false when there is none.
+  bool run(const std::string& name) {
+    const std::pair<const char*, std::function<void()>> parts[] = {
+        {"start", [this] { start(); }},
+        {"drag",
+         [this] {
+           drag("minute", minute_);
+           drag("hour", hour_);
+         }},
+        {"playback", [this] { playback(); }},
+        {"paused", [this] { paused(); }},
+        {"share", [this] { share(); }},
+        {"memory", [this] { memory(); }},
+    };
+    bool any = false;
+    for (const auto& [known, measure] : parts) {
+      if (!name.empty() && name != known) continue;
+      measure();
+      any = true;
+    }
+    return any;
   }
 
  private:
@@ -332,11 +345,12 @@ void Bench::memory() {
 }  // namespace
 
 int main(int argc, char* argv[]) {
-  if (argc != 4) {
-    std::fprintf(stderr, "usage: bench_program ZEVANTI MINUTE-RECORDING HOUR-RECORDING\n");
+  Bench bench(argc > 1 ? argv[1] : "", argc > 2 ? argv[2] : "", argc > 3 ? argv[3] : "");
+  if (argc < 4 || argc > 5 || !bench.run(argc > 4 ? argv[4] : "")) {
+    std::fprintf(stderr,
+                 "usage: bench_program ZEVANTI MINUTE-RECORDING HOUR-RECORDING "
+                 "[start|drag|playback|paused|share|memory]\n");
     return 2;
   }
-  Bench bench(argv[1], argv[2], argv[3]);
-  bench.all();
   return bench.finish();
 }
