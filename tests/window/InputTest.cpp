@@ -138,8 +138,12 @@ TEST_F(InputTest, AHeldKeyActsOnceAnArrowGoesOn) {
   class Slider : public UIView {
    public:
     std::vector<UIAccessibilityElement> accessibilityElements() override {
-      return {{"Playhead", UIAccessibilityRole::Slider, bounds(), true, "", [this] { ++activations; },
-               [this](int, UIAdjustmentUnit) { ++adjustments; }}};
+      return {{.label = "Playhead",
+               .role = UIAccessibilityRole::Slider,
+               .frame = bounds(),
+               .value = "",
+               .activate = [this] { ++activations; },
+               .adjust = [this](int, UIAdjustmentUnit) { ++adjustments; }}};
     }
     int activations = 0, adjustments = 0;
   };
@@ -193,6 +197,10 @@ TEST_F(InputTest, OnlyLeavingTheWholeScreenMakesTheWindowSmaller) {
   EXPECT_EQ(window.size(), screen);
   EXPECT_TRUE(theWindow().sendKey("F11"));
   EXPECT_TRUE(waitUntil([&] { return window.width() < screen.width() && window.height() < screen.height(); }));
+  const QRect place(30, 20, 400, 300);
+  window.setGeometry(place);
   EXPECT_TRUE(theWindow().sendKey("F11"));
   EXPECT_TRUE(waitUntil([&] { return window.size() == screen; }));
+  EXPECT_TRUE(theWindow().sendKey("F11"));
+  EXPECT_TRUE(waitUntil([&] { return window.geometry() == place; }));
 }

@@ -4,8 +4,16 @@
 #include <QScreen>
 #include <utility>
 
+namespace {
+
+/// Points; the bars, the timeline and a piece of the picture still have room.
+constexpr QSize kSmallestSize(240, 200);
+
+}  // namespace
+
 EditorQuickWindow::EditorQuickWindow() {
   setColor(Qt::black);
+  setMinimumSize(kSmallestSize);
 }
 
 bool EditorQuickWindow::event(QEvent* event) {
@@ -55,14 +63,17 @@ void EditorQuickWindow::toggleFullScreen() {
   if (windowStates().testFlag(Qt::WindowFullScreen)) {
     showNormal();
   } else {
+    placeInWindow_ = visibility() == QWindow::Windowed ? geometry() : QRect();
     showFullScreen();
   }
 }
 
-/// A window that began with the whole screen has no smaller size of its own yet.
+/// Back to where it was; a window that began with the whole screen has no smaller size of its own yet.
 void EditorQuickWindow::leaveWholeScreen() {
   const QRect room = screen()->availableGeometry();
-  if (width() >= room.width() && height() >= room.height()) {
+  if (placeInWindow_.isValid()) {
+    setGeometry(placeInWindow_);
+  } else if (width() >= room.width() && height() >= room.height()) {
     setGeometry(QRect(room.topLeft() + QPoint(room.width(), room.height()) / 6, room.size() * 2 / 3));
   }
 }

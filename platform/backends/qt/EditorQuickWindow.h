@@ -30,5 +30,6 @@ class EditorQuickWindow : public QQuickWindow {
   InputForwarder input_;
   bool hasWholeScreen_ = false;
   bool isOverText_ = false;
+  QRect placeInWindow_;  ///< before it took the whole screen; invalid: it had no other place
   Handlers handlers_;
 };

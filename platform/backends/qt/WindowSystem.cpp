@@ -59,6 +59,10 @@ std::unique_ptr<QGuiApplication> connect(int& argc, char** argv, const EditorWin
     // Without this a frame waits 5 ms for more to come. Frames are requested only when something has changed.
     qputenv("QT_QPA_UPDATE_IDLE_TIME", "0");
   }
+  // What the desktop knows the window by: the host's name, which a person has started.
+  qputenv("RESOURCE_NAME", "zevanti");
+  QCoreApplication::setApplicationName(QStringLiteral("Zevanti"));
+  QGuiApplication::setDesktopFileName(QStringLiteral("zevanti"));
   auto application = std::make_unique<QGuiApplication>(argc, argv);
   // Qt takes over the person's locale; numbers that programs read and write stay as they are in C.
   std::setlocale(LC_NUMERIC, "C");
