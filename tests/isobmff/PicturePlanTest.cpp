@@ -240,6 +240,32 @@ TEST(PicturePlan, ASourceOfSeveralStretches) {
   EXPECT_NEAR(double(cut->duration) / cut->timescale, 2, 1e-4);
 }
 
+TEST(PicturePlan, WhatLiesBetweenTwoStretchesIsLeftOut) {
+  // 1 s to 2 s, a second of nothing, then 5.5 s to 7 s: the last in the middle between two key pictures.
+  Builder builder;
+  builder.addPictures(600, synthetic::steadyPictures(300, 20, 30, 2));
+  builder.track(0).edits = {{1000, 600 + 20}, {1000, -1}, {1500, 3300 + 20}};
+  const Movie movie = builder.finish();
+  const auto cut = plan(movie, 0.5, 2.5);
+  ASSERT_TRUE(cut);
+  const TrackPlan& track = cut->tracks[0];
+  for (const SampleRun& run : track.runs) {
+    EXPECT_TRUE((run.index >= 30 && run.index < 63) || (run.index >= 150 && run.index < 183)) << run.index;
+  }
+  const std::vector<Seen> shown = seen(*cut, 0);
+  ASSERT_EQ(shown.size(), 30U);
+  for (std::size_t i = 0; i < 30; ++i) {
+    const double source = double(movie.tracks[0].runs[shown[i].index].presentationTime() - 20) / 600;
+    EXPECT_NEAR(source, (i < 15 ? 1.5 : 5.0) + double(i) / 30, 1e-9);
+    EXPECT_NEAR(shown[i].time, (i < 15 ? 0 : 1) + double(i) / 30, 1e-4);
+  }
+  ASSERT_EQ(track.edits.size(), 3U);
+  EXPECT_EQ(track.edits[1].mediaTime, -1);
+  EXPECT_EQ(track.edits[1].duration, cut->timescale);
+  // Players without edit lists pass what is only decoded in less than a picture.
+  EXPECT_LE(double(track.edits[2].mediaTime - track.edits[0].mediaTime) / track.timescale, 0.5 + 1 / 30.0);
+}
+
 TEST(PicturePlan, AnEmptyStretchAtTheStartStays) {
   // Sound from 0 on, pictures two seconds later.
   Builder builder;

@@ -193,14 +193,23 @@ matrix::Verdict matrix::judgeTolerant(const Truth& truth, const Range& asked, co
     sound.start -= zero;
     if (exactness.soundAtOnce) sound.start += audible(sources[0], range).start;
     const double limit = std::max(2 * frame, 0.1);
-    const SoundMatch match = matchSound(sources[0], sound, range.start, range.length(), limit, kSqueezed);
-    if (!match.reason.empty()) {
-      // So short a range may be gone before the squeezed lead-in is over.
-      auto& list = range.length() > 2 * kSqueezed ? complaints : verdict.notCompared;
-      list.push_back("sound: " + match.reason);
-    } else if (match.error > kSoundError) {
-      complaints.push_back(
-          text("sound: not the source's within %.0f ms (%.0f %% off)", limit * 1000, match.error * 100));
+    const auto compare = [&](double from, double to) {
+      const SoundMatch match = matchSound(sources[0], sound, range.start, to, limit, from + kSqueezed);
+      if (!match.reason.empty()) {
+        // So short a range may be gone before the squeezed lead-in is over.
+        auto& list = range.length() > 2 * kSqueezed ? complaints : verdict.notCompared;
+        list.push_back("sound: " + match.reason);
+      } else if (match.error > kSoundError) {
+        complaints.push_back(text("sound from %.3f: not the source's within %.0f ms (%.0f %% off)", from, limit * 1000,
+                                  match.error * 100));
+      }
+    };
+    const double seam = exactness.seam - range.start;
+    if (seam > 0 && seam < range.length()) {
+      compare(0, seam);
+      compare(seam, range.length());
+    } else {
+      compare(0, range.length());
     }
   }
   return verdict;

@@ -21,6 +21,7 @@ struct Exactness {
   int pictures = 0;             ///< pictures that it may be off where it is asked at a moment
   double shortest = 0;          ///< pictures that a range must be longer than to be judged
   bool soundAtOnce = false;     ///< it begins a sound track with the first sample, whenever that is due
+  double seam = 0;              ///< in the source's times: the sound on either side of it is judged by itself
   bool asSource = false;        ///< it may show a wrong picture where it shows the same one of the source
   bool mayRefuse = false;       ///< it may fail to play what it can't play of the source, either
 };

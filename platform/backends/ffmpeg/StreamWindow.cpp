@@ -14,6 +14,54 @@ bool isShown(const AVPacket& packet) {
   return (packet.flags & AV_PKT_FLAG_DISCARD) == 0;
 }
 
+/// Which entry of the stream's index a packet is, looked for around `near`; -1 for none. An edit list may show the same
+/// sample twice, at different times.
+int entryOf(AVStream* stream, const AVPacket& packet, int near) {
+  const int count = avformat_index_get_entries_count(stream);
+  const auto is = [&](int i) {
+    if (i < 0 || i >= count) return false;
+    const AVIndexEntry* entry = avformat_index_get_entry(stream, i);
+    return entry->pos == packet.pos && entry->timestamp == packet.dts;
+  };
+  for (int distance = 0; distance < count; ++distance) {
+    if (is(near - distance)) return near - distance;
+    if (is(near + distance)) return near + distance;
+  }
+  return -1;
+}
+
+/// The next packet of the stream; null at the end.
+Packet readNext(AVFormatContext* format, const AVStream* stream) {
+  Packet packet(av_packet_alloc());
+  while (av_read_frame(format, packet.get()) >= 0) {
+    if (packet->stream_index == stream->index) return packet;
+    av_packet_unref(packet.get());
+  }
+  return nullptr;
+}
+
+/// Moves to an entry of the stream's index and reads it; null when that is not possible.
+///
+/// The demuxer finds its place by time, and where an edit list has several entries the index does not rise: each begins
+/// with pictures that are only decoded, whose times lie before what the entry in front of it shows. So a place is
+/// accepted when it is not behind the wanted one, and the rest is read over.
+Packet readEntry(AVFormatContext* format, AVStream* stream, int wanted) {
+  constexpr std::int64_t kBeforeAll = std::int64_t(1) << 40;  // ticks
+  for (int step = 0;; step = 2 * step + 1) {
+    const int from = std::max(0, wanted - step);
+    const std::int64_t time = avformat_index_get_entry(stream, from)->timestamp - (from == 0 ? kBeforeAll : 0);
+    if (av_seek_frame(format, stream->index, time, AVSEEK_FLAG_BACKWARD | AVSEEK_FLAG_ANY) >= 0) {
+      Packet packet = readNext(format, stream);
+      const int place = packet ? entryOf(stream, *packet, from) : -1;
+      if (place >= 0 && place <= wanted) {
+        for (int i = place; packet && i < wanted; ++i) packet = readNext(format, stream);
+        return packet;
+      }
+    }
+    if (from == 0) return nullptr;
+  }
+}
+
 /// Reads the stream's packets from an entry of its index on, until `enough`, the end or a great many.
 void read(AVFormatContext* format, AVStream* stream, StreamWindow& window, int entry, int limit,
           const std::function<bool(const AVPacket&)>& enough) {
@@ -22,17 +70,10 @@ void read(AVFormatContext* format, AVStream* stream, StreamWindow& window, int e
   }
   window.packets.clear();
   window.firstEntry = entry;
-  const std::int64_t time = avformat_index_get_entry(stream, entry)->timestamp;
-  if (av_seek_frame(format, stream->index, time, AVSEEK_FLAG_BACKWARD | AVSEEK_FLAG_ANY) < 0) return;
-  while (int(window.packets.size()) < limit) {
-    Packet packet(av_packet_alloc());
-    if (av_read_frame(format, packet.get()) < 0) return;
-    if (packet->stream_index != stream->index) continue;
-    // The demuxer may go further back than it was asked to, as far as the key frame.
-    if (packet->dts != AV_NOPTS_VALUE && packet->dts < time && window.packets.empty()) continue;
+  for (Packet packet = readEntry(format, stream, entry); packet; packet = readNext(format, stream)) {
     if (packet->pts == AV_NOPTS_VALUE) packet->pts = packet->dts;
     window.packets.push_back(std::move(packet));
-    if (enough(*window.packets.back())) return;
+    if (int(window.packets.size()) >= limit || enough(*window.packets.back())) return;
   }
 }
 

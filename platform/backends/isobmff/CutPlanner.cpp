@@ -1,10 +1,10 @@
 #include "platform/AVFoundation/AVError.h"
 #include "platform/backends/isobmff/CutPlan.h"
+#include "platform/backends/isobmff/JoinedCut.h"
 #include "platform/backends/isobmff/TrackCut.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <limits>
 #include <numeric>
 
@@ -104,10 +104,22 @@ CutOutcome CutPlanner::cutTrack(std::size_t index, TrackCut& cut) const {
   const bool visual = isVisual(track);
   const std::vector<MediaRange> ranges = mediaRanges(timelines_[index], visual, start_, end_);
   if (ranges.empty()) return CutOutcome::Empty;
-  if (track.handler == fourCC("soun")) return cutSound(track, ranges, soundFormat(movie_, index), cut);
+  if (track.handler == fourCC("soun")) {
+    const SoundFormat format = soundFormat(movie_, index);
+    return cutJoined(
+        ranges, [&](const auto& some, bool, TrackCut& part) { return cutSound(track, some, format, part); }, cut);
+  }
   const bool dependent = std::any_of(track.runs.begin(), track.runs.end(),
                                      [](const SampleRun& run) { return !run.sync || run.compositionOffset != 0; });
-  if (visual || dependent) return cutPictures(track, ranges, DecodingStart(movie_, index, descriptor_), cut);
+  if (visual || dependent) {
+    const DecodingStart decoding(movie_, index, descriptor_);
+    return cutJoined(
+        ranges,
+        [&](const auto& some, bool beginning, TrackCut& part) {
+          return cutPictures(track, some, decoding, beginning, part);
+        },
+        cut);
+  }
   return cutStandAlone(track, ranges, track.handler == fourCC("tmcd"), cut);
 }
 
@@ -150,22 +162,8 @@ std::uint32_t CutPlanner::chooseTimescale() const {
 
 /// Gecko takes the length of an empty beginning for ticks of the media, so where there is one both scales are the same.
 void CutPlanner::refine(TrackCut& cut, std::uint32_t timescale) const {
-  TrackPlan& plan = cut.plan;
-  if (cut.edits.empty() || cut.edits.front().showAt <= 0 || timescale % plan.timescale != 0) return;
-  const std::int64_t factor = timescale / plan.timescale;
-  const bool fits = std::all_of(plan.runs.begin(), plan.runs.end(), [factor](const SampleRun& run) {
-    return run.duration * factor <= std::int64_t(kMaximum31) &&
-           std::abs(std::int64_t(run.compositionOffset)) * factor <= std::int64_t(kMaximum31);
-  });
-  if (!fits || plan.mediaDuration > (std::int64_t(1) << 61) / factor) return;
-  for (SampleRun& run : plan.runs) {
-    run.decodeTime *= factor;
-    run.duration = std::uint32_t(run.duration * factor);
-    run.compositionOffset = std::int32_t(run.compositionOffset * factor);
-  }
-  for (TrackEdit& edit : cut.edits) edit.mediaTime *= factor, edit.duration *= factor;
-  plan.mediaDuration *= factor;
-  plan.timescale = timescale;
+  if (cut.edits.empty() || cut.edits.front().showAt <= 0 || timescale % cut.plan.timescale != 0) return;
+  multiplyTimes(cut, timescale / cut.plan.timescale);
 }
 
 /// Edit lists and durations in ticks of the movie's scale.

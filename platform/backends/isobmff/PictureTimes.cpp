@@ -81,7 +81,7 @@ bool PictureTimes::assign(std::vector<SampleRun>& samples, std::uint32_t timesca
   oldInPoint_ = std::llround(cut.inPoint * timescale_);
   // Whole milliseconds may have rounded the length down, and a gap too short shows what is hidden.
   const std::int64_t length = pictureLength * multiplier_;
-  inPoint_ = std::int64_t(head.size()) + (anyHidden ? length + length / 16 : 0);
+  inPoint_ = std::int64_t(head.size()) + (anyHidden && cut.gap ? length + length / 16 : 0);
   std::int64_t outPoint = newTime(cut.outPoint);
   if (outPoint <= inPoint_) return false;
 

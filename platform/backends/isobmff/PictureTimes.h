@@ -20,6 +20,7 @@ class PictureTimes {
     double inPoint = 0, outPoint = 0;  ///< media time, in seconds
     std::int64_t firstShown = 0;  ///< presentation time of the first picture shown, in ticks: what begins earlier is
                                   ///< hidden. It may lie before the in-point, or a little after it.
+    bool gap = true;              ///< between what is hidden and what is shown
   };
 
   /// Times that came as seconds are at most this much beside the tick that is meant, in seconds.

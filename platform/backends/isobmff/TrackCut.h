@@ -40,9 +40,10 @@ enum class CutOutcome {
 /// visual track that is over before the cut begins it is the last picture, which stays on screen.
 std::vector<MediaRange> mediaRanges(const PlayerTimeline& timeline, bool visual, double start, double end);
 
-/// For pictures, and for everything else that has samples from which decoding can't start.
+/// For pictures, and for everything else that has samples from which decoding can't start. `gap`: between those that
+/// are only decoded and the first one shown.
 CutOutcome cutPictures(const Track& track, const std::vector<MediaRange>& ranges, const DecodingStart& decoding,
-                       TrackCut& cut);
+                       bool gap, TrackCut& cut);
 /// For sound: exact to the sample, with the packets before that the decoder needs.
 CutOutcome cutSound(const Track& track, const std::vector<MediaRange>& ranges, const SoundFormat& format,
                     TrackCut& cut);

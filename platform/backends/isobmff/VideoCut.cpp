@@ -44,8 +44,8 @@ void forEachSample(const std::vector<SampleRun>& runs, std::uint32_t firstIndex,
 
 class VideoCut {
  public:
-  VideoCut(const Track& track, const std::vector<MediaRange>& ranges, const DecodingStart& decoding)
-      : track_(track), ranges_(ranges), decoding_(decoding) {}
+  VideoCut(const Track& track, const std::vector<MediaRange>& ranges, const DecodingStart& decoding, bool gap)
+      : track_(track), ranges_(ranges), decoding_(decoding), gap_(gap) {}
 
   CutOutcome run(TrackCut& cut);
 
@@ -56,6 +56,7 @@ class VideoCut {
   const Track& track_;
   const std::vector<MediaRange>& ranges_;
   const DecodingStart& decoding_;
+  const bool gap_;
 
   const MediaRange* earliest_ = nullptr;  // of the ranges, by media time
   double inPoint_ = 0, outPoint_ = 0;     // media time in seconds, over all ranges
@@ -146,7 +147,8 @@ CutOutcome VideoCut::run(TrackCut& cut) {
   }
 
   PictureTimes times;
-  if (!times.assign(plan.runs, track_.timescale, {inPoint_, outPoint_, firstShownTime_})) return CutOutcome::Overflow;
+  if (!times.assign(plan.runs, track_.timescale, {inPoint_, outPoint_, firstShownTime_, gap_}))
+    return CutOutcome::Overflow;
   // Players look for a place to begin by decode time. A key picture that is decoded by the in-point but presented later
   // would win them over, and what is presented before it would be lost.
   for (SampleRun& sample : plan.runs) {
@@ -186,9 +188,9 @@ std::vector<MediaRange> mediaRanges(const PlayerTimeline& timeline, bool visual,
 }
 
 CutOutcome cutPictures(const Track& track, const std::vector<MediaRange>& ranges, const DecodingStart& decoding,
-                       TrackCut& cut) {
+                       bool gap, TrackCut& cut) {
   if (track.sampleCount > 8 * kMaximumPictures) return CutOutcome::Overflow;
-  return ranges.empty() ? CutOutcome::Empty : VideoCut(track, ranges, decoding).run(cut);
+  return ranges.empty() ? CutOutcome::Empty : VideoCut(track, ranges, decoding, gap).run(cut);
 }
 
 }  // namespace isobmff

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "platform/backends/isobmff/TrackCut.h"
+
+#include <functional>
+
+namespace isobmff {
+
+/// Multiplies a cut's time scale, and with it all its times. False, with nothing changed, when they don't fit.
+bool multiplyTimes(TrackCut& cut, std::int64_t factor);
+
+/// Cuts a track of which several ranges are shown by cutting each by itself and putting the parts behind each other, so
+/// that what lies between them does not stay in the media: players that pass over the edit list would play it. Ranges
+/// whose media overlap (each with what has to be decoded first), or do not rise, are cut as one.
+/// `cutRanges` is told whether it makes the beginning of the new track.
+using RangesCutter = std::function<CutOutcome(const std::vector<MediaRange>&, bool beginning, TrackCut&)>;
+CutOutcome cutJoined(const std::vector<MediaRange>& ranges, const RangesCutter& cutRanges, TrackCut& cut);
+
+}  // namespace isobmff
