@@ -3,6 +3,7 @@
 #include "platform/UIKit/UIActivityViewController.h"
 #include "platform/UIKit/UIEvent.h"
 #include "platform/UIKit/UIKitStrings.h"
+#include "platform/UIKit/UILayoutDirection.h"
 #include "platform/UIKit/UIScreen.h"
 #include "platform/UIKit/UIWindow.h"
 
@@ -150,22 +151,23 @@ void UIActivityViewController::viewDidLayoutSubviews() {
     if (view) view->setHidden(!hasHead);
   }
   const CGFloat top = hasHead ? headHeight() : 0;
+  const auto place = [&](UIView& view, CGRect frame) { view.setFrame(UIRectInLayoutDirection(frame, size.width)); };
   CGFloat x = headMargin;
   if (previewView_) {
     const CGSize picture = previewImage_->size();
     const CGFloat scale = pictureSize / std::max({picture.width, picture.height, 1.0F});
     const CGSize shown{std::round(picture.width * scale), std::round(picture.height * scale)};
-    previewView_->setFrame(CGRectMake(x + std::round((pictureSize - shown.width) / 2),
-                                      headPadding + std::round((pictureSize - shown.height) / 2), shown.width,
-                                      shown.height));
+    place(*previewView_,
+          CGRectMake(x + std::round((pictureSize - shown.width) / 2),
+                     headPadding + std::round((pictureSize - shown.height) / 2), shown.width, shown.height));
     x += pictureSize + pictureGap;
   }
   const CGFloat textWidth = std::max(size.width - x - headMargin, 0.0F);
   const bool twoLines = UITextSize(headline_->text(), headlineFont).width > textWidth;
   headline_->setNumberOfLines(twoLines ? 2 : 1);
-  headline_->setFrame(
-      CGRectMake(x, twoLines ? 7 : headPadding + 3, textWidth, twoLines ? 2 * headlineHeight : headlineHeight));
-  detail_->setFrame(CGRectMake(x, twoLines ? 2 * headlineHeight + 6 : headPadding + 24, textWidth, 17));
+  place(*headline_,
+        CGRectMake(x, twoLines ? 7 : headPadding + 3, textWidth, twoLines ? 2 * headlineHeight : headlineHeight));
+  place(*detail_, CGRectMake(x, twoLines ? 2 * headlineHeight + 6 : headPadding + 24, textWidth, 17));
   line_->setFrame(CGRectMake(0, top - line, size.width, line));
 
   grid_->setFrame(CGRectMake(0, top, size.width, std::max(bottom - top, 0.0F)));
@@ -174,9 +176,9 @@ void UIActivityViewController::viewDidLayoutSubviews() {
   const CGFloat width = (size.width - 2 * gridMargin) / static_cast<CGFloat>(across);
   for (std::size_t i = 0; i < cells_.size(); ++i) {
     const int row = static_cast<int>(i) / across, column = static_cast<int>(i) % across;
-    cells_[i]->setFrame(CGRectMake(gridMargin + width * static_cast<CGFloat>(column),
-                                   gridPadding + UIActivityCell::height * static_cast<CGFloat>(row), width,
-                                   UIActivityCell::height));
+    place(*cells_[i],
+          CGRectMake(gridMargin + width * static_cast<CGFloat>(column),
+                     gridPadding + UIActivityCell::height * static_cast<CGFloat>(row), width, UIActivityCell::height));
   }
 }
 
@@ -187,7 +189,12 @@ bool UIActivityViewController::keyPressed(const UIKey& key) {
     return true;
   }
   if (key.name != "Left" && key.name != "Right" && key.name != "Up" && key.name != "Down") return false;
-  moveFocus(key.name);
+  const bool isMirrored = UIApplicationLayoutDirection() == UIUserInterfaceLayoutDirection::RightToLeft;
+  if (isMirrored && (key.name == "Left" || key.name == "Right")) {
+    moveFocus(key.name == "Left" ? "Right" : "Left");
+  } else {
+    moveFocus(key.name);
+  }
   return true;
 }
 

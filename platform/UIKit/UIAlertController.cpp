@@ -1,6 +1,7 @@
 #include "platform/UIKit/UIAlertController.h"
 
 #include "platform/UIKit/UIEvent.h"
+#include "platform/UIKit/UILayoutDirection.h"
 #include "platform/UIKit/UIScreen.h"
 
 #include <algorithm>
@@ -197,12 +198,14 @@ void UIAlertController::viewDidLayoutSubviews() {
             ? CGRectMake(std::round(size.width / 2) * index, buttonsTop,
                          first ? std::round(size.width / 2) : size.width - std::round(size.width / 2), buttonHeight)
             : CGRectMake(0, buttonsTop + buttonHeight * index, size.width, buttonHeight);
-    buttons_[i]->setFrame(frame);
-    const unsigned corners = sideBySide ? (first ? UICardView::BottomLeft : UICardView::BottomRight)
+    buttons_[i]->setFrame(sideBySide ? UIRectInLayoutDirection(frame, size.width) : frame);
+    const bool atTheLeft = buttons_[i]->frame().origin.x < size.width / 2 - 1;
+    const unsigned corners = sideBySide ? (atTheLeft ? UICardView::BottomLeft : UICardView::BottomRight)
                              : last     ? UICardView::BottomLeft | UICardView::BottomRight
                                         : 0U;
     buttons_[i]->card()->setCornerRadius(alertRadius, corners);
-    lines_[i]->setFrame(sideBySide && !first ? CGRectMake(frame.origin.x, frame.origin.y, line, frame.size.height)
-                                             : CGRectMake(0, frame.origin.y, size.width, line));
+    lines_[i]->setFrame(sideBySide && !first
+                            ? CGRectMake(std::round(size.width / 2), frame.origin.y, line, frame.size.height)
+                            : CGRectMake(0, frame.origin.y, size.width, line));
   }
 }

@@ -1,5 +1,7 @@
 #include "platform/UIKit/UILabel.h"
 
+#include "platform/UIKit/UILayoutDirection.h"
+
 #include <cmath>
 #include <utility>
 
@@ -25,6 +27,12 @@ void UILabel::setTextColor(UIColor color) {
   if (color == color_) return;
   color_ = color;
   setNeedsDisplay();
+}
+
+NSTextAlignment UILabel::textAlignment() const {
+  if (alignment_) return *alignment_;
+  return UIApplicationLayoutDirection() == UIUserInterfaceLayoutDirection::RightToLeft ? NSTextAlignment::Right
+                                                                                       : NSTextAlignment::Left;
 }
 
 void UILabel::setTextAlignment(NSTextAlignment alignment) {

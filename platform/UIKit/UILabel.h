@@ -3,6 +3,8 @@
 #include "platform/UIKit/UIFont.h"
 #include "platform/UIKit/UIView.h"
 
+#include <optional>
+
 /// One line of text, which ends in an ellipsis where it does not fit, or several lines. Takes no touches unless told
 /// to.
 class UILabel : public UIView {
@@ -15,7 +17,8 @@ class UILabel : public UIView {
   void setFont(UIFont font);
   const UIColor& textColor() const { return color_; }
   void setTextColor(UIColor color);
-  NSTextAlignment textAlignment() const { return alignment_; }
+  /// As it was set; else the side where the person's language begins.
+  NSTextAlignment textAlignment() const;
   void setTextAlignment(NSTextAlignment alignment);
   /// 1, or 0 for as many as the text needs; these begin at the top, and stick out below where there is no room. A
   /// larger number is the most there are; then the last ends in an ellipsis where the text goes on.
@@ -30,6 +33,6 @@ class UILabel : public UIView {
   std::string text_;
   UIFont font_;
   UIColor color_ = UIColor::blackColor();
-  NSTextAlignment alignment_ = NSTextAlignment::Left;
+  std::optional<NSTextAlignment> alignment_;
   int lines_ = 1;
 };

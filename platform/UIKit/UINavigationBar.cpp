@@ -1,7 +1,10 @@
 #include "platform/UIKit/UINavigationBar.h"
 
+#include "platform/UIKit/UILayoutDirection.h"
+
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 ZV_REGISTER_CLASS(UINavigationBar, "UINavigationBar", UIView, {})
 
@@ -47,12 +50,14 @@ void UINavigationBar::layoutSubviews() {
   const CGSize size = bounds().size;
   toolbar_->setFrame(bounds());
   CGFloat left = gap, right = size.width - gap;
-  if (item_ && item_->leftBarButtonItem()) {
-    left = toolbar_->frameOfItem(item_->leftBarButtonItem().get()).maxX() + gap;
+  Strong<UIBarButtonItem> first, second;  // as they stand
+  if (item_) {
+    first = item_->leftBarButtonItem();
+    second = item_->rightBarButtonItem();
+    if (UIApplicationLayoutDirection() == UIUserInterfaceLayoutDirection::RightToLeft) std::swap(first, second);
   }
-  if (item_ && item_->rightBarButtonItem()) {
-    right = toolbar_->frameOfItem(item_->rightBarButtonItem().get()).origin.x - gap;
-  }
+  if (first) left = toolbar_->frameOfItem(first.get()).maxX() + gap;
+  if (second) right = toolbar_->frameOfItem(second.get()).origin.x - gap;
   const CGSize wanted = title_->sizeThatFits();
   const CGFloat room = std::max(right - left, 0.0F), width = std::min(wanted.width, room);
   const CGFloat x = std::clamp((size.width - width) / 2, left, std::max(left, right - width));

@@ -1,5 +1,7 @@
 #include "platform/UIKit/UISegmentedControl.h"
 
+#include "platform/UIKit/UILayoutDirection.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -34,7 +36,7 @@ CGRect UISegmentedControl::frameOfSegment(int index) const {
   const auto edge = [&](int at) {
     return std::round(size.width * static_cast<CGFloat>(at) / static_cast<CGFloat>(titles_.size()));
   };
-  return CGRectMake(edge(index), 0, edge(index + 1) - edge(index), size.height);
+  return UIRectInLayoutDirection(CGRectMake(edge(index), 0, edge(index + 1) - edge(index), size.height), size.width);
 }
 
 CGSize UISegmentedControl::sizeThatFits() const {

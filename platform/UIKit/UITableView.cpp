@@ -1,5 +1,6 @@
 #include "platform/UIKit/UITableView.h"
 
+#include "platform/UIKit/UILayoutDirection.h"
 #include "platform/UIKit/UIScreen.h"
 
 #include <cmath>
@@ -108,7 +109,8 @@ CGFloat UITableView::place(Shown& shown, CGFloat y, CGFloat width) {
     cells[i]->setFrame(CGRectMake(0, y, width, height));
     y += height;
     const CGFloat left = i == last ? 0 : margin;
-    shown.lines[i + 1]->setFrame(hairline(left, y - 1 / UIScreen::mainScreen().scale(), width - left));
+    shown.lines[i + 1]->setFrame(
+        UIRectInLayoutDirection(hairline(left, y - 1 / UIScreen::mainScreen().scale(), width - left), width));
   }
   y += noteGap;
   placeNote(*shown.footer);

@@ -1,5 +1,7 @@
 #include "platform/UIKit/UITableViewCell.h"
 
+#include "platform/UIKit/UILayoutDirection.h"
+
 #include <algorithm>
 #include <cmath>
 #include <utility>
@@ -18,7 +20,8 @@ UITableViewCell::UITableViewCell() : text_(std::make_shared<UILabel>()), detail_
   text_->setFont(UIFont::systemFontOfSize(pointSize));
   detail_->setFont(UIFont::systemFontOfSize(pointSize));
   detail_->setTextColor(detailColor);
-  detail_->setTextAlignment(NSTextAlignment::Right);
+  const bool isMirrored = UIApplicationLayoutDirection() == UIUserInterfaceLayoutDirection::RightToLeft;
+  detail_->setTextAlignment(isMirrored ? NSTextAlignment::Left : NSTextAlignment::Right);
   // The cell, or the control in it, speaks for them.
   text_->setAccessibilityElementsHidden(true);
   detail_->setAccessibilityElementsHidden(true);
@@ -51,14 +54,16 @@ void UITableViewCell::layoutSubviews() {
     const CGSize own = accessory_->bounds().size;
     const CGFloat width = std::min(own.width, room);
     taken = width;
-    accessory_->setFrame(
-        CGRectMake(size.width - margin - width, std::round((size.height - own.height) / 2), width, own.height));
+    accessory_->setFrame(UIRectInLayoutDirection(
+        CGRectMake(size.width - margin - width, std::round((size.height - own.height) / 2), width, own.height),
+        size.width));
   }
   const CGFloat textWidth = std::clamp(wanted, 0.0F, std::max(room - taken, 0.0F));
-  text_->setFrame(CGRectMake(margin, 0, textWidth, size.height));
+  text_->setFrame(UIRectInLayoutDirection(CGRectMake(margin, 0, textWidth, size.height), size.width));
   const CGFloat left = margin + (textWidth > 0 ? textWidth + gap : 0);
   detail_->setHidden(accessory_ != nullptr);
-  detail_->setFrame(CGRectMake(left, 0, std::max(size.width - margin - left, 0.0F), size.height));
+  detail_->setFrame(UIRectInLayoutDirection(
+      CGRectMake(left, 0, std::max(size.width - margin - left, 0.0F), size.height), size.width));
 }
 
 void UITableViewCell::setPressed(bool pressed) {

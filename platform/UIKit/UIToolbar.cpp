@@ -1,6 +1,7 @@
 #include "platform/UIKit/UIToolbar.h"
 
 #include "platform/UIKit/UIControl.h"
+#include "platform/UIKit/UILayoutDirection.h"
 #include "platform/UIKit/UIScreen.h"
 
 #include <algorithm>
@@ -103,6 +104,7 @@ const std::vector<CGRect>& UIToolbar::frames() const {
     }
     x += width;
   }
+  for (CGRect& frame : frames_) frame = UIRectInLayoutDirection(frame, size.width);
   return frames_;
 }
 

@@ -1,5 +1,7 @@
 // The keyboard: what can be reached, where the focus is, what keys mean.
 
+#include "platform/UIKit/UILayoutDirection.h"
+#include "platform/UIKit/UIMovieScrubber.h"
 #include "platform/UIKit/UITextInputView.h"
 #include "platform/UIKit/UIToolbar.h"
 #include "platform/UIKit/UIWindow.h"
@@ -32,8 +34,18 @@ void collectReachable(const Strong<UIView>& view, bool interactive, std::vector<
   for (const auto& subview : views) collectReachable(subview, interactive, found);
 }
 
-/// Rows from top to bottom, and each from left to right. An element belongs to a row when its middle lies within the
-/// height of the row's first element.
+/// The element's distance from where rows begin: at the left, or at the right in languages that are written from there.
+/// What lies on a time line keeps its order.
+float distanceInRow(const UIWindow::Reachable& reachable) {
+  const CGRect& frame = reachable.element.frame;
+  if (UIApplicationLayoutDirection() == UIUserInterfaceLayoutDirection::LeftToRight) return frame.origin.x;
+  if (!dynamic_cast<const UIMovieScrubber*>(reachable.view.get())) return -frame.maxX();
+  const CGPoint corner = reachable.view->convertPointToWindow({0, 0});
+  return frame.origin.x - 2 * corner.x - reachable.view->bounds().size.width;
+}
+
+/// Rows from top to bottom, and each from where the person begins to read. An element belongs to a row when its middle
+/// lies within the height of the row's first element.
 void sortInReadingOrder(std::vector<UIWindow::Reachable>& elements) {
   const auto middle = [](const auto& e) { return e.element.frame.origin.y + e.element.frame.size.height / 2; };
   std::stable_sort(elements.begin(), elements.end(),
@@ -41,8 +53,7 @@ void sortInReadingOrder(std::vector<UIWindow::Reachable>& elements) {
   for (auto row = elements.begin(); row != elements.end();) {
     const float bottom = row->element.frame.maxY();
     auto end = std::find_if(row + 1, elements.end(), [&](const auto& e) { return middle(e) >= bottom; });
-    std::stable_sort(row, end,
-                     [](const auto& a, const auto& b) { return a.element.frame.origin.x < b.element.frame.origin.x; });
+    std::stable_sort(row, end, [](const auto& a, const auto& b) { return distanceInRow(a) < distanceInRow(b); });
     row = end;
   }
 }

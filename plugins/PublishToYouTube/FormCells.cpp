@@ -1,5 +1,7 @@
 #include "plugins/PublishToYouTube/FormCells.h"
 
+#include "platform/UIKit/UILayoutDirection.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -35,9 +37,10 @@ void PublishingTextFieldCell::setCaption(const std::string& caption) {
 void PublishingTextFieldCell::layoutSubviews() {
   const CGSize size = bounds().size;
   const CGFloat caption = std::clamp(textLabel()->sizeThatFits().width + margin / 2, captionWidth, size.width / 2);
-  textLabel()->setFrame(CGRectMake(margin, 0, caption, size.height));
+  textLabel()->setFrame(UIRectInLayoutDirection(CGRectMake(margin, 0, caption, size.height), size.width));
   const CGFloat left = margin + caption;
-  field_->setFrame(CGRectMake(left, 0, std::max(size.width - margin - left, 0.0F), size.height));
+  field_->setFrame(UIRectInLayoutDirection(CGRectMake(left, 0, std::max(size.width - margin - left, 0.0F), size.height),
+                                           size.width));
 }
 
 PublishingDescriptionCell::PublishingDescriptionCell() : text_(std::make_shared<UITextView>()) {

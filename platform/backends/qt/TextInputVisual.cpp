@@ -1,5 +1,6 @@
 #include "platform/backends/qt/TextInputVisual.h"
 
+#include "platform/UIKit/UILayoutDirection.h"
 #include "platform/UIKit/UITextInputView.h"
 #include "platform/backends/qt/LayerItem.h"
 #include "platform/backends/qt/LayerMirror.h"
@@ -31,7 +32,9 @@ void TextInputVisual::update(CALayer& layer) {
   placeholder_->setSize(host().size());
   placeholder_->setManyLines(view->isMultiline());
   placeholder_->show(QString::fromStdString(view->placeholder()), view->font(), kPlaceholderColor,
-                     NSTextAlignment::Left);
+                     UIApplicationLayoutDirection() == UIUserInterfaceLayoutDirection::RightToLeft
+                         ? NSTextAlignment::Right
+                         : NSTextAlignment::Left);
   isTaking_ = true;
   item().setSize(host().size());
   show(*view);
