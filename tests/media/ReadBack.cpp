@@ -8,7 +8,9 @@ extern "C" {
 #include <libswscale/swscale.h>
 }
 
+#include <algorithm>
 #include <cmath>
+#include <complex>
 #include <fstream>
 #include <functional>
 
@@ -73,6 +75,31 @@ bool indexComesFirst(const std::string& path) {
   return false;
 }
 
+struct Sound {
+  std::vector<float> samples;  // of the first channel
+  int rate = 0;
+  double start = 0;  // of the first sample
+};
+
+Sound soundOf(const std::string& path, double from, double length, int track) {
+  Opened movie(path);
+  Sound sound;
+  AVStream* stream = movie.format ? nth(movie.format, AVMEDIA_TYPE_AUDIO, track) : nullptr;
+  if (!stream) return sound;
+  decodeAll(movie.format, stream, [&](const AVFrame& frame) {
+    sound.rate = frame.sample_rate;
+    const double time = double(frame.best_effort_timestamp) * av_q2d(stream->time_base);
+    const auto* values = reinterpret_cast<const float*>(frame.data[0]);  // the decoder's own planar floats
+    for (int i = 0; i < frame.nb_samples; ++i) {
+      const double at = time + double(i) / sound.rate;
+      if (at < from || at >= from + length) continue;
+      if (sound.samples.empty()) sound.start = at;
+      sound.samples.push_back(values[i]);
+    }
+  });
+  return sound;
+}
+
 }  // namespace
 
 std::vector<read_back::Picture> read_back::pictures(const std::string& path) {
@@ -100,20 +127,7 @@ std::vector<read_back::Picture> read_back::pictures(const std::string& path) {
 }
 
 double read_back::pitch(const std::string& path, double from, double length, int track) {
-  Opened movie(path);
-  AVStream* stream = movie.format ? nth(movie.format, AVMEDIA_TYPE_AUDIO, track) : nullptr;
-  if (!stream) return 0;
-  std::vector<float> samples;
-  int rate = 0;
-  decodeAll(movie.format, stream, [&](const AVFrame& frame) {
-    rate = frame.sample_rate;
-    const double time = double(frame.best_effort_timestamp) * av_q2d(stream->time_base);
-    const auto* values = reinterpret_cast<const float*>(frame.data[0]);  // the decoder's own planar floats
-    for (int i = 0; i < frame.nb_samples; ++i) {
-      const double at = time + double(i) / rate;
-      if (at >= from && at < from + length) samples.push_back(values[i]);
-    }
-  });
+  const auto [samples, rate, start] = soundOf(path, from, length, track);
   int crossings = 0, first = -1, last = -1;
   for (int i = 1; i < int(samples.size()); ++i) {
     if (samples[std::size_t(i) - 1] < 0 && samples[std::size_t(i)] >= 0) {
@@ -123,6 +137,21 @@ double read_back::pitch(const std::string& path, double from, double length, int
     }
   }
   return crossings > 1 ? double(crossings - 1) * rate / (last - first) : 0;
+}
+
+read_back::Tone read_back::tone(const std::string& path, double hertz, double from, double length, int track) {
+  const auto [samples, rate, start] = soundOf(path, from, length, track);
+  std::complex<double> sum;
+  Tone tone;
+  for (std::size_t i = 0; i < samples.size(); ++i) {
+    const double time = start + double(i) / rate;
+    sum += double(samples[i]) * std::polar(1.0, -2 * M_PI * hertz * time);
+    tone.peak = std::max(tone.peak, std::abs(double(samples[i])));
+  }
+  if (samples.empty()) return tone;
+  tone.level = 2 * std::abs(sum) / double(samples.size());
+  tone.delay = -std::arg(sum * std::complex<double>(0, 1)) / (2 * M_PI * hertz);
+  return tone;
 }
 
 std::optional<read_back::Facts> read_back::facts(const std::string& path) {

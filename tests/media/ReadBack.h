@@ -19,6 +19,13 @@ std::vector<Picture> pictures(const std::string& path);
 /// sound tracks from 0.
 double pitch(const std::string& path, double from, double length = 0.2, int track = 0);
 
+/// What of the sound between `from` and `from + length` seconds is a sine of `hertz`: as loud as `level`, of 1, and
+/// `delay` seconds later (to within a period) than one that was at 0 at time 0. `peak` is the loudest sample there.
+struct Tone {
+  double level = 0, delay = 0, peak = 0;
+};
+Tone tone(const std::string& path, double hertz, double from, double length, int track = 0);
+
 struct Track {
   std::string type;  ///< "video", "audio", ...
   std::string codec, language, name;

@@ -2,6 +2,7 @@
 
 #include "platform/Dispatch/dispatch.h"
 #include "platform/backends/ffmpeg/MovieExport.h"
+#include "platform/backends/ffmpeg/Transcoder.h"
 #include "platform/backends/posix/HiddenFile.h"
 
 #include <atomic>
@@ -29,6 +30,8 @@ struct AVAssetExportSession::Impl {
 
   /// Null when the file is there under its name.
   NSErrorPtr run();
+  NSErrorPtr cut(const std::string& folder, int descriptor, CMTimeRange* taken);
+  NSErrorPtr convert(const std::string& folder, int descriptor, CMTimeRange* taken);
   void finish(AVAssetExportSessionStatus ended, const NSErrorPtr& why);
 };
 
@@ -55,11 +58,14 @@ mode_t modeFor(const std::string& path, const AVURLAsset& asset) {
 }  // namespace
 
 NSErrorPtr AVAssetExportSession::Impl::run() {
-  const std::string what = "The trimmed movie could not be written to " + outputURL.path();
-  if (!asset || preset != AVAssetExportPresetPassthrough || fileType != AVFileTypeM4V || !outputURL) {
+  const bool converts = preset == AVAssetExportPresetHighestQuality && fileType == AVFileTypeMPEG4;
+  const bool cuts = preset == AVAssetExportPresetPassthrough && fileType == AVFileTypeM4V;
+  if (!asset || (!converts && !cuts) || !outputURL) {
     return std::make_shared<const NSError>(AVFoundationErrorDomain, AVErrorExportFailed,
                                            "This kind of export is not available.");
   }
+  const std::string what =
+      std::string("The ") + (converts ? "converted" : "trimmed") + " movie could not be written to " + outputURL.path();
   const std::string name = outputURL.lastPathComponent();
   const std::filesystem::path parent = std::filesystem::path(outputURL.path()).parent_path();
   const std::string folder = parent.empty() ? std::string(".") : parent.string();
@@ -67,22 +73,48 @@ NSErrorPtr AVAssetExportSession::Impl::run() {
   std::optional<HiddenFile> file = HiddenFile::create(folder, modeFor(outputURL.path(), *asset));
   if (!file) return NSError::posix(errno, what);
 
-  MovieExport job;
-  job.sourcePath = asset->readablePath();
-  job.sourceName = asset->URL().lastPathComponent();
-  job.outputFolder = folder;
-  job.output = file->descriptor();
-  job.range = range;
-  job.isCancelled = [this] { return cancelled.load(); };
-  job.progress = [this](float value) { progress = value; };
-  if (NSErrorPtr error = job.run()) return error;
+  CMTimeRange taken{kCMTimeInvalid, kCMTimeInvalid};
+  NSErrorPtr error = converts ? convert(folder, file->descriptor(), &taken) : cut(folder, file->descriptor(), &taken);
+  if (error) return error;
 
   const bool replace = replacesExistingFile || placeAt(outputURL.path(), *asset) == Place::OwnFile;
   if (cancelled) return NSError::posix(ECANCELED, what);
   const int failure = replace ? file->publishReplacing(name) : file->publish(name);
   if (failure != 0) return NSError::posix(failure, what);
   const std::lock_guard lock(mutex);
-  exported = CMTimeRangeMake(job.start, CMTimeSubtract(job.end, job.start));
+  exported = taken;
+  return nullptr;
+}
+
+NSErrorPtr AVAssetExportSession::Impl::cut(const std::string& folder, int descriptor, CMTimeRange* taken) {
+  MovieExport job;
+  job.sourcePath = asset->readablePath();
+  job.sourceName = asset->URL().lastPathComponent();
+  job.outputFolder = folder;
+  job.output = descriptor;
+  job.range = range;
+  job.isCancelled = [this] { return cancelled.load(); };
+  job.progress = [this](float value) { progress = value; };
+  if (NSErrorPtr error = job.run()) return error;
+  *taken = CMTimeRangeMake(job.start, CMTimeSubtract(job.end, job.start));
+  return nullptr;
+}
+
+NSErrorPtr AVAssetExportSession::Impl::convert(const std::string& folder, int descriptor, CMTimeRange* taken) {
+  if (range.duration.isValid()) {
+    return std::make_shared<const NSError>(AVFoundationErrorDomain, AVErrorInvalidTimeRange,
+                                           "Only a whole movie can be converted.");
+  }
+  Transcoder job;
+  job.sourcePath = asset->readablePath();
+  job.sourceName = asset->URL().lastPathComponent();
+  job.outputFolder = folder;
+  job.output = descriptor;
+  job.soundTracks = mixedTracks;
+  job.isCancelled = [this] { return cancelled.load(); };
+  job.progress = [this](float value) { progress = value; };
+  if (NSErrorPtr error = job.run()) return error;
+  *taken = CMTimeRangeMake(kCMTimeZero, CMTimeMakeWithSeconds(job.duration, 1'000'000'000));
   return nullptr;
 }
 

@@ -104,7 +104,10 @@ std::unique_ptr<MovieInput> MovieInput::open(std::unique_ptr<FileReader> reader,
   av_dict_set(&options, "protocol_whitelist", "file", 0);
   int result = avformat_open_input(&input->format_, path.c_str(), nullptr, &options);
   av_dict_free(&options);
-  if (result >= 0 && !knowsAll(input->format_)) result = avformat_find_stream_info(input->format_, nullptr);
+  if (result >= 0 && !knowsAll(input->format_)) {
+    result = avformat_find_stream_info(input->format_, nullptr);
+    input->formatsKnown_ = true;
+  }
   if (result < 0) {
     if (error) *error = openingError(result, displayName);
     return nullptr;
@@ -157,6 +160,12 @@ const std::vector<std::int64_t>& MovieInput::keyTimes() {
   }
   std::sort(keyTimes_.begin(), keyTimes_.end());
   return keyTimes_;
+}
+
+void MovieInput::learnFormats() {
+  // Never twice: the library does not stand that.
+  if (!formatsKnown_) avformat_find_stream_info(format_, nullptr);
+  formatsKnown_ = true;
 }
 
 int MovieInput::seek(AVStream* stream, std::int64_t time) {

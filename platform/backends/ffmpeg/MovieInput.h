@@ -52,6 +52,9 @@ class MovieInput {
 
   /// Index times (decode order) of the video's key frames, ascending; empty when the file has no index.
   const std::vector<std::int64_t>& keyTimes();
+  /// Finds out what headers may leave open, as how pictures are stored, by looking into the first packets; before the
+  /// first of them is read.
+  void learnFormats();
   /// Moves to the last key frame of `stream` at or before `time` (its ticks, container's times), or to the file's
   /// beginning. Returns an AVERROR.
   int seek(AVStream* stream, std::int64_t time);
@@ -68,7 +71,7 @@ class MovieInput {
   std::int64_t startTime_ = 0;  // microseconds
   std::int64_t duration_ = 0;   // microseconds
   std::vector<std::int64_t> keyTimes_;
-  bool keyTimesKnown_ = false;
+  bool keyTimesKnown_ = false, formatsKnown_ = false;
   std::function<bool()> isCancelled_;
 };
 
