@@ -52,6 +52,11 @@ const std::vector<matrix::Difference>& matrix::differences() {
        [](Exactness& e) { e.tolerant = true; },
        "its parser drops the pictures' lengths, so that its decoder can't tell which are hidden"},
 
+      {"gstreamer",
+       {"edits.mp4"},
+       [](Exactness& e) { e.lastSeam = 3.2; },
+       "shows the hidden lead-in of a second stretch, and ends the sound early by it"},
+
       // Browsers.
       {"chromium",
        {"hvc1.mp4", "hev1.mp4", "hevcopen.mp4", "hdr.mp4", "hevc.mkv", "hevc.ts"},
@@ -69,6 +74,10 @@ const std::vector<matrix::Difference>& matrix::differences() {
        {"refresh.mp4"},
        [](Exactness& e) { e.asSource = true; },
        "after a seek it shows nothing until a gradual refresh is complete, in the source as well"},
+      {"firefox",
+       {"edits.mp4"},
+       [](Exactness& e) { e.lastSeam = 3.2; },
+       "plays the first stretch of an edit list only"},
       {"firefox",
        {},
        [](Exactness& e) { e.pictures = 2; },

@@ -58,10 +58,19 @@ struct Place {
   const std::string& copy;
 };
 
+/// Whether the player is known not to show what comes after a seam in the range; the table says so then.
+bool isBeyond(const Exactness& exactness, const Place& place, const std::string& player) {
+  if (exactness.lastSeam <= place.range.start || exactness.lastSeam >= place.range.end) return false;
+  Table::shared().addNotApplicable(place.source, place.range.name, player,
+                                   "reaches across two stretches of the source's edit list");
+  return true;
+}
+
 void askGStreamer(const Place& place) {
   const std::string player = "gstreamer";
   Table& table = Table::shared();
   const Exactness exactness = exactnessOf(player, place.source);
+  if (isBeyond(exactness, place, player)) return;
   const Reading reading = readWithGStreamer(place.copy);
   const Verdict verdict = judge(place.truth, place.range, reading, exactness);
   const bool shortRange = place.range.length() <= exactness.shortest * place.truth.pictureLength();
@@ -80,6 +89,7 @@ void askGStreamer(const Place& place) {
 void askBrowser(const Place& place, BrowserPlayer& player) {
   Table& table = Table::shared();
   const Exactness exactness = exactnessOf(player.name(), place.source);
+  if (isBeyond(exactness, place, player.name())) return;
   const std::vector<double> moments = browserMoments(place.truth, place.range);
   const Reading reading = player.play(place.copy, moments);
   const Verdict verdict = judgeBrowser(place.truth, place.range, moments, reading, exactness);
