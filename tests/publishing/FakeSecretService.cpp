@@ -63,10 +63,9 @@ class BusProcess : public QProcess {
 /// Of the bus, which is started with the first call and ends with the application object.
 const QString& busAddress() {
   static const QString address = [] {
-    auto* folder = new QTemporaryDir;
+    static const QTemporaryDir folder;
     auto* bus = new BusProcess(QCoreApplication::instance());
-    QObject::connect(bus, &QObject::destroyed, qApp, [folder] { delete folder; });
-    const QString path = "unix:path=" + folder->filePath("bus");
+    const QString path = "unix:path=" + folder.filePath("bus");
     bus->start("dbus-daemon", {"--session", "--nofork", "--print-address", "--address=" + path});
     if (!bus->waitForReadyRead()) std::abort();
     return path;
