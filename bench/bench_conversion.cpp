@@ -1,10 +1,12 @@
-// Converting the one-minute recording (1080p at 60, made into another kind of pictures with two sound tracks) against
-// the ffmpeg program with the same encoders, settings and threads, in one run: bench_conversion FOLDER, where FOLDER
-// holds minute.mp4 and takes the new files of both. Each runs in a process of its own, which tells its memory.
+// Converting the start of the one-minute recording (1080p at 60, made into another kind of pictures with two sound
+// tracks) against the ffmpeg program with the same encoders, settings and threads, in one run: bench_conversion FOLDER,
+// where FOLDER holds minute.mp4 and takes the new files of both. Each runs in a process of its own, which tells its
+// memory.
 #include "bench/Report.h"
 #include "platform/AVFoundation/AVAssetExportSession.h"
 #include "platform/backends/ffmpeg/PictureEncoder.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -71,19 +73,29 @@ int main(int argc, char** argv) {
   const std::string source = folder + "/conversion-source.mp4", ours = folder + "/conversion-ours.mp4",
                     theirs = folder + "/conversion-theirs.mp4";
   const std::string quiet = "ffmpeg -nostdin -v error -y -i ";
-  measure(
-      [&] { become(quiet + folder + "/minute.mp4 -map 0:v -map 0:a -map 0:a -c:v mpeg4 -q:v 3 -c:a copy " + source); });
-  Report report("ffmpeg");
-  const Cost their = measure([&] {
-    become(quiet + source +
-           " -filter_complex '[0:a:0][0:a:1]amix=inputs=2:duration=longest:normalize=0,alimiter=level=0:latency=1[a]'"
-           " -map 0:v -map '[a]' -c:v libx264 -preset " +
-           PictureEncoder::kEffort + " -crf " + PictureEncoder::kQuality + " -c:a aac -b:a 128k -movflags +faststart " +
-           theirs);
+  measure([&] {
+    become(quiet + folder + "/minute.mp4 -t 12 -map 0:v -map 0:a -map 0:a -c:v mpeg4 -q:v 3 -c:a copy " + source);
   });
-  const Cost our =
-      measure([&] { execl(self.c_str(), "bench_conversion", "--convert", source.c_str(), ours.c_str(), nullptr); });
-  report.ratio("converting a minute of 1080p60, two tracks", "s", our.seconds, their.seconds, 1.0);
+  Report report("ffmpeg");
+  const auto runTheirs = [&] {
+    return measure([&] {
+      become(quiet + source +
+             " -filter_complex '[0:a:0][0:a:1]amix=inputs=2:duration=longest:normalize=0,alimiter=level=0:latency=1[a]'"
+             " -map 0:v -map '[a]' -c:v libx264 -preset " +
+             PictureEncoder::kEffort + " -crf " + PictureEncoder::kQuality +
+             " -c:a aac -b:a 128k -movflags +faststart " + theirs);
+    });
+  };
+  const auto runOurs = [&] {
+    fs::remove(ours);  // one that is there is not replaced
+    return measure(
+        [&] { execl(self.c_str(), "bench_conversion", "--convert", source.c_str(), ours.c_str(), nullptr); });
+  };
+  // The better of two in turn.
+  Cost their = runTheirs(), our = runOurs();
+  our.seconds = std::min(our.seconds, runOurs().seconds);
+  their.seconds = std::min(their.seconds, runTheirs().seconds);
+  report.ratio("converting 12 s of 1080p60, two tracks", "s", our.seconds, their.seconds, 1.0);
   report.figure("its memory", "MB", our.megabytes, their.megabytes, std::nullopt);
   report.figure("the file's size", "MB", double(fs::file_size(ours)) / 1e6, double(fs::file_size(theirs)) / 1e6,
                 std::nullopt);
