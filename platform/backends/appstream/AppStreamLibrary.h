@@ -21,6 +21,7 @@ class AppStreamLibrary {
                               apply(as_metadata_get_component) apply(g_object_unref) apply(g_ptr_array_unref) \
                                   apply(g_error_free)
 
+// NOLINTNEXTLINE(bugprone-macro-parentheses): a name that is declared
 #define ZV_DECLARE(function) decltype(&::function) function = nullptr;
   ZV_APPSTREAM_FUNCTIONS(ZV_DECLARE)
 #undef ZV_DECLARE
