@@ -5,45 +5,16 @@
 #include "platform/UIKit/UIAlertController.h"
 #include "platform/UIKit/UIDevice.h"
 #include "platform/UIKit/UIImage.h"
+#include "tests/golden/GoldenPicture.h"
 #include "tests/uikit/SystemActivities.h"
 
 #include <QImage>
 #include <algorithm>
 #include <cstdlib>
-#include <map>
 
 namespace fs = std::filesystem;
 
 namespace {
-
-constexpr int notable = 48;          // levels of a channel: more than another smoothing of an edge makes
-constexpr int cellSize = 24;         // pixels: about a symbol
-constexpr int mostInCell = 40;       // notable pixels; a symbol that is missing or out of place has more
-constexpr double mostOverall = 1.5;  // levels, mean of all channels
-
-/// How far a picture is from the one that it should be; empty when that is little.
-std::string difference(const QImage& picture, const QImage& golden) {
-  if (golden.isNull()) return "there is no such picture";
-  if (picture.size() != golden.size()) return "the sizes differ";
-  std::map<std::pair<int, int>, int> cells;
-  double sum = 0;
-  for (int y = 0; y < golden.height(); ++y) {
-    for (int x = 0; x < golden.width(); ++x) {
-      const QRgb a = picture.pixel(x, y), b = golden.pixel(x, y);
-      const int red = std::abs(qRed(a) - qRed(b)), green = std::abs(qGreen(a) - qGreen(b)),
-                blue = std::abs(qBlue(a) - qBlue(b));
-      sum += red + green + blue;
-      if (std::max({red, green, blue}) > notable) ++cells[{x / cellSize, y / cellSize}];
-    }
-  }
-  for (const auto& [cell, count] : cells) {
-    if (count <= mostInCell) continue;
-    return std::to_string(count) + " pixels differ around " + std::to_string(cell.first * cellSize) + ", " +
-           std::to_string(cell.second * cellSize);
-  }
-  const double overall = sum / 3 / golden.width() / golden.height();
-  return overall <= mostOverall ? "" : "all differs by " + std::to_string(overall) + " levels";
-}
 
 /// One of the desktop's activities, as it looks.
 class ShownActivity : public UIActivity {
@@ -137,8 +108,9 @@ TEST_F(EditorTest, LooksLikeThePicturesThatWereFoundGood) {
     bool written = false;
     testWindow().screenshot(shown.string(), [&](bool succeeded) { written = succeeded; });
     ASSERT_TRUE(pumpUntil([&] { return written; }));
-    EXPECT_EQ(
-        difference(QImage(QString::fromStdString(shown.string())), QImage(QString::fromStdString(golden.string()))), "")
+    EXPECT_EQ(golden_picture::difference(QImage(QString::fromStdString(shown.string())),
+                                         QImage(QString::fromStdString(golden.string()))),
+              "")
         << "see " << shown;
     close();
   }
