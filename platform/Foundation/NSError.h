@@ -13,6 +13,11 @@ class NSError {
   int code() const { return code_; }
   const std::string& localizedDescription() const { return description_; }
 
+  /// For the log: domain, code and text in one line.
+  std::string description() const {
+    return "Error Domain=" + domain_ + " Code=" + std::to_string(code_) + " \"" + description_ + "\"";
+  }
+
   /// An error of `NSPOSIXErrorDomain` whose text is `what` followed by the system's own words for `errnoValue`.
   static std::shared_ptr<const NSError> posix(int errnoValue, const std::string& what);
 

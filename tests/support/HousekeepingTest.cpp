@@ -1,0 +1,290 @@
+#include "platform/Dispatch/dispatch.h"
+#include "platform/Foundation/os_trace.h"
+#include "support/NSFileManagerZVExtensions.h"
+#include "tests/foundation/ScratchFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <limits>
+#include <set>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace fs = std::filesystem;
+using namespace ZVExtensions;
+
+namespace {
+
+// Before any other static value is made, because the temporary directory's path is one of them.
+[[gnu::constructor(101)]] void useACacheOfOurOwn() {
+  static char pattern[] = "/tmp/zevanti-support-test-XXXXXX";
+  const char* folder = mkdtemp(pattern);
+  if (!folder) std::abort();
+  setenv("XDG_CACHE_HOME", folder, 1);
+}
+
+const NSFileManager& files() {
+  return NSFileManager::defaultManager();
+}
+
+/// The path itself, without the separator at its end.
+fs::path folder() {
+  return fs::path(ZVScreenRecorderTempDirectory).parent_path();
+}
+
+/// Makes a file of `size` bytes that was last modified `age` seconds ago.
+void put(const std::string& name, std::uintmax_t size, double age = 0) {
+  const fs::path path = folder() / name;
+  fs::create_directories(path.parent_path());
+  std::ofstream(path) << std::string(size, 'x');
+  const double then = NSDate::date().timeIntervalSince1970() - age;
+  timespec times[2] = {{0, UTIME_OMIT}, {}};
+  times[1].tv_sec = static_cast<time_t>(std::floor(then));
+  times[1].tv_nsec = static_cast<long>((then - std::floor(then)) * 1e9);
+  ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+}
+
+std::set<std::string> names() {
+  std::set<std::string> found;
+  for (const auto& entry : fs::directory_iterator(folder())) found.insert(entry.path().filename());
+  return found;
+}
+
+/// What was traced since the last call, errors with a leading "!".
+std::vector<std::string> traces() {
+  std::vector<std::string> texts;
+  for (const TraceMessage& message : trace_log::messages())
+    texts.push_back((message.level == TraceLevel::Error ? "!" : "") + message.text);
+  trace_log::clear();
+  return texts;
+}
+
+using Texts = std::vector<std::string>;
+
+class HousekeepingTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    fs::create_directories(folder());
+    trace_log::clear();
+  }
+  void TearDown() override { fs::remove_all(folder().parent_path()); }
+  static void waitForWork() { ASSERT_TRUE(dispatch_main::waitForBackgroundWork(20)); }
+};
+
+/// A small disk in place of the temporary directory, which only the thread that makes it sees.
+class SmallDisk {
+ public:
+  explicit SmallDisk(std::uint64_t size) {
+    mounted_ = unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+               mount("none", folder().c_str(), "tmpfs", 0, ("size=" + std::to_string(size)).c_str()) == 0;
+  }
+  ~SmallDisk() {
+    if (mounted_) umount2(folder().c_str(), MNT_DETACH);
+  }
+  bool mounted() const { return mounted_; }
+  static bool makeReadOnly() { return mount("none", folder().c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) == 0; }
+
+ private:
+  bool mounted_;
+};
+
+TEST_F(HousekeepingTest, MakesTheDirectoryOnceAndForItsUserOnly) {
+  fs::remove(folder());
+  umask(0);
+  _srSetupTempDirectory(files());
+  EXPECT_EQ(fs::status(folder()).permissions(), fs::perms::owner_all);
+  EXPECT_EQ(traces(), Texts{"_srSetupTempDirectory"});
+
+  put("kept", 1);
+  _srSetupTempDirectory(files());
+  EXPECT_EQ(names(), std::set<std::string>{"kept"});
+  EXPECT_EQ(traces(), Texts{"_srSetupTempDirectory"});
+
+  fs::remove_all(folder().parent_path());  // not on the way there
+  _srSetupTempDirectory(files());
+  EXPECT_FALSE(fs::exists(folder()));
+  const auto texts = traces();
+  ASSERT_EQ(texts.size(), 3U);
+  EXPECT_TRUE(texts[1].starts_with("error: Error Domain=NSPOSIXErrorDomain Code=2 ")) << texts[1];
+  EXPECT_EQ(texts[2], "!error creating temp directory");
+}
+
+TEST_F(HousekeepingTest, TellsTheSizeOfTheEntryItself) {
+  struct stat status;
+  ASSERT_EQ(stat(folder().c_str(), &status), 0);
+  put("movie", 100'000);
+  NSErrorPtr error;
+  ASSERT_EQ(stat(folder().c_str(), &status), 0);
+  EXPECT_EQ(_srSizeOfTempDir(files(), &error), status.st_size);
+  EXPECT_EQ(error, nullptr);
+
+  fs::remove_all(folder());
+  EXPECT_EQ(_srSizeOfTempDir(files(), &error), 0);
+  ASSERT_NE(error, nullptr);
+  EXPECT_EQ(error->code(), ENOENT);
+  EXPECT_EQ(_srSizeOfTempDir(files(), nullptr), 0);
+}
+
+TEST_F(HousekeepingTest, RemovesWhatIsOlderThanItsTime) {
+  put("old.m4v", 1000, 101);
+  put(".hidden", 20, 5000);
+  put("young.m4v", 3, 80);
+  EXPECT_EQ(_srDeleteFilesOlderThanTimeToLiveInSeconds(files(), 90.9), 1020);
+  EXPECT_EQ(names(), std::set<std::string>{"young.m4v"});
+  EXPECT_EQ(traces(),
+            (Texts{"_srDeleteFilesOlderThanTimeToLiveInSeconds: 90", "deleting old file", "deleting old file"}));
+
+  // The last change counts, not the file's birth, which is now; and what comes from the future is no older than that.
+  put("from-tomorrow", 7, -86'400);
+  EXPECT_EQ(_srDeleteFilesOlderThanTimeToLiveInSeconds(files(), -3.7), 3);
+  EXPECT_EQ(names(), std::set<std::string>{"from-tomorrow"});
+  EXPECT_EQ(traces()[0], "_srDeleteFilesOlderThanTimeToLiveInSeconds: -3");
+
+  for (const double forever : {1e300, std::numeric_limits<double>::infinity(), std::nan("")})
+    EXPECT_EQ(_srDeleteFilesOlderThanTimeToLiveInSeconds(files(), forever), 0);
+  EXPECT_EQ(names().size(), 1U);
+  EXPECT_EQ(traces(), (Texts{"_srDeleteFilesOlderThanTimeToLiveInSeconds: 2147483647",
+                             "_srDeleteFilesOlderThanTimeToLiveInSeconds: 2147483647",
+                             "_srDeleteFilesOlderThanTimeToLiveInSeconds: 0"}));
+}
+
+TEST_F(HousekeepingTest, RemovesEverythingButNothingElsewhere) {
+  ScratchFolder elsewhere;
+  const std::string recording = elsewhere.write("recording.mp4", "precious");
+  put("now", 10);
+  put("from-tomorrow", 7, -86'400);
+  put("folder/deep/inside", 12'345);
+  const auto folderSize = files().attributesOfItemAtPath_error((folder() / "folder").string(), nullptr)->fileSize;
+  fs::create_symlink(recording, folder() / "link");
+  fs::create_directory_symlink(elsewhere.path(), folder() / "folder/link");
+  fs::create_symlink("nowhere", folder() / "dangling");
+  const auto linkSizes = static_cast<std::int64_t>(recording.size() + std::string("nowhere").size());
+  EXPECT_EQ(_srDeleteAllTempFiles(files()), 10 + 7 + folderSize + linkSizes);
+  EXPECT_TRUE(names().empty());
+  EXPECT_EQ(fs::file_size(recording), 8U);
+  EXPECT_EQ(traces()[0], "_srDeleteFilesOlderThanTimeToLiveInSeconds: 0");
+
+  fs::remove(folder());
+  EXPECT_EQ(_srDeleteAllTempFiles(files()), 0);
+  const auto texts = traces();
+  ASSERT_EQ(texts.size(), 3U);
+  EXPECT_EQ(texts[1], "!error in _zxRemoveFile_srDeleteFilesOlderThanTimeToLiveInSeconds, error code: 2");
+  EXPECT_TRUE(texts[2].starts_with("error = Error Domain=NSPOSIXErrorDomain Code=2 ")) << texts[2];
+}
+
+TEST_F(HousekeepingTest, RemovesByTheBeginningOfTheName) {
+  for (const char* name : {"ZVZevanti_Trim1.m4v", "zvzevanti_trim2.m4v", "another ZVZevanti_Trim3.m4v", "Über-a",
+                           "uber-b", "U\u0308BER-c", "übrig", "straße", "STRASSE", "\xff\xfe"})
+    put(name, 1);
+  put("ZVZEVANTI_TRIM folder/inside", 1);
+  _srDeleteFilesWithPrefix(files(), "ZVzevanti_Trim");
+  _srDeleteFilesWithPrefix(files(), "uber");
+  _srDeleteFilesWithPrefix(files(), "Strass");
+  _srDeleteFilesWithPrefix(files(), "");
+  _srDeleteFilesWithPrefix(files(), "\xff");
+  waitForWork();
+  EXPECT_EQ(names(), (std::set<std::string>{"another ZVZevanti_Trim3.m4v", "übrig", "\xff\xfe"}));
+  EXPECT_EQ(traces(), Texts{});
+
+  fs::remove_all(folder());
+  _srDeleteFilesWithPrefix(files(), "a");
+  waitForWork();
+  EXPECT_EQ(traces(), Texts{});
+}
+
+TEST_F(HousekeepingTest, MovesInTheBackground) {
+  const auto move = [](const std::string& from, const std::string& to) {
+    std::atomic<int> calls = 0;
+    NSErrorPtr result;
+    _srMoveFileFromURL_toURL_completion(
+        files(), NSURL::fileURLWithPath((folder() / from).string()), NSURL::fileURLWithPath((folder() / to).string()),
+        [&](const NSErrorPtr& error) {
+          EXPECT_TRUE(dispatch_is_current(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT)));
+          result = error;
+          ++calls;
+        });
+    waitForWork();
+    EXPECT_EQ(calls, 1);
+    return result;
+  };
+  put("movie", 5);
+  EXPECT_EQ(move("movie", "moved"), nullptr);
+  EXPECT_EQ(names(), std::set<std::string>{"moved"});
+
+  put("other/inside", 6);  // what is there is replaced
+  EXPECT_EQ(move("moved", "other"), nullptr);
+  EXPECT_EQ(names(), std::set<std::string>{"other"});
+  EXPECT_EQ(fs::file_size(folder() / "other"), 5U);
+
+  EXPECT_EQ(move("other", "./other"), nullptr);  // and not lost when it is the same
+  EXPECT_EQ(names(), std::set<std::string>{"other"});
+  EXPECT_EQ(traces(), Texts{});
+
+  const NSErrorPtr error = move("missing", "other");
+  ASSERT_NE(error, nullptr);
+  EXPECT_EQ(error->code(), ENOENT);
+  EXPECT_TRUE(names().empty());
+  EXPECT_EQ(traces(), Texts{"!_zxMoveFileFromURL error: 2"});
+
+  put("movie", 5);
+  _srMoveFileFromURL_toURL_completion(files(), NSURL::fileURLWithPath((folder() / "movie").string()),
+                                      NSURL::fileURLWithPath((folder() / "moved").string()), nullptr);
+  waitForWork();
+  EXPECT_EQ(names(), std::set<std::string>{"moved"});
+}
+
+TEST_F(HousekeepingTest, AsksForMoreThanTheRequiredSpace) {
+  bool could = false;
+  std::thread([&] {
+    // Whole pages around the limit, which is no multiple of one; and more than 32 bits hold.
+    for (const auto& [size, isEnough] :
+         {std::pair<std::uint64_t, bool>{99'999'744, false}, {100'003'840, true}, {5ULL << 30, true}}) {
+      SmallDisk disk(size);
+      if (!disk.mounted()) return;
+      could = true;
+      EXPECT_EQ(_srDeviceFreeDiskSpace(files()), size);
+      EXPECT_EQ(_srDeviceHasSufficientFreeSpaceForRecording(files()), isEnough) << size;
+    }
+  }).join();
+  fs::remove(folder());
+  EXPECT_EQ(_srDeviceFreeDiskSpace(files()), 0U);
+  EXPECT_FALSE(_srDeviceHasSufficientFreeSpaceForRecording(files()));
+  if (!could) GTEST_SKIP() << "no right to mount a small disk";
+}
+
+TEST_F(HousekeepingTest, GoesOnAfterWhatCantBeRemoved) {
+  bool could = false;
+  std::thread([&] {
+    SmallDisk disk(1 << 20);
+    if (!disk.mounted()) return;
+    put("a", 10, 100);
+    put("b", 10, 100);
+    if (!SmallDisk::makeReadOnly()) return;
+    could = true;
+    EXPECT_EQ(_srDeleteFilesOlderThanTimeToLiveInSeconds(files(), 50), 0);
+    EXPECT_EQ(names().size(), 2U);
+  }).join();
+  if (!could) GTEST_SKIP() << "no right to mount a small disk";
+  const auto texts = traces();
+  ASSERT_EQ(texts.size(), 7U);
+  for (const size_t at : {1U, 4U}) {
+    EXPECT_EQ(texts[at], "deleting old file");
+    EXPECT_EQ(texts[at + 1], "!error in _zxRemoveFile_srDeleteFilesOlderThanTimeToLiveInSeconds, error code: 30");
+    EXPECT_TRUE(texts[at + 2].starts_with("error = Error Domain=NSPOSIXErrorDomain Code=30 ")) << texts[at + 2];
+  }
+}
+
+}  // namespace
