@@ -2,6 +2,7 @@
 // tracks) against the ffmpeg program with the same encoders, settings and threads, in one run: bench_conversion FOLDER,
 // where FOLDER holds minute.mp4 and takes the new files of both. Each runs in a process of its own, which tells its
 // memory.
+#include "bench/Measuring.h"
 #include "bench/Report.h"
 #include "platform/AVFoundation/AVAssetExportSession.h"
 #include "platform/backends/ffmpeg/PictureEncoder.h"
@@ -9,8 +10,6 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -27,11 +26,6 @@ namespace {
 struct Cost {
   double seconds = 0, megabytes = 0;
 };
-
-[[noreturn]] void fail(const std::string& what) {
-  std::fprintf(stderr, "bench_conversion: %s\n", what.c_str());
-  std::exit(1);
-}
 
 Cost measure(const std::function<void()>& inChild) {
   const auto begin = std::chrono::steady_clock::now();

@@ -1,5 +1,7 @@
 // Saving a part of a recording, against copying a file of the same size and against ffmpeg, in one run:
-// bench_export ZEVANTI FOLDER, with the recordings minute.mp4 and hour.mp4 of tests/data/make_recordings.sh --bench.
+// bench_export ZEVANTI FOLDER [minute|hour], with the recordings minute.mp4 and hour.mp4 of
+// tests/data/make_recordings.sh --bench.
+#include "bench/Measuring.h"
 #include "bench/Report.h"
 #include "platform/AVFoundation/AVAssetExportSession.h"
 #include "platform/Dispatch/dispatch.h"
@@ -11,13 +13,8 @@
 #include "platform/backends/isobmff/MovieWriter.h"
 #include "platform/backends/posix/FileDescriptor.h"
 
-#include <algorithm>
 #include <atomic>
-#include <cerrno>
-#include <chrono>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -25,9 +22,6 @@
 #include <vector>
 
 #include <fcntl.h>
-#include <spawn.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -36,45 +30,8 @@ namespace {
 
 using Times = std::map<std::string, std::vector<double>>;
 
-double now() {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
-
-double median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
-}
-
-[[noreturn]] void fail(const std::string& what) {
-  std::fprintf(stderr, "bench_export: %s\n", what.c_str());
-  std::exit(1);
-}
-
 void failOn(const NSErrorPtr& error) {
   if (error) fail(error->localizedDescription());
-}
-
-/// Runs a program to its end; its largest memory in megabytes (or this program's present one, if that is larger).
-double run(std::vector<std::string> command) {
-  std::vector<char*> arguments;
-  for (std::string& word : command) arguments.push_back(word.data());
-  arguments.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-  pid_t pid = 0;
-  if (posix_spawnp(&pid, arguments[0], &actions, nullptr, arguments.data(), environ) != 0)
-    fail("can't start " + command[0]);
-  posix_spawn_file_actions_destroy(&actions);
-  int status = 0;
-  rusage usage{};
-  if (wait4(pid, &status, 0, &usage) != pid || status != 0) fail(command[0] + " failed");
-  return double(usage.ru_maxrss) / 1024;
-}
-
-void syncFile(const std::string& path) {
-  const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!file || fsync(file.get()) != 0) fail("can't sync " + path);
 }
 
 /// One recording and the part of it that is saved.
@@ -166,7 +123,7 @@ void Comparison::exportInProcess(const std::string& output) {
 /// while this program is still small, which the memory of those that it starts depends on.
 void Comparison::prepare() {
   const std::string from = std::to_string(job_.from), to = std::to_string(job_.to);
-  memory_ = ::run({zevanti_, "trim", job_.movie, "--from", from, "--to", to, "--force", "-o", file("sized")});
+  memory_ = runToEnd({zevanti_, "trim", job_.movie, "--from", from, "--to", to, "--force", "-o", file("sized")});
 }
 
 void Comparison::run(Report& report) {
@@ -177,16 +134,16 @@ void Comparison::run(Report& report) {
   for (int round = 0; round < job_.rounds; ++round) {
     writeAndCheck(file("written"), false);
     writeAndCheck(file("written"), true);
-    measure("cp", file("copied"), [this] { ::run({"cp", file("sized"), file("copied")}); });
-    measure("ffmpeg", file("ffmpeg"), [&ffmpeg] { ::run(ffmpeg); });
+    measure("cp", file("copied"), [this] { runToEnd({"cp", file("sized"), file("copied")}); });
+    measure("ffmpeg", file("ffmpeg"), [&ffmpeg] { runToEnd(ffmpeg); });
     measure("export", file("exported"), [this] { exportInProcess(file("exported")); });
     measure("cp and fsync", file("copied"), [this] {
-      ::run({"cp", file("sized"), file("copied")});
+      runToEnd({"cp", file("sized"), file("copied")});
       syncFile(file("copied"));
     });
-    measure("zevanti trim", file("trimmed"), [&trim] { ::run(trim); });
+    measure("zevanti trim", file("trimmed"), [&trim] { runToEnd(trim); });
     measure("ffmpeg and fsync", file("ffmpeg"), [this, &ffmpeg] {
-      ::run(ffmpeg);
+      runToEnd(ffmpeg);
       syncFile(file("ffmpeg"));
     });
   }
@@ -214,8 +171,9 @@ void Comparison::run(Report& report) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3) {
-    std::fprintf(stderr, "usage: bench_export ZEVANTI FOLDER\n");
+  const std::string only = argc == 4 ? argv[3] : "";
+  if (argc < 3 || argc > 4 || (!only.empty() && only != "minute" && only != "hour")) {
+    std::fprintf(stderr, "usage: bench_export ZEVANTI FOLDER [minute|hour]\n");
     return 2;
   }
   dispatch_main::attachToCurrentThread([] {});
@@ -224,14 +182,15 @@ int main(int argc, char** argv) {
   fs::remove_all(folder);
   fs::create_directory(folder);
   Report report("theirs");
-  fs::create_directory(folder + "/minute");
-  fs::create_directory(folder + "/hour");
-  Comparison minute({data + "/minute.mp4", 7.3, 52.3, 9}, argv[1], folder + "/minute");
-  Comparison hour({data + "/hour.mp4", 300.3, 3300.3, 3}, argv[1], folder + "/hour");
-  minute.prepare();
-  hour.prepare();
-  minute.run(report);
-  hour.run(report);
+  std::vector<Comparison> comparisons;
+  for (const Job& job : {Job{"minute", 7.3, 52.3, 15}, Job{"hour", 300.3, 3300.3, 3}}) {
+    if (!only.empty() && job.movie != only) continue;
+    fs::create_directory(folder + "/" + job.movie);
+    comparisons.emplace_back(Job{data + "/" + job.movie + ".mp4", job.from, job.to, job.rounds}, argv[1],
+                             folder + "/" + job.movie);
+  }
+  for (Comparison& each : comparisons) each.prepare();
+  for (Comparison& each : comparisons) each.run(report);
   fs::remove_all(folder);
   return report.finish();
 }

@@ -1,17 +1,14 @@
 // Saving a part of a recording where the file system shares blocks: what is moved costs nothing there, so a long part
 // takes hardly longer than a short one. bench_reflink ZEVANTI FOLDER, with minute.mp4 and hour.mp4 in FOLDER.
+#include "bench/Measuring.h"
 #include "bench/Report.h"
 #include "tests/foundation/SharingVolume.h"
 
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <functional>
 #include <vector>
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -19,45 +16,17 @@ namespace {
 
 constexpr int kRounds = 7;
 
-[[noreturn]] void fail(const std::string& what) {
-  std::fprintf(stderr, "bench_reflink: %s\n", what.c_str());
-  std::exit(1);
-}
-
-/// Runs a program to its end, silently.
-void run(std::vector<std::string> command) {
-  std::vector<char*> arguments;
-  for (std::string& word : command) arguments.push_back(word.data());
-  arguments.push_back(nullptr);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-  pid_t pid = 0;
-  if (posix_spawnp(&pid, arguments[0], &actions, nullptr, arguments.data(), environ) != 0)
-    fail("can't start " + command[0]);
-  posix_spawn_file_actions_destroy(&actions);
-  int status = 0;
-  if (waitpid(pid, &status, 0) != pid || status != 0) fail(command[0] + " failed");
-}
-
-void syncFile(const std::string& path) {
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0 || fsync(file) != 0) fail("can't sync " + path);
-  close(file);
-}
-
 /// The median of some runs from a settled disk, in milliseconds. What `work` makes goes afterwards.
-double median(const std::string& output, const std::function<void()>& work) {
+double milliseconds(const std::string& output, const std::function<void()>& work) {
   std::vector<double> values;
   for (int round = 0; round < kRounds; ++round) {
     sync();
-    const auto begin = std::chrono::steady_clock::now();
+    const double begin = now();
     work();
-    values.push_back(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - begin).count());
+    values.push_back((now() - begin) * 1000);
     if (round + 1 < kRounds) fs::remove(output);
   }
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
+  return median(values);
 }
 
 struct Result {
@@ -68,11 +37,13 @@ struct Result {
 Result measure(const std::string& zevanti, const std::string& movie, const std::string& from, const std::string& to) {
   const std::string trimmed = movie + ".trimmed.mp4", copied = movie + ".copied.mp4";
   Result result;
-  result.trim = median(trimmed, [&] { run({zevanti, "trim", movie, "--from", from, "--to", to, "-o", trimmed}); });
+  result.trim = milliseconds(trimmed, [&] {
+    runToEnd({zevanti, "trim", movie, "--from", from, "--to", to, "-o", trimmed});
+  });
   result.size = double(fs::file_size(trimmed)) / 1e6;
   for (const auto& [mode, time] : {std::pair("always", &result.share), std::pair("never", &result.copy)}) {
-    *time = median(copied, [&, how = std::string("--reflink=") + mode] {
-      run({"cp", how, trimmed, copied});
+    *time = milliseconds(copied, [&, how = std::string("--reflink=") + mode] {
+      runToEnd({"cp", how, trimmed, copied});
       syncFile(copied);
     });
     fs::remove(copied);

@@ -1,6 +1,7 @@
 // Publishing a movie to the video service of the tests, against curl sending the same file there, in one run:
 // bench_upload SERVER FOLDER, where SERVER is publishing-server and FOLDER is on a disk. Memory is that of this program
 // with nothing but the upload in it: it starts itself once for each file.
+#include "bench/Measuring.h"
 #include "bench/Report.h"
 #include "platform/Dispatch/dispatch.h"
 #include "plugins/PublishToYouTube/upload/Publisher.h"
@@ -9,10 +10,7 @@
 #include <QtCore/QMetaObject>
 #include <QtCore/QProcess>
 
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -26,20 +24,6 @@ namespace {
 constexpr int rounds = 7;
 constexpr const char* token = "measured";
 constexpr const char* client = "measured";
-
-[[noreturn]] void fail(const std::string& what) {
-  std::fprintf(stderr, "bench_upload: %s\n", what.c_str());
-  std::exit(1);
-}
-
-double now() {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
-
-double median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
-}
 
 /// This process' largest memory so far, in megabytes.
 double largestMemory() {
