@@ -1,7 +1,6 @@
 #include "platform/backends/ffmpeg/SoundMixer.h"
 
 extern "C" {
-#include <libavfilter/buffersink.h>
 #include <libavutil/channel_layout.h>
 }
 
@@ -68,7 +67,7 @@ int SoundMixer::openGraph() {
                ":duration=longest:normalize=0,alimiter=level=0:latency=1,aformat=sample_fmts=fltp";
   }
   const int result = graph_.open(true, std::vector<std::string>(tracks_.size(), source), filters + "[out]");
-  if (result >= 0) av_buffersink_set_frame_size(graph_.sink(), unsigned(encoder_->frame_size));
+  if (result >= 0) graph_.setFrameSize(unsigned(encoder_->frame_size));
   return result;
 }
 
