@@ -395,19 +395,23 @@ TEST(RangeCopier, PutsEveryByteInItsPlaceWhateverTheSizes) {
     target += length;
   }
   ASSERT_GT(pieces.size(), 100U);
-  std::uint64_t done = 0;
-  RangeCopier copier(
-      source.get(), output.get(), [&](std::uint64_t bytes) { done = bytes; }, nullptr);
-  const RangeCopier::Result result = copier.copy(pieces, 4096);
-  ASSERT_EQ(result.error, 0);
-  std::uint64_t total = 0;
-  for (const MediaLayout::Piece& piece : pieces) {
-    total += piece.length;
-    const Bytes bytes = readBytes(output.get(), 4096 + piece.target, piece.length);
-    ASSERT_EQ(bytes.size(), piece.length);
-    for (std::uint64_t i = 0; i < piece.length; ++i) ASSERT_EQ(bytes[i], byteAt(piece.source + i));
+  for (const bool inKernel : {false, true}) {
+    ASSERT_EQ(ftruncate(output.get(), 0), 0);
+    std::uint64_t done = 0;
+    RangeCopier copier(
+        source.get(), output.get(), [&](std::uint64_t bytes) { done = bytes; }, nullptr);
+    copier.setCopiesInKernel(inKernel);
+    const RangeCopier::Result result = copier.copy(pieces, 4096);
+    ASSERT_EQ(result.error, 0);
+    std::uint64_t total = 0;
+    for (const MediaLayout::Piece& piece : pieces) {
+      total += piece.length;
+      const Bytes bytes = readBytes(output.get(), 4096 + piece.target, piece.length);
+      ASSERT_EQ(bytes.size(), piece.length);
+      for (std::uint64_t i = 0; i < piece.length; ++i) ASSERT_EQ(bytes[i], byteAt(piece.source + i));
+    }
+    EXPECT_EQ(done, total);
   }
-  EXPECT_EQ(done, total);
 }
 
 TEST(Writer, TenHoursArePlannedAndLaidOutInLinearTime) {

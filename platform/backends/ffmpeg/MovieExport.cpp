@@ -10,6 +10,7 @@
 #include "platform/backends/isobmff/MovieWriter.h"
 #include "platform/backends/posix/FileDescriptor.h"
 #include "platform/backends/posix/FileFlush.h"
+#include "platform/backends/posix/FlushAhead.h"
 #include "platform/backends/posix/HiddenFile.h"
 
 #include <algorithm>
@@ -26,9 +27,6 @@ namespace {
 
 // What has been done when a stage ends, of 1. Most of the time goes into getting the bytes to the disk.
 constexpr float kConverted = 0.3F, kWritten = 0.6F, kChecked = 0.62F;
-
-// What is written in pieces of this size goes on to the disk while the next one is copied.
-constexpr std::uint64_t kFlushedAhead = 1 << 20;
 
 NSErrorPtr exportError(int code, const std::string& text) {
   return std::make_shared<const NSError>(AVFoundationErrorDomain, code, text);
@@ -116,9 +114,8 @@ NSErrorPtr MovieExport::cut(int source, CMTimeRange fromTo, float from) {
   }  // the tables have gone before another reader loads them
   if (isLong) returnFreedMemory();
   const auto copied = [this, from](float value) { progress(from + value * (kWritten - from)); };
-  const auto written = [this](std::uint64_t offset, std::uint64_t length) {
-    if (length >= kFlushedAhead) beginFlushingFile(output, offset, length);
-  };
+  FlushAhead ahead(output);
+  const auto written = [&ahead](std::uint64_t offset, std::uint64_t length) { ahead.add(offset, length); };
   error = CheckedCopy{writer, expectations, source, output, copied, isCancelled, written}.run();
   if (isCancelled()) return cancelled();
   if (error) return error;

@@ -16,8 +16,8 @@ struct ByteRange {
   std::uint64_t offset = 0, length = 0;
 };
 
-/// Writes a planned file: moov first, then the media in the source's order, moved by the file system (shared blocks
-/// where it can, else copied inside the kernel) in large pieces. Not synced. Errors are of NSPOSIXErrorDomain.
+/// Writes a planned file: moov first, then the media in the source's order, in large pieces: shared blocks where the
+/// file system can, else copied. Not synced. Errors are of NSPOSIXErrorDomain.
 class MovieWriter {
  public:
   /// Descriptors, which stay open: the source, and an empty file open for reading and writing.

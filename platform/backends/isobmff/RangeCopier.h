@@ -8,8 +8,9 @@
 
 namespace isobmff {
 
-/// Moves media from one file into another: shared blocks where the file system can, else a copy inside the kernel, and
-/// small pieces gathered in memory so that each costs no system call of its own.
+/// Moves media from one file into another: shared blocks where the file system can, else by large reads and writes, or
+/// a copy inside the kernel where the file system may have a way of its own. Small pieces are gathered in memory, so
+/// that each costs no system call of its own.
 class RangeCopier {
  public:
   struct Result {
@@ -25,6 +26,10 @@ class RangeCopier {
   void setWritten(std::function<void(std::uint64_t offset, std::uint64_t length)> written) {
     written_ = std::move(written);
   }
+
+  /// Whether to let the kernel copy what can't be shared. At first: where the target's file system is none of the plain
+  /// ones.
+  void setCopiesInKernel(bool copies) { canCopyInKernel_ = copies; }
 
   /// Kernels write fastest from multiples of this on.
   static constexpr std::uint64_t kGrain = 64 << 10;
@@ -48,7 +53,7 @@ class RangeCopier {
   const std::function<void(std::uint64_t)> progress_;
   const std::function<bool()> isCancelled_;
   std::function<void(std::uint64_t, std::uint64_t)> written_;
-  bool canShare_ = true, canCopyInKernel_ = true;
+  bool canShare_ = true, canCopyInKernel_;
   std::uint64_t done_ = 0, shared_ = 0;
   std::vector<std::uint8_t> in_, out_;
 };

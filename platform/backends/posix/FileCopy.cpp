@@ -1,6 +1,7 @@
 #include "platform/backends/posix/FileCopy.h"
 
 #include "platform/backends/posix/FileDescriptor.h"
+#include "platform/backends/posix/PlainFileSystem.h"
 
 #include <algorithm>
 #include <array>
@@ -15,9 +16,9 @@
 
 namespace {
 
-/// For pairs of files that the kernel can't copy between.
+/// For pairs of files that the kernel can't copy between, or not as fast.
 int copyThroughMemory(int from, int to, std::int64_t done, std::int64_t total, const CopyProgress& progress) {
-  std::vector<char> buffer(1 << 20);
+  std::vector<char> buffer(512 << 10);
   while (true) {
     ssize_t count = pread(from, buffer.data(), buffer.size(), done);
     if (count < 0 && errno == EINTR) continue;
@@ -40,6 +41,7 @@ int cloneOrCopy(int from, int to, const CopyProgress& progress) {
   if (ioctl(to, FICLONE, from) == 0) return 0;
   struct stat status;
   if (fstat(from, &status) != 0) return errno;
+  if (isOnPlainFileSystem(to)) return copyThroughMemory(from, to, 0, status.st_size, progress);
   constexpr std::size_t kPiece = 16 << 20;
   off_t in = 0, out = 0;
   while (true) {

@@ -23,7 +23,3 @@ int flushFile(int descriptor, const std::function<bool(std::int64_t done, std::i
   }
   return 0;
 }
-
-void beginFlushingFile(int descriptor, std::uint64_t offset, std::uint64_t length) {
-  sync_file_range(descriptor, off_t(offset), off_t(length), SYNC_FILE_RANGE_WRITE);
-}

@@ -7,7 +7,3 @@
 /// ended. `proceed` is called between pieces with the bytes done and their whole number; false ends it with ECANCELED.
 /// Returns 0 or an errno value. Not a substitute for fsync, but leaves little for it to do.
 int flushFile(int descriptor, const std::function<bool(std::int64_t done, std::int64_t total)>& proceed);
-
-/// Has the kernel begin to write a part of the file to the disk, where the file system can. Waits for nothing but room
-/// in the disk's queue.
-void beginFlushingFile(int descriptor, std::uint64_t offset, std::uint64_t length);
