@@ -32,23 +32,36 @@ bool decode(AVCodecContext* context, const AVPacket* packet, std::int64_t wanted
   return found;
 }
 
+double pixelsOf(const AVStream* stream) {
+  return double(stream->codecpar->width) * stream->codecpar->height;
+}
+
 }  // namespace
 
-void PictureCheck::run() {
-  const Codec context = makeDecoder(stream_);
-  if (!context) return;
+/// The packet after which decoding ends.
+std::size_t PictureCheck::lastDecoded() const {
+  return pixelsOf(stream_) * double(window_.shown - from_ + 1) > kPixels ? from_ : window_.shown;
+}
+
+double PictureCheck::pixels() const {
+  return pixelsOf(stream_) * double(lastDecoded() - from_ + 1);
+}
+
+void PictureCheck::run(Codec decoder) {
+  decoder_ = decoder ? std::move(decoder) : makeDecoder(stream_);
+  if (!decoder_) return;
+  avcodec_flush_buffers(decoder_.get());
+  const std::size_t last = lastDecoded();
   const bool pictures = stream_->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
-  const double pixels = double(stream_->codecpar->width) * stream_->codecpar->height;
-  const std::size_t last = pixels * double(window_.shown - from_ + 1) > kPixels ? from_ : window_.shown;
   const std::int64_t wanted = pictures ? window_.packets[last]->pts : AV_NOPTS_VALUE;
   succeeded_ = false;
   for (std::size_t i = from_; i <= last; ++i) {
     const Packet packet(av_packet_clone(window_.packets[i].get()));
     if (i == last) packet->flags &= ~AV_PKT_FLAG_DISCARD;
-    context->skip_frame = i == last ? AVDISCARD_DEFAULT : AVDISCARD_NONREF;
-    succeeded_ = decode(context.get(), packet.get(), wanted) || succeeded_;
+    decoder_->skip_frame = i == last ? AVDISCARD_DEFAULT : AVDISCARD_NONREF;
+    succeeded_ = decode(decoder_.get(), packet.get(), wanted) || succeeded_;
   }
-  succeeded_ = decode(context.get(), nullptr, wanted) || succeeded_;
+  succeeded_ = decode(decoder_.get(), nullptr, wanted) || succeeded_;
 }
 
 bool PictureCheck::canDecode(MovieInput& input, AVStream* stream, double time) {

@@ -12,7 +12,12 @@ class PictureCheck {
 
   /// Takes the time of a handful of pictures of full-screen size: where more lie between, only the first is decoded.
   /// Safe on any thread, as long as nobody reads the stream meanwhile.
-  void run();
+  void run() { run(nullptr); }
+  /// The same with the decoder of another check of this stream, which has run: spares the memory for a second one, and
+  /// the time it takes to get that.
+  void runAfter(PictureCheck& other) { run(std::move(other.decoder_)); }
+  /// How many pixels that decodes.
+  double pixels() const;
   /// True before `run`, and when there is no decoder.
   bool succeeded() const { return succeeded_; }
 
@@ -20,8 +25,12 @@ class PictureCheck {
   static bool canDecode(MovieInput& input, AVStream* stream, double time);
 
  private:
+  void run(Codec decoder);
+  std::size_t lastDecoded() const;
+
   const AVStream* stream_;
   const StreamWindow& window_;
   std::size_t from_;
+  Codec decoder_;
   bool succeeded_ = true;
 };
