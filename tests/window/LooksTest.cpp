@@ -8,7 +8,10 @@
 #include "tests/window/Pictures.h"
 #include "tests/window/WindowTest.h"
 
+#include <QFont>
+#include <QQuickItem>
 #include <cstdlib>
+#include <functional>
 
 namespace {
 
@@ -56,6 +59,25 @@ class LooksTest : public WindowTest {
         is);
   }
 };
+
+TEST_F(LooksTest, TextsThatTheirFontLacksMayTakeAnother) {
+  for (const char* words : {"Juggling", "ジャグリング", "مشاركة"}) {
+    root()->addSubview(makeLabel({{0, 0}, {120, 15}}, 16, words));
+  }
+  theWindow().commit();
+  int found = 0;
+  const std::function<void(QQuickItem*)> look = [&](QQuickItem* item) {
+    const QString text = item->property("text").toString();
+    if (!text.isEmpty()) {
+      ++found;
+      const auto font = item->property("font").value<QFont>();
+      EXPECT_EQ((font.styleStrategy() & QFont::NoFontMerging) != 0, text == "Juggling") << text.toStdString();
+    }
+    for (QQuickItem* child : item->childItems()) look(child);
+  };
+  look(theWindow().quickWindow().contentItem());
+  EXPECT_EQ(found, 3);
+}
 
 TEST_F(LooksTest, BarsShowTheirItemsAndNothingIsCutOff) {
   showPicture();

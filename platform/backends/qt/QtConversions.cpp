@@ -34,9 +34,9 @@ QColor toQColor(const UIColor& color) {
 QFont toQFont(const UIFont& font, const QString& text) {
   constexpr char16_t kEndOfLatin = 0x250;  // every sans serif font has what is before
   QFont result;
-  if (std::all_of(text.begin(), text.end(), [](QChar c) { return c.unicode() < kEndOfLatin; })) {
-    result.setStyleStrategy(QFont::NoFontMerging);
-  }
+  const bool isLatin = std::all_of(text.begin(), text.end(), [](QChar c) { return c.unicode() < kEndOfLatin; });
+  // Always set: a text item takes what is not from the application's font, which is for Latin.
+  result.setStyleStrategy(isLatin ? QFont::NoFontMerging : QFont::PreferDefault);
   result.setFamilies({QStringLiteral("Inter"), QStringLiteral("sans-serif")});
   result.setPixelSize(std::max(1, qRound(font.pointSize)));
   result.setWeight(font.semibold ? QFont::DemiBold : QFont::Normal);
