@@ -52,14 +52,14 @@ TEST(Host, ASignalLeavesNothingBehind) {
     SCOPED_TRACE(number);
     Session session;
     const fs::path movie = session.copyOf("basic.mp4");
-    const std::string before = contents(movie);
+    const std::string before = contentOf(movie);
     session.start(movie, "wait ready\ndrag start 10\nwait editing\nstate\nwait finished 100\n");
     ASSERT_TRUE(session.waitForOutput("}\n")) << session.errors();
     EXPECT_FALSE(session.leftovers().empty());
     session.signal(number);
     EXPECT_EQ(session.wait(), 128 + number);
     EXPECT_TRUE(session.leftovers().empty()) << session.leftovers()[0];
-    EXPECT_EQ(contents(movie), before);
+    EXPECT_EQ(contentOf(movie), before);
   }
 }
 
@@ -93,7 +93,7 @@ TEST(Host, TwoEditorsAtOnceDoNotDisturbEachOther) {
 TEST(Host, TheEditorStaysWhenTheHostHasGone) {
   Session session;
   const fs::path movie = session.copyOf("video_only.mp4");
-  const std::string before = contents(movie);
+  const std::string before = contentOf(movie);
   session.start(movie,
                 "wait ready\ndrag playhead 5\nstate\n"
                 // Time for the host to go.
@@ -105,5 +105,5 @@ TEST(Host, TheEditorStaysWhenTheHostHasGone) {
   ASSERT_TRUE(waitUntil(30, [&] { return session.states().size() == 2; })) << session.output() << session.errors();
   EXPECT_NE(session.errors().find("error calling extension - "), std::string::npos) << session.errors();
   EXPECT_TRUE(waitUntil(30, [&] { return session.leftovers().empty(); })) << session.leftovers()[0];
-  EXPECT_EQ(contents(movie), before);
+  EXPECT_EQ(contentOf(movie), before);
 }

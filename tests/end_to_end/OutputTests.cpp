@@ -14,7 +14,7 @@ TEST(Output, WithoutAReaderNothingIsLostButTheStatusSaysSo) {
       Session session;
       session.standardOutput = output;
       const fs::path movie = session.copyOf("video_only.mp4");
-      const std::string before = contents(movie);
+      const std::string before = contentOf(movie);
       const std::string print = printsState ? "state\ntime\n" : "";
       EXPECT_EQ(session.run(movie, "wait ready\ndrag start 2\nwait editing\n" + print + "tap Done\nwait saved 60\n" +
                                        print + "wait ready\ntap Save\nwait finished 60\n"),
@@ -22,7 +22,7 @@ TEST(Output, WithoutAReaderNothingIsLostButTheStatusSaysSo) {
       EXPECT_NE(session.errors().find("can't write to standard output"), std::string::npos) << session.errors();
       EXPECT_EQ(session.saved().size(), 2U) << "the trimmed movie, saved twice";
       EXPECT_TRUE(session.leftovers().empty()) << session.leftovers()[0];
-      EXPECT_EQ(contents(movie), before);
+      EXPECT_EQ(contentOf(movie), before);
     }
   }
 }

@@ -21,7 +21,7 @@ struct Identity {
   mode_t mode;
   std::string bytes;
 
-  explicit Identity(const fs::path& file) : bytes(contents(file)) {
+  explicit Identity(const fs::path& file) : bytes(contentOf(file)) {
     struct stat status {};
     stat(file.c_str(), &status);
     inode = status.st_ino;
@@ -51,7 +51,7 @@ TEST(Saving, AnUntrimmedSaveIsTheRecordingItselfAndEndsTheEditor) {
   EXPECT_EQ(session.run(movie, "wait ready\ntap Save\nwait saved\n"), 0) << session.errors();
   EXPECT_EQ(session.output(), kSaveType);
   ASSERT_EQ(session.saved().size(), 1U);
-  EXPECT_EQ(contents(session.saved()[0]), before.bytes);
+  EXPECT_EQ(contentOf(session.saved()[0]), before.bytes);
   EXPECT_EQ(session.saved()[0].filename(), "My recording.mp4");
   EXPECT_TRUE(Identity(movie) == before);
   EXPECT_TRUE(session.leftovers().empty()) << session.leftovers()[0];
@@ -59,7 +59,7 @@ TEST(Saving, AnUntrimmedSaveIsTheRecordingItselfAndEndsTheEditor) {
   // The same once more: nothing in the library is replaced.
   EXPECT_EQ(session.run(movie, "wait ready\nkey Control+S\nwait finished\n"), 0) << session.errors();
   ASSERT_EQ(session.saved().size(), 2U);
-  EXPECT_EQ(contents(session.saved()[0]), contents(session.saved()[1]));
+  EXPECT_EQ(contentOf(session.saved()[0]), contentOf(session.saved()[1]));
 }
 
 TEST(Saving, ATrimmedSaveHoldsTheRangeAndBecomesTheMovieOnScreen) {
@@ -178,7 +178,7 @@ TEST(Saving, AFailedExportLeavesTheEditorAsItWas) {
   EXPECT_EQ(member(member(session.states()[1], "flags"), "trimming"), "false");
   EXPECT_NE(session.errors().find("Export Trim Video Failed, due to error: "), std::string::npos) << session.errors();
   ASSERT_EQ(session.saved().size(), 1U);
-  EXPECT_EQ(contents(session.saved()[0]), before.bytes);
+  EXPECT_EQ(contentOf(session.saved()[0]), before.bytes);
   EXPECT_TRUE(Identity(movie) == before);
   EXPECT_TRUE(session.leftovers().empty()) << session.leftovers()[0];
 }

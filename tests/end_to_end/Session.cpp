@@ -139,10 +139,10 @@ void Session::signal(int number) {
 }
 
 std::string Session::output() const {
-  return contents(folder_ / "stdout");
+  return contentOf(folder_ / "stdout");
 }
 std::string Session::errors() const {
-  return contents(folder_ / "stderr");
+  return contentOf(folder_ / "stderr");
 }
 
 std::vector<std::string> Session::states() const {
@@ -203,10 +203,4 @@ bool waitUntil(double seconds, const std::function<bool()>& reached) {
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
   return true;
-}
-
-std::string contents(const fs::path& file) {
-  std::ostringstream text;
-  text << std::ifstream(file, std::ios::binary).rdbuf();
-  return text.str();
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/common/Files.h"
+
 #include <sys/types.h>
 #include <filesystem>
 #include <functional>
@@ -59,5 +61,3 @@ std::string member(const std::string& json, const std::string& key);
 double number(const std::string& json, const std::string& key);
 
 bool waitUntil(double seconds, const std::function<bool()>& reached);
-
-std::string contents(const std::filesystem::path& file);

@@ -3,6 +3,7 @@
 #include "platform/backends/isobmff/MovieReader.h"
 #include "platform/backends/posix/FileDescriptor.h"
 #include "platform/backends/posix/GrowingFile.h"
+#include "tests/common/Files.h"
 #include "tests/data/Recordings.h"
 #include "tests/foundation/ScratchFolder.h"
 
@@ -12,20 +13,12 @@
 #include <atomic>
 #include <cerrno>
 #include <fstream>
-#include <sstream>
 #include <thread>
 
 #include <fcntl.h>
 #include <unistd.h>
 
 namespace {
-
-std::string contentOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
 
 /// A cut large enough to be written out of order.
 class CheckedCopying : public testing::Test {

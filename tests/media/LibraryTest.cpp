@@ -1,6 +1,7 @@
 #include "platform/Dispatch/dispatch.h"
 #include "platform/Photos/PHPhotoLibrary.h"
 #include "platform/Photos/PhotoLibraryStore.h"
+#include "tests/common/Files.h"
 #include "tests/foundation/ScratchFolder.h"
 
 #include <gtest/gtest.h>
@@ -11,7 +12,6 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #include <sys/mount.h>
 #include <sys/resource.h>
@@ -21,13 +21,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string contentOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
 
 std::vector<std::string> namesIn(const std::string& folder) {
   std::vector<std::string> names;

@@ -2,13 +2,8 @@
 
 #include "platform/Foundation/DynamicLibrary.h"
 #include "platform/UIKit/UITableView.h"
+#include "tests/common/Requests.h"
 
-#include <QCoreApplication>
-#include <QDesktopServices>
-#include <QElapsedTimer>
-#include <QEventLoop>
-#include <QNetworkReply>
-#include <QTimer>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -16,7 +11,6 @@
 namespace {
 
 constexpr const char* library = "/System/Library/PublishingBundles/PublishToYouTube.bundle/PublishToYouTube";
-constexpr int patience = 20'000;  // milliseconds
 
 /// The status panel is the only view of its class.
 Strong<UIView> panelIn(const Strong<UIView>& view) {
@@ -60,6 +54,8 @@ void PluginTest::TearDown() {
   form_ = nullptr;
   agentObject_ = nullptr;
   root_ = nullptr;
+  EXPECT_TRUE(endRequests(browser_));
+  deleteWhatIsLeft();
 }
 
 void PluginTest::present() {
@@ -67,18 +63,6 @@ void PluginTest::present() {
   root_->presentViewController_animated_completion(agent_->navigationController(), false, [&] { isThere = true; });
   ASSERT_TRUE(waitUntil([&] { return isThere; }));
   theWindow().commit();
-}
-
-bool PluginTest::waitUntil(const std::function<bool()>& condition) {
-  QElapsedTimer elapsed;
-  elapsed.start();
-  QTimer wakeUp;
-  wakeUp.start(5);
-  while (!condition()) {
-    if (elapsed.elapsed() > patience) return false;
-    QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-  }
-  return true;
 }
 
 std::string PluginTest::clientFile() const {

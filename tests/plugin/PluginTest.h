@@ -4,13 +4,13 @@
 #include "platform/UIKit/UIViewController.h"
 #include "platform/backends/qt/QtEditorWindow.h"
 #include "sharing/ZVPublishingAgent.h"
+#include "tests/common/EventLoop.h"
 #include "tests/publishing/server/LoopbackServer.h"
 
 #include <gtest/gtest.h>
 #include <QNetworkAccessManager>
 #include <QTemporaryDir>
 
-#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -45,7 +45,6 @@ class PluginTest : public testing::Test {
 
   /// Puts the form on screen, over an empty view.
   void present();
-  bool waitUntil(const std::function<bool()>& condition);
   void writeClientFile();
   std::string clientFile() const;
 

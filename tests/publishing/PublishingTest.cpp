@@ -2,39 +2,22 @@
 
 #include "platform/Dispatch/dispatch.h"
 #include "platform/Foundation/os_trace.h"
+#include "tests/common/Requests.h"
 
-#include <QtCore/QCoreApplication>
 #include <QtCore/QCryptographicHash>
-#include <QtCore/QElapsedTimer>
-#include <QtCore/QEventLoop>
-#include <QtCore/QTimer>
 #include <QtNetwork/QNetworkReply>
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <random>
 
 namespace fs = std::filesystem;
 
 namespace {
 
-constexpr int patience = 30'000;  // milliseconds
 std::vector<std::string> qtMessages;
 
 }  // namespace
-
-bool waitUntil(const std::function<bool()>& condition) {
-  QElapsedTimer elapsed;
-  elapsed.start();
-  QTimer wakeUp;  // so that the loop looks at the condition also when nothing else happens
-  wakeUp.start(5);
-  while (!condition()) {
-    if (elapsed.elapsed() > patience) return false;
-    QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-  }
-  return true;
-}
 
 std::vector<std::string> loggedTexts() {
   std::vector<std::string> texts = qtMessages;
@@ -78,6 +61,8 @@ void PublishingTest::SetUp() {
 void PublishingTest::TearDown() {
   publisher_.reset();
   dispatch_main::waitForBackgroundWork(20);
+  EXPECT_TRUE(endRequests(browser_));
+  deleteWhatIsLeft();
   std::vector<std::string> texts = loggedTexts();
   if (error_) texts.push_back(error_->localizedDescription());
   for (const std::string& text : texts) {
@@ -129,7 +114,7 @@ void PublishingTest::publish() {
 void PublishingTest::browse(const std::string& address) {
   QNetworkReply* reply = browser_.get(QNetworkRequest(QUrl::fromEncoded(QByteArray::fromStdString(address))));
   QObject::connect(reply, &QNetworkReply::finished, reply, [this, reply] {
-    shownPages_.push_back(reply->readAll().toStdString());
+    if (reply->isOpen()) shownPages_.push_back(reply->readAll().toStdString());
     reply->deleteLater();
   });
 }
@@ -155,11 +140,6 @@ void PublishingTest::writeFile(const std::string& path, const std::string& conte
   std::ofstream(path, std::ios::binary) << content;
 }
 
-std::string PublishingTest::readFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
 std::string PublishingTest::movieContent(size_t size) {
   std::string content(size, '\0');
   std::mt19937_64 random(size);
@@ -174,7 +154,7 @@ testing::AssertionResult PublishingTest::movieArrived() const {
   if (error_) return testing::AssertionFailure() << error_->localizedDescription();
   if (server_->videos().size() != 1) return testing::AssertionFailure() << server_->videos().size() << " videos";
   const QByteArray hash =
-      QCryptographicHash::hash(QByteArray::fromStdString(readFile(movie_)), QCryptographicHash::Sha256);
+      QCryptographicHash::hash(QByteArray::fromStdString(contentOf(movie_)), QCryptographicHash::Sha256);
   if (server_->videos()[0].hash != hash) return testing::AssertionFailure() << "another content";
   return testing::AssertionSuccess();
 }

@@ -2,6 +2,8 @@
 
 #include "plugins/PublishToYouTube/upload/Publisher.h"
 #include "plugins/PublishToYouTube/upload/PublishingError.h"
+#include "tests/common/EventLoop.h"
+#include "tests/common/Files.h"
 #include "tests/publishing/server/LoopbackServer.h"
 
 #include <QtCore/QTemporaryDir>
@@ -13,9 +15,6 @@
 #include <optional>
 #include <string>
 #include <vector>
-
-/// Runs the event loop until the condition holds; false after half a minute.
-bool waitUntil(const std::function<bool()>& condition);
 
 /// What Qt and the trace log have said since the test began.
 std::vector<std::string> loggedTexts();
@@ -44,7 +43,6 @@ class PublishingTest : public testing::Test {
   /// Files with addresses of sessions.
   std::vector<std::string> keptSessions() const;
   static void writeFile(const std::string& path, const std::string& content);
-  static std::string readFile(const std::string& path);
   /// Content in which no piece repeats.
   static std::string movieContent(size_t size);
   /// Whether the server has one video, which is the movie.

@@ -48,7 +48,7 @@ TEST_F(RestartTest, GoesOnWhereItStopped) {
 
 // Only the very same upload is taken up again; anything else begins anew, and ends as it should.
 TEST_F(RestartTest, BeginsAnewWhenSomethingIsDifferent) {
-  const std::string content = readFile(movie_);
+  const std::string content = contentOf(movie_);
   const std::vector<std::pair<const char*, std::function<void()>>> differences{
       {"details", [&] { details_.title = "Another title"; }},
       {"content", [&] { writeFile(movie_, content.substr(1) + "x"); }},
@@ -60,13 +60,13 @@ TEST_F(RestartTest, BeginsAnewWhenSomethingIsDifferent) {
       {"client", [&] { writeFile(options_.clientFile, R"({"client_id": "another"})"); }},
       {"age",
        [&] {
-         QJsonObject kept = QJsonDocument::fromJson(QByteArray::fromStdString(readFile(keptSessions()[0]))).object();
+         QJsonObject kept = QJsonDocument::fromJson(QByteArray::fromStdString(contentOf(keptSessions()[0]))).object();
          kept["begun"] = kept["begun"].toInteger() - 7 * 24 * 3600;
          writeFile(keptSessions()[0], QJsonDocument(kept).toJson().toStdString());
        }},
       {"server",
        [&] {
-         QJsonObject kept = QJsonDocument::fromJson(QByteArray::fromStdString(readFile(keptSessions()[0]))).object();
+         QJsonObject kept = QJsonDocument::fromJson(QByteArray::fromStdString(contentOf(keptSessions()[0]))).object();
          kept["session"] = "http://localhost:1/session/1";
          writeFile(keptSessions()[0], QJsonDocument(kept).toJson().toStdString());
        }},

@@ -48,7 +48,7 @@ TEST_F(TokenStoreTest, PrivateFilesAreNobodyElses) {
   fs::create_symlink(victim, file);
   EXPECT_FALSE(readPrivateFile(file));
   EXPECT_EQ(writePrivateFile(file, "two"), 0);
-  EXPECT_EQ(readFile(victim), "victim");
+  EXPECT_EQ(contentOf(victim), "victim");
   EXPECT_FALSE(fs::is_symlink(file));
   EXPECT_EQ(readPrivateFile(file), "two");
   // Nor is a folder that is a link.

@@ -3,27 +3,13 @@
 #include "platform/Photos/PHPhotoLibrary.h"
 #include "platform/UIKit/UISystemActivities.h"
 #include "platform/backends/portal/SessionBus.h"
+#include "tests/common/Files.h"
 
-#include <QCoreApplication>
-#include <QElapsedTimer>
-#include <QTimer>
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <sstream>
 
 namespace fs = std::filesystem;
-
-namespace {
-
-std::string contentOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
-
-}  // namespace
 
 void ServicesTest::SetUp() {
   library_ = home_ / "Videos/Zevanti";
@@ -37,23 +23,34 @@ void ServicesTest::SetUp() {
 }
 
 void ServicesTest::TearDown() {
-  for (const auto& process : {services_.get(), bus_.get()}) {
-    if (!process) continue;
-    process->kill();
-    process->waitForFinished();
-  }
+  // Without those who owe an answer each call is answered, and nothing is under way any more when the bus goes.
+  end(services_.get());
+  leaveBus();
+  end(bus_.get());
+  deleteWhatIsLeft();
 }
 
-bool ServicesTest::waitUntil(const std::function<bool()>& condition) {
-  QElapsedTimer elapsed;
-  elapsed.start();
-  QTimer wakeUp;
-  wakeUp.start(5);
-  while (!condition()) {
-    if (elapsed.elapsed() > 60000) return false;
-    QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-  }
-  return true;
+void ServicesTest::end(QProcess* process) {
+  if (!process) return;
+  process->kill();
+  process->waitForFinished();
+}
+
+void ServicesTest::leaveBus() {
+  SessionBus& bus = SessionBus::shared();
+  // What the library itself has asked the bus for comes before this answer.
+  const auto lastAnswer = std::make_shared<bool>(false);
+  bus.connect([&bus, lastAnswer](bool) {
+    bus.call(
+        QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
+                                       QStringLiteral("org.freedesktop.DBus.Peer"), QStringLiteral("Ping")),
+        10000, [lastAnswer](const QDBusMessage&) { *lastAnswer = true; });
+  });
+  EXPECT_TRUE(waitUntil([&] { return *lastAnswer && bus.unansweredCalls() == 0; }));
+  unsetenv("DBUS_SESSION_BUS_ADDRESS");
+  const auto isGone = std::make_shared<bool>(false);
+  bus.reconnect([isGone](bool) { *isGone = true; });
+  EXPECT_TRUE(waitUntil([&] { return *isGone; }));
 }
 
 void ServicesTest::startBus() {

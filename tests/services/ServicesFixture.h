@@ -1,11 +1,11 @@
 #pragma once
 
 #include "platform/UIKit/UIActivity.h"
+#include "tests/common/EventLoop.h"
 #include "tests/foundation/ScratchFolder.h"
 
 #include <gtest/gtest.h>
 #include <QProcess>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,9 +15,6 @@ class ServicesTest : public testing::Test {
  protected:
   void SetUp() override;
   void TearDown() override;
-
-  /// Runs the event loop until `condition`; NO after a minute.
-  static bool waitUntil(const std::function<bool()>& condition);
 
   void startBus();
   void startDesktop();
@@ -39,4 +36,9 @@ class ServicesTest : public testing::Test {
   ScratchFolder home_, desktop_;
   std::string library_, movie_;
   std::unique_ptr<QProcess> bus_, services_;
+
+ private:
+  static void end(QProcess* process);
+  /// Waits for all answers, and leaves the bus.
+  static void leaveBus();
 };

@@ -8,15 +8,13 @@
 #include "platform/UIKit/UITableView.h"
 #include "platform/UIKit/UITextView.h"
 #include "support/NSFileManagerZVExtensions.h"
+#include "tests/common/EventLoop.h"
 #include "tests/data/Recordings.h"
 #include "tests/sharing/RecordingAgent.h"
 #include "tests/sharing/SharingTest.h"
 
 #include <unistd.h>
-#include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QEventLoop>
-#include <QTimer>
 #include <algorithm>
 #include <ctime>
 #include <filesystem>
@@ -26,20 +24,7 @@
 
 namespace {
 
-constexpr int patience = 60'000;  // milliseconds
 const std::string plugin = "/System/Library/PublishingBundles/PublishToYouTube.bundle/PublishToYouTube";
-
-bool waitUntil(const std::function<bool()>& condition) {
-  QElapsedTimer elapsed;
-  elapsed.start();
-  QTimer wakeUp;
-  wakeUp.start(5);
-  while (!condition()) {
-    if (elapsed.elapsed() > patience) return false;
-    QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-  }
-  return true;
-}
 
 std::vector<std::string> leftovers() {
   std::vector<std::string> names;

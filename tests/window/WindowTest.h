@@ -2,6 +2,7 @@
 
 #include "platform/UIKit/UIViewController.h"
 #include "platform/backends/qt/QtEditorWindow.h"
+#include "tests/common/EventLoop.h"
 
 #include <gtest/gtest.h>
 #include <functional>
@@ -19,8 +20,6 @@ class WindowTest : public testing::Test {
   void SetUp() override;
   void TearDown() override;
 
-  /// Lets the event loop run until `condition` holds; false when it does not within twenty seconds.
-  bool waitUntil(const std::function<bool()>& condition);
   /// Where this run's pictures go, for people to look at.
   static std::string picturePath(const std::string& name);
 

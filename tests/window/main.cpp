@@ -1,9 +1,5 @@
 #include "tests/window/WindowTest.h"
 
-#include <QCoreApplication>
-#include <QElapsedTimer>
-#include <QEventLoop>
-#include <QTimer>
 #include <cstdlib>
 #include <filesystem>
 
@@ -29,20 +25,6 @@ void WindowTest::SetUp() {
 
 void WindowTest::TearDown() {
   theWindow().dismiss();
-}
-
-bool WindowTest::waitUntil(const std::function<bool()>& condition) {
-  QElapsedTimer elapsed;
-  elapsed.start();
-  QTimer wakeUp;  // so that the loop looks at the condition also when nothing else happens
-  wakeUp.start(5);
-  while (!condition()) {
-    if (elapsed.elapsed() > 20000) {
-      return false;
-    }
-    QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-  }
-  return true;
 }
 
 std::string WindowTest::picturePath(const std::string& name) {

@@ -68,14 +68,17 @@ QDBusConnection* SessionBus::connection() {
 }
 
 void SessionBus::call(const QDBusMessage& message, int milliseconds, std::function<void(const QDBusMessage&)> reply) {
+  ++unanswered_;
   if (!connection()) {
-    dispatch_async(dispatch_get_main_queue(), [reply = std::move(reply), message] {
+    dispatch_async(dispatch_get_main_queue(), [this, reply = std::move(reply), message] {
+      --unanswered_;
       reply(message.createErrorReply(QDBusError::Disconnected, QStringLiteral("there is no message bus")));
     });
     return;
   }
   auto* watcher = new QDBusPendingCallWatcher(connection_->asyncCall(message, milliseconds));
-  QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [reply = std::move(reply), watcher] {
+  QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [this, reply = std::move(reply), watcher] {
+    --unanswered_;
     watcher->deleteLater();
     reply(watcher->reply());
   });

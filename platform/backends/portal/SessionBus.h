@@ -24,11 +24,14 @@ class SessionBus {
   /// `reply` is called once, later: with the reply, or with a message of the type ErrorMessage, at the latest after
   /// `milliseconds`.
   void call(const QDBusMessage& message, int milliseconds, std::function<void(const QDBusMessage& reply)> reply);
+  /// Calls whose `reply` is still to come.
+  int unansweredCalls() const { return unanswered_; }
 
  private:
   void connected(int generation, const QDBusConnection& connection);
 
   int generation_ = 0;  ///< counts the connections; 0: none was asked for
+  int unanswered_ = 0;
   bool known_ = false;
   std::unique_ptr<QDBusConnection> connection_;
   std::vector<std::function<void(bool)>> waiting_;
