@@ -1,21 +1,16 @@
 #include "plugins/PublishToYouTube/PublishToYouTubeAgent.h"
 
+#include "platform/MobileCoreServices/LSApplicationWorkspace.h"
 #include "platform/UIKit/UIPasteboard.h"
-#include "plugins/PublishToYouTube/FormText.h"
 #include "plugins/PublishToYouTube/upload/ClientRegistration.h"
+#include "plugins/PublishToYouTube/upload/LocalizedText.h"
 #include "plugins/PublishToYouTube/upload/ServiceAddresses.h"
 
-#include <algorithm>
+#include <utility>
+
+using publishing::durationText, publishing::localized, publishing::percentText;
 
 ZV_REGISTER_CLASS(PublishToYouTubeAgent, "PublishToYouTubeAgent", NSObject, {})
-
-namespace {
-
-std::string percent(float part) {
-  return std::to_string(static_cast<int>(std::clamp(part, 0.0F, 1.0F) * 100)) + " %";
-}
-
-}  // namespace
 
 Strong<UINavigationController> PublishToYouTubeAgent::navigationController() {
   if (navigation_) return navigation_;
@@ -71,16 +66,17 @@ void PublishToYouTubeAgent::mediaPreparationFailed(const NSErrorPtr& error) {
   if (!navigation_) return;
   form_->view();
   form_->setCanPublish(false);
-  tellFailure(formText("The video could not be prepared, so it can't be published. %@",
-                       error ? error->localizedDescription() : std::string()));
+  tellFailure(localized("The video could not be prepared, so it can't be published. %@",
+                        {error ? error->localizedDescription() : std::string()}));
 }
 
 void PublishToYouTubeAgent::showPreparation() {
   if (mediaIsReady_ || preparationFailed_ || !form_) return;
   PublishingStatusView::Status status;
-  status.text = stage_ == Stage::Preparation ? formText("Preparing the video… %@. Publishing begins when it is ready.",
-                                                        percent(preparationProgress_))
-                                             : formText("Preparing the video… %@", percent(preparationProgress_));
+  status.text = stage_ == Stage::Preparation
+                    ? localized("Preparing the video… %@. Publishing begins when it is ready.",
+                                {percentText(preparationProgress_)})
+                    : localized("Preparing the video… %@", {percentText(preparationProgress_)});
   status.progress = preparationProgress_;
   form_->setStatus(std::move(status));
 }
@@ -91,7 +87,7 @@ void PublishToYouTubeAgent::publish() {
   if (stage_ != Stage::Form || preparationFailed_) return;
   form_->view()->endEditing(true);
   if (const auto error = form_->details().check()) {
-    tellFailure(formText(error->localizedDescription()));
+    tellFailure(error->localizedDescription());
     return;
   }
   form_->setEditable(false);
@@ -112,9 +108,13 @@ void PublishToYouTubeAgent::startUpload() {
     return;
   }
   PublishingStatusView::Status status;
-  status.text = formText("Connecting…");
+  status.text = localized("Connecting…");
   form_->setStatus(std::move(status));
-  publisher_ = publishing::Publisher::create(*addresses, events());
+  publishing::PublisherOptions options;
+  options.openPage = [](const std::string& address) {
+    return LSApplicationWorkspace::defaultWorkspace()->openSensitiveURL_withOptions(address, nullptr);
+  };
+  publisher_ = publishing::Publisher::create(*addresses, events(), std::move(options));
   publisher_->publish(mediaPath_, form_->details());
 }
 
@@ -131,7 +131,7 @@ publishing::Publisher::Events PublishToYouTubeAgent::events() {
     const auto self = weak.lock();
     if (!self || self->stage_ != Stage::Connection) return;
     PublishingStatusView::Status status;
-    status.text = formText("Signed in. Connecting…");
+    status.text = localized("Signed in. Connecting…");
     self->form_->setStatus(std::move(status));
   };
   events.published = [weak](const std::string& address) {
@@ -148,10 +148,10 @@ publishing::Publisher::Events PublishToYouTubeAgent::events() {
 
 void PublishToYouTubeAgent::showSignIn(const std::string& address) {
   PublishingStatusView::Status status;
-  status.text = formText(
+  status.text = localized(
       "Continue in your browser: a page has opened there to sign in. If none has, copy this address into the browser.");
   status.address = address;
-  status.button = formText("Copy Address");
+  status.button = localized("Copy Address");
   status.pressed = [address] { UIPasteboard::generalPasteboard().setString(address); };
   form_->setStatus(std::move(status));
 }
@@ -173,10 +173,11 @@ void PublishToYouTubeAgent::showUpload(const publishing::Progress& progress) {
           ? static_cast<float>(static_cast<double>(progress.sentBytes) / static_cast<double>(progress.totalBytes))
           : 0;
   PublishingStatusView::Status status;
-  status.text = formText("Uploading… %@", percent(uploaded_));
-  if (progress.secondsRemaining) status.text += " · " + formText("%@ left", durationText(*progress.secondsRemaining));
+  status.text = localized("Uploading… %@", {percentText(uploaded_)});
+  if (progress.secondsRemaining)
+    status.text += " · " + localized("%@ left", {durationText(*progress.secondsRemaining)});
   status.progress = uploaded_;
-  status.button = formText("Cancel");
+  status.button = localized("Cancel");
   status.pressed = [weak = weak_from_this()] {
     if (const auto self = std::static_pointer_cast<PublishToYouTubeAgent>(weak.lock())) self->cancel();
   };
@@ -186,7 +187,7 @@ void PublishToYouTubeAgent::showUpload(const publishing::Progress& progress) {
 void PublishToYouTubeAgent::showWaiting(const std::string& why, double seconds) {
   if (stage_ == Stage::Ended) return;
   PublishingStatusView::Status status = form_->status();
-  status.text = formText(why) + " " + formText("The next try comes in %@.", durationText(seconds));
+  status.text = why + " " + localized("The next try comes in %@.", {durationText(seconds)});
   status.address.clear();
   if (stage_ == Stage::Upload) {
     status.progress = uploaded_;
@@ -198,7 +199,7 @@ void PublishToYouTubeAgent::showWaiting(const std::string& why, double seconds) 
 }
 
 void PublishToYouTubeAgent::uploadFailed(const NSErrorPtr& error) {
-  const std::string words = error ? formText(error->localizedDescription()) : formText("The upload has failed.");
+  const std::string words = error ? error->localizedDescription() : localized("The upload has failed.");
   if (stage_ != Stage::Upload) {
     tellFailure(words);
     return;
@@ -217,7 +218,7 @@ void PublishToYouTubeAgent::uploadSucceeded(const std::string& address) {
   stage_ = Stage::Ended;
   mediaURL_ = address;
   PublishingStatusView::Status status;
-  status.text = formText("The video is at %@", address);
+  status.text = localized("The video is at %@", {address});
   form_->setStatus(std::move(status));
   if (const auto delegate = delegate_.lock()) delegate->publishingAgentDidEndPublishing_error(*this, nullptr);
 }

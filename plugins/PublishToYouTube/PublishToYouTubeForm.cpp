@@ -1,14 +1,17 @@
 #include "plugins/PublishToYouTube/PublishToYouTubeForm.h"
 
 #include "platform/UIKit/UINavigationItem.h"
-#include "plugins/PublishToYouTube/FormText.h"
+#include "plugins/PublishToYouTube/upload/LocalizedText.h"
 #include "plugins/PublishToYouTube/upload/VideoCategories.h"
 #include "sharing/ZVPublishingAgent.h"
 
 #include <algorithm>
 
+using publishing::localized;
+
 namespace {
 
+constexpr CGFloat disabledAlpha = 0.5F;
 constexpr int titleLength = 100;             // characters, the service's limit
 constexpr const char* usualCategory = "23";  // of the service: Comedy
 
@@ -57,7 +60,8 @@ ZV_REGISTER_CLASS(PublishToYouTubeForm, "PublishToYouTubeForm", UIViewController
                    {"_selectComedyPickerRow", runtime::method(&PublishToYouTubeForm::_selectComedyPickerRow)},
                    {"cancel", runtime::method(&PublishToYouTubeForm::cancel)},
                    {"publish", runtime::method(&PublishToYouTubeForm::publish)},
-                   {"done", runtime::method(&PublishToYouTubeForm::done)}})
+                   {"done", runtime::method(&PublishToYouTubeForm::done)},
+                   {"endTyping", runtime::method(&PublishToYouTubeForm::endTyping)}})
 ZV_REGISTER_INSTANCE_VARIABLES(PublishToYouTubeForm,
                                {{"_table", runtime::instanceVariable(&PublishToYouTubeForm::table_)},
                                 {"_categories", runtime::instanceVariable(&PublishToYouTubeForm::categories_)},
@@ -77,6 +81,10 @@ void PublishToYouTubeForm::done() {
   if (handlers_.done) handlers_.done();
 }
 
+void PublishToYouTubeForm::endTyping() {
+  view()->endEditing(true);
+}
+
 void PublishToYouTubeForm::loadView() {
   table_ = std::make_shared<UITableView>();
   const auto view = std::make_shared<FormView>(table_, status_);
@@ -89,14 +97,14 @@ void PublishToYouTubeForm::viewDidLoad() {
   std::vector<Strong<NSObject>> categories;
   std::vector<std::string> labels;
   for (const auto& category : publishing::videoCategories()) {
-    labels.push_back(formText(category.label));
+    labels.push_back(localized(category.label));
     categories.push_back(
         NSDictionary::dictionaryWithObjects({{categoryIDKey, NSString::stringWithString(category.identifier)},
                                              {categoryLabelKey, NSString::stringWithString(labels.back())}}));
   }
   categories_ = NSArray::arrayWithObjects(std::move(categories));
   picker_ = std::make_shared<UIPickerView>();
-  picker_->setAccessibilityLabel(formText("Category"));
+  picker_->setAccessibilityLabel(localized("Category"));
   picker_->setRows(std::move(labels));
   picker_->setSelectionHandler([this](int row) { categoryChosen(row); });
   makeCells();
@@ -105,7 +113,7 @@ void PublishToYouTubeForm::viewDidLoad() {
   cancelItem_ =
       UIBarButtonItem::initWithBarButtonSystemItem_target_action(UIBarButtonSystemItem::Cancel, self, "cancel");
   doneItem_ = UIBarButtonItem::initWithBarButtonSystemItem_target_action(UIBarButtonSystemItem::Done, self, "done");
-  publishItem_ = UIBarButtonItem::initWithTitle_style_target_action(formText("Publish"), UIBarButtonItemStyle::Done,
+  publishItem_ = UIBarButtonItem::initWithTitle_style_target_action(localized("Publish"), UIBarButtonItemStyle::Done,
                                                                     self, "publish");
   navigationItem()->setTitle("YouTube");
   navigationItem()->setLeftBarButtonItem(cancelItem_);
@@ -114,42 +122,47 @@ void PublishToYouTubeForm::viewDidLoad() {
 
 void PublishToYouTubeForm::makeCells() {
   titleCell_ = std::make_shared<PublishingTextFieldCell>();
-  titleCell_->setCaption(formText("Title"));
-  titleCell_->textField()->setPlaceholder(formText("Required"));
+  titleCell_->setCaption(localized("Title"));
+  titleCell_->textField()->setPlaceholder(localized("Required"));
   titleCell_->textField()->setMaximumLength(titleLength);
   descriptionCell_ = std::make_shared<PublishingDescriptionCell>();
-  descriptionCell_->setCaption(formText("Description"));
+  descriptionCell_->setCaption(localized("Description"));
   tagsCell_ = std::make_shared<PublishingTextFieldCell>();
-  tagsCell_->setCaption(formText("Tags"));
-  tagsCell_->textField()->setPlaceholder(formText("With commas between them"));
+  tagsCell_->setCaption(localized("Tags"));
+  tagsCell_->textField()->setPlaceholder(localized("With commas between them"));
   titleCell_->textField()->setDelegate(this);
   descriptionCell_->textView()->setDelegate(this);
   tagsCell_->textField()->setDelegate(this);
 
   categoryCell_ = std::make_shared<PublishingCategoryCell>();
-  categoryCell_->textLabel()->setText(formText("Category"));
+  categoryCell_->textLabel()->setText(localized("Category"));
   categoryCell_->setSelectionHandler([this] { togglePicker(); });
   pickerCell_ = PublishingViewCell::cellWithView(picker_);
   pickerCell_->setHidden(true);
 
-  visibility_ = UISegmentedControl::initWithItems({formText("Private"), formText("Unlisted"), formText("Public")});
-  visibility_->setAccessibilityLabel(formText("Visibility"));
+  visibility_ = UISegmentedControl::initWithItems({localized("Private"), localized("Unlisted"), localized("Public")});
+  visibility_->setAccessibilityLabel(localized("Visibility"));
   const auto visibilityCell = std::make_shared<UITableViewCell>();
-  visibilityCell->textLabel()->setText(formText("Visibility"));
+  visibilityCell->textLabel()->setText(localized("Visibility"));
   visibilityCell->setAccessoryView(visibility_);
   madeForChildren_ = std::make_shared<UISwitch>();
-  madeForChildren_->setAccessibilityLabel(formText("Made for Children"));
+  madeForChildren_->setAccessibilityLabel(localized("Made for Children"));
   const auto childrenCell = std::make_shared<UITableViewCell>();
-  childrenCell->textLabel()->setText(formText("Made for Children"));
+  childrenCell->textLabel()->setText(localized("Made for Children"));
   childrenCell->setAccessoryView(madeForChildren_);
+
+  const auto self = shared_from_this();
+  for (const Strong<UIControl>& control : std::initializer_list<Strong<UIControl>>{visibility_, madeForChildren_}) {
+    control->addTarget_action_forControlEvents(self, "endTyping", UIControlEventValueChanged);
+  }
 
   table_->setSections(
       {{"", "", {titleCell_, descriptionCell_}},
        {"", "", {categoryCell_, pickerCell_, tagsCell_}},
        {"",
-        formText("Only you see a private video. Everybody who has its address sees an unlisted one."),
+        localized("Only you see a private video. Everybody who has its address sees an unlisted one."),
         {visibilityCell}},
-       {"", formText("Whether the video is aimed at children has to be stated by law."), {childrenCell}}});
+       {"", localized("Whether the video is aimed at children has to be stated by law."), {childrenCell}}});
 }
 
 void PublishToYouTubeForm::viewWillAppear(bool animated) {
@@ -227,6 +240,9 @@ void PublishToYouTubeForm::setEditable(bool editable) {
   for (const Strong<UIView>& cell :
        std::initializer_list<Strong<UIView>>{categoryCell_, pickerCell_, visibility_, madeForChildren_}) {
     cell->setUserInteractionEnabled(editable);
+  }
+  for (const Strong<UIView>& control : std::initializer_list<Strong<UIView>>{visibility_, madeForChildren_}) {
+    control->setAlpha(editable ? 1 : disabledAlpha);
   }
   publishItem_->setEnabled(isEditable_ && canPublish_);
 }

@@ -45,6 +45,7 @@ class PublishToYouTubeForm : public UIViewController, private UITextInputDelegat
   void cancel();
   void publish();
   void done();
+  void endTyping();
 
   void loadView() override;
   void viewDidLoad() override;

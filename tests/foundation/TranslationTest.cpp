@@ -1,9 +1,8 @@
 #include "platform/backends/plist/StringsFile.h"
+#include "tests/common/Files.h"
 
 #include <gtest/gtest.h>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <regex>
 #include <set>
@@ -13,11 +12,6 @@ namespace {
 
 using Texts = std::map<std::string, std::string>;
 const std::filesystem::path sources = ZEVANTI_SOURCE_DIR;
-
-std::string contentOf(const std::filesystem::path& path) {
-  std::ifstream stream(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), {}};
-}
 
 std::size_t placeholders(const std::string& text) {
   std::size_t count = 0;
@@ -88,5 +82,5 @@ TEST(TranslationTest, EveryLanguageSaysTheSame) {
 
 TEST(TranslationTest, EveryWordOfTheProgramCanBeTranslated) {
   expectTexts("UIKitLocalizedString", {"editor", "overlay", "sharing", "platform"}, kit);
-  expectTexts("formText", {"plugins"}, form);
+  expectTexts("localized", {"plugins"}, form);
 }

@@ -39,10 +39,10 @@ TEST_F(PublishTest, SignsInUploadsAndSaysWhereTheVideoIs) {
 TEST_F(PublishTest, WaitsUntilTheMovieIsWhole) {
   agent_->setMediaIsReady(false);
   agent_->setPreparationProgress(0.25F);
-  EXPECT_TRUE(told("25 %")) << told();
+  EXPECT_TRUE(told("25%")) << told();
   press("Publish");
   agent_->setPreparationProgress(0.5F);
-  EXPECT_TRUE(told("50 %") && told("Publishing begins when it is ready")) << told();
+  EXPECT_TRUE(told("50%") && told("Publishing begins when it is ready")) << told();
   EXPECT_FALSE(isReachable("Publish"));
   EXPECT_EQ(server_.counts().authorizations, 0);
   agent_->setMediaIsReady(true);

@@ -19,6 +19,7 @@ int main(int argc, char** argv) {
   setenv("XDG_CONFIG_HOME", (folder + "/config").c_str(), 1);
   setenv("XDG_STATE_HOME", (folder + "/state").c_str(), 1);
   setenv("DBUS_SESSION_BUS_ADDRESS", "disabled:", 1);
+  setenv("PATH", (folder + "/no-programs").c_str(), 1);  // no browser either
   for (const char* name : {"LC_ALL", "LANGUAGE"}) unsetenv(name);
   setenv("LANG", "C.UTF-8", 1);
   EditorWindow::Options options;

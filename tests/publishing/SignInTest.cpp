@@ -171,8 +171,8 @@ TEST_F(SignInTest, NamesTheFileWithTheClientIdentifier) {
       {"", "is missing"},
       {"{\n\"client_id\": \n", "not valid JSON"},
       {"[]", "not valid JSON"},
-      {"{}", "no \"client_id\""},
-      {R"({"client_id": 7})", "no \"client_id\""},
+      {"{}", "no client_id"},
+      {R"({"client_id": 7})", "no client_id"},
       {R"({"web": {"client_id": "site"}})", "for a web site"},
   };
   for (const auto& [content, says] : cases) {

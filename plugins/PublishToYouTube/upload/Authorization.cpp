@@ -1,6 +1,7 @@
 #include "plugins/PublishToYouTube/upload/Authorization.h"
 
 #include "platform/Dispatch/dispatch.h"
+#include "plugins/PublishToYouTube/upload/LocalizedText.h"
 #include "plugins/PublishToYouTube/upload/PublishingError.h"
 
 #include <ctime>
@@ -83,8 +84,8 @@ NSErrorPtr Authorization::refuse() {
   switch (source_) {
     case Source::SignedIn:
       return publishingError(PublishingErrorCode::SignInRefused,
-                             "The video service did not accept the sign-in that it had just given. Check at the "
-                             "service that your client may upload videos, then publish again.");
+                             localized("The video service did not accept the sign-in that it had just given. Check at "
+                                       "the service that your client may upload videos, then publish again."));
     case Source::Renewed:  // a renewed token was no better: the sign-in itself is no good any more
       store_.clear();
       tokens_.reset();

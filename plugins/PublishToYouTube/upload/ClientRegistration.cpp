@@ -1,5 +1,6 @@
 #include "plugins/PublishToYouTube/upload/ClientRegistration.h"
 
+#include "plugins/PublishToYouTube/upload/LocalizedText.h"
 #include "plugins/PublishToYouTube/upload/PersonFolders.h"
 #include "plugins/PublishToYouTube/upload/PublishingError.h"
 
@@ -15,11 +16,11 @@ constexpr qint64 largestFile = qint64(64) * 1024;
 constexpr const char* example = R"({ "client_id": "...", "client_secret": "..." })";
 
 NSErrorPtr unusable(const std::string& path, const std::string& what) {
-  return publishingError(PublishingErrorCode::NoClient,
-                         "Publishing needs your own client identifier for the video service. " + what + " " + path +
-                             " must contain " + example +
-                             ", as you were given them when you registered a desktop "
-                             "application; the secret may be left out.");
+  return publishingError(
+      PublishingErrorCode::NoClient,
+      localized("Publishing needs your own client identifier for the video service. %@ %@ must contain %@, as you were "
+                "given them when you registered a desktop application; the secret may be left out.",
+                {what, path, example}));
 }
 
 }  // namespace
@@ -34,22 +35,23 @@ std::optional<ClientRegistration> ClientRegistration::load(const std::string& pa
     return std::nullopt;
   };
   QFile file(QString::fromStdString(path));
-  if (!file.exists()) return fail("The file with it is missing.");
-  if (!file.open(QIODevice::ReadOnly)) return fail("The file with it can't be opened.");
+  if (!file.exists()) return fail(localized("The file with it is missing."));
+  if (!file.open(QIODevice::ReadOnly)) return fail(localized("The file with it can't be opened."));
   const QByteArray content = file.read(largestFile);
   QJsonParseError failure;
   const QJsonDocument document = QJsonDocument::fromJson(content, &failure);
   if (!document.isObject()) {
     const auto line = content.left(failure.offset).count('\n') + 1;
-    return fail("The file with it is not valid JSON (line " + std::to_string(line) + ").");
+    return fail(localized("The file with it is not valid JSON (line %@).", {std::to_string(line)}));
   }
   QJsonObject object = document.object();
   if (object["installed"].isObject()) object = object["installed"].toObject();
   if (object.contains("web") && !object.contains("client_id"))
-    return fail("The one in the file is for a web site, not for a desktop application.");
+    return fail(localized("The one in the file is for a web site, not for a desktop application."));
   ClientRegistration client{object["client_id"].toString().trimmed().toStdString(),
                             object["client_secret"].toString().trimmed().toStdString()};
-  if (client.identifier.empty() || client.identifier == "...") return fail("The file with it has no \"client_id\".");
+  if (client.identifier.empty() || client.identifier == "...")
+    return fail(localized("The file with it has no client_id."));
   if (client.secret == "...") client.secret.clear();
   return client;
 }

@@ -6,9 +6,6 @@
 #include "plugins/PublishToYouTube/upload/PersonFolders.h"
 #include "plugins/PublishToYouTube/upload/ResumableUpload.h"
 
-#include <QtCore/QUrl>
-#include <QtGui/QDesktopServices>
-
 #include <utility>
 
 namespace publishing {
@@ -33,11 +30,7 @@ Publisher::Publisher(ServiceAddresses addresses, Events events, PublisherOptions
   if (!events_.waiting) events_.waiting = [](const std::string&, double) {};
   if (options_.clientFile.empty()) options_.clientFile = ClientRegistration::defaultPath();
   if (options_.stateFolder.empty()) options_.stateFolder = stateFolder();
-  if (!options_.openPage) {
-    options_.openPage = [](const std::string& address) {
-      return QDesktopServices::openUrl(QUrl::fromEncoded(QByteArray::fromStdString(address)));
-    };
-  }
+  if (!options_.openPage) options_.openPage = [](const std::string&) { return false; };
 }
 
 Publisher::~Publisher() = default;

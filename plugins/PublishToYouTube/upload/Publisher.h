@@ -27,7 +27,7 @@ struct PublisherOptions {
   double signInSeconds = 600, stallSeconds = 60;
   RetryDelays::Times delays;
   std::int64_t smallestChunk = 0, largestChunk = 0;  ///< multiples of 256 KiB; 0: what is good
-  /// Opens a page for the person; by default in their browser.
+  /// Opens a page in the person's browser; whether that could be tried. Without it the person only has the address.
   std::function<bool(const std::string& address)> openPage;
 };
 
@@ -38,7 +38,8 @@ class Publisher : public std::enable_shared_from_this<Publisher> {
  public:
   struct Events {
     std::function<void(Progress)> progress;  ///< about ten times in a second
-    /// The person must sign in: this page has just been opened in their browser. It may be shown as a link, too.
+    /// The person must sign in: this page has just been opened in their browser, as far as that could be done. It may
+    /// be shown as a link, too.
     std::function<void(std::string address)> signInNeeded;
     std::function<void()> signedIn;
     std::function<void(std::string mediaURL)> published;

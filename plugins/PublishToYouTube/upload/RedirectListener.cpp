@@ -1,5 +1,6 @@
 #include "plugins/PublishToYouTube/upload/RedirectListener.h"
 
+#include "plugins/PublishToYouTube/upload/LocalizedText.h"
 #include "plugins/PublishToYouTube/upload/PublishingError.h"
 
 #include <QtCore/QJsonDocument>
@@ -16,8 +17,10 @@ QString decoded(const QVariant& value) {
   return QUrl::fromPercentEncoding(value.toString().toUtf8());
 }
 
-QString page(const char* heading, const char* text) {
-  return QStringLiteral("<h1>%1</h1><p>%2</p>").arg(QLatin1String(heading), QLatin1String(text));
+/// For the browser; each text takes the direction in which it is written.
+QString page(const std::string& heading, const std::string& text) {
+  return QStringLiteral("<h1 dir=\"auto\">%1</h1><p dir=\"auto\">%2</p>")
+      .arg(QString::fromStdString(heading).toHtmlEscaped(), QString::fromStdString(text).toHtmlEscaped());
 }
 
 }  // namespace
@@ -33,32 +36,35 @@ RedirectListener::RedirectListener(QString state, Events events, QObject* parent
 
 void RedirectListener::receive(const QVariantMap& values) {
   if (decoded(values["state"]) != state_) {
-    setCallbackText(page("This sign-in is not known",
-                         "It does not belong to a sign-in that Zevanti waits for, and was not used. Go back to "
-                         "Zevanti and sign in from there."));
+    setCallbackText(page(localized("This sign-in is not known"),
+                         localized("It does not belong to a sign-in that Zevanti waits for, and was not used. Go back "
+                                   "to Zevanti and sign in from there.")));
     return;
   }
   if (values.contains("error")) {
     const bool denied = decoded(values["error"]) == "access_denied";
-    setCallbackText(page("You are not signed in",
-                         "Zevanti may not publish videos for you. You can close this page and go back to Zevanti."));
+    setCallbackText(
+        page(localized("You are not signed in"),
+             localized("Zevanti may not publish videos for you. You can close this page and go back to Zevanti.")));
     events_.refused(publishingError(
         PublishingErrorCode::SignInRefused,
-        denied ? "You did not allow Zevanti to publish videos. Publish again to be asked once more."
-               : "The video service refused the sign-in. Check your client identifier at the service, then publish "
-                 "again."));
+        denied ? localized("You did not allow Zevanti to publish videos. Publish again to be asked once more.")
+               : localized("The video service refused the sign-in. Check your client identifier at the service, then "
+                           "publish again.")));
     return;
   }
   code_ = decoded(values["code"]);
   if (code_.isEmpty()) {
-    setCallbackText(page("Something is missing",
-                         "The video service sent no sign-in. Go back to Zevanti and sign in again from there."));
-    events_.refused(publishingError(PublishingErrorCode::WrongAnswer,
-                                    "The video service's page came back without a sign-in. Publish again to be asked "
-                                    "once more."));
+    setCallbackText(
+        page(localized("Something is missing"),
+             localized("The video service sent no sign-in. Go back to Zevanti and sign in again from there.")));
+    events_.refused(publishingError(
+        PublishingErrorCode::WrongAnswer,
+        localized("The video service's page came back without a sign-in. Publish again to be asked once more.")));
     return;
   }
-  setCallbackText(page("Back to Zevanti", "You can close this page now. Your video is published from Zevanti."));
+  setCallbackText(page(localized("Back to Zevanti"),
+                       localized("You can close this page now. Your video is published from Zevanti.")));
 }
 
 void RedirectListener::networkReplyFinished(QNetworkReply* reply) {
@@ -66,12 +72,13 @@ void RedirectListener::networkReplyFinished(QNetworkReply* reply) {
   if (status == 0 || status >= 500 || status == 429) {
     const bool insecure = reply->error() == QNetworkReply::SslHandshakeFailedError;
     return events_.failed(
-        insecure ? publishingError(PublishingErrorCode::InsecureConnection,
-                                   "The video service could not prove who it is, so nothing was sent. Check this "
-                                   "computer's date and its network.")
-                 : publishingError(PublishingErrorCode::ConnectionLost,
-                                   "The video service does not answer the sign-in. Check your connection and publish "
-                                   "again."),
+        insecure
+            ? publishingError(PublishingErrorCode::InsecureConnection,
+                              localized("The video service could not prove who it is, so nothing was sent. Check this "
+                                        "computer's date and its network, then publish again."))
+            : publishingError(
+                  PublishingErrorCode::ConnectionLost,
+                  localized("The video service does not answer the sign-in. Check your connection and publish again.")),
         false);
   }
   const QJsonObject answer = QJsonDocument::fromJson(reply->readAll()).object();
@@ -83,19 +90,20 @@ void RedirectListener::networkReplyFinished(QNetworkReply* reply) {
   }
   if (error == "invalid_client" || error == "unauthorized_client") {
     return events_.failed(publishingError(PublishingErrorCode::SignInRefused,
-                                          "The video service does not know your client identifier or its secret. "
-                                          "Check the file publishing.json, then publish again."),
+                                          localized("The video service does not know your client identifier or its "
+                                                    "secret. Check the file publishing.json, then publish again.")),
                           false);
   }
   if (!error.isEmpty()) {
     return events_.failed(
         publishingError(PublishingErrorCode::SignInRefused,
-                        "The video service did not accept the sign-in. Publish again to sign in once more."),
+                        localized("The video service did not accept the sign-in. Publish again to sign in once more.")),
         error == "invalid_grant");
   }
-  events_.failed(publishingError(PublishingErrorCode::WrongAnswer,
-                                 "The video service's answer to the sign-in can't be understood. Try again later."),
-                 false);
+  events_.failed(
+      publishingError(PublishingErrorCode::WrongAnswer,
+                      localized("The video service's answer to the sign-in can't be understood. Try again later.")),
+      false);
 }
 
 }  // namespace publishing

@@ -1,6 +1,7 @@
 #include "plugins/PublishToYouTube/upload/ResumableUpload.h"
 
 #include "platform/Dispatch/dispatch.h"
+#include "plugins/PublishToYouTube/upload/LocalizedText.h"
 #include "plugins/PublishToYouTube/upload/PublishingError.h"
 #include "plugins/PublishToYouTube/upload/ServiceAddresses.h"
 #include "plugins/PublishToYouTube/upload/ServiceAnswer.h"
@@ -17,8 +18,13 @@ constexpr std::int64_t chunkUnit = std::int64_t(256) * 1024;  // the protocol's
 constexpr double chunkSeconds = 20;
 constexpr int mostSessionsLost = 3;
 
-constexpr const char* noConnection = "There is no connection to the video service.";
-constexpr const char* serviceBusy = "The video service is busy.";
+std::string noConnection() {
+  return localized("There is no connection to the video service.");
+}
+
+std::string serviceBusy() {
+  return localized("The video service is busy.");
+}
 
 double now() {
   return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
@@ -70,8 +76,9 @@ void ResumableUpload::fail(const NSErrorPtr& error, bool giveUp) {
 
 void ResumableUpload::failOnWrongAnswer(const std::string& what) {
   fail(publishingError(PublishingErrorCode::WrongAnswer,
-                       "The video was not published: the video service's answer makes no sense (" + what +
-                           "). Check that nothing on your network changes what is sent, then publish again."),
+                       localized("The video was not published: the video service's answer makes no sense (%@). Check "
+                                 "that nothing on your network changes what is sent, then publish again.",
+                                 {what})),
        true);
 }
 
@@ -81,7 +88,7 @@ void ResumableUpload::perform(Step step) {
   authorization_->accessToken([weak, step](const std::string& token, const NSErrorPtr& error) {
     const auto self = weak.lock();
     if (!self || self->ended_) return;
-    if (isPublishingError(error, PublishingErrorCode::ConnectionLost)) return self->retry(step, noConnection, {});
+    if (isPublishingError(error, PublishingErrorCode::ConnectionLost)) return self->retry(step, noConnection(), {});
     if (error) return self->fail(error, false);
     self->token_ = token;
     self->send(step, token);
@@ -142,19 +149,19 @@ void ResumableUpload::receive(Step step, const HttpTransfer::Answer& answer) {
       break;
     case Failure::Insecure:
       return fail(publishingError(PublishingErrorCode::InsecureConnection,
-                                  "The video service could not prove who it is, so nothing was sent. Check this "
-                                  "computer's date and its network, then publish again."),
+                                  localized("The video service could not prove who it is, so nothing was sent. Check "
+                                            "this computer's date and its network, then publish again.")),
                   false);
     case Failure::NoConnection:
     case Failure::Stalled:
     case Failure::FileUnreadable:  // and yet unchanged: some file systems fail and recover
-      return retry(again, noConnection, {});
+      return retry(again, noConnection(), {});
   }
   if (answer.status == 401) return receiveUnauthorized(again, answer);
   if (finished || answer.status == 308) authorization_->accept();
   if (finished) return step == Step::Start ? receiveStart(answer) : receiveVideo(answer);
   if (answer.status == 308 && step != Step::Start) return receiveIncomplete(step, answer);
-  if (isTemporary(answer)) return retry(again, serviceBusy, retryAfter(answer));
+  if (isTemporary(answer)) return retry(again, serviceBusy(), retryAfter(answer));
   if ((answer.status == 404 || answer.status == 410) && step != Step::Start) return beginAnew();
   if (answer.status >= 300 && answer.status < 400) return failOnWrongAnswer("it points to another address");
   if (answer.status >= 400) return fail(refusal(answer), step != Step::Start && answer.status != 403);
@@ -188,10 +195,10 @@ void ResumableUpload::receiveIncomplete(Step step, const HttpTransfer::Answer& a
   if (step == Step::Send && progress) adaptChunk(*received - received_);
   if (*received < received_) rate_.reset();
   received_ = *received;
-  if (received_ == file_->size()) return retry(Step::Ask, serviceBusy, {});  // it has all, and isn't done
+  if (received_ == file_->size()) return retry(Step::Ask, serviceBusy(), {});  // it has all, and isn't done
   if (progress) delays_.reset();
   // After a chunk of which nothing arrived, the next try waits.
-  if (step == Step::Send && !progress) return retry(Step::Ask, serviceBusy, {});
+  if (step == Step::Send && !progress) return retry(Step::Ask, serviceBusy(), {});
   perform(Step::Send);
 }
 
@@ -207,10 +214,11 @@ void ResumableUpload::receiveVideo(const HttpTransfer::Answer& answer) {
   session_.clear();
   const auto identifier = videoIdentifier(answer);
   if (!identifier) {
-    return fail(publishingError(PublishingErrorCode::WrongAnswer,
-                                "The whole video was sent, but the video service's answer can't be understood. Look "
-                                "at your channel before you publish it again: it may be there already."),
-                false);
+    return fail(
+        publishingError(PublishingErrorCode::WrongAnswer,
+                        localized("The whole video was sent, but the video service's answer can't be understood. Look "
+                                  "at your channel before you publish it again: it may be there already.")),
+        false);
   }
   ended_ = true;
   events_.progress(file_->size(), 0.0);
@@ -226,12 +234,13 @@ void ResumableUpload::beginAnew() {
   perform(Step::Start);
 }
 
-void ResumableUpload::retry(Step step, const char* why, std::optional<double> asked) {
+void ResumableUpload::retry(Step step, const std::string& why, std::optional<double> asked) {
   const auto seconds = delays_.next(asked);
   if (!seconds) {
     return fail(publishingError(PublishingErrorCode::ConnectionLost,
-                                std::string(why) + " The video was not published. Publish it again later: what has "
-                                                   "been sent of it need not be sent again."),
+                                localized("%@ The video was not published. Publish it again later: what has been sent "
+                                          "of it need not be sent again.",
+                                          {why})),
                 false);
   }
   rate_.reset();

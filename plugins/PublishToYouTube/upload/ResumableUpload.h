@@ -57,7 +57,7 @@ class ResumableUpload : public std::enable_shared_from_this<ResumableUpload> {
   void receiveVideo(const HttpTransfer::Answer& answer);
   void receiveUnauthorized(Step step, const HttpTransfer::Answer& answer);
   void beginAnew();
-  void retry(Step step, const char* why, std::optional<double> asked);
+  void retry(Step step, const std::string& why, std::optional<double> asked);
   void report(std::int64_t sent);
   void adaptChunk(std::int64_t sent);
   /// Ends with an error. With `giveUp`, the session is of no use any more.

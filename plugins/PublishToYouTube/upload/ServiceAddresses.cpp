@@ -1,5 +1,6 @@
 #include "plugins/PublishToYouTube/upload/ServiceAddresses.h"
 
+#include "plugins/PublishToYouTube/upload/LocalizedText.h"
 #include "plugins/PublishToYouTube/upload/PublishingError.h"
 
 #include <QtCore/QUrl>
@@ -25,10 +26,11 @@ std::optional<ServiceAddresses> ServiceAddresses::loopback(const std::string& ba
   const bool plain = (url.path().isEmpty() || url.path() == "/") && !url.hasQuery() && !url.hasFragment() &&
                      url.userInfo().isEmpty() && (url.scheme() == "http" || url.scheme() == "https");
   if (!url.isValid() || !plain || !isLoopback(base)) {
-    *error = publishingError(PublishingErrorCode::WrongServerAddress,
-                             "The publishing server's address \"" + base +
-                                 "\" can't be used: only a server on this computer can stand in for the video "
-                                 "service, for example http://127.0.0.1:8080.");
+    *error =
+        publishingError(PublishingErrorCode::WrongServerAddress,
+                        localized("The publishing server's address %@ can't be used: only a server on this computer "
+                                  "can stand in for the video service, for example http://127.0.0.1:8080.",
+                                  {base}));
     return std::nullopt;
   }
   const std::string origin = originOf(base);

@@ -1,5 +1,6 @@
 #include "plugins/PublishToYouTube/upload/ServiceAnswer.h"
 
+#include "plugins/PublishToYouTube/upload/LocalizedText.h"
 #include "plugins/PublishToYouTube/upload/PublishingError.h"
 
 #include <QtCore/QDateTime>
@@ -98,30 +99,30 @@ NSErrorPtr refusal(const HttpTransfer::Answer& answer) {
   const std::string reason = reasonOf(answer), message = messageOf(answer);
   if (reason == "quotaExceeded" || reason == "dailyLimitExceeded") {
     const std::string time = nextAllowance();
-    return publishingError(Code::QuotaExceeded,
-                           "The video was not published: your client identifier has used up what the video service "
-                           "lets it do in a day. Publish again after " +
-                               (time.empty() ? std::string("midnight in California") : time) +
-                               ", when the service starts to count anew.");
+    return publishingError(
+        Code::QuotaExceeded,
+        localized("The video was not published: your client identifier has used up what the video service lets it do "
+                  "in a day. Publish again after %@, when the service starts to count anew.",
+                  {time.empty() ? localized("midnight in California") : time}));
   }
   if (reason == "uploadLimitExceeded") {
     return publishingError(Code::QuotaExceeded,
-                           "The video was not published: your account has published as many videos as the service "
-                           "takes for now. Publish again in 24 hours.");
+                           localized("The video was not published: your account has published as many videos as the "
+                                     "service takes for now. Publish again in 24 hours."));
   }
   if (isAboutAccount(answer)) {
-    return publishingError(Code::Refused,
-                           "Your account can't publish videos yet. Open the video service in a browser, create a "
-                           "channel there, then publish again.");
+    return publishingError(Code::Refused, localized("Your account can't publish videos yet. Open the video service in "
+                                                    "a browser, create a channel there, then publish again."));
   }
   if (reason == "accessNotConfigured") {
-    return publishingError(Code::Refused,
-                           "Your client identifier may not publish videos yet. Switch uploads on for it where you "
-                           "registered it, then publish again.");
+    return publishingError(Code::Refused, localized("Your client identifier may not publish videos yet. Switch uploads "
+                                                    "on for it where you registered it, then publish again."));
   }
-  const std::string said = message.empty() ? "." : ", and says: " + message;
-  return publishingError(Code::Refused,
-                         "The video service refused the video (answer " + std::to_string(answer.status) + ")" + said);
+  const std::string status = std::to_string(answer.status);
+  return publishingError(
+      Code::Refused,
+      message.empty() ? localized("The video service refused the video (answer %@).", {status})
+                      : localized("The video service refused the video (answer %@), and says: %@", {status, message}));
 }
 
 }  // namespace publishing

@@ -1,6 +1,7 @@
 #include "plugins/PublishToYouTube/upload/SignIn.h"
 
 #include "platform/Dispatch/dispatch.h"
+#include "plugins/PublishToYouTube/upload/LocalizedText.h"
 #include "plugins/PublishToYouTube/upload/PublishingError.h"
 #include "plugins/PublishToYouTube/upload/RedirectListener.h"
 
@@ -130,18 +131,20 @@ void SignIn::signIn(double seconds, const std::function<void(const std::string& 
   begin(randomText().toStdString(), {}, std::move(handler));
   const std::weak_ptr<Attempt> weak = attempt_;
   if (!attempt_->listener->isListening()) {
-    return Attempt::finish(weak, {},
-                           publishingError(PublishingErrorCode::SignInRefused,
-                                           "Zevanti can't wait for your browser's answer: this computer gives it no "
-                                           "port on 127.0.0.1. Close some programs and publish again."),
-                           false);
+    return Attempt::finish(
+        weak, {},
+        publishingError(PublishingErrorCode::SignInRefused,
+                        localized("Zevanti can't wait for your browser's answer: this computer gives it no port on "
+                                  "127.0.0.1. Close some programs and publish again.")),
+        false);
   }
   dispatch_after(seconds, dispatch_get_main_queue(), [weak] {
-    Attempt::finish(weak, {},
-                    publishingError(PublishingErrorCode::SignInAbandoned,
-                                    "Nobody signed in to the video service in the browser. Publish again to be asked "
-                                    "once more."),
-                    false);
+    Attempt::finish(
+        weak, {},
+        publishingError(
+            PublishingErrorCode::SignInAbandoned,
+            localized("Nobody signed in to the video service in the browser. Publish again to be asked once more.")),
+        false);
   });
   QObject::connect(attempt_->flow, &QAbstractOAuth::authorizeWithBrowser, attempt_->flow,
                    [open](const QUrl& address) { open(address.toEncoded().toStdString()); });

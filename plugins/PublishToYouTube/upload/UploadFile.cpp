@@ -1,5 +1,6 @@
 #include "plugins/PublishToYouTube/upload/UploadFile.h"
 
+#include "plugins/PublishToYouTube/upload/LocalizedText.h"
 #include "plugins/PublishToYouTube/upload/PublishingError.h"
 
 #include <QtCore/QCryptographicHash>
@@ -47,12 +48,15 @@ std::shared_ptr<UploadFile> UploadFile::open(const std::string& path, NSErrorPtr
   file->type_ = typeOf(path);
   file->file_.reset(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat status {};
-  if (!file->file_ || fstat(file->file_.get(), &status) != 0)
-    return fail(NSError::posix(errno, "The movie " + nameOf(path) + " can't be opened"));
+  if (!file->file_ || fstat(file->file_.get(), &status) != 0) {
+    const int failure = errno;
+    return fail(NSError::posix(failure, localized("The movie %@ can't be opened", {nameOf(path)})));
+  }
   if (!S_ISREG(status.st_mode) || status.st_size == 0) {
-    return fail(publishingError(PublishingErrorCode::UnreadableFile,
-                                "There is nothing to publish in " + nameOf(path) + ": it is " +
-                                    (S_ISREG(status.st_mode) ? "empty." : "not a file.")));
+    return fail(publishingError(
+        PublishingErrorCode::UnreadableFile,
+        S_ISREG(status.st_mode) ? localized("There is nothing to publish in %@: it is empty.", {nameOf(path)})
+                                : localized("There is nothing to publish in %@: it is not a file.", {nameOf(path)})));
   }
   file->size_ = status.st_size;
   file->changedSeconds_ = status.st_mtim.tv_sec;
@@ -97,15 +101,15 @@ std::int64_t UploadFile::read(std::int64_t at, char* data, std::int64_t size) {
 NSErrorPtr UploadFile::check() {
   if (!isUnchanged()) {
     return publishingError(PublishingErrorCode::FileChanged,
-                           "The movie " + nameOf(path_) +
-                               " changed while it was published, so it was not published. "
-                               "Publish it again when it is finished.");
+                           localized("The movie %@ changed while it was published, so it was not published. Publish it "
+                                     "again when it is finished.",
+                                     {nameOf(path_)}));
   }
   if (unreadable_) {
-    return publishingError(PublishingErrorCode::UnreadableFile,
-                           "The movie " + nameOf(path_) +
-                               " can't be read to its end, so it was not published. Check "
-                               "the disk that it is on.");
+    return publishingError(
+        PublishingErrorCode::UnreadableFile,
+        localized("The movie %@ can't be read to its end, so it was not published. Check the disk that it is on.",
+                  {nameOf(path_)}));
   }
   return nullptr;
 }

@@ -1,5 +1,6 @@
 #include "plugins/PublishToYouTube/upload/VideoDetails.h"
 
+#include "plugins/PublishToYouTube/upload/LocalizedText.h"
 #include "plugins/PublishToYouTube/upload/PublishingError.h"
 
 #include <QtCore/QJsonArray>
@@ -18,24 +19,24 @@ qsizetype characters(const std::string& text) {
   return QString::fromStdString(text).toUcs4().size();
 }
 
-NSErrorPtr wrong(const char* text) {
+NSErrorPtr wrong(const std::string& text) {
   return publishingError(PublishingErrorCode::WrongDetails, text);
 }
 
 }  // namespace
 
 NSErrorPtr VideoDetails::check() const {
-  if (QString::fromStdString(title).trimmed().isEmpty()) return wrong("The video needs a title.");
-  if (characters(title) > 100) return wrong("The title is too long: it may have 100 characters.");
-  if (hasAngleBrackets(title)) return wrong("The title may not contain the characters < and >.");
-  if (description.size() > 5000) return wrong("The description is too long: it may have 5000 bytes.");
-  if (hasAngleBrackets(description)) return wrong("The description may not contain the characters < and >.");
+  if (QString::fromStdString(title).trimmed().isEmpty()) return wrong(localized("The video needs a title."));
+  if (characters(title) > 100) return wrong(localized("The title is too long: it may have 100 characters."));
+  if (hasAngleBrackets(title)) return wrong(localized("The title may not contain the characters < and >."));
+  if (description.size() > 5000) return wrong(localized("The description is too long: it may have 5000 bytes."));
+  if (hasAngleBrackets(description)) return wrong(localized("The description may not contain the characters < and >."));
   qsizetype tagCharacters = 0;
   for (const std::string& tag : tags) {
-    if (hasAngleBrackets(tag)) return wrong("A tag may not contain the characters < and >.");
+    if (hasAngleBrackets(tag)) return wrong(localized("A tag may not contain the characters < and >."));
     tagCharacters += characters(tag) + 1 + (tag.find(' ') != std::string::npos ? 2 : 0);
   }
-  if (tagCharacters > 501) return wrong("The tags are too long: together they may have 500 characters.");
+  if (tagCharacters > 501) return wrong(localized("The tags are too long: together they may have 500 characters."));
   return nullptr;
 }
 

@@ -1,0 +1,31 @@
+#include "plugins/PublishToYouTube/upload/LocalizedText.h"
+
+#include "platform/Foundation/DynamicLibrary.h"
+#include "platform/Foundation/NSBundle.h"
+#include "platform/Foundation/NSStringFormat.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace publishing {
+
+std::string localized(const std::string& text, const std::vector<std::string>& values) {
+  static const auto bundle =
+      NSBundle::bundleWithPath(systemPath("/System/Library/PublishingBundles/PublishToYouTube.bundle"));
+  const std::string words = bundle ? bundle->localizedStringForKey_value_table(text, text, "") : text;
+  return values.empty() ? words : NSStringWithFormat(words, values);
+}
+
+std::string percentText(float part) {
+  return localized("%@%%", {std::to_string(static_cast<int>(std::clamp(part, 0.0F, 1.0F) * 100))});
+}
+
+std::string durationText(double seconds) {
+  constexpr double minute = 60, hour = 3600;
+  const auto rounded = [](double value) { return std::to_string(static_cast<long>(std::lround(value))); };
+  if (seconds < minute - 0.5) return localized("%@ s", {rounded(std::max(seconds, 1.0))});
+  if (seconds < hour - minute / 2) return localized("%@ min", {rounded(seconds / minute)});
+  return localized("%@ h", {rounded(seconds / hour)});
+}
+
+}  // namespace publishing
