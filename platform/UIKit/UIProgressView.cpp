@@ -1,5 +1,7 @@
 #include "platform/UIKit/UIProgressView.h"
 
+#include "platform/UIKit/UILayoutDirection.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -33,7 +35,8 @@ void UIProgressView::setProgress_animated(float progress, bool animated) {
 }
 
 CGRect UIProgressView::fillFrame() const {
-  return CGRectMake(0, 0, bounds().size.width * progress_, bounds().size.height);
+  const CGSize size = bounds().size;
+  return UIRectInLayoutDirection(CGRectMake(0, 0, size.width * progress_, size.height), size.width);
 }
 
 CGSize UIProgressView::sizeThatFits() const {

@@ -2,7 +2,7 @@
 
 #include "platform/UIKit/UIView.h"
 
-/// A bar that fills from the left as something gets done. Takes no touches. Main queue only.
+/// A bar that fills from the side where texts begin as something gets done. Takes no touches. Main queue only.
 ///
 /// A screen reader finds it as a progress bar under its accessibility label, with the percentage as its value.
 class UIProgressView : public UIView {

@@ -1,5 +1,7 @@
 #include "platform/UIKit/UISwitch.h"
 
+#include "platform/UIKit/UILayoutDirection.h"
+
 ZV_REGISTER_CLASS(UISwitch, "UISwitch", UIControl, {})
 
 namespace {
@@ -23,7 +25,8 @@ UISwitch::UISwitch() : knob_(std::make_shared<Knob>()) {
 
 CGRect UISwitch::knobFrame() const {
   const CGFloat side = bounds().size.height - 2 * inset;
-  return CGRectMake(on_ ? bounds().size.width - inset - side : inset, inset, side, side);
+  const CGFloat width = bounds().size.width;
+  return UIRectInLayoutDirection(CGRectMake(on_ ? width - inset - side : inset, inset, side, side), width);
 }
 
 void UISwitch::setOn_animated(bool on, bool animated) {

@@ -2,7 +2,8 @@
 
 #include "platform/UIKit/UIControl.h"
 
-/// On or off. A press, Space or Return turns it over and sends ValueChanged. 51 by 31 points. Main queue only.
+/// On or off: the knob is at the side where texts end, or at that where they begin. A press, Space or Return turns it
+/// over and sends ValueChanged. 51 by 31 points. Main queue only.
 class UISwitch : public UIControl {
   ZV_OBJECT(UISwitch)
  public:

@@ -3,7 +3,9 @@
 #include "platform/UIKit/UILayoutDirection.h"
 #include "platform/UIKit/UINavigationController.h"
 #include "platform/UIKit/UINavigationItem.h"
+#include "platform/UIKit/UIProgressView.h"
 #include "platform/UIKit/UISegmentedControl.h"
+#include "platform/UIKit/UISwitch.h"
 #include "platform/UIKit/UITableViewCell.h"
 #include "platform/UIKit/UIToolbar.h"
 #include "tests/uikit/SystemActivities.h"
@@ -82,6 +84,18 @@ TEST_F(LayoutDirection, CellsAndSegmentsAreMirroredAndTextKeepsToItsSide) {
   EXPECT_EQ(segments->frameOfSegment(2), CGRectMake(0, 0, 100, 32));
   EXPECT_EQ(viewIn<UIView>(view, CGRectMake(10, 0, 20, 5))->frame().origin.x, 10)
       << "plain frames are as they were set";
+}
+
+TEST_F(LayoutDirection, SwitchesAndProgressBarsBeginAtTheRight) {
+  const auto onOff = viewIn<UISwitch>(view, CGRectMake(0, 0, 51, 31));
+  const auto bar = viewIn<UIProgressView>(view, CGRectMake(10, 50, 300, 3));
+  window->layoutIfNeeded();
+  const auto knob = [&] { return onOff->subviews().front()->frame(); };
+  EXPECT_EQ(knob().maxX(), 49);
+  onOff->setOn_animated(true, false);
+  EXPECT_EQ(knob().origin.x, 2);
+  bar->setProgress_animated(0.25F, false);
+  EXPECT_EQ(bar->subviews().front()->frame(), CGRectMake(225, 0, 75, 3));
 }
 
 TEST_F(LayoutDirection, AlertsAndSheetsAreMirroredWithTheirKeys) {
