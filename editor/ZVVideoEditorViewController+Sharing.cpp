@@ -4,6 +4,7 @@
 #include "platform/Foundation/NSExtension.h"
 #include "platform/Foundation/NSStringFormat.h"
 #include "platform/Foundation/os_trace.h"
+#include "platform/Photos/PHPhotoLibrary.h"
 #include "platform/UIKit/UIActivityViewController.h"
 #include "platform/UIKit/UIPopoverPresentationController.h"
 #include "platform/UIKit/UIScreen.h"
@@ -83,7 +84,8 @@ void ZVVideoEditorViewController::presentShareSheet(const ZVStoreInfo& info, con
                                                              const std::vector<UIActivityItem>&, const NSErrorPtr&) {
     if (completed) self->activityTypes()->push_back(activityType);
   });
-  sheet->setPreview(shareSheetPicture(), durationInWords(getPlayerDuration()));
+  sheet->setPreview(shareSheetPicture(), durationInWords(getPlayerDuration()),
+                    PHPhotoLibrary::sharedPhotoLibrary().fileNameForMovieAtPath(url.path()));
   if (isPadMode()) {
     sheet->setModalPresentationStyle(UIModalPresentationStyle::Popover);
     sheet->popoverPresentationController()->setBarButtonItem(shareButton());

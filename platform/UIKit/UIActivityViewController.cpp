@@ -70,9 +70,11 @@ void UIActivityViewController::setCompletionWithItemsHandler(CompletionWithItems
   handler_ = std::move(handler);
 }
 
-void UIActivityViewController::setPreview(const Strong<UIImage>& image, const std::string& detail) {
+void UIActivityViewController::setPreview(const Strong<UIImage>& image, const std::string& detail,
+                                          const std::string& fileName) {
   previewImage_ = image;
   previewDetail_ = detail;
+  previewName_ = fileName;
 }
 
 bool UIActivityViewController::isPopover() const {

@@ -38,8 +38,9 @@ class UIActivityViewController : public UIViewController {
   void setActivityTypeOrder(const std::vector<std::string>& types);
   /// Called once, on the main queue, when it is over; then let go of. Not called when the window closes before.
   void setCompletionWithItemsHandler(CompletionWithItemsHandler handler);
-  /// A picture of what is shared, and words about it ("0:32"), for the sheet's head. Either may be empty.
-  void setPreview(const Strong<UIImage>& image, const std::string& detail);
+  /// A picture of what is shared, words about it ("0:32"), and the name that the person knows the file by, for the
+  /// sheet's head. Each may be empty; the file is then called by its own name.
+  void setPreview(const Strong<UIImage>& image, const std::string& detail, const std::string& fileName = "");
 
   /// Those that are shown, in order.
   const std::vector<Strong<UIActivity>>& activities() const { return activities_; }
@@ -70,7 +71,7 @@ class UIActivityViewController : public UIViewController {
   std::vector<Strong<UIActivity>> activities_;
   CompletionWithItemsHandler handler_;
   Strong<UIImage> previewImage_;
-  std::string previewDetail_;
+  std::string previewDetail_, previewName_;
   Strong<UIActivity> picked_;
   Weak<UIViewController> activityController_;  ///< that was presented for the picked activity
   UIWindow* window_ = nullptr;                 ///< that keeps this alive while the picked activity is carried out

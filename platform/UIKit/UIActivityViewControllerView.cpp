@@ -102,13 +102,14 @@ void UIActivityViewController::buildHead() {
   const auto add = [&](const std::string& more) {
     if (!more.empty()) detail += (detail.empty() ? "" : " \u00b7 ") + more;
   };
+  const std::string fileName = !file || !previewName_.empty() ? previewName_ : file.lastPathComponent();
   if (file) {
     std::error_code error;
     const auto bytes = std::filesystem::file_size(file.path(), error);
     if (!error) add(sizeInWords(bytes));
-    if (!text.empty()) add(file.lastPathComponent());
+    if (!text.empty()) add(fileName);
   }
-  headline_ = label(text.empty() && file ? file.lastPathComponent() : text, headlineFont, UIColor::blackColor());
+  headline_ = label(text.empty() && file ? fileName : text, headlineFont, UIColor::blackColor());
   detail_ = label(detail, detailFont, detailColor);
   line_ = std::make_shared<UIView>();
   line_->setBackgroundColor(lineColor);
