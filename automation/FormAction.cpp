@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr double kPatience = 2;  // seconds
+constexpr double kPatience = 10;  // seconds; what shows the form may have to be loaded first
 
 }  // namespace
 

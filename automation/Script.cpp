@@ -75,10 +75,17 @@ ScriptStep parseStep(const std::vector<std::string>& words) {
     return name;
   };
   if (verb == "wait") {
-    needWords(words, 2, 3, "wait STATE [SECONDS]");
     step.kind = Kind::Wait;
+    if (words.size() > 1 && words[1] == "text") {
+      needWords(words, 3, 4, "wait text WORDS [SECONDS]");
+      step.name = words[1];
+      step.value = words[2];
+      step.seconds = words.size() > 3 ? seconds(words[3]) : Script::kDefaultWait;
+      return step;
+    }
+    needWords(words, 2, 3, "wait STATE [SECONDS]");
     step.name = words[1];
-    needOneOf(step.name, {"ready", "playing", "paused", "editing", "saved", "shared", "failed", "finished"});
+    needOneOf(step.name, {"ready", "playing", "paused", "editing", "saved", "shared", "alert", "failed", "finished"});
     step.seconds = words.size() > 2 ? seconds(words[2]) : Script::kDefaultWait;
   } else if (verb == "tap") {
     needWords(words, 2, words.size() + 2, "tap NAME");

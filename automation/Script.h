@@ -12,7 +12,7 @@ struct ScriptStep {
   Kind kind = Kind::Wait;
   /// What is waited for, tapped or dragged, the key, the activity, the alert's button, or the picture's path.
   std::string name;
-  /// Form: what the field is to be.
+  /// Form: what the field is to be. Waiting for a text: a part of it.
   std::string value;
   /// Wait: how long at most. Drag: where to.
   double seconds = 0;

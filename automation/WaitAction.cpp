@@ -1,6 +1,8 @@
 #include "automation/WaitAction.h"
 
 #include "platform/Photos/PHPhotoLibrary.h"
+#include "platform/QuartzCore/CAAnimator.h"
+#include "platform/UIKit/UIAlertController.h"
 #include "platform/UIKit/UIDevice.h"
 
 #include <sstream>
@@ -20,7 +22,11 @@ bool isReady(ZVVideoEditorViewController& editor) {
 }  // namespace
 
 WaitAction::WaitAction(ScriptContext& context, const ScriptStep& step)
-    : context_(context), state_(step.name), seconds_(step.seconds), deadline_(ScriptContext::now() + step.seconds) {}
+    : context_(context),
+      state_(step.name),
+      text_(step.value),
+      seconds_(step.seconds),
+      deadline_(ScriptContext::now() + step.seconds) {}
 
 ScriptAction::Answer WaitAction::tick() {
   const Strong<ZVVideoEditorViewController> editor = context_.editor();
@@ -29,6 +35,13 @@ ScriptAction::Answer WaitAction::tick() {
     answer = tickSaved();
   } else if (state_ == "shared") {
     if (context_.hasShared()) answer = done();
+  } else if (state_ == "alert") {
+    const auto front = context_.window().frontmostPresentedViewController();
+    if (std::dynamic_pointer_cast<UIAlertController>(front) && !CAAnimator::shared().isAnimating()) answer = done();
+  } else if (state_ == "text") {
+    for (const auto& found : context_.window().reachableElements()) {
+      if (found.element.label.find(text_) != std::string::npos) answer = done();
+    }
   } else if (state_ == "failed") {
     if (!context_.failure().empty() && !(editor && editor->isExporting())) {
       context_.acknowledgeFailure();
@@ -41,7 +54,7 @@ ScriptAction::Answer WaitAction::tick() {
   }
   if (answer.done || ScriptContext::now() < deadline_) return answer;
   std::ostringstream why;
-  why << "waited " << seconds_ << " s for \"" << state_ << "\" in vain";
+  why << "waited " << seconds_ << " s for \"" << (text_.empty() ? state_ : text_) << "\" in vain";
   return failed(why.str());
 }
 

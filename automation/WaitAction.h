@@ -4,7 +4,7 @@
 #include "automation/ScriptAction.h"
 #include "automation/ScriptContext.h"
 
-/// `wait STATE [SECONDS]`
+/// `wait STATE [SECONDS]`, `wait text WORDS [SECONDS]`
 class WaitAction : public ScriptAction {
  public:
   WaitAction(ScriptContext& context, const ScriptStep& step);
@@ -15,6 +15,6 @@ class WaitAction : public ScriptAction {
   bool isReached(ZVVideoEditorViewController& editor);
 
   ScriptContext& context_;
-  std::string state_;
+  std::string state_, text_;
   double seconds_, deadline_;
 };

@@ -24,9 +24,10 @@ TEST(Script, ReadsEveryStep) {
       "screenshot \"my pictures/1.png\"\n"
       "share\n"
       "activity Save a copy\n"
-      "alert \"OK\"");
+      "alert \"OK\"\n"
+      "wait text \"75 %\" 3");
   ASSERT_FALSE(script.error) << *script.error;
-  ASSERT_EQ(script.steps.size(), 16U);
+  ASSERT_EQ(script.steps.size(), 17U);
   const auto& steps = script.steps;
   EXPECT_EQ(steps[0].kind, Kind::Wait);
   EXPECT_EQ(steps[0].line, 2);
@@ -48,6 +49,8 @@ TEST(Script, ReadsEveryStep) {
   EXPECT_EQ(steps[14].name, "Save a copy");
   EXPECT_EQ(steps[15].kind, Kind::Alert);
   EXPECT_EQ(steps[15].name, "OK");
+  EXPECT_EQ(steps[16].value, "75 %");
+  EXPECT_DOUBLE_EQ(steps[16].seconds, 3);
 }
 
 TEST(Script, NamesTheFirstLineThatMakesNoSense) {
@@ -56,6 +59,7 @@ TEST(Script, NamesTheFirstLineThatMakesNoSense) {
                            "wait",
                            "wait redy",
                            "wait ready soon",
+                           "wait text",
                            "wait ready -1",
                            "wait ready nan",
                            "wait ready 1 2",

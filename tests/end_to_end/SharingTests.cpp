@@ -1,4 +1,6 @@
-#include "Session.h"
+#include "Desktop.h"
+#include "MovieReader.h"
+#include "VideoService.h"
 
 #include <gtest/gtest.h>
 #include <fstream>
@@ -19,6 +21,26 @@ void addCatalogue(Session& session) {
   session.environment.push_back("ZEVANTI_STORE_CATALOGUE=" + folder.parent_path().string());
   session.environment.emplace_back("LC_ALL=C.UTF-8");
   session.options.insert(session.options.end(), {"--bundle-id", "org.example.Rainfall"});
+}
+
+/// A recording opened, trimmed and saved.
+constexpr const char* trimAndSave = "wait ready\ndrag end 2\nwait editing\ntap Done\nwait saved 90\n";
+
+/// What the host prints at the end, after the lines of JSON.
+std::string report(const Session& session) {
+  const std::string output = session.output();
+  const auto json = output.rfind("}\n");
+  return json == std::string::npos ? output : output.substr(json + 2);
+}
+
+/// Everything below a folder that is a file.
+std::vector<fs::path> filesBelow(const fs::path& folder) {
+  std::vector<fs::path> files;
+  std::error_code error;
+  for (fs::recursive_directory_iterator entry(folder, error), end; entry != end; entry.increment(error)) {
+    if (entry->is_regular_file()) files.push_back(entry->path());
+  }
+  return files;
 }
 
 }  // namespace
@@ -57,4 +79,107 @@ TEST(Sharing, AScriptIsToldWhatThereIs) {
   EXPECT_EQ(session.run(session.copyOf("basic.mp4"), "wait ready\nshare\nactivity Fax\n"), 3);
   EXPECT_NE(session.errors().find("script line 3: no activity is called \"Fax\"; there is: "), std::string::npos)
       << session.errors();
+}
+
+TEST(Sharing, HandsTheSavedMovieToTheDesktopAndReportsWhatWasDoneInOrder) {
+  Session session;
+  addCatalogue(session);
+  const Desktop desktop(session);
+  desktop.installHandler("sms");
+  const fs::path copy = session.folder() / "a copy.m4v";
+  desktop.tell("save-path", copy.string());
+  ASSERT_EQ(
+      session.run(session.copyOf("basic.mp4", "Rain.mp4"),
+                  std::string(trimAndSave) + "share\nactivity UIActivityTypeMail\nwait shared 60\n"
+                                             "share\nactivity UIActivityTypeShowInFolder\nwait shared 60\n"
+                                             "share\nactivity UIActivityTypeMessage\nalert Continue\nwait shared 60\n"
+                                             "share\nactivity UIActivityTypeSaveToFiles\nwait shared 60\n"
+                                             "share\nactivity UIActivityTypeCopyToPasteboard\nwait shared 60\n"
+                                             "state\ntap Done\nwait finished 60\n"),
+      0)
+      << session.errors() << desktop.calls();
+  EXPECT_EQ(report(session),
+            "UIActivityTypeSaveToCameraRoll\nUIActivityTypeMail\nUIActivityTypeShowInFolder\nUIActivityTypeMessage\n"
+            "UIActivityTypeSaveToFiles\nUIActivityTypeCopyToPasteboard\n");
+  ASSERT_EQ(session.states().size(), 1U);
+  EXPECT_EQ(member(session.states()[0], "topToolBar"),
+            R"(["Done", "flexible space", "Rain", "flexible space", "Save"])");
+
+  ASSERT_EQ(session.saved().size(), 1U) << "saved once, whatever is done with it";
+  const fs::path saved = session.saved()[0];
+  EXPECT_NEAR(movieDuration(saved), 2, 0.1);
+  const std::string size = std::to_string(fs::file_size(saved));
+  const std::string calls = desktop.calls();
+  EXPECT_EQ(calls.find("ComposeEmail\tRain\tMy recording of Rainfall by Cloud Works\\nhttps://rainfall.example.org/\t" +
+                       saved.string() + " " + size + " "),
+            0U)
+      << calls;
+  EXPECT_NE(calls.find("\nShowItems\tfile://"), std::string::npos) << calls;
+  EXPECT_NE(calls.find("\nOpenURI\tsms:?body=My%20recording%20of%20Rainfall"), std::string::npos) << calls;
+  EXPECT_NE(calls.find("\nSaveFile\t" + saved.filename().string() + "\n"), std::string::npos) << calls;
+  EXPECT_EQ(contentOf(copy), contentOf(saved));
+  EXPECT_TRUE(session.leftovers().empty()) << session.leftovers()[0];
+}
+
+TEST(Sharing, PublishesTheSavedMovie) {
+  Session session;
+  addCatalogue(session);
+  const Desktop desktop(session);
+  desktop.tell("browser", "");
+  const VideoService service(session, desktop);
+  ASSERT_EQ(session.run(session.copyOf("basic.mp4", "Rain.mp4"),
+                        std::string(trimAndSave) +
+                            "share\nactivity ZVPublishToYouTube\n"
+                            "form Title \"Rain over the harbour\"\nform Tags \"rain, harbour\"\n"
+                            "form Visibility Unlisted\nform \"Made for Children\" on\nform Category Music\n"
+                            "tap Publish\nwait alert 90\nstate\nalert \"View on YouTube\"\nwait shared\n"
+                            "state\ntap Done\nwait finished 60\n"),
+            0)
+      << session.errors() << service.log();
+  EXPECT_EQ(report(session), "UIActivityTypeSaveToCameraRoll\nZVPublishToYouTube\n");
+  const auto states = session.states();
+  ASSERT_EQ(states.size(), 2U);
+  EXPECT_EQ(member(member(states[0], "alert"), "buttons"), R"(["View on YouTube", "Close"])");
+  EXPECT_EQ(member(states[1], "presented"), "[]");
+  EXPECT_EQ(member(states[1], "topToolBar"), R"(["Done", "flexible space", "Rain", "flexible space", "Save"])");
+
+  ASSERT_EQ(service.videos().size(), 1U) << service.log();
+  ASSERT_EQ(session.saved().size(), 1U);
+  EXPECT_EQ(contentOf(service.videos()[0]), contentOf(session.saved()[0])) << "it needed no conversion";
+  const std::string details = VideoService::details(service.videos()[0]);
+  for (const char* said :
+       {R"("title": "Rain over the harbour")", R"("privacyStatus": "unlisted")", R"("selfDeclaredMadeForKids": true)",
+        R"("categoryId": "10")", R"("harbour")",
+        R"("description": "My recording of Rainfall by Cloud Works https://rainfall.example.org/")"}) {
+    EXPECT_NE(details.find(said), std::string::npos) << said << " is not in " << details;
+  }
+  const std::string calls = desktop.calls();
+  EXPECT_EQ(calls.find("OpenURI\t" + service.address() + "/authorize?"), 0U) << calls;
+  EXPECT_NE(calls.find("\nOpenURI\t" + service.address() + "/watch?v=video-1\n"), std::string::npos) << calls;
+  EXPECT_TRUE(session.leftovers().empty()) << session.leftovers()[0];
+  EXPECT_TRUE(filesBelow(desktop.home("state") / "zevanti/uploads").empty());
+}
+
+// All sound of a recording is mixed before it is published; one that is given up leaves nothing behind, here or there.
+TEST(Sharing, ConvertsWhatIsPublishedAndForgetsWhatIsCancelled) {
+  Session session;
+  addCatalogue(session);
+  const Desktop desktop(session);
+  desktop.tell("browser", "");
+  const VideoService service(session, desktop, {"chunk:stall"});
+  ASSERT_EQ(session.run(session.copyOf("two_audio.mp4"),
+                        "wait ready\nshare\nactivity YouTube\nform Title Rain\ntap Publish\nwait text Uploading 90\n"
+                        "tap Cancel\nstate\n"
+                        "share\nactivity YouTube\nform Title Rain\ntap Publish\nwait alert 90\nalert Close\n"
+                        "wait shared\ntap Done\nwait finished 60\n"),
+            0)
+      << session.errors() << service.log();
+  EXPECT_EQ(report(session), "ZVPublishToYouTube\n");
+  ASSERT_EQ(session.states().size(), 1U);
+  EXPECT_EQ(member(session.states()[0], "presented"), "[]");
+  ASSERT_EQ(service.videos().size(), 1U) << service.log();
+  EXPECT_NEAR(movieDuration(service.videos()[0]), movieDuration(session.folder() / "two_audio.mp4"), 0.1);
+  EXPECT_TRUE(session.saved().empty());
+  EXPECT_TRUE(session.leftovers().empty()) << session.leftovers()[0];
+  EXPECT_TRUE(filesBelow(desktop.home("state") / "zevanti/uploads").empty());
 }

@@ -4,6 +4,8 @@
 //
 //   answer     what the person does in every dialog: 0 (or no file) agrees, 1 cancels, 2 the dialog fails
 //   save-path  the file that the person chooses to save in
+//   browser    when it is there, pages are opened: asked for, and followed to where they lead; what came in the end is
+//              in the file "page"
 //   calls      written by it: one line for each call, "METHOD TAB ARGUMENT TAB ..."; a descriptor is told as the path,
 //              size and first bytes of what it leads to
 //   ready      made by it when it can be called
@@ -19,6 +21,8 @@
 #include <QDBusVirtualObject>
 #include <QFile>
 #include <QFileInfo>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
 #include <QUrl>
 #include <cstdio>
 
@@ -79,6 +83,7 @@ class Desktop : public QDBusVirtualObject {
       note(line);
     } else if (method == QStringLiteral("OpenURI")) {
       note({method, arguments.value(1).toString()});
+      if (QFile::exists(folder + QStringLiteral("/browser"))) browse(QUrl(arguments.value(1).toString()));
     } else if (method == QStringLiteral("OpenDirectory")) {
       note({method, describe(arguments.value(1).value<QDBusUnixFileDescriptor>())});
     } else if (method == QStringLiteral("SaveFile")) {
@@ -96,6 +101,18 @@ class Desktop : public QDBusVirtualObject {
     response.setArguments({contentOf("answer").toUInt(), results});
     return connection.send(response);
   }
+
+ private:
+  void browse(const QUrl& address) {
+    QNetworkReply* reply = browser_.get(QNetworkRequest(address));
+    QObject::connect(reply, &QNetworkReply::finished, reply, [reply] {
+      reply->deleteLater();
+      QFile page(folder + QStringLiteral("/page"));
+      if (page.open(QIODevice::WriteOnly)) page.write(reply->readAll());
+    });
+  }
+
+  QNetworkAccessManager browser_;
 };
 
 int main(int argc, char* argv[]) {
