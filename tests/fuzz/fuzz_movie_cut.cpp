@@ -60,7 +60,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto movie = isobmff::readMovie(file.descriptor(), "movie", nullptr);
   if (!movie) return 0;
   const double duration = isobmff::playerDuration(*movie);
-  require(!std::isnan(duration) && !std::isnan(isobmff::playerZero(*movie)), "times are numbers");
+  require(!std::isnan(duration), "times are numbers");
   if (duration > 1e9) return 0;  // no CMTime of a microsecond
   cut(*movie, file.descriptor(), 0, duration);
   cut(*movie, file.descriptor(), duration * 0.4, duration * 0.3);

@@ -136,7 +136,6 @@ matrix::Reading matrix::readWithLibav(const std::string& path, EditLists editLis
     }
   }
   reading.duration = double(format.context->duration) / AV_TIME_BASE;
-  if (reading.end <= 0) reading.end = reading.start + reading.duration;
 
   const Packet packet(av_packet_alloc());
   const Frame frame(av_frame_alloc());
@@ -159,5 +158,8 @@ matrix::Reading matrix::readWithLibav(const std::string& path, EditLists editLis
     av_packet_unref(packet.get());
   }
   for (auto& [index, track] : tracks) decode(index, track, nullptr);
+  if (reading.end <= 0) {  // the container does not tell
+    for (const Sound& sound : reading.sounds) reading.end = std::max(reading.end, sound.end());
+  }
   return reading;
 }

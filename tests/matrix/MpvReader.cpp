@@ -6,6 +6,8 @@
 
 #include <clocale>
 #include <filesystem>
+#include <memory>
+#include <stdexcept>
 
 matrix::Reading matrix::readWithMpv(const std::string& path,
                                     const std::vector<std::pair<std::string, std::string>>& options,
@@ -52,4 +54,28 @@ matrix::Reading matrix::readWithMpv(const std::string& path,
   std::error_code error;
   std::filesystem::remove(scratch, error);
   return reading;
+}
+
+double matrix::zeroInMpv(const std::string& path) {
+  std::setlocale(LC_NUMERIC, "C");
+  const std::unique_ptr<mpv_handle, void (*)(mpv_handle*)> handle(mpv_create(), mpv_terminate_destroy);
+  const std::pair<const char*, const char*> options[] = {
+      {"config", "no"},       {"terminal", "no"},
+      {"load-scripts", "no"}, {"ytdl", "no"},
+      {"vo", "null"},         {"ao", "null"},
+      {"pause", "yes"},       {"idle", "yes"},
+      {"demuxer", "lavf"},    {"demuxer-lavf-o", "advanced_editlist=1"}};
+  for (const auto& [name, value] : options) mpv_set_option_string(handle.get(), name, value);
+  const char* load[] = {"loadfile", path.c_str(), nullptr};
+  double zero = 0;
+  if (mpv_initialize(handle.get()) < 0 || mpv_command(handle.get(), load) < 0) throw std::runtime_error("no mpv");
+  for (;;) {
+    const mpv_event* event = mpv_wait_event(handle.get(), 15);
+    if (event->event_id == MPV_EVENT_FILE_LOADED) break;
+    if (event->event_id == MPV_EVENT_END_FILE || event->event_id == MPV_EVENT_NONE)
+      throw std::runtime_error(path + ": mpv can't open it");
+  }
+  if (mpv_get_property(handle.get(), "demuxer-start-time", MPV_FORMAT_DOUBLE, &zero) < 0)
+    throw std::runtime_error(path + ": mpv does not say when it begins");
+  return zero;
 }

@@ -14,4 +14,8 @@ namespace matrix {
 Reading readWithMpv(const std::string& path, const std::vector<std::pair<std::string, std::string>>& options,
                     const std::string& scratch);
 
+/// The container's time that mpv, with our player's options for reading a file, shows as zero. Throws
+/// std::runtime_error when it can't open the file.
+double zeroInMpv(const std::string& path);
+
 }  // namespace matrix

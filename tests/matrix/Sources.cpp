@@ -13,8 +13,8 @@ const std::vector<std::string>& matrix::sourceNames() {
       "longaudio.mp4", "shortaudio.mp4", "lateaudio.mp4", "latevideo.mp4",
       // containers and tables
       "sidx.mp4", "emptymoov.mp4", "moofs.mp4", "coarse.mp4", "rough.mp4", "negative.mp4", "faststart.mp4",
-      "ownedit.mp4", "emptyedit.mp4", "edits.mp4", "tables.mp4", "far.mp4", "matroska.mkv", "hevc.mkv", "web.webm",
-      "stream.ts", "hevc.ts", "subtitles.mp4", "timecode.mov"};
+      "ownedit.mp4", "emptyedit.mp4", "late.mp4", "latemoofs.mp4", "late.mkv", "edits.mp4", "tables.mp4", "far.mp4",
+      "matroska.mkv", "hevc.mkv", "web.webm", "stream.ts", "hevc.ts", "subtitles.mp4", "timecode.mov"};
   return names;
 }
 

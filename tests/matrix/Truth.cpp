@@ -1,6 +1,7 @@
 #include "tests/matrix/Truth.h"
 
 #include "tests/matrix/LibavReader.h"
+#include "tests/matrix/MpvReader.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -15,7 +16,7 @@ constexpr double kRounding = 50e-6;
 matrix::Truth::Truth(const std::string& path) : reading_(readWithLibav(path, EditLists::Honoured)) {
   if (!reading_.error.empty()) throw std::runtime_error(path + ": " + reading_.error);
   if (reading_.pictures.size() < 60) throw std::runtime_error(path + ": too few pictures");
-  const double zero = std::max(reading_.start, 0.0);  // some sound has a lead-in before the file's own zero
+  const double zero = zeroInMpv(path);
   std::vector<double> lengths;
   for (std::size_t i = 0; i < reading_.pictures.size(); ++i) {
     reading_.pictures[i].time -= zero;
@@ -27,7 +28,11 @@ matrix::Truth::Truth(const std::string& path) : reading_(readWithLibav(path, Edi
   std::nth_element(lengths.begin(), lengths.begin() + std::ptrdiff_t(lengths.size() / 2), lengths.end());
   pictureLength_ = lengths[lengths.size() / 2];
   end_ = reading_.pictures.back().time + pictureLength_;
-  for (Sound& sound : reading_.sounds) sound.start -= zero;
+  begin_ = reading_.pictures.front().time;
+  for (Sound& sound : reading_.sounds) {
+    sound.start -= zero;
+    begin_ = std::min(begin_, sound.start);
+  }
   end_ = std::max(end_, reading_.end - zero);
 }
 
@@ -36,7 +41,7 @@ std::vector<matrix::Range> matrix::Truth::ranges() const {
   // The first key picture that leaves room on both sides; in a stream that has no second one, any picture.
   std::size_t key = shown.size() / 3;
   for (std::size_t i = 0; i < shown.size(); ++i) {
-    if (shown[i].key && shown[i].time > 1.5) {
+    if (shown[i].key && shown[i].time > shown.front().time + 1.5) {
       key = i;
       break;
     }
@@ -51,8 +56,16 @@ std::vector<matrix::Range> matrix::Truth::ranges() const {
       {"one", time(middle), time(middle + 1)},
       {"middle", time(middle + 2) + 0.4 * frame, after(middle + 2, 1.3) + 0.6 * frame},
       {"end", time(shown.size() - 21), end_},
-      {"early", 0.31, 1.75},
+      // Where nothing comes for long, from then on: a range of nothing at all is none.
+      {"early", begin_ > 1 ? begin_ - 0.69 : 0.31, begin_ > 1 ? begin_ + 0.75 : 1.75},
   };
+  for (std::size_t i = 0; i + 1 < shown.size(); ++i) {  // where a picture stays on screen for long
+    const double from = shown[i].time + 0.4, to = shown[i + 1].time;
+    if (to - from > 0.3 && i > 0) {
+      result.push_back({"pause", from, to + 0.7});
+      break;
+    }
+  }
   const double pictureEnd = shown.back().time + frame;
   if (pictureEnd < end_ - 1) result.push_back({"behind", pictureEnd + 0.4, end_ - 0.3});
   for (const Sound& sound : reading_.sounds) {

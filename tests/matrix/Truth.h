@@ -20,8 +20,8 @@ struct Expected {
   double length = 0;
 };
 
-/// What a source shows and sounds, in the times of the player (its first picture or sound is at zero). Everything
-/// that a copy is held against comes from here, nothing from the exporter.
+/// What a source shows and sounds, in the times of our player. Everything that a copy is held against comes from here,
+/// nothing from the exporter.
 class Truth {
  public:
   /// Plays the whole source. Throws std::runtime_error when it can't be played.
@@ -34,7 +34,8 @@ class Truth {
   double pictureLength() const { return pictureLength_; }
 
   /// On a key picture; from just before one; one picture long; between pictures, over a key picture; to the very end;
-  /// near the beginning; and where one of picture and sound has ended already.
+  /// near the beginning; from a picture that stays on screen for long; and where one of picture and sound has ended
+  /// already.
   std::vector<Range> ranges() const;
 
   Expected expected(const Range& range) const;
@@ -43,7 +44,7 @@ class Truth {
 
  private:
   Reading reading_;
-  double end_ = 0, pictureLength_ = 0;
+  double begin_ = 0, end_ = 0, pictureLength_ = 0;
 };
 
 }  // namespace matrix

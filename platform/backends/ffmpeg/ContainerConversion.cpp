@@ -156,10 +156,10 @@ NSErrorPtr Conversion::addTracks() {
 /// Moves to a key frame some time before the range.
 void Conversion::findStart() {
   // Nothing was skipped yet. Looking for the first key frame would skip the sound that begins before it.
-  if (begin_ <= kLead) return;
   AVStream* stream = primary_->source();
-  const std::int64_t first = input_.startTime(stream);
-  const auto wanted = std::int64_t(std::max(0.0, begin_ - kLead) / av_q2d(stream->time_base)) + first;
+  const std::int64_t first = input_.firstTime(stream);
+  const auto wanted = std::int64_t((playerZero_ + begin_ - kLead) / av_q2d(stream->time_base));
+  if (wanted <= first) return;
   // Some are searched by decode times, and those of the first key frame are earlier than what it shows.
   const std::int64_t earliest = first - av_rescale_q(1, {1, 1}, stream->time_base);
   std::int64_t target = wanted;
@@ -237,8 +237,9 @@ NSErrorPtr Conversion::copy() {
       if (track->source()->index != packet->stream_index) continue;
       const std::int64_t time = packet->dts != AV_NOPTS_VALUE ? packet->dts : packet->pts;
       if (!origin_ && time != AV_NOPTS_VALUE) {
-        // A whole second, which is exact in any ticks, and early enough for all tracks.
-        origin_ = std::int64_t(std::floor(double(time) * av_q2d(track->source()->time_base))) - kEarliest;
+        // A whole second, which is exact in any ticks, and early enough for all tracks and the range.
+        const double earliest = double(time) * av_q2d(track->source()->time_base) - double(kEarliest);
+        origin_ = std::int64_t(std::floor(std::min(earliest, begin_ + playerZero_)));
       }
       if (!origin_) break;
       result = track->take(*packet, *origin_);
@@ -254,14 +255,12 @@ NSErrorPtr Conversion::copy() {
 }
 
 NSErrorPtr Conversion::close() {
-  std::optional<double> first;
-  for (const auto& track : tracks_) {
-    if (!track->isText() && track->firstTime()) first = std::min(first.value_or(INFINITY), *track->firstTime());
-  }
-  if (!first) {
+  const bool anything = std::any_of(tracks_.begin(), tracks_.end(),
+                                    [](const auto& track) { return !track->isText() && track->hasBegun(); });
+  if (!anything) {
     return exportError(AVErrorInvalidTimeRange, "“" + job_.sourceName + "” holds nothing in the selection.");
   }
-  job_.start = *first - playerZero_;
+  job_.start = double(*origin_) - playerZero_;
   int result = av_write_trailer(output_.format);
   avio_flush(output_.format->pb);
   if (result >= 0) result = output_.format->pb->error;

@@ -27,6 +27,7 @@ struct ContainerConversion {
   /// Runs to the end on the calling thread. Null when done; after a cancellation any error.
   NSErrorPtr run();
 
-  /// Afterwards: the source's player's time of what a player of the new file shows at 0, in seconds.
+  /// Afterwards: the source's player's time of what a player of the new file shows at 0, in seconds: not after the
+  /// range's start.
   double start = 0;
 };

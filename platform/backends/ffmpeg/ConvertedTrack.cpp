@@ -139,7 +139,7 @@ int ConvertedTrack::write(AVPacket& packet, std::int64_t origin) {
       in_->codecpar->codec_type == AVMEDIA_TYPE_AUDIO ? av_get_audio_frame_duration2(in_->codecpar, packet.size) : 0;
   av_packet_rescale_ts(&packet, in_->time_base, out_->time_base);
   if (samples > 0) smooth(packet, av_rescale_q(samples, {1, in_->codecpar->sample_rate}, out_->time_base));
-  return send(packet, origin);
+  return send(packet);
 }
 
 /// Lays out sound by its lengths as long as that agrees with the times, which may be coarse.
@@ -152,12 +152,11 @@ void ConvertedTrack::smooth(AVPacket& packet, std::int64_t samples) {
   nextSound_ = packet.pts + samples;
 }
 
-int ConvertedTrack::send(AVPacket& packet, std::int64_t origin) {
+int ConvertedTrack::send(AVPacket& packet) {
   if (lastWritten_ != AV_NOPTS_VALUE && packet.dts <= lastWritten_) packet.dts = lastWritten_ + 1;
   packet.pts = std::max(packet.pts, packet.dts);
   if (packet.dts < 0) return 0;  // long before all that is needed
   lastWritten_ = packet.dts;
-  if (!firstTime_) firstTime_ = double(packet.pts) * av_q2d(out_->time_base) + double(origin);
   packet.stream_index = out_->index;
   packet.pos = -1;
   return av_write_frame(output_, &packet);

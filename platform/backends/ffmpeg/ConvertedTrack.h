@@ -25,15 +25,15 @@ class ConvertedTrack {
 
   /// The decode time of the latest packet, in the source's ticks.
   std::optional<std::int64_t> latestTime() const { return latestTime_; }
-  /// When the first packet written begins, in seconds of the container's times, as exactly as it was written.
-  std::optional<double> firstTime() const { return firstTime_; }
+  /// Whether anything has been written.
+  bool hasBegun() const { return lastWritten_ != AV_NOPTS_VALUE; }
 
  private:
   ConvertedTrack() = default;
   bool prepareText();
   int write(AVPacket& packet, std::int64_t origin);
   int writeText(AVPacket& packet, std::int64_t origin);
-  int send(AVPacket& packet, std::int64_t origin);
+  int send(AVPacket& packet);
   void smooth(AVPacket& packet, std::int64_t samples);
   std::int64_t usualDuration() const;
 
@@ -43,7 +43,6 @@ class ConvertedTrack {
   Codec textDecoder_, textEncoder_;
 
   std::optional<std::int64_t> latestTime_;
-  std::optional<double> firstTime_;
   std::optional<std::int64_t> firstPicture_;      // presentation time in the source
   std::vector<Packet> undated_;                   // first packets whose decode times are not known yet
   std::int64_t lastDecodeTime_ = AV_NOPTS_VALUE;  // in the source

@@ -122,7 +122,6 @@ void tidy(Ranges& media) {
 
 ExportExpectations ExportExpectations::of(const isobmff::Movie& movie, const isobmff::CutPlan& plan) {
   ExportExpectations expectations;
-  std::optional<double> zero;
   for (std::size_t i = 0; i < plan.tracks.size(); ++i) {
     const isobmff::TrackPlan& planned = plan.tracks[i];
     if (!planned.firstShown || !planned.lastShown) continue;
@@ -152,22 +151,12 @@ ExportExpectations ExportExpectations::of(const isobmff::Movie& movie, const iso
       while (key != planned.runs.begin() && !key->sync) --key;
       addGroup(track.last, key, last, *planned.lastShown);
     }
-    if (track.handler == kVideo || track.handler == kSound) {
-      zero = std::min(zero.value_or(track.first.time), track.first.time);
-    }
     addMedia(expectations.media, planned.runs, track.first, placeOf(planned.runs, first, *planned.firstShown), true);
     addMedia(expectations.media, planned.runs, track.last, placeOf(planned.runs, last, *planned.lastShown), false);
     expectations.tracks.push_back(std::move(track));
   }
   tidy(expectations.media);
-  const double start = zero.value_or(0);
-  for (Track& track : expectations.tracks) {
-    for (End* end : {&track.first, &track.last}) {
-      end->time -= start;
-      end->packetTime -= start;
-    }
-  }
-  expectations.sourceStart = CMTimeGetSeconds(plan.sourceStart) + start;
-  expectations.duration = double(plan.duration) / plan.timescale - start;
+  expectations.sourceStart = CMTimeGetSeconds(plan.sourceStart);
+  expectations.duration = double(plan.duration) / plan.timescale;
   return expectations;
 }

@@ -58,7 +58,8 @@ bool knowsAll(const AVFormatContext* format) {
   return true;
 }
 
-/// Whether the player counts from the container's own zero: what MP4 and Matroska have before it is lead-in of sound.
+/// Whether the player counts from the container's own zero, where MP4 and Matroska have one: a recording may begin long
+/// after it, and what there is before it is lead-in of sound. In other formats it counts from what comes first.
 bool hasOwnZero(const AVFormatContext* format) {
   const std::string_view name = format->iformat->name;
   return name.find("mp4") != name.npos || name.find("matroska") != name.npos;
@@ -135,7 +136,9 @@ std::unique_ptr<MovieInput> MovieInput::open(std::unique_ptr<FileReader> reader,
     if (error) *error = notAMovie(displayName, "holds neither pictures nor sound.");
     return nullptr;
   }
-  input->startTime_ = start == AV_NOPTS_VALUE || (start < 0 && hasOwnZero(input->format_)) ? 0 : start;
+  input->firstTime_ = start == AV_NOPTS_VALUE ? 0 : start;
+  input->startTime_ = hasOwnZero(input->format_) ? 0 : input->firstTime_;
+  input->firstTime_ = std::max(input->firstTime_, input->startTime_);
   input->duration_ = end > 0 ? end - input->startTime_ : std::max<std::int64_t>(input->format_->duration, 0);
   return input;
 }
@@ -146,6 +149,10 @@ MovieInput::~MovieInput() {
 
 std::int64_t MovieInput::startTime(const AVStream* stream) const {
   return av_rescale_q(startTime_, av_get_time_base_q(), stream->time_base);
+}
+
+std::int64_t MovieInput::firstTime(const AVStream* stream) const {
+  return av_rescale_q(firstTime_, av_get_time_base_q(), stream->time_base);
 }
 
 const std::vector<std::int64_t>& MovieInput::keyTimes() {

@@ -47,6 +47,9 @@ class MovieInput {
   AVStream* video() const { return video_; }
   /// The container's time that the player shows as zero, in ticks of `stream`.
   std::int64_t startTime(const AVStream* stream) const;
+  /// The container's time of the first picture or sound that the player plays, in ticks of `stream`. Later than
+  /// `startTime` in a recording that begins with nothing.
+  std::int64_t firstTime(const AVStream* stream) const;
   /// The end of the longest stream in the player's times, in microseconds.
   std::int64_t duration() const { return duration_; }
 
@@ -69,6 +72,7 @@ class MovieInput {
   AVFormatContext* format_ = nullptr;
   AVStream* video_ = nullptr;
   std::int64_t startTime_ = 0;  // microseconds
+  std::int64_t firstTime_ = 0;  // microseconds
   std::int64_t duration_ = 0;   // microseconds
   std::vector<std::int64_t> keyTimes_;
   bool keyTimesKnown_ = false, formatsKnown_ = false;

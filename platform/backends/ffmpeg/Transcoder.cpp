@@ -144,7 +144,7 @@ NSErrorPtr Transcoding::run(int descriptor, bool hardware) {
 
 NSErrorPtr Transcoding::open(MovieOutput& output, bool hardware) {
   AVStream* video = input_.video();
-  const std::int64_t start = input_.startTime(video);
+  const std::int64_t start = input_.firstTime(video);
   output.setMetadata(input_.format()->metadata);
   // All streams first: the file begins when all of those added are ready.
   if (copiesPictures_) {
@@ -153,11 +153,11 @@ NSErrorPtr Transcoding::open(MovieOutput& output, bool hardware) {
     pictures_ = std::make_unique<PictureTrack>(video, start, output, hardware);
   }
   if (copiesSound_ && !sounds_.empty()) {
-    copiedSound_.emplace(sounds_[0], input_.startTime(sounds_[0]), output);
+    copiedSound_.emplace(sounds_[0], input_.firstTime(sounds_[0]), output);
     if (const int result = copiedSound_->open(); result < 0) return failure(result);
   } else if (!sounds_.empty()) {
     std::vector<std::int64_t> starts;
-    for (const AVStream* each : sounds_) starts.push_back(input_.startTime(each));
+    for (const AVStream* each : sounds_) starts.push_back(input_.firstTime(each));
     mixer_ = std::make_unique<SoundMixer>(output);
     const AVStream* unknown = nullptr;
     const int result = mixer_->open(sounds_, starts, &unknown);

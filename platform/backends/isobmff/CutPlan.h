@@ -35,16 +35,13 @@ struct CutPlan {
   std::uint64_t duration = 0;     ///< of the movie, in ticks of `timescale`
   std::vector<TrackPlan> tracks;  ///< one for each of the source's, in the same order
   CMTime sourceStart, sourceEnd;  ///< the range really taken, in the player's times (the end limited to the movie's)
-  double start = 0, end = 0;      ///< the same on the movie's timeline, in seconds
+  double start = 0, end = 0;      ///< the same in seconds
 };
 
-/// The moment of the movie's timeline that players show as zero: when the first picture or sound begins, but not before
-/// the timeline does. Seconds.
-double playerZero(const Movie& movie);
 /// When the last picture or sound ends, in the player's times, in seconds.
 double playerDuration(const Movie& movie);
 
-/// Plans the copy of `range` (in the player's times).
+/// Plans the copy of `range` in the player's times: those of the movie's timeline.
 ///
 /// The first picture is the one on screen at the range's start, and its time becomes the start's; pictures that begin
 /// at the end or later are not shown; sound begins at the exact sample. Pictures that are needed for decoding only are

@@ -60,7 +60,7 @@ class CutPlanner {
   const std::string& name_;
 
   std::vector<PlayerTimeline> timelines_;  // one for each track
-  double start_ = 0, end_ = 0;             // of the range, on the movie's timeline, in seconds
+  double start_ = 0, end_ = 0;             // of the range, in seconds
   std::vector<TrackCut> cuts_;             // one for each track
 };
 
@@ -82,18 +82,17 @@ NSErrorPtr CutPlanner::limit(CMTimeRange range, CutPlan& plan) {
   if (!range.start.isValid() || !range.duration.isValid() || range.start.value < 0 || range.duration.value <= 0) {
     return failure(AVErrorInvalidTimeRange, "There is nothing between the two ends of the selection.");
   }
-  const auto [zero, end] = PlayedStretch(movie_, timelines_);
-  const double from = CMTimeGetSeconds(range.start), length = CMTimeGetSeconds(range.duration);
-  if (!(zero < end) || from >= end - zero) {
+  const double end = playedEnd(movie_, timelines_);
+  start_ = CMTimeGetSeconds(range.start);
+  if (start_ >= end) {
     return failure(AVErrorInvalidTimeRange, "The selection lies behind the end of “" + name_ + "”.");
   }
-  start_ = zero + from;
-  end_ = std::min(start_ + length, end);
+  end_ = std::min(start_ + CMTimeGetSeconds(range.duration), end);
   if (end_ - start_ > kMaximumLength) {
     return failure(AVErrorExportFailed, "The times in “" + name_ + "” are too large for a trimmed copy.");
   }
   plan.sourceStart = range.start;
-  plan.sourceEnd = CMTimeMakeWithSeconds(end_ - zero, 1'000'000);
+  plan.sourceEnd = CMTimeMakeWithSeconds(end_, 1'000'000);
   plan.start = start_;
   plan.end = end_;
   return nullptr;

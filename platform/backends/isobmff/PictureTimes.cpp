@@ -92,7 +92,7 @@ bool PictureTimes::assign(std::vector<SampleRun>& samples, std::uint32_t timesca
     const std::int64_t decodeTime = samples[i].decodeTime - lead, time = samples[i].presentationTime();
     if (time < firstShown) {
       presented[i] = rank(time);
-    } else if (double(time) >= hiddenFrom && time > firstShown) {
+    } else if ((double(time) >= hiddenFrom || time >= cut.end) && time > firstShown) {
       presented[i] = time;
       tail.push_back(i);
     } else {

@@ -20,6 +20,7 @@ class PictureTimes {
     double inPoint = 0, outPoint = 0;  ///< media time, in seconds
     std::int64_t firstShown = 0;  ///< presentation time of the first picture shown, in ticks: what begins earlier is
                                   ///< hidden. It may lie before the in-point, or a little after it.
+    std::int64_t end = 0;         ///< what is presented then or later is hidden, too, even before the out-point
     bool gap = true;              ///< between what is hidden and what is shown
   };
 

@@ -58,14 +58,15 @@ PlayerTimeline::PlayerTimeline(const Movie& movie, const Track& track) : track_(
     bool any = false;
     for (const EditSegment& edit : track.edits) {
       const double length = double(edit.duration) / movie.timescale;
-      if (edit.mediaTime < 0) {
+      const bool empty = edit.mediaTime < 0;
+      if (empty && (!any || edit.duration == 0)) {
         at += length;
         continue;
       }
-      std::int64_t from = edit.mediaTime;
+      std::int64_t from = empty ? first : edit.mediaTime;
       const std::int64_t ticks =
           edit.duration == 0 ? kNever / 2 : rescale(edit.duration, movie.timescale, track.timescale);
-      const std::int64_t to = from < end - ticks ? from + ticks : end;
+      const std::int64_t to = edit.mediaTime < end - ticks ? edit.mediaTime + ticks : end;
       double dropped = 0;
       if (!any && isVisual(track)) {
         const std::int64_t whole = firstTickFrom(from);
@@ -83,8 +84,7 @@ PlayerTimeline::PlayerTimeline(const Movie& movie, const Track& track) : track_(
   }
 }
 
-std::int64_t PlayerTimeline::lastTick() const {
-  const ShownSegment& segment = segments_.back();
+std::int64_t PlayerTimeline::lastTick(const ShownSegment& segment) const {
   std::int64_t found = segment.firstTick;
   for (const SampleRun& run : track_.runs) {
     std::int64_t last = lastPresentationTime(run);
@@ -117,33 +117,18 @@ std::int64_t PlayerTimeline::firstTickFrom(std::int64_t tick) const {
   return found;
 }
 
-PlayedStretch::PlayedStretch(const Movie& movie, const std::vector<PlayerTimeline>& timelines) {
-  double first = std::numeric_limits<double>::infinity();
+double playedEnd(const Movie& movie, const std::vector<PlayerTimeline>& timelines) {
+  double end = 0;
   for (std::size_t i = 0; i < movie.tracks.size(); ++i) {
-    if (!isPlayed(movie.tracks[i]) || timelines[i].segments().empty()) continue;
-    first = std::min(first, timelines[i].start());
-    end = std::max(end, timelines[i].end());
+    if (isPlayed(movie.tracks[i])) end = std::max(end, timelines[i].end());
   }
-  if (first < std::numeric_limits<double>::infinity()) start = std::max(first, 0.0);
-}
-
-namespace {
-
-PlayedStretch playedStretch(const Movie& movie) {
-  std::vector<PlayerTimeline> timelines;
-  for (const Track& track : movie.tracks) timelines.emplace_back(movie, track);
-  return PlayedStretch(movie, timelines);
-}
-
-}  // namespace
-
-double playerZero(const Movie& movie) {
-  return playedStretch(movie).start;
+  return end;
 }
 
 double playerDuration(const Movie& movie) {
-  const PlayedStretch played = playedStretch(movie);
-  return std::max(played.end - played.start, 0.0);
+  std::vector<PlayerTimeline> timelines;
+  for (const Track& track : movie.tracks) timelines.emplace_back(movie, track);
+  return playedEnd(movie, timelines);
 }
 
 }  // namespace isobmff

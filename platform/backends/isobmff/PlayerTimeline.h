@@ -21,6 +21,7 @@ struct ShownSegment {
 ///
 /// - Pictures that begin before a segment does are dropped, and the track then begins with the first whole one, that
 ///   much earlier than the edit list says.
+/// - An empty edit shows nothing at the beginning only. Behind a real one it shows the media from the start.
 /// - In a fragmented file the edit list only moves the media; nothing of it is dropped. Where pictures are presented
 ///   before they are decoded, the whole track is shown later by as much as any of them is.
 class PlayerTimeline {
@@ -32,8 +33,8 @@ class PlayerTimeline {
   /// When the track begins, and when its last sample ends. Both 0 without segments.
   double start() const { return segments_.empty() ? 0 : segments_.front().start; }
   double end() const;
-  /// When the sample that is presented last in the last segment begins, in ticks. There must be a segment.
-  std::int64_t lastTick() const;
+  /// When the sample that is presented last in a segment begins, in ticks.
+  std::int64_t lastTick(const ShownSegment& segment) const;
 
  private:
   std::int64_t firstTickFrom(std::int64_t tick) const;
@@ -42,14 +43,10 @@ class PlayerTimeline {
   std::vector<ShownSegment> segments_;
 };
 
-/// The stretch of the movie's timeline that players play, in seconds: from when the first picture or sound begins, but
-/// not before 0 (what a fragmented file has there is the lead-in of its sound), to when the last one ends. Nothing is
-/// played where the end is not behind the start. `timelines` are those of the movie's tracks.
-struct PlayedStretch {
-  PlayedStretch(const Movie& movie, const std::vector<PlayerTimeline>& timelines);
-
-  double start = 0, end = 0;
-};
+/// When the last picture or sound ends on the movie's timeline, in seconds. It begins at 0, whether anything is there
+/// or not: a recording may begin later, and what a fragmented file has before is the lead-in of its sound. Nothing is
+/// played where the end is 0. `timelines` are those of the movie's tracks.
+double playedEnd(const Movie& movie, const std::vector<PlayerTimeline>& timelines);
 
 /// Whether the track shows pictures, so that what was shown last stays until something else is.
 bool isVisual(const Track& track);

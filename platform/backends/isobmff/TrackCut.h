@@ -13,8 +13,9 @@ namespace isobmff {
 struct MediaRange {
   double showAt = 0;           ///< seconds from the cut's start
   double from = 0, to = 0;     ///< media time, in seconds
+  double held = 0;             ///< seconds from `to` on in which the last picture stays on screen
   std::int64_t firstTick = 0;  ///< samples that are presented earlier are not shown, even if they last until `from`
-  std::int64_t endTick = 0;
+  std::int64_t endTick = 0;    ///< nor those that are presented then or later
 };
 
 /// An entry of the new edit list.
@@ -36,12 +37,14 @@ enum class CutOutcome {
   Overflow,  ///< the times do not fit into a file
 };
 
-/// What of a track is shown in the cut, in the order of showing. `start` and `end` are on the movie's timeline. For a
-/// visual track that is over before the cut begins it is the last picture, which stays on screen.
+/// What of a track is shown in the cut, in the order of showing. `start` and `end` are on the movie's timeline. The
+/// last picture of a stretch of a visual track stays on screen until the next stretch begins; where a cut begins behind
+/// the track's end it is all that there is.
 std::vector<MediaRange> mediaRanges(const PlayerTimeline& timeline, bool visual, double start, double end);
 
 /// For pictures, and for everything else that has samples from which decoding can't start. `gap`: between those that
-/// are only decoded and the first one shown.
+/// are only decoded and the first one shown. Only where there is a single range its last picture is held: behind it in
+/// the media stands what other ranges show.
 CutOutcome cutPictures(const Track& track, const std::vector<MediaRange>& ranges, const DecodingStart& decoding,
                        bool gap, TrackCut& cut);
 /// For sound: exact to the sample, with the packets before that the decoder needs.

@@ -50,6 +50,7 @@ class VideoCut {
   CutOutcome run(TrackCut& cut);
 
  private:
+  double shownUntil(const MediaRange& range) const;
   bool findShown();
   std::uint32_t decodingStart() const;
 
@@ -60,10 +61,18 @@ class VideoCut {
 
   const MediaRange* earliest_ = nullptr;  // of the ranges, by media time
   double inPoint_ = 0, outPoint_ = 0;     // media time in seconds, over all ranges
+  std::int64_t endTick_ = kNever;         // what is presented then or later is not shown
   std::uint32_t firstShown_ = 0;          // index of the picture on screen at the in-point
   std::int64_t firstShownTime_ = 0;       // when it is presented in the source
   std::uint32_t lastShown_ = 0, lastNeeded_ = 0;
 };
+
+/// Where a range's part of the media ends, in seconds. With other ranges behind it in the media its last picture can't
+/// be held, but for a moment the next one does.
+double VideoCut::shownUntil(const MediaRange& range) const {
+  constexpr double kMoment = 0.1;
+  return ranges_.size() == 1 || range.held < kMoment ? range.to + range.held : range.to;
+}
 
 /// The first and the last picture shown, and the last one needed in decode order.
 bool VideoCut::findShown() {
@@ -74,7 +83,7 @@ bool VideoCut::findShown() {
   std::uint32_t bestIndex = 0, nextIndex = 0, lastIndex = 0, lastDecoded = 0;
   forEachSample(track_.runs, 0, [&](const SampleRun& sample) {
     const std::int64_t time = sample.presentationTime();
-    if (time < earliest_->firstTick) return true;
+    if (time < earliest_->firstTick || time >= endTick_) return true;
     if (double(time) <= from) {
       if (time > best) best = time, bestIndex = sample.index;
     } else if (double(time) < until) {
@@ -127,7 +136,8 @@ CutOutcome VideoCut::run(TrackCut& cut) {
                                  [](const MediaRange& a, const MediaRange& b) { return a.from < b.from; });
   inPoint_ = earliest_->from;
   outPoint_ = inPoint_;
-  for (const MediaRange& range : ranges_) outPoint_ = std::max(outPoint_, range.to);
+  for (const MediaRange& range : ranges_) outPoint_ = std::max(outPoint_, shownUntil(range));
+  if (ranges_.size() == 1) endTick_ = earliest_->endTick;
   if (!findShown()) return CutOutcome::Empty;
   const std::uint32_t start = decodingStart();
 
@@ -147,7 +157,7 @@ CutOutcome VideoCut::run(TrackCut& cut) {
   }
 
   PictureTimes times;
-  if (!times.assign(plan.runs, track_.timescale, {inPoint_, outPoint_, firstShownTime_, gap_}))
+  if (!times.assign(plan.runs, track_.timescale, {inPoint_, outPoint_, firstShownTime_, endTick_, gap_}))
     return CutOutcome::Overflow;
   // Players look for a place to begin by decode time. A key picture that is decoded by the in-point but presented later
   // would win them over, and what is presented before it would be lost.
@@ -161,7 +171,7 @@ CutOutcome VideoCut::run(TrackCut& cut) {
   plan.lastShown = lastShown_;
   for (const MediaRange& range : ranges_) {
     const std::int64_t from = times.newTime(range.from);
-    const std::int64_t duration = times.newTime(range.to) - from;
+    const std::int64_t duration = times.newTime(shownUntil(range)) - from;
     if (duration > 0) cut.edits.push_back({range.showAt, from, duration});
   }
   return cut.edits.empty() ? CutOutcome::Empty : CutOutcome::Done;
@@ -171,18 +181,24 @@ CutOutcome VideoCut::run(TrackCut& cut) {
 
 std::vector<MediaRange> mediaRanges(const PlayerTimeline& timeline, bool visual, double start, double end) {
   std::vector<MediaRange> ranges;
-  for (const ShownSegment& segment : timeline.segments()) {
-    const double from = std::max(start, segment.start), to = std::min(end, segment.end);
-    if (to <= from) continue;
-    ranges.push_back(
-        {from - start, segment.mediaTime(from), segment.mediaTime(to), segment.firstTick, segment.endTick});
-  }
-  if (ranges.empty() && visual && !timeline.segments().empty() && start >= timeline.end()) {
-    const std::int64_t last = timeline.lastTick();
-    const ShownSegment& segment = timeline.segments().back();
-    const double from = segment.mediaStart + double(last - segment.firstTick) * (segment.end - segment.start) /
-                                                 double(std::max<std::int64_t>(segment.endTick - segment.firstTick, 1));
-    ranges.push_back({0, from, from + (end - start), last, last + 1});
+  const std::vector<ShownSegment>& segments = timeline.segments();
+  for (auto segment = segments.begin(); segment != segments.end(); ++segment) {
+    const bool last = std::next(segment) == segments.end();
+    const double nextStart = last ? std::numeric_limits<double>::infinity() : std::next(segment)->start;
+    const double from = std::max(start, segment->start), to = std::min(end, segment->end);
+    const double until = std::min(end, nextStart);  // when something else is shown
+    if (from < to) {
+      const double held = visual && !last ? std::max(until - to, 0.0) : 0;
+      ranges.push_back(
+          {from - start, segment->mediaTime(from), segment->mediaTime(to), held, segment->firstTick, segment->endTick});
+    } else if (visual && start >= segment->end && start < until) {
+      const std::int64_t tick = timeline.lastTick(*segment);
+      const double length = double(std::max<std::int64_t>(segment->endTick - segment->firstTick, 1));
+      const double tickLength = (segment->end - segment->start) / length;
+      const double picture = segment->mediaStart + double(tick - segment->firstTick) * tickLength;
+      const double shown = std::min(double(segment->endTick - tick) * tickLength, until - start);
+      ranges.push_back({0, picture, picture + shown, until - start - shown, tick, tick + 1});
+    }
   }
   return ranges;
 }

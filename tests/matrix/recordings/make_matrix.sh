@@ -99,9 +99,17 @@ copy faststart.mp4 bframes.mp4 -movflags +faststart
 retable() {
   [ -e "$1" ] || { ./.retable "$3" "$2" "making-$1" && mv "making-$1" "$1"; }
 }
+# All tracks begin late: with empty edits, in a container without edits, and in fragments.
+[ -e late.mp4 ] || { ffmpeg -nostdin -v error -y -itsoffset 5 -i bframes.mp4 -map 0 -c copy making-late.mp4 &&
+  mv making-late.mp4 late.mp4; }
+[ -e late.mkv ] || { ffmpeg -nostdin -v error -y -itsoffset 100 -i h264.mp4 -map 0 -c copy making-late.mkv &&
+  mv making-late.mkv late.mkv; }
+[ -e latemoofs.mp4 ] || { ffmpeg -nostdin -v error -y -itsoffset 5 -i h264.mp4 -map 0 -c copy \
+  -movflags +frag_keyframe+delay_moov making-latemoofs.mp4 && mv making-latemoofs.mp4 latemoofs.mp4; }
 retable tables.mp4 bframes.mp4 tables
 retable far.mp4 bframes.mp4 far
 retable edits.mp4 h264.mp4 edits
+retable gap.mp4 h264.mp4 gap
 # Upside down, points that are not square, metadata under keys of its own, and all that tells how to show a picture.
 [ -e described.mp4 ] || {
   make plain.mp4 30 -map 0 -map 1 -map 2 $(h264 60 2) $aac -vf hflip,vflip,setsar=4/3 \

@@ -4,6 +4,7 @@
 //            half-way through each track
 // far        the media behind 5 GiB that take no room on the disk
 // edits      an edit list that leaves 1.6 s in the middle out
+// gap        the same, with nothing at all for 0.8 s in its place
 // described  all boxes that tell how a picture is to be shown: light levels, Dolby Vision, clean aperture
 //
 // The index must stand at the end of IN, behind the media.
@@ -34,7 +35,7 @@ std::string box(const std::string& type, const std::string& payload) {
   return bytes(payload.size() + 8, 4) + type + payload;
 }
 
-enum class Form { Tables, Far, Edits, Described };
+enum class Form { Tables, Far, Edits, Gap, Described };
 Form form;
 
 /// How far the media move.
@@ -76,13 +77,18 @@ std::string wideOffsets(const std::string& payload, std::uint64_t shift) {
   return box("co64", payload.substr(0, 8) + entries);
 }
 
-/// Seconds 0 to 3.2 and 4.8 to 8 of a track that has an edit list of one entry; the movie's unit is a millisecond.
-/// There a packet of AAC and a picture begin at the same time: anywhere else libav is a little off itself.
+/// Seconds 0 to 3.2 and 4.8 to 8 of a track that has an edit list of one entry, and 0.8 s of nothing between them where
+/// the form says so; the movie's unit is a millisecond. There a packet of AAC and a picture begin at the same time:
+/// anywhere else libav is a little off itself.
 std::string editedTrack(const std::string& payload) {
   const std::uint32_t scale = number(find(payload, "mdia/mdhd"), 12);
   const std::uint32_t start = number(find(payload, "edts/elst"), 12);
-  const std::string edits = bytes(0, 4) + bytes(2, 4) + bytes(3200, 4) + bytes(start, 4) + bytes(0x10000, 4) +
-                            bytes(3200, 4) + bytes(start + scale / 5 * 24, 4) + bytes(0x10000, 4);
+  const auto edit = [](std::uint32_t length, std::uint32_t from) {
+    return bytes(length, 4) + bytes(from, 4) + bytes(0x10000, 4);
+  };
+  const bool gap = form == Form::Gap;
+  const std::string edits = bytes(0, 4) + bytes(gap ? 3 : 2, 4) + edit(3200, start) + (gap ? edit(800, ~0U) : "") +
+                            edit(3200, start + scale / 5 * 24);
   std::string result;
   for (std::size_t at = 0; at < payload.size(); at += number(payload, at)) {
     const bool list = payload.compare(at + 4, 4, "edts") == 0;
@@ -110,7 +116,7 @@ std::string describedEntry(const std::string& entry) {
 }
 
 std::string rewritten(const std::string& type, const std::string& payload, std::uint32_t chunks) {
-  if (type == "trak" && form == Form::Edits) return box(type, editedTrack(payload));
+  if (type == "trak" && (form == Form::Edits || form == Form::Gap)) return box(type, editedTrack(payload));
   if (type == "moov" || type == "trak" || type == "mdia" || type == "minf") {
     return box(type, rewrittenChildren(payload, chunks));
   }
@@ -151,10 +157,13 @@ std::string rewritten(const std::string& type, const std::string& payload, std::
 
 int main(int argc, char** argv) {
   const std::string word = argc == 4 ? argv[1] : "";
-  const std::map<std::string, Form> forms = {
-      {"tables", Form::Tables}, {"far", Form::Far}, {"edits", Form::Edits}, {"described", Form::Described}};
+  const std::map<std::string, Form> forms = {{"tables", Form::Tables},
+                                             {"far", Form::Far},
+                                             {"edits", Form::Edits},
+                                             {"gap", Form::Gap},
+                                             {"described", Form::Described}};
   if (!forms.contains(word)) {
-    std::fprintf(stderr, "usage: retable tables|far|edits|described IN OUT\n");
+    std::fprintf(stderr, "usage: retable tables|far|edits|gap|described IN OUT\n");
     return 2;
   }
   form = forms.at(word);
