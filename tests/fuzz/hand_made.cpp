@@ -4,6 +4,8 @@
 
 #include <cstdio>
 #include <fstream>
+#include <utility>
+#include <vector>
 
 using namespace box_builder;
 
@@ -50,6 +52,30 @@ int main(int argc, char* argv[]) {
   movie.stsd = fullBox("stsd", 0, 0, u32(2) + HandMadeMovie::picture("avc1", 1) + HandMadeMovie::picture("hvc1", 1));
   movie.stsc = fullBox("stsc", 0, 0, u32s({2, 1, 4, 1, 2, 4, 2}));
   save("compact", movie.build());
+
+  // Several stretches of the media: rising and apart, so that each is cut by itself; and falling, with an empty edit.
+  const auto edits = [](const std::vector<std::pair<std::uint32_t, std::uint32_t>>& list) {
+    std::string entries = u32(list.size());
+    for (const auto& [length, from] : list) entries += u32s({length, from, 0x10000});
+    return box("edts", fullBox("elst", 0, 0, entries));
+  };
+  movie = {};
+  movie.stss = fullBox("stss", 0, 0, u32s({3, 1, 4, 7}));
+  HandMadeMovie sound;
+  sound.handler = "soun";
+  sound.timescale = 48000;
+  sound.stss = "";
+  sound.stts = fullBox("stts", 0, 0, u32s({1, 8, 1024}));
+  sound.description = HandMadeMovie::sound("mp4a", 0, 1, 16);
+  movie.edts = edits({{30, ~0U}, {50, 256}, {50, 2048}, {33, 3072}});
+  sound.edts = edits({{30, 512}, {60, 4096}});
+  movie.moreTracks = sound.track();
+  save("stretches", movie.build());
+  movie.edts = edits({{66, 2048}, {40, ~0U}, {66, 0}, {400, 3584}});
+  sound.edts = edits({{50, 4096}, {500, ~0U}, {20, 100}, {20, 5120}});
+  movie.moreTracks = sound.track();
+  movie.moreTables = fullBox("ctts", 0, 0, u32s({4, 1, 512, 1, 1536, 2, 0, 4, 512}));
+  save("stretches_falling", movie.build());
 
   movie = HandMadeMovie::constantRateSound();
   movie.description = HandMadeMovie::sound("twos", 0, 1, 16);

@@ -274,6 +274,42 @@ TEST(Writer, WhatIsToldOfSamplesByNumberFollowsThem) {
   EXPECT_EQ(content(fourCC("saio")), "none");
 }
 
+TEST(Writer, TellsTheRangeOfTheNewOffsetsWhereTheSourceDoes) {
+  for (const bool told : {true, false}) {
+    Builder builder;
+    std::vector<synthetic::Picture> pictures = synthetic::steadyPictures(120, 512, 30, 2);
+    for (synthetic::Picture& picture : pictures) picture.presentationTime -= 512;  // offsets below zero
+    builder.addPictures(15360, pictures);
+    // Numbers of the source that hold for no cut.
+    const std::string numbers = box_builder::u32s({0, 9, 9, 9, 9, 9});
+    if (told) builder.sampleTable(0).children.push_back({fourCC("cslg"), Bytes(numbers.begin(), numbers.end()), {}});
+    const Movie movie = builder.finish();
+    const FileDescriptor source = scratchFile(), output = scratchFile();
+    fillSource(source.get(), 0, movie.fileSize);
+    const auto plan = planned(movie, 1.1, 2.5);
+    ASSERT_TRUE(plan);
+    ASSERT_FALSE(writeMovie(movie, *plan, source.get(), output.get(), nullptr, nullptr));
+    const auto copy = readBack(output.get());
+    ASSERT_TRUE(copy);
+    const Bytes index = readBytes(output.get(), 0, 8192);
+    const std::string_view type = "cslg";
+    const auto found = std::search(index.begin(), index.end(), type.begin(), type.end());
+    ASSERT_EQ(found != index.end(), told);
+    if (!told) continue;
+    std::int64_t least = INT64_MAX, greatest = INT64_MIN, first = INT64_MAX, end = INT64_MIN;
+    for (const SampleRun& sample : eachSample(copy->tracks[0].runs)) {
+      least = std::min<std::int64_t>(least, sample.compositionOffset);
+      greatest = std::max<std::int64_t>(greatest, sample.compositionOffset);
+      first = std::min(first, sample.presentationTime());
+      end = std::max(end, sample.presentationTime() + sample.duration);
+    }
+    EXPECT_GT(greatest, 0);
+    std::vector<std::int64_t> written;
+    for (int i = 0; i < 6; ++i) written.push_back(std::int32_t(loadU32(&*found + 4 + 4 * i)));
+    EXPECT_EQ(written, (std::vector<std::int64_t>{0, std::max<std::int64_t>(0, -least), least, greatest, first, end}));
+  }
+}
+
 TEST(Writer, LeavesHintTracksOutAndNobodyRefersToThem) {
   Builder builder;
   builder.addPictures(600, synthetic::steadyPictures(100, 20, 30));

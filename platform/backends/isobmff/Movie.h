@@ -82,6 +82,8 @@ struct Movie {
   std::uint32_t timescale = 0;  ///< of the movie; never 0
   std::vector<Track> tracks;    ///< in file order
   bool fragmented = false;
+  /// Whole seconds that samples' times are less than the fragments tell. Players show them.
+  std::int64_t origin = 0;
   std::uint64_t fileSize = 0;
 };
 

@@ -49,7 +49,9 @@ PlayerTimeline::PlayerTimeline(const Movie& movie, const Track& track) : track_(
     if (real != track.edits.end()) {
       start -= double(real->mediaTime) / scale;
       if (real != track.edits.begin()) start += double(track.edits.front().duration) / movie.timescale;
-    } else if (!track.edits.empty() && !movie.fragmented) {
+    } else if (movie.fragmented) {
+      start += double(movie.origin);
+    } else if (!track.edits.empty()) {
       return;  // empty edits only
     }
     segments_.push_back({start, start + double(end - first) / scale, double(first) / scale, first, end});
