@@ -16,19 +16,18 @@ namespace {
 
 constexpr std::uint64_t kKernelStep = 8 << 20;  // between two looks at a cancellation
 constexpr std::uint64_t kShareStep = 1 << 30;   // sharing moves no bytes
-constexpr std::size_t kBuffer = 512 << 10;      // stays in the processor's own memory between reading and writing
-constexpr std::uint64_t kSmall = 256 << 10;     // smaller pieces are gathered
-constexpr std::uint64_t kReadOver = 64 << 10;   // reading a gap of that size is cheaper than another call
+constexpr std::size_t kBuffer = 512 << 10;
+constexpr std::uint64_t kSmall = 256 << 10;  // smaller pieces are gathered
+// What one call writes; read in such pieces it stays in the processor's own memory meanwhile. Larger ones make file
+// systems with large pages look for memory in one piece, which can take longer than all the copying.
+constexpr std::size_t kWrite = 128 << 10;
+constexpr std::uint64_t kReadOver = 64 << 10;  // reading a gap of that size is cheaper than another call
 
 }  // namespace
 
 RangeCopier::RangeCopier(int source, int target, std::function<void(std::uint64_t)> progress,
                          std::function<bool()> isCancelled)
-    : source_(source),
-      target_(target),
-      progress_(std::move(progress)),
-      isCancelled_(std::move(isCancelled)),
-      canCopyInKernel_(!isOnPlainFileSystem(target)) {}
+    : source_(source), target_(target), progress_(std::move(progress)), isCancelled_(std::move(isCancelled)) {}
 
 /// Counts bytes done, at `to`. False after a cancellation.
 bool RangeCopier::step(std::uint64_t to, std::uint64_t bytes) {
@@ -40,6 +39,11 @@ bool RangeCopier::step(std::uint64_t to, std::uint64_t bytes) {
 
 RangeCopier::Result RangeCopier::copy(const std::vector<MediaLayout::Piece>& pieces, std::uint64_t base) {
   if (!step(0, 0)) return {ECANCELED};
+  if (!isChosen_) {
+    std::uint64_t total = 0;
+    for (const MediaLayout::Piece& piece : pieces) total += piece.length;
+    canCopyInKernel_ = !isFasterThroughMemory(target_, total);
+  }
   const MediaLayout::Piece* const end = pieces.data() + pieces.size();
   for (const MediaLayout::Piece* piece = pieces.data(); piece != end;) {
     Result result;
@@ -122,7 +126,7 @@ std::uint64_t RangeCopier::shareBlocks(std::uint64_t from, std::uint64_t to, std
 RangeCopier::Result RangeCopier::copyThroughMemory(std::uint64_t from, std::uint64_t to, std::uint64_t length) {
   while (length > 0) {
     // Where file systems keep large pages, one call fills whole ones.
-    const auto count = std::size_t(std::min<std::uint64_t>(length, kBuffer - to % kBuffer));
+    const auto count = std::size_t(std::min<std::uint64_t>(length, kWrite - to % kWrite));
     if (const Result result = fill(in_, from, count); result.error != 0) return result;
     if (const Result result = writeOut(in_.data(), count, to); result.error != 0) return result;
     if (!step(to, count)) return {ECANCELED};
@@ -169,7 +173,8 @@ RangeCopier::Result RangeCopier::fill(std::vector<std::uint8_t>& buffer, std::ui
 
 RangeCopier::Result RangeCopier::writeOut(const std::uint8_t* bytes, std::size_t length, std::uint64_t to) {
   for (std::size_t done = 0; done < length;) {
-    const ssize_t count = pwrite(target_, bytes + done, length - done, off_t(to + done));
+    const std::size_t piece = std::min<std::size_t>(length - done, kWrite - (to + done) % kWrite);
+    const ssize_t count = pwrite(target_, bytes + done, piece, off_t(to + done));
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return {errno};
     if (count == 0) return {EIO};

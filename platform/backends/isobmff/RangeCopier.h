@@ -27,9 +27,11 @@ class RangeCopier {
     written_ = std::move(written);
   }
 
-  /// Whether to let the kernel copy what can't be shared. At first: where the target's file system is none of the plain
-  /// ones.
-  void setCopiesInKernel(bool copies) { canCopyInKernel_ = copies; }
+  /// Whether to let the kernel copy what can't be shared; without this what is faster for the pieces and file system.
+  void setCopiesInKernel(bool copies) {
+    canCopyInKernel_ = copies;
+    isChosen_ = true;
+  }
 
   /// Kernels write fastest from multiples of this on.
   static constexpr std::uint64_t kGrain = 64 << 10;
@@ -53,7 +55,7 @@ class RangeCopier {
   const std::function<void(std::uint64_t)> progress_;
   const std::function<bool()> isCancelled_;
   std::function<void(std::uint64_t, std::uint64_t)> written_;
-  bool canShare_ = true, canCopyInKernel_;
+  bool canShare_ = true, canCopyInKernel_ = true, isChosen_ = false;
   std::uint64_t done_ = 0, shared_ = 0;
   std::vector<std::uint8_t> in_, out_;
 };

@@ -18,7 +18,7 @@ namespace {
 
 /// For pairs of files that the kernel can't copy between, or not as fast.
 int copyThroughMemory(int from, int to, std::int64_t done, std::int64_t total, const CopyProgress& progress) {
-  std::vector<char> buffer(512 << 10);
+  std::vector<char> buffer(128 << 10);  // larger ones make the file system look for memory in one piece
   while (true) {
     ssize_t count = pread(from, buffer.data(), buffer.size(), done);
     if (count < 0 && errno == EINTR) continue;
@@ -41,7 +41,8 @@ int cloneOrCopy(int from, int to, const CopyProgress& progress) {
   if (ioctl(to, FICLONE, from) == 0) return 0;
   struct stat status;
   if (fstat(from, &status) != 0) return errno;
-  if (isOnPlainFileSystem(to)) return copyThroughMemory(from, to, 0, status.st_size, progress);
+  if (isFasterThroughMemory(to, std::uint64_t(status.st_size)))
+    return copyThroughMemory(from, to, 0, status.st_size, progress);
   constexpr std::size_t kPiece = 16 << 20;
   off_t in = 0, out = 0;
   while (true) {

@@ -1,7 +1,10 @@
 #pragma once
 
-/// Whether a file lies on one of the common file systems of this machine's own disks and memory. There copying inside
-/// the kernel (copy_file_range), once blocks can't be shared, moves page after page; large plain reads and writes,
-/// which the file system answers with large pages, take some two thirds of the time. Others, above all those of a
-/// network, may copy where the data lies.
-bool isOnPlainFileSystem(int descriptor);
+#include <cstdint>
+
+/// Whether this many bytes are better copied by plain reads and writes than inside the kernel (copy_file_range), once
+/// blocks can't be shared. On the common file systems of this machine's own disks and memory the kernel moves page
+/// after page; writes of 128 KB, which they answer with large pages, take some two thirds of the time. That ends where
+/// a copy is so long that memory for large pages is scarce. Other file systems, above all those of a network, may copy
+/// where the data lies.
+bool isFasterThroughMemory(int target, std::uint64_t bytes);
