@@ -1,5 +1,6 @@
 #include "platform/Dispatch/MainQueue.h"
 
+#include "platform/Dispatch/EssentialWork.h"
 #include "platform/Dispatch/ThreadPool.h"
 
 #include <chrono>
@@ -86,4 +87,8 @@ bool dispatch_main::runUntil(const std::function<bool()>& done, double seconds) 
 bool dispatch_main::waitForBackgroundWork(double seconds) {
   // In this order: the last work item may have left something for the main queue.
   return runUntil([] { return ThreadPool::shared().isIdle() && MainQueue::shared()->isEmpty(); }, seconds);
+}
+
+bool dispatch_main::waitForEssentialWork(double seconds) {
+  return runUntil([] { return !EssentialWork::isUnderWay() && MainQueue::shared()->isEmpty(); }, seconds);
 }

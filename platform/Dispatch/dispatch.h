@@ -55,5 +55,8 @@ bool runUntil(const std::function<bool()>& done, double seconds);
 /// Waits until the global and serial queues have nothing left to run, `seconds` at most, draining the main queue
 /// meanwhile. Delayed work (`dispatch_after`) is not waited for. Main thread only. Returns whether all was done.
 bool waitForBackgroundWork(double seconds);
+/// Waits until no `EssentialWork` is under way and the main queue is empty, `seconds` at most, draining the main queue
+/// meanwhile. Main thread only. Returns whether it came to that.
+bool waitForEssentialWork(double seconds);
 
 }  // namespace dispatch_main

@@ -1,10 +1,12 @@
 #include "platform/Photos/PHPhotoLibrary.h"
 
+#include "platform/Dispatch/EssentialWork.h"
 #include "platform/Dispatch/dispatch.h"
 #include "platform/Photos/PhotoLibraryStore.h"
 
 #include <atomic>
 #include <cstdio>
+#include <memory>
 #include <mutex>
 #include <vector>
 
@@ -36,6 +38,18 @@ Library& library() {
   static Library& shared = *new Library;  // saves may still run when static objects are destroyed
   return shared;
 }
+
+/// A request to the library, from when it is made until it has been carried out and reported.
+class PendingRequest {
+ public:
+  PendingRequest() { ++library().pending; }
+  ~PendingRequest() { --library().pending; }
+  PendingRequest(const PendingRequest&) = delete;
+  PendingRequest& operator=(const PendingRequest&) = delete;
+
+ private:
+  EssentialWork work_;
+};
 
 /// `text` as part of a file name: no separators, no control characters, not hidden, not over-long.
 std::string cleanName(std::string text) {
@@ -100,8 +114,8 @@ PHPhotoLibrary& PHPhotoLibrary::sharedPhotoLibrary() {
 
 void PHPhotoLibrary::performChanges_completionHandler(std::function<void()> changeBlock,
                                                       std::function<void(bool success, NSErrorPtr error)> completion) {
-  ++library().pending;
-  dispatch_async(library().queue, [changeBlock = std::move(changeBlock), completion = std::move(completion)]() mutable {
+  dispatch_async(library().queue, [changeBlock = std::move(changeBlock), completion = std::move(completion),
+                                   pending = std::make_shared<PendingRequest>()]() mutable {
     std::vector<SaveRequest> requests;
     currentChange = &requests;
     changeBlock();
@@ -113,19 +127,17 @@ void PHPhotoLibrary::performChanges_completionHandler(std::function<void()> chan
       if (!firstError) firstError = error;
     }
     if (completion) completion(!firstError, firstError);
-    --library().pending;
   });
 }
 
 void PHPhotoLibrary::locateOrSaveMovieAtPath_completionHandler(
     const std::string& path, std::function<void(const std::string& savedPath, NSErrorPtr error)> completion) {
-  ++library().pending;
-  dispatch_async(library().queue, [this, request = makeRequest(path), completion = std::move(completion)] {
+  dispatch_async(library().queue, [this, request = makeRequest(path), completion = std::move(completion),
+                                   pending = std::make_shared<PendingRequest>()] {
     std::string savedPath;
     if (request.source) savedPath = PhotoLibraryStore::find(*request.source, folder());
     const NSErrorPtr error = savedPath.empty() ? save(request, &savedPath) : nullptr;
     completion(savedPath, error);
-    --library().pending;
   });
 }
 
@@ -159,9 +171,6 @@ void PHAssetChangeRequest::creationRequestForAssetFromVideoAtFileURL(const NSURL
 }
 
 void UISaveVideoAtPathToSavedPhotosAlbum(const std::string& path) {
-  ++library().pending;
-  dispatch_async(library().queue, [request = makeRequest(path)] {
-    save(request);
-    --library().pending;
-  });
+  dispatch_async(library().queue,
+                 [request = makeRequest(path), pending = std::make_shared<PendingRequest>()] { save(request); });
 }

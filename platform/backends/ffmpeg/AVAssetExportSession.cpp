@@ -1,5 +1,6 @@
 #include "platform/AVFoundation/AVAssetExportSession.h"
 
+#include "platform/Dispatch/EssentialWork.h"
 #include "platform/Dispatch/dispatch.h"
 #include "platform/backends/ffmpeg/MovieExport.h"
 #include "platform/backends/ffmpeg/Transcoder.h"
@@ -8,6 +9,7 @@
 #include <atomic>
 #include <cerrno>
 #include <filesystem>
+#include <memory>
 #include <mutex>
 
 #include <sys/stat.h>
@@ -25,6 +27,7 @@ struct AVAssetExportSession::Impl {
   std::atomic<bool> cancelled{false};
   std::atomic<float> progress{0};
   std::mutex mutex;
+  std::unique_ptr<EssentialWork> work;  ///< from the request until its handler has returned, or until it is cancelled
   NSErrorPtr error;
   CMTimeRange exported{kCMTimeInvalid, kCMTimeInvalid};
 
@@ -166,7 +169,10 @@ void AVAssetExportSession::setAudioMix(const Strong<AVMutableAudioMix>& mix) {
 void AVAssetExportSession::exportAsynchronouslyWithCompletionHandler(std::function<void()> handler) {
   using Status = AVAssetExportSessionStatus;
   auto expected = Status::Unknown;
-  impl_->status.compare_exchange_strong(expected, Status::Waiting);
+  if (impl_->status.compare_exchange_strong(expected, Status::Waiting)) {
+    const std::lock_guard lock(impl_->mutex);
+    if (!impl_->cancelled) impl_->work = std::make_unique<EssentialWork>();
+  }
   dispatch_async(impl_->queue, [self = shared_from_this(), impl = impl_, handler = std::move(handler)] {
     auto waiting = Status::Waiting;
     // A session exports once; a second request only learns how the first one ended.
@@ -183,11 +189,15 @@ void AVAssetExportSession::exportAsynchronouslyWithCompletionHandler(std::functi
       }
     }
     if (handler) handler();
+    const std::lock_guard lock(impl->mutex);
+    impl->work = nullptr;
   });
 }
 
 void AVAssetExportSession::cancelExport() {
   impl_->cancelled = true;
+  const std::lock_guard lock(impl_->mutex);
+  impl_->work = nullptr;
 }
 
 AVAssetExportSessionStatus AVAssetExportSession::status() const {

@@ -1,5 +1,6 @@
 #include "platform/backends/portal/SaveCopyActivity.h"
 
+#include "platform/Dispatch/EssentialWork.h"
 #include "platform/Dispatch/dispatch.h"
 #include "platform/Photos/PHPhotoLibrary.h"
 #include "platform/UIKit/UIKitStrings.h"
@@ -60,14 +61,15 @@ void SaveCopyActivity::copyTo(const std::string& path) {
   // Opened now: the movie may go away with the editor.
   const auto source = std::make_shared<FileDescriptor>(open(items().movie.c_str(), O_RDONLY | O_CLOEXEC));
   const int openFailure = *source ? 0 : errno;
-  dispatch_async(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT), [self, source, openFailure, path] {
-    std::error_code error;
-    const bool isThere = std::filesystem::exists(path, error);
-    const int failure = openFailure ? openFailure : saveCopy(source->get(), path, isThere);
-    dispatch_async(dispatch_get_main_queue(), [self, failure, path] {
-      if (failure == 0) return self->activityDidFinish(true);
-      self->fail(UIKitLocalizedString("The copy could not be saved"),
-                 NSError::posix(failure, path)->localizedDescription());
-    });
-  });
+  dispatch_async(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT),
+                 [self, source, openFailure, path, work = std::make_shared<EssentialWork>()] {
+                   std::error_code error;
+                   const bool isThere = std::filesystem::exists(path, error);
+                   const int failure = openFailure ? openFailure : saveCopy(source->get(), path, isThere);
+                   dispatch_async(dispatch_get_main_queue(), [self, failure, path] {
+                     if (failure == 0) return self->activityDidFinish(true);
+                     self->fail(UIKitLocalizedString("The copy could not be saved"),
+                                NSError::posix(failure, path)->localizedDescription());
+                   });
+                 });
 }

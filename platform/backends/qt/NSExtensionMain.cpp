@@ -1,4 +1,5 @@
 #include "platform/AVFoundation/AVPlayer.h"
+#include "platform/Dispatch/EssentialWork.h"
 #include "platform/Dispatch/dispatch.h"
 #include "platform/Foundation/ExtensionLaunch.h"
 #include "platform/Foundation/ExtensionLink.h"
@@ -45,6 +46,8 @@ class ExtensionProcess {
  public:
   ExtensionProcess(int& argc, char** argv) : argc_(argc), argv_(argv) {}
   int run();
+  /// Whether at the end of `run` no work was left that still goes on.
+  bool isIdle() const { return isIdle_; }
 
  private:
   bool makePrincipalObjects();
@@ -69,6 +72,7 @@ class ExtensionProcess {
   std::string folder_;  ///< the private folder of this run, made by the host
   bool presented_ = false;
   bool closing_ = false;
+  bool isIdle_ = true;
   int signal_ = 0;
 };
 
@@ -183,18 +187,19 @@ int ExtensionProcess::tidyUp(int status) {
   context_ = nullptr;
   // What the person has saved is theirs only when it is on disk, however long that takes.
   constexpr double kForever = std::numeric_limits<float>::max();
-  PHPhotoLibrary& library = PHPhotoLibrary::sharedPhotoLibrary();
+  // What nobody needs any more may hang: a catalogue on a file system that does not answer, a bus.
+  constexpr double kPatience = 3;
   do {
-    dispatch_main::waitForBackgroundWork(kForever);
-    dispatch_main::runUntil([&] { return !library.hasPendingSaves(); }, kForever);
-  } while (!dispatch_main::waitForBackgroundWork(0));
+    dispatch_main::waitForEssentialWork(kForever);
+    isIdle_ = dispatch_main::waitForBackgroundWork(kPatience);
+  } while (EssentialWork::isUnderWay());
 
   if (!link_->isConnected() && !folder_.empty()) {
     std::error_code error;
     std::filesystem::remove(folder_, error);  // when it is empty
   }
   if (signal_ != 0) return 128 + signal_;
-  if (status == 0 && library.failedSaveCount() > 0) return 1;  // the library has said why
+  if (status == 0 && PHPhotoLibrary::sharedPhotoLibrary().failedSaveCount() > 0) return 1;  // the library has said why
   return status;
 }
 
@@ -206,5 +211,11 @@ int NSExtensionMain(int argc, char* argv[]) {
   std::signal(SIGPIPE, SIG_IGN);
   // Never destroyed: threads of the player's libraries may still use the fonts and the event loop as they wind down.
   auto& process = *new ExtensionProcess(argc, argv);
-  return process.run();
+  const int status = process.run();
+  if (!process.isIdle()) {
+    os_trace_error("leaving while work is going on that does not come to an end");
+    std::fflush(nullptr);
+    std::_Exit(status);  // static objects may be in use
+  }
+  return status;
 }
