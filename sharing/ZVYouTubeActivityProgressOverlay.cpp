@@ -37,11 +37,12 @@ void ZVYouTubeActivityProgressOverlay::setupOverlayAnimated(bool /*animated*/) {
   addSubview(dimming);
   dimming->setBackgroundColor(UIColor::colorWithWhite_alpha(0.0F, 0.5F));
   setAlpha(0);
+  wantsActivityIndicator_ = true;
   animateWithDuration_animations_completion(
       fadeTime, [this] { setAlpha(1); },
-      [weak = weak_from_this(), request = ++requests_](bool) {
+      [weak = weak_from_this(), fade = ++fades_](bool) {
         const auto self = std::static_pointer_cast<ZVYouTubeActivityProgressOverlay>(weak.lock());
-        if (self && request == self->requests_) self->showActivityIndicator();
+        if (self && fade == self->fades_ && self->wantsActivityIndicator_) self->showActivityIndicator();
       });
 }
 
@@ -58,16 +59,16 @@ void ZVYouTubeActivityProgressOverlay::tearDownOverlayAnimated(bool /*animated*/
   stopActivity();
   animateWithDuration_animations_completion(
       fadeTime, [this] { setAlpha(0); },
-      [weak = weak_from_this(), request = requests_](bool) {
+      [weak = weak_from_this(), fade = ++fades_](bool) {
         const auto self = std::static_pointer_cast<ZVYouTubeActivityProgressOverlay>(weak.lock());
-        if (!self || request != self->requests_) return;
+        if (!self || fade != self->fades_) return;  // shown again meanwhile
         self->removeChildren();
         self->removeFromSuperview();
       });
 }
 
 void ZVYouTubeActivityProgressOverlay::stopActivity() {
-  ++requests_;
+  wantsActivityIndicator_ = false;
   if (activityIndicator_) activityIndicator_->removeFromSuperview();
 }
 

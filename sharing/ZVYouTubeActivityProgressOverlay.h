@@ -34,5 +34,6 @@ class ZVYouTubeActivityProgressOverlay : public UIView {
 
   Strong<UIActivityIndicatorView> activityIndicator_;
   bool isShowing_ = false;
-  int requests_ = 0;  ///< so that a fade knows whether anything was asked for since it began
+  bool wantsActivityIndicator_ = false;  ///< until a stop
+  int fades_ = 0;                        ///< so that a fade knows whether another has begun since
 };

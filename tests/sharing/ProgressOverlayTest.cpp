@@ -82,6 +82,17 @@ TEST_F(ProgressOverlay, AStopOrHideDuringTheFadeInLeavesNoWheel) {
   EXPECT_EQ(wheels(), 0);
 }
 
+TEST_F(ProgressOverlay, AStopDuringTheFadeOutLetsItGoAllTheSame) {
+  overlay->setShowing_animated(true, true);
+  clock.advance(0.3);
+  overlay->setShowing_animated(false, true);
+  clock.advance(0.1);
+  overlay->stopActivity();
+  clock.advance(0.2);
+  EXPECT_EQ(overlay->superview(), nullptr);
+  EXPECT_TRUE(overlay->subviews().empty());
+}
+
 TEST_F(ProgressOverlay, ShownAgainWhileItFadesOutItStays) {
   overlay->setShowing_animated(true, true);
   clock.advance(0.3);
