@@ -3,7 +3,6 @@
 #include "platform/Dispatch/dispatch.h"
 #include "platform/Foundation/NSExtension.h"
 #include "platform/StoreServices/SSLookupRequest.h"
-#include "platform/UIKit/UISystemActivities.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -14,9 +13,8 @@ namespace {
 /// Seconds. The window is there by then, and nobody has tapped Share yet.
 constexpr double prewarmDelay = 1;
 
-/// Has the desktop and the store's catalogue asked ahead, so that the share sheet opens without a wait.
+/// Has the store's catalogue read ahead, so that the share sheet opens without a wait.
 void prewarmSharing() {
-  UISystemActivitiesPrepare("");
   SSLookupRequest::prewarm();
 }
 
