@@ -188,7 +188,7 @@ int ExtensionProcess::tidyUp(int status) {
   // What the person has saved is theirs only when it is on disk, however long that takes.
   constexpr double kForever = std::numeric_limits<float>::max();
   // What nobody needs any more may hang: a catalogue on a file system that does not answer, a bus.
-  constexpr double kPatience = 3;
+  constexpr double kPatience = 5;  // seconds
   do {
     dispatch_main::waitForEssentialWork(kForever);
     isIdle_ = dispatch_main::waitForBackgroundWork(kPatience);
