@@ -1,7 +1,11 @@
+#include "platform/Foundation/os_trace.h"
 #include "platform/MobileCoreServices/LSApplicationWorkspace.h"
 #include "platform/MobileGestalt/MobileGestalt.h"
 #include "platform/UIKit/UISystemActivities.h"
+#include "platform/UIKit/UIViewController.h"
 #include "platform/backends/portal/SessionBus.h"
+#include "platform/backends/portal/SystemActivity.h"
+#include "platform/backends/posix/FileDescriptor.h"
 #include "tests/services/ServicesFixture.h"
 
 #include <QClipboard>
@@ -10,7 +14,10 @@
 #include <QLocalServer>
 #include <QMimeData>
 #include <QUrl>
+#include <algorithm>
 #include <filesystem>
+#include <memory>
+#include <optional>
 
 namespace fs = std::filesystem;
 
@@ -134,6 +141,78 @@ TEST_F(ServicesTest, PostsTheLinkInTheBrowser) {
   EXPECT_EQ(read("opened"), "https://www.facebook.com/sharer/sharer.php?u=https%3A%2F%2Frainfall.example.org%2F\n");
   installProgram("xdg-open", 4);
   EXPECT_FALSE(perform(UIActivityTypePostToFacebook));
+}
+
+TEST_F(ServicesTest, TakesAnyHomePageForTheLink) {
+  link_ = "rainfall.example.org";  // as a catalogue may have it
+  installHandler("https");
+  installProgram("xdg-open", 0);
+  ASSERT_TRUE(learn());
+  EXPECT_TRUE(perform(UIActivityTypePostToFacebook));
+  EXPECT_EQ(read("opened"), "https://www.facebook.com/sharer/sharer.php?u=rainfall.example.org\n");
+  EXPECT_TRUE(perform(UIActivityTypeCopyToPasteboard));
+  EXPECT_EQ(QGuiApplication::clipboard()->text().toStdString(),
+            "Look at Rainfall by Cloud Works.\nrainfall.example.org");
+}
+
+/// What activities do when something is in their way.
+class HinderedActivity : public SystemActivity {
+ public:
+  using SystemActivity::fail;
+  using SystemActivity::openMovie;
+};
+
+bool wasTraced(const std::string& text) {
+  const auto messages = trace_log::messages();
+  return std::any_of(messages.begin(), messages.end(),
+                     [&](const TraceMessage& message) { return message.text.find(text) != std::string::npos; });
+}
+
+TEST_F(ServicesTest, TellsWhyAMovieCouldNotBeOpened) {
+  const auto activity = std::make_shared<HinderedActivity>();
+  std::optional<bool> finished;
+  activity->setFinishHandler([&](bool completed) { finished = completed; });
+  bool opened = false;
+  activity->openMovie(movie_, "Not used", [&](const FileDescriptor& file) { opened = static_cast<bool>(file); });
+  EXPECT_FALSE(opened) << "opened in the background";
+  ASSERT_TRUE(waitUntil([&] { return opened; }));
+  EXPECT_EQ(finished, std::nullopt);
+  trace_log::clear();
+  activity->openMovie(movie_ + ".gone", "The mail could not be opened",
+                      [&](const FileDescriptor&) { ADD_FAILURE() << "there is no such file"; });
+  ASSERT_TRUE(waitUntil([&] { return finished.has_value(); }));
+  EXPECT_EQ(finished, false);
+  EXPECT_TRUE(wasTraced("The mail could not be opened: " + movie_ + ".gone: No such file or directory"));
+}
+
+TEST_F(ServicesTest, EndsWhereItsAlertCannotBeShown) {
+  installHandler("sms");
+  installProgram("xdg-open", 0);
+  ASSERT_TRUE(learn());
+  const auto offScreen = std::make_shared<UIViewController>();
+  offScreen->view();
+  const auto hindered = std::make_shared<HinderedActivity>();
+  int finished = 0;
+  bool completed = true;
+  const auto note = [&](bool value) {
+    completed = value;
+    ++finished;
+  };
+  hindered->setFinishHandler(note);
+  hindered->setActivityPresenter(offScreen);
+  hindered->fail("The mail could not be opened", "No mail program has answered.");
+  EXPECT_EQ(finished, 1);
+  EXPECT_FALSE(completed);
+  for (const auto& activity : UISystemActivities()) {
+    if (activity->activityType() != UIActivityTypeMessage) continue;
+    activity->setFinishHandler(note);
+    activity->setActivityPresenter(offScreen);
+    activity->prepareWithActivityItems(items());
+    activity->performActivity();
+    EXPECT_EQ(finished, 2);
+    EXPECT_FALSE(completed);
+  }
+  EXPECT_EQ(finished, 2);
 }
 
 TEST_F(ServicesTest, SavesACopyWhereThePersonSays) {

@@ -91,8 +91,7 @@ bool ServicesTest::learn() {
 }
 
 std::vector<UIActivityItem> ServicesTest::items() const {
-  return {std::string("Look at Rainfall by Cloud Works."), std::string("https://rainfall.example.org/"),
-          NSURL::fileURLWithPath(movie_)};
+  return {std::string("Look at Rainfall by Cloud Works."), link_, NSURL::fileURLWithPath(movie_)};
 }
 
 std::vector<std::string> ServicesTest::offered() const {

@@ -34,7 +34,7 @@ class ServicesTest : public testing::Test {
   std::string read(const std::string& file) const;
 
   ScratchFolder home_, desktop_;
-  std::string library_, movie_;
+  std::string library_, movie_, link_ = "https://rainfall.example.org/";
   std::unique_ptr<QProcess> bus_, services_;
 
  private:

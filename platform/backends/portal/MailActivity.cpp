@@ -6,7 +6,6 @@
 #include "platform/backends/portal/PortalRequest.h"
 #include "platform/backends/posix/FileDescriptor.h"
 
-#include <fcntl.h>
 #include <QDBusMetaType>
 #include <QDBusUnixFileDescriptor>
 #include <filesystem>
@@ -36,17 +35,21 @@ bool MailActivity::isPossible(const Items& items) const {
 void MailActivity::performActivity() {
   locateMovie([self = strongSelf(this)](const std::string& path) {
     if (!DesktopInventory::shared().hasPortal("Email")) return self->useProgram(path);
-    const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    qDBusRegisterMetaType<QList<QDBusUnixFileDescriptor>>();
-    QVariantMap options{{QStringLiteral("subject"), QString::fromStdString(subject(path))},
-                        {QStringLiteral("body"), QString::fromStdString(self->items().message())}};
-    options.insert(QStringLiteral("attachment_fds"), QVariant::fromValue(QList{QDBusUnixFileDescriptor(file.get())}));
-    PortalRequest::send(QStringLiteral("org.freedesktop.portal.Email"), QStringLiteral("ComposeEmail"), {}, options,
-                        [self, path](PortalRequest::Outcome outcome, const QVariantMap&) {
-                          if (outcome == PortalRequest::Outcome::Failed) return self->useProgram(path);
-                          self->activityDidFinish(outcome == PortalRequest::Outcome::Done);
-                        });
+    self->openMovie(path, UIKitLocalizedString("The mail could not be opened"),
+                    [self, path](const FileDescriptor& file) { self->usePortal(path, file); });
   });
+}
+
+void MailActivity::usePortal(const std::string& path, const FileDescriptor& file) {
+  qDBusRegisterMetaType<QList<QDBusUnixFileDescriptor>>();
+  QVariantMap options{{QStringLiteral("subject"), QString::fromStdString(subject(path))},
+                      {QStringLiteral("body"), QString::fromStdString(items().message())}};
+  options.insert(QStringLiteral("attachment_fds"), QVariant::fromValue(QList{QDBusUnixFileDescriptor(file.get())}));
+  PortalRequest::send(QStringLiteral("org.freedesktop.portal.Email"), QStringLiteral("ComposeEmail"), {}, options,
+                      [self = strongSelf(this), path](PortalRequest::Outcome outcome, const QVariantMap&) {
+                        if (outcome == PortalRequest::Outcome::Failed) return self->useProgram(path);
+                        self->activityDidFinish(outcome == PortalRequest::Outcome::Done);
+                      });
 }
 
 void MailActivity::useProgram(const std::string& path) {

@@ -18,5 +18,6 @@ class MailActivity : public SystemActivity {
   std::string symbolName() const override { return "mail"; }
 
  private:
+  void usePortal(const std::string& path, const FileDescriptor& file);
   void useProgram(const std::string& path);
 };

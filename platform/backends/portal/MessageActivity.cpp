@@ -58,8 +58,7 @@ void MessageActivity::performActivity() {
       });
     });
   };
-  const auto presenter = activityPresenter();
-  if (!presenter) return compose();
+  if (!activityPresenter()) return compose();
   const auto alert = UIAlertController::alertControllerWithTitle_message_preferredStyle(
       UIKitLocalizedString("Paste the Movie"),
       UIKitLocalizedString("The movie is copied to the clipboard. Paste it into the conversation."),
@@ -69,5 +68,5 @@ void MessageActivity::performActivity() {
                                                    [self](UIAlertAction&) { self->activityDidFinish(false); }));
   alert->addAction(UIAlertAction::actionWithTitle_style_handler(
       UIKitLocalizedString("Continue"), UIAlertActionStyle::Default, [compose](UIAlertAction&) { compose(); }));
-  presenter->presentViewController_animated_completion(alert, true, nullptr);
+  ask(alert);
 }

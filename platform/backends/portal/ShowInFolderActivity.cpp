@@ -6,7 +6,6 @@
 #include "platform/backends/portal/SessionBus.h"
 #include "platform/backends/posix/FileDescriptor.h"
 
-#include <fcntl.h>
 #include <QDBusUnixFileDescriptor>
 #include <QUrl>
 
@@ -38,7 +37,11 @@ void ShowInFolderActivity::performActivity() {
 }
 
 void ShowInFolderActivity::openFolder(const std::string& path) {
-  const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  openMovie(path, UIKitLocalizedString("The folder could not be shown"),
+            [self = strongSelf(this), path](const FileDescriptor& file) { self->openFolder(path, file); });
+}
+
+void ShowInFolderActivity::openFolder(const std::string& path, const FileDescriptor& file) {
   PortalRequest::send(QStringLiteral("org.freedesktop.portal.OpenURI"), QStringLiteral("OpenDirectory"),
                       {QVariant::fromValue(QDBusUnixFileDescriptor(file.get()))}, {},
                       [self = strongSelf(this), path](PortalRequest::Outcome outcome, const QVariantMap&) {

@@ -20,4 +20,5 @@ class ShowInFolderActivity : public SystemActivity {
 
  private:
   void openFolder(const std::string& path);
+  void openFolder(const std::string& path, const FileDescriptor& file);
 };

@@ -7,6 +7,12 @@
 #include "platform/UIKit/UIAlertController.h"
 #include "platform/UIKit/UIImage.h"
 #include "platform/UIKit/UIKitStrings.h"
+#include "platform/backends/posix/FileDescriptor.h"
+
+#include <fcntl.h>
+#include <cerrno>
+#include <memory>
+#include <utility>
 
 ZV_REGISTER_CLASS(SystemActivity, "SystemActivity", UIActivity, {})
 
@@ -21,15 +27,13 @@ std::string SystemActivity::Items::message() const {
 
 SystemActivity::Items SystemActivity::read(const std::vector<UIActivityItem>& items) {
   Items found;
+  int texts = 0;
   for (const UIActivityItem& item : items) {
     if (const auto* url = std::get_if<NSURL>(&item)) {
       found.movie = url->path();
-      continue;
+    } else {
+      (++texts == 2 ? found.link : found.text) = std::get<std::string>(item);
     }
-    const auto& text = std::get<std::string>(item);
-    const bool isLink =
-        text.find(' ') == std::string::npos && (text.starts_with("https://") || text.starts_with("http://"));
-    (isLink ? found.link : found.text) = text;
   }
   return found;
 }
@@ -57,14 +61,31 @@ void SystemActivity::locateMovie(std::function<void(const std::string& path)> th
       });
 }
 
+void SystemActivity::openMovie(const std::string& path, const std::string& title,
+                               std::function<void(const FileDescriptor& file)> then) {
+  dispatch_async(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT),
+                 [self = strongSelf(this), path, title, then = std::move(then)] {
+                   const auto file = std::make_shared<FileDescriptor>(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+                   const int failure = *file ? 0 : errno;
+                   dispatch_async(dispatch_get_main_queue(), [self, path, title, then, file, failure] {
+                     if (*file) return then(*file);
+                     self->fail(title, NSError::posix(failure, path)->localizedDescription());
+                   });
+                 });
+}
+
 void SystemActivity::fail(const std::string& title, const std::string& message) {
   os_trace_error("%s: %s", title.c_str(), message.c_str());
-  const auto presenter = activityPresenter();
-  if (!presenter) return activityDidFinish(false);
   const auto alert =
       UIAlertController::alertControllerWithTitle_message_preferredStyle(title, message, UIAlertControllerStyle::Alert);
   alert->addAction(UIAlertAction::actionWithTitle_style_handler(
       UIKitLocalizedString("OK"), UIAlertActionStyle::Cancel,
       [self = strongSelf(this)](UIAlertAction&) { self->activityDidFinish(false); }));
-  presenter->presentViewController_animated_completion(alert, true, nullptr);
+  ask(alert);
+}
+
+void SystemActivity::ask(const Strong<UIAlertController>& alert) {
+  if (const auto presenter = activityPresenter())
+    presenter->presentViewController_animated_completion(alert, true, nullptr);
+  if (!alert->presentingViewController()) activityDidFinish(false);
 }

@@ -5,6 +5,9 @@
 #include <functional>
 #include <string>
 
+class FileDescriptor;
+class UIAlertController;
+
 /// What the desktop's activities have in common. Main queue only.
 class SystemActivity : public UIActivity {
   ZV_OBJECT(SystemActivity)
@@ -17,7 +20,7 @@ class SystemActivity : public UIActivity {
   Strong<UIImage> activityImage() const override;
 
  protected:
-  /// What is shared; what is not among the items is empty.
+  /// What is shared: the first text, the second, which is the link, and the file. What is not among the items is empty.
   struct Items {
     std::string text, link;
     std::string movie;  ///< path
@@ -38,6 +41,12 @@ class SystemActivity : public UIActivity {
   /// Calls `then` with the movie's path in the photo library, where it is saved first when it isn't. When it can't be
   /// saved, tells the person, and the activity has finished.
   void locateMovie(std::function<void(const std::string& path)> then);
+  /// Opens the file at `path` for reading, in the background, and calls `then` with it. When it can't be opened, tells
+  /// the person why under `title`, and the activity has finished.
+  void openMovie(const std::string& path, const std::string& title,
+                 std::function<void(const FileDescriptor& file)> then);
+  /// Shows an alert whose answers carry on or finish. Where it can't be shown the activity has finished, not completed.
+  void ask(const Strong<UIAlertController>& alert);
   /// Tells the person and then finishes, not completed.
   void fail(const std::string& title, const std::string& message);
 
