@@ -1,5 +1,6 @@
 #include "plugins/PublishToYouTube/PublishToYouTubeAgent.h"
 
+#include "platform/Dispatch/dispatch.h"
 #include "platform/MobileCoreServices/LSApplicationWorkspace.h"
 #include "platform/UIKit/UIPasteboard.h"
 #include "plugins/PublishToYouTube/upload/ClientRegistration.h"
@@ -130,6 +131,7 @@ publishing::Publisher::Events PublishToYouTubeAgent::events() {
   events.signedIn = [weak] {
     const auto self = weak.lock();
     if (!self || self->stage_ != Stage::Connection) return;
+    ++self->reports_;
     PublishingStatusView::Status status;
     status.text = localized("Signed in. Connecting…");
     self->form_->setStatus(std::move(status));
@@ -147,6 +149,7 @@ publishing::Publisher::Events PublishToYouTubeAgent::events() {
 }
 
 void PublishToYouTubeAgent::showSignIn(const std::string& address) {
+  ++reports_;
   PublishingStatusView::Status status;
   status.text = localized(
       "Continue in your browser: a page has opened there to sign in. If none has, copy this address into the browser.");
@@ -166,6 +169,7 @@ void PublishToYouTubeAgent::beginUpload() {
 }
 
 void PublishToYouTubeAgent::showUpload(const publishing::Progress& progress) {
+  ++reports_;
   beginUpload();
   if (stage_ != Stage::Upload) return;
   uploaded_ =
@@ -186,6 +190,7 @@ void PublishToYouTubeAgent::showUpload(const publishing::Progress& progress) {
 
 void PublishToYouTubeAgent::showWaiting(const std::string& why, double seconds) {
   if (stage_ == Stage::Ended) return;
+  const int report = ++reports_;
   PublishingStatusView::Status status = form_->status();
   status.text = why + " " + localized("The next try comes in %@.", {durationText(seconds)});
   status.address.clear();
@@ -196,9 +201,15 @@ void PublishToYouTubeAgent::showWaiting(const std::string& why, double seconds) 
     status.button.clear();
   }
   form_->setStatus(std::move(status));
+  if (seconds <= 1) return;
+  dispatch_after(1, dispatch_get_main_queue(), [weak = weak_from_this(), why, seconds, report] {
+    const auto self = std::static_pointer_cast<PublishToYouTubeAgent>(weak.lock());
+    if (self && self->reports_ == report) self->showWaiting(why, seconds - 1);
+  });
 }
 
 void PublishToYouTubeAgent::uploadFailed(const NSErrorPtr& error) {
+  ++reports_;
   const std::string words = error ? error->localizedDescription() : localized("The upload has failed.");
   if (stage_ != Stage::Upload) {
     tellFailure(words);
@@ -213,6 +224,7 @@ void PublishToYouTubeAgent::uploadFailed(const NSErrorPtr& error) {
 }
 
 void PublishToYouTubeAgent::uploadSucceeded(const std::string& address) {
+  ++reports_;
   beginUpload();
   if (stage_ != Stage::Upload) return;
   stage_ = Stage::Ended;

@@ -41,6 +41,7 @@ class PublishToYouTubeAgent : public NSObject, public ZVPublishingAgent {
   publishing::Publisher::Events events();
   void showSignIn(const std::string& address);
   void showUpload(const publishing::Progress& progress);
+  /// Counts the seconds down.
   void showWaiting(const std::string& why, double seconds);
   void uploadFailed(const NSErrorPtr& error);
   void uploadSucceeded(const std::string& address);
@@ -57,4 +58,5 @@ class PublishToYouTubeAgent : public NSObject, public ZVPublishingAgent {
   bool mediaIsReady_ = true, preparationFailed_ = false;
   float preparationProgress_ = 0;
   float uploaded_ = 0;  ///< part of the file, 0 to 1
+  int reports_ = 0;     ///< counts what the engine has told
 };
