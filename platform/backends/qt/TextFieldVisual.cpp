@@ -44,6 +44,8 @@ void TextFieldVisual::show(const UITextInputView& view) {
   item_->setColor(text_editing::color(view.isEnabled()));
   if (text != item_->text()) {
     item_->setText(text);
+    // What nobody types in shows where its text begins.
+    if (!view.isFirstResponder()) item_->setCursorPosition(0);
   }
 }
 
