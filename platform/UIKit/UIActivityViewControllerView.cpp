@@ -1,5 +1,6 @@
 // What the share sheet looks like, and how the keyboard moves in it.
 
+#include "platform/Foundation/NSByteCountFormatter.h"
 #include "platform/UIKit/UIActivityViewController.h"
 #include "platform/UIKit/UIEvent.h"
 #include "platform/UIKit/UIKitStrings.h"
@@ -9,7 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <utility>
@@ -25,19 +26,6 @@ constexpr CGFloat popoverWidth = 4 * cellWidth + 2 * gridMargin;
 const UIColor cardColor{0.96F, 0.96F, 0.965F, 0.98F}, lineColor{0.24F, 0.24F, 0.26F, 0.29F},
     detailColor{0.43F, 0.43F, 0.45F, 1};
 const UIFont headlineFont = UIFont::semiboldSystemFontOfSize(15), detailFont = UIFont::systemFontOfSize(12);
-
-std::string sizeInWords(std::uintmax_t bytes) {
-  constexpr const char* units[] = {"bytes", "kB", "MB", "GB", "TB"};
-  double number = static_cast<double>(bytes);
-  std::size_t unit = 0;
-  while (number >= 999.5 && unit + 1 < std::size(units)) {
-    number /= 1000;
-    ++unit;
-  }
-  char text[32];
-  std::snprintf(text, sizeof text, unit > 0 && number < 9.95 ? "%.1f %s" : "%.0f %s", number, units[unit]);
-  return text;
-}
 
 /// The first text and the first file among the items.
 std::pair<std::string, NSURL> headOf(const std::vector<UIActivityItem>& items) {
@@ -106,7 +94,7 @@ void UIActivityViewController::buildHead() {
   if (file) {
     std::error_code error;
     const auto bytes = std::filesystem::file_size(file.path(), error);
-    if (!error) add(sizeInWords(bytes));
+    if (!error) add(NSByteCountFormatter::stringFromByteCount(static_cast<std::int64_t>(bytes)));
     if (!text.empty()) add(fileName);
   }
   headline_ = label(text.empty() && file ? fileName : text, headlineFont, UIColor::blackColor());

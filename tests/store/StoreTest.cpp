@@ -3,7 +3,10 @@
 #include "sharing/ZVStoreManager.h"
 #include "tests/foundation/ScratchFolder.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <cstdlib>
 #include <filesystem>
 #include <thread>
@@ -38,7 +41,7 @@ class Store : public testing::Test {
     setenv("ZEVANTI_STORE_CATALOGUE", catalogue_.path().c_str(), 1);
   }
   void TearDown() override {
-    for (const char* name : {"ZEVANTI_STORE_CATALOGUE", "LC_ALL", "XDG_DATA_HOME"}) unsetenv(name);
+    for (const char* name : {"ZEVANTI_STORE_CATALOGUE", "LC_ALL", "LANGUAGE", "XDG_DATA_HOME"}) unsetenv(name);
   }
 
   static Strong<ZVStoreInfo> load(const std::string& identifier) {
@@ -79,6 +82,12 @@ TEST_F(Store, SpeaksThePersonsLanguage) {
   const auto info = load("org.example.Rainfall");
   EXPECT_EQ(info->appName(), "Regenfall");
   EXPECT_EQ(info->author(), "Wolkenwerk");
+  // The language that the program itself speaks. A catalogue is read in one language, so this is another.
+  std::filesystem::create_directory_symlink(catalogue_.path(), catalogue_ / "again");
+  setenv("ZEVANTI_STORE_CATALOGUE", (catalogue_ / "again").c_str(), 1);
+  setenv("LC_ALL", "fr_FR.UTF-8", 1);
+  setenv("LANGUAGE", "de:fr", 1);
+  EXPECT_EQ(load("org.example.Rainfall")->appName(), "Regenfall");
 }
 
 TEST_F(Store, PutsPlaceholdersForWhatIsMissing) {
@@ -105,6 +114,34 @@ TEST_F(Store, AnswersWithoutACatalogue) {
   catalogue_.write("damaged/xml/test.xml", "<components><component type=\"desktop-application\"><id>org.exam");
   setenv("ZEVANTI_STORE_CATALOGUE", (catalogue_ / "damaged").c_str(), 1);
   EXPECT_EQ(load("org.example.Rainfall")->appName(), "[app store app name]");
+}
+
+/// As on a network file system that hangs: the opening of a file never returns.
+TEST_F(Store, GivesUpOnACatalogueThatHangs) {
+  const std::string folder = catalogue_ / "hanging";
+  std::filesystem::create_directories(folder + "/xml");
+  const std::string pipe = folder + "/xml/test.xml";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  setenv("ZEVANTI_STORE_CATALOGUE", folder.c_str(), 1);
+  Strong<ZVStoreInfo> info;
+  ZVStoreManager::sharedManager()->loadItemDetailsForBundleIdentifier_completionHandler(
+      "org.example.Rainfall", [&](const Strong<ZVStoreInfo>& answer) { info = answer; });
+  EXPECT_FALSE(dispatch_main::waitForBackgroundWork(0)) << "the catalogue is still being read";
+  EXPECT_TRUE(dispatch_main::waitForEssentialWork(0)) << "nobody would miss it";
+  ASSERT_TRUE(dispatch_main::runUntil([&] { return info != nullptr; }, kPatience));
+  EXPECT_FALSE(dispatch_main::waitForBackgroundWork(0));
+  EXPECT_EQ(info->appName(), "[app store app name]");
+  EXPECT_EQ(info->bundleID(), "org.example.Rainfall");
+
+  // The store answers again as soon as the file system does.
+  int writer = -1;
+  ASSERT_TRUE(
+      dispatch_main::runUntil([&] { return (writer = open(pipe.c_str(), O_WRONLY | O_NONBLOCK)) >= 0; }, kPatience));
+  std::filesystem::remove(pipe);
+  close(writer);
+  ASSERT_TRUE(dispatch_main::waitForBackgroundWork(kPatience));
+  setenv("ZEVANTI_STORE_CATALOGUE", catalogue_.path().c_str(), 1);
+  EXPECT_EQ(load("org.example.Rainfall")->appName(), "Rainfall");
 }
 
 TEST_F(Store, KeepsRequestsApart) {

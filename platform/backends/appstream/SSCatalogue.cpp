@@ -1,5 +1,7 @@
 #include "platform/StoreServices/SSCatalogue.h"
 
+#include "platform/Foundation/DesktopFolders.h"
+#include "platform/Foundation/PersonLanguages.h"
 #include "platform/Foundation/os_trace.h"
 #include "platform/backends/appstream/AppStreamLibrary.h"
 
@@ -17,20 +19,10 @@ namespace {
 
 constexpr std::string_view kDesktopSuffix = ".desktop";
 
-std::string environment(const char* name) {
-  const char* value = std::getenv(name);
-  return value ? value : "";
-}
-
 /// The locale of the person's messages as the catalogue writes it: "de_AT", or "C".
 std::string messageLocale() {
-  for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
-    std::string locale = environment(name);
-    if (locale.empty()) continue;
-    locale.erase(std::min(locale.find_first_of(".@"), locale.size()));
-    return locale == "POSIX" ? "C" : locale;
-  }
-  return "C";
+  const auto languages = personLanguages();
+  return languages.empty() ? "C" : languages.front();
 }
 
 struct Unref {
@@ -113,7 +105,8 @@ class Pool {
 
 /// For tests, and for looking into a catalogue before it is published: the folder that stands for the machine's own.
 std::string givenFolder() {
-  return environment("ZEVANTI_STORE_CATALOGUE");
+  const char* folder = std::getenv("ZEVANTI_STORE_CATALOGUE");
+  return folder ? folder : "";
 }
 
 // Pools are never destroyed: nobody should have to wait for that at exit.
@@ -136,15 +129,9 @@ Pool& completePool() {
 /// What an application says of itself in its desktop file, for one that no catalogue knows.
 std::optional<SSCatalogue::Product> readDesktopFile(const std::string& name) {
   if (name.find('/') != std::string::npos) return {};
-  std::string home = environment("XDG_DATA_HOME"), folders = environment("XDG_DATA_DIRS");
-  if (home.empty()) home = environment("HOME") + "/.local/share";
-  if (folders.empty()) folders = "/usr/local/share:/usr/share";
-  folders = home + ":" + folders;
   const AppStreamLibrary& library = *AppStreamLibrary::shared();
-  for (std::size_t start = 0; start < folders.size();) {
-    const std::size_t end = std::min(folders.find(':', start), folders.size());
-    std::ifstream file(std::filesystem::path(folders.substr(start, end - start)) / "applications" / name);
-    start = end + 1;
+  for (const std::string& folder : desktopDataFolders()) {
+    std::ifstream file(std::filesystem::path(folder) / "applications" / name);
     if (!file) continue;
     const std::string content(std::istreambuf_iterator<char>(file), {});
     const std::unique_ptr<AsMetadata, Unref> metadata(library.as_metadata_new());

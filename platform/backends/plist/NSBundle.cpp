@@ -1,9 +1,9 @@
 #include "platform/Foundation/NSBundle.h"
 
 #include "platform/Foundation/DynamicLibrary.h"
+#include "platform/Foundation/PersonLanguages.h"
 #include "platform/backends/plist/StringsFile.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -22,37 +22,19 @@ std::optional<std::string> readFile(const std::string& path) {
   return std::string(std::istreambuf_iterator<char>(stream), {});
 }
 
-/// The names of the person's languages, most wanted first, each with its less specific forms: "de_AT", "de-AT", "de".
-/// Ends with English.
-std::vector<std::string> personLanguages() {
+/// The names of the folders for the person's languages, most wanted first, each with its less specific forms: "de_AT",
+/// "de-AT", "de". Ends with English.
+std::vector<std::string> languageFolders() {
   std::vector<std::string> names;
-  auto add = [&](std::string locale) {
-    locale.erase(std::min(locale.find_first_of(".@"), locale.size()));
-    if (locale.empty() || locale == "C" || locale == "POSIX") return;
+  for (const std::string& locale : personLanguages()) {
     names.push_back(locale);
-    if (std::size_t bar = locale.find_first_of("_-"); bar != std::string::npos) {
+    if (const std::size_t bar = locale.find_first_of("_-"); bar != std::string::npos) {
       std::string other = locale;
       other[bar] = locale[bar] == '_' ? '-' : '_';
       names.push_back(other);
       names.push_back(locale.substr(0, bar));
     }
-  };
-  std::string locale;
-  for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
-    if (const char* value = std::getenv(name); value && *value) {
-      locale = value;
-      break;
-    }
   }
-  // The list of languages counts only when translation is wanted at all.
-  if (const char* list = std::getenv("LANGUAGE"); list && !locale.empty() && locale != "C" && locale != "POSIX") {
-    std::string rest = list;
-    for (std::size_t colon; !rest.empty(); rest = colon == std::string::npos ? "" : rest.substr(colon + 1)) {
-      colon = rest.find(':');
-      add(rest.substr(0, colon));
-    }
-  }
-  add(locale);
   names.push_back("en");
   return names;
 }
@@ -146,7 +128,7 @@ std::string NSBundle::infoString(const std::string& dottedKey) const {
 
 std::string NSBundle::pathForResource(const std::string& fileName) const {
   std::error_code error;
-  for (const std::string& language : personLanguages()) {
+  for (const std::string& language : languageFolders()) {
     std::string path = path_ + "/" + language + ".lproj/" + fileName;
     if (std::filesystem::exists(path, error)) return path;
   }
@@ -160,7 +142,7 @@ const std::map<std::string, std::string>& NSBundle::table(const std::string& nam
   if (loaded == tables_.end()) {
     // A text that a translation lacks is taken from the next language of the person's.
     std::map<std::string, std::string> texts;
-    for (const std::string& language : personLanguages()) {
+    for (const std::string& language : languageFolders()) {
       if (auto content = readFile(path_ + "/" + language + ".lproj/" + name + ".strings"))
         texts.merge(parseStringsFile(*content));
     }

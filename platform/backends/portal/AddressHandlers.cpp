@@ -1,5 +1,7 @@
 #include "platform/backends/portal/AddressHandlers.h"
 
+#include "platform/Foundation/DesktopFolders.h"
+
 #include <QStandardPaths>
 #include <algorithm>
 #include <cstdlib>
@@ -15,11 +17,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view kSchemeType = "x-scheme-handler/";
-
-std::string environment(const char* name, const std::string& otherwise) {
-  const char* value = std::getenv(name);
-  return value && *value ? value : otherwise;
-}
 
 std::vector<std::string> split(const std::string& text, char separator) {
   std::vector<std::string> parts;
@@ -122,22 +119,18 @@ void readApplications(const fs::path& folder, Associations& associations) {
 }  // namespace
 
 std::set<std::string> handledSchemes(const std::set<std::string>& schemes) {
-  const std::string home = environment("HOME", "/");
+  const char* desktops = std::getenv("XDG_CURRENT_DESKTOP");
   Associations associations;
-  std::vector<std::string> folders{environment("XDG_CONFIG_HOME", home + "/.config")};
-  for (const std::string& folder : split(environment("XDG_CONFIG_DIRS", "/etc/xdg"), ':')) folders.push_back(folder);
-  for (const std::string& folder : folders) {
+  for (const std::string& folder : desktopConfigurationFolders()) {
     associations.readChoices(fs::path(folder) / "mimeapps.list");
-    for (const std::string& desktop : split(environment("XDG_CURRENT_DESKTOP", ""), ':')) {
+    for (const std::string& desktop : split(desktops ? desktops : "", ':')) {
       std::string name = desktop;
       std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return std::tolower(c); });
       associations.readChoices(fs::path(folder) / (name + "-mimeapps.list"));
     }
   }
-  folders = {environment("XDG_DATA_HOME", home + "/.local/share")};
-  for (const std::string& folder : split(environment("XDG_DATA_DIRS", "/usr/local/share:/usr/share"), ':'))
-    folders.push_back(folder);
-  for (const std::string& folder : folders) readApplications(fs::path(folder) / "applications", associations);
+  for (const std::string& folder : desktopDataFolders())
+    readApplications(fs::path(folder) / "applications", associations);
 
   std::set<std::string> handled;
   for (const std::string& scheme : schemes)

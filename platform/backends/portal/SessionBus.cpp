@@ -1,28 +1,11 @@
 #include "platform/backends/portal/SessionBus.h"
 
 #include "platform/Dispatch/dispatch.h"
+#include "platform/Foundation/DesktopFolders.h"
 
 #include <QDBusPendingCallWatcher>
-#include <cstdlib>
-#include <filesystem>
 #include <thread>
 #include <utility>
-
-namespace {
-
-/// Empty without a bus: the bus's library would then start one of its own, which nobody is on. It would also remember
-/// the first address for good.
-QString busAddress() {
-  const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
-  if (address && *address) return QString::fromLocal8Bit(address);
-  const char* folder = std::getenv("XDG_RUNTIME_DIR");
-  const std::string path = folder ? std::string(folder) + "/bus" : "";
-  std::error_code error;
-  return folder && std::filesystem::exists(path, error) ? QStringLiteral("unix:path=") + QString::fromStdString(path)
-                                                        : QString();
-}
-
-}  // namespace
 
 SessionBus& SessionBus::shared() {
   static SessionBus& bus = *new SessionBus;
@@ -48,7 +31,8 @@ void SessionBus::reconnect(std::function<void(bool)> then) {
   if (then) waiting_.push_back(std::move(then));
   const int generation = ++generation_;
   // Detached, so that nothing ever waits for it.
-  std::thread([this, generation, address = busAddress()] {
+  std::thread([this, generation, address = QString::fromStdString(sessionBusAddress())] {
+    // Under a name of its own: the bus's library would remember the first address for good.
     const QString name = QStringLiteral("zevanti-%1").arg(generation);
     const QDBusConnection connection =
         address.isEmpty() ? QDBusConnection(name) : QDBusConnection::connectToBus(address, name);
