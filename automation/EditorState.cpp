@@ -19,7 +19,7 @@ std::vector<std::string> itemNames(const UIToolbar& bar) {
     } else if (const auto label = std::dynamic_pointer_cast<UILabel>(item->customView())) {
       names.push_back(label->text());
     } else {
-      names.push_back(item->accessibilityLabel());
+      names.push_back(item->accessibilityIdentifier());
     }
   }
   return names;

@@ -90,6 +90,11 @@ Strong<UIAlertAction> UIAlertController::actionForEscape() const {
   return actions_.size() == 1 ? actions_.front() : nullptr;
 }
 
+Strong<UIAlertAction> UIAlertController::emphasizedAction() const {
+  const auto byReturn = actionForReturn();
+  return byReturn ? byReturn : actionForEscape();
+}
+
 void UIAlertController::choose(const Strong<UIAlertAction>& action) {
   if (answered_) return;
   answered_ = true;
@@ -129,13 +134,11 @@ void UIAlertController::viewDidLoad() {
   std::stable_sort(inOrder.begin(), inOrder.end(), [cancelFirst = isSideBySide()](const auto& a, const auto& b) {
     return cancelFirst ? isCancel(a) && !isCancel(b) : !isCancel(a) && isCancel(b);
   });
-  // Nothing stands out more than what Return would choose, unless there is only the way out.
-  const auto escape = actionForEscape();
-  const UIAlertAction* emphasized = preferred_ ? preferred_.get() : escape.get();
+  const auto emphasized = emphasizedAction();
   for (const auto& action : inOrder) {
     const auto button = std::make_shared<UIPanelButton>();
     button->setTitle(action->title());
-    button->titleLabel()->setFont(fontFor(*action, emphasized));
+    button->titleLabel()->setFont(fontFor(*action, emphasized.get()));
     if (action->style() == UIAlertActionStyle::Destructive) button->titleLabel()->setTextColor(destructiveRed);
     button->setHandler([weak = weak_from_this(), action] {
       if (const auto self = weak.lock()) static_cast<UIAlertController&>(*self).choose(action);
@@ -151,7 +154,7 @@ void UIAlertController::viewDidLoad() {
 
 bool UIAlertController::isSideBySide() const {
   if (actions_.size() != 2) return false;
-  const auto emphasized = preferred_ ? preferred_ : actionForEscape();
+  const auto emphasized = emphasizedAction();
   return std::all_of(actions_.begin(), actions_.end(), [&](const auto& action) {
     const CGFloat width = UITextSize(action->title(), fontFor(*action, emphasized.get())).width;
     return width <= alertWidth / 2 - 2 * buttonTitleMargin;

@@ -45,6 +45,8 @@ class UIAlertController : public UIViewController {
   void choose(const Strong<UIAlertAction>& action);
   Strong<UIAlertAction> actionForReturn() const;
   Strong<UIAlertAction> actionForEscape() const;
+  /// The one whose title stands out: what Return chooses, else the way out.
+  Strong<UIAlertAction> emphasizedAction() const;
   bool isSideBySide() const;
   CGFloat textHeight(CGFloat width) const;
   CGFloat buttonsHeight() const;

@@ -85,7 +85,7 @@ std::string UIBarButtonItem::title() const {
     case UIBarButtonSystemItem::Cancel:
     case UIBarButtonSystemItem::Save:
     case UIBarButtonSystemItem::Undo:
-      return UIKitLocalizedString(accessibilityLabel());
+      return accessibilityLabel();
     default:
       return {};
   }
@@ -99,6 +99,11 @@ UIFont UIBarButtonItem::titleFont() const {
 }
 
 std::string UIBarButtonItem::accessibilityLabel() const {
+  const std::string identifier = accessibilityIdentifier();
+  return identifier.empty() || !title_.empty() ? identifier : UIKitLocalizedString(identifier);
+}
+
+std::string UIBarButtonItem::accessibilityIdentifier() const {
   if (customView_) return {};
   if (!title_.empty()) return title_;
   switch (systemItem_) {

@@ -64,8 +64,10 @@ class UIBarButtonItem : public NSObject {
   std::string title() const;
   /// How the title is set: Done and Save stand out.
   UIFont titleFont() const;
-  /// The accessible name in English: "Cancel", "Share", "Play", ... (also what scripts use).
-  /// Empty for spaces and custom views.
+  /// What scripts and the keyboard know the item by, in English: "Cancel", "Share", "Play", ...; of an item with words
+  /// of its own, these. Empty for spaces and custom views.
+  std::string accessibilityIdentifier() const;
+  /// The same in the person's language, for a screen reader.
   std::string accessibilityLabel() const;
 
  private:

@@ -1,5 +1,7 @@
 #include "platform/UIKit/UIControl.h"
 
+#include "platform/UIKit/UIKitStrings.h"
+
 #include <utility>
 
 ZV_REGISTER_CLASS(UIControl, "UIControl", UIView, {})
@@ -85,6 +87,7 @@ std::vector<UIAccessibilityElement> UIControl::accessibilityElements() {
   if (accessibilityLabel().empty()) return {};
   UIAccessibilityElement element;
   element.label = accessibilityLabel();
+  element.spoken = UIKitLocalizedString(element.label);  // "Play", in the person's language; most are in it already
   element.frame = bounds();
   element.activate = [weak = weak_from_this()] {
     if (const auto self = weak.lock()) {

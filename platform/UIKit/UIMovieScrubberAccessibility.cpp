@@ -1,3 +1,4 @@
+#include "platform/UIKit/UIKitStrings.h"
 #include "platform/UIKit/UIMovieScrubberImpl.h"
 
 std::vector<UIAccessibilityElement> UIMovieScrubber::accessibilityElements() {
@@ -5,6 +6,7 @@ std::vector<UIAccessibilityElement> UIMovieScrubber::accessibilityElements() {
   const auto element = [this, &impl](const char* label, Handle handle, CGRect frame) {
     UIAccessibilityElement made;
     made.label = label;
+    made.spoken = UIKitLocalizedString(label);
     made.role = UIAccessibilityRole::Slider;
     made.frame = frame;
     made.enabled = impl.duration > 0;

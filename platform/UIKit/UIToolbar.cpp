@@ -167,7 +167,8 @@ std::vector<UIAccessibilityElement> UIToolbar::accessibilityElements() {
     const auto& item = items_[i];
     if (item->isSpace() || item->isCustomView()) continue;
     UIAccessibilityElement element;
-    element.label = item->accessibilityLabel();
+    element.label = item->accessibilityIdentifier();
+    element.spoken = item->accessibilityLabel();
     element.frame = frames()[i];
     element.enabled = item->isEnabled();
     element.activate = [item] { item->sendAction(); };

@@ -63,7 +63,7 @@ Strong<UIBarButtonItem> findBarItem(const Strong<UIView>& view, const std::strin
   if (view->isHidden() || view->accessibilityElementsHidden()) return nullptr;
   if (const auto* bar = dynamic_cast<const UIToolbar*>(view.get())) {
     for (const auto& item : bar->items()) {
-      if (item->accessibilityLabel() == label) return item;
+      if (item->accessibilityIdentifier() == label) return item;
     }
   }
   for (const auto& subview : view->subviews()) {

@@ -1,4 +1,5 @@
 #include "platform/UIKit/UIAlertController.h"
+#include "platform/UIKit/UIPanelButton.h"
 #include "tests/uikit/UIKitTestSupport.h"
 
 #include <algorithm>
@@ -23,6 +24,15 @@ class Alert : public testing::Test {
     return meant;
   }
   bool isOnScreen() { return window->rootViewController()->presentedViewController() != nullptr; }
+  /// The titles that stand out.
+  std::string emphasized() {
+    std::string titles;
+    for (const auto& subview : alert->view()->subviews()) {
+      const auto button = std::dynamic_pointer_cast<UIPanelButton>(subview);
+      if (button && button->titleLabel()->font().semibold) titles += button->titleLabel()->text();
+    }
+    return titles;
+  }
   CGRect frameOf(const std::string& label) {
     for (const auto& [view, element] : window->reachableElements()) {
       if (element.label == label) return element.frame;
@@ -80,6 +90,7 @@ TEST_F(Alert, ReturnTakesTheDefaultAndEscapeTheWayOut) {
                                           [&](const auto& action) { return action->title() == each.preferred; });
       if (preferred != alert->actions().end()) alert->setPreferredAction(*preferred);
       present();
+      EXPECT_EQ(emphasized(), each.byReturn.empty() ? each.byEscape : each.byReturn);
       const std::string& expected = byReturn ? each.byReturn : each.byEscape;
       EXPECT_EQ(key(byReturn ? "Return" : "Escape"), !expected.empty());
       EXPECT_EQ(chosen, expected.empty() ? std::vector<std::string>() : std::vector<std::string>{expected});

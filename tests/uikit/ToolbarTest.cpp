@@ -2,6 +2,9 @@
 #include "platform/UIKit/UIToolbar.h"
 #include "tests/uikit/UIKitTestSupport.h"
 
+#include <cstdio>
+#include <cstdlib>
+
 namespace {
 
 using Item = UIBarButtonSystemItem;
@@ -82,6 +85,21 @@ TEST_F(Toolbar, TellsItemsByNameAndTitle) {
   EXPECT_EQ(elements[0].label, "Play");
   elements[1].activate();
   EXPECT_EQ(target->lastArgument, share);
+}
+
+// What is said is in the person's language; scripts and keys know the items by the same names everywhere.
+TEST_F(Toolbar, SpeaksThePersonsLanguage) {
+  // Words are read once in a process.
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto tell = [&] {
+    setenv("LC_ALL", "de_AT.UTF-8", 1);
+    bar->setItems({play, flexible, title, fixed, share});
+    std::fprintf(stderr, "%s", item(Item::Done)->title().c_str());
+    for (const auto& element : bar->accessibilityElements())
+      std::fprintf(stderr, ", %s=%s", element.label.c_str(), element.spoken.c_str());
+    std::_Exit(0);
+  };
+  EXPECT_EXIT(tell(), testing::ExitedWithCode(0), "Fertig, Play=Wiedergabe, Share=Teilen");
 }
 
 TEST_F(Toolbar, SendsTheActionOfTheItemThatIsPressedAndLetGo) {

@@ -64,7 +64,7 @@ class AccessibilityMirror::Item : public QQuickItem {
     attached_->set_checkable(element.role == UIAccessibilityRole::Switch ||
                              element.role == UIAccessibilityRole::RadioButton);
     attached_->set_checked(element.checked);
-    attached_->setName(QString::fromStdString(element.label));
+    attached_->setName(QString::fromStdString(element.spoken.empty() ? element.label : element.spoken));
     attached_->setDescription(QString::fromStdString(element.group.empty() ? element.value : element.group));
     element_ = std::move(element);
   }
