@@ -21,6 +21,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <cstdint>
 #include <set>
 #include <utility>
@@ -39,9 +40,11 @@ NSFileManager& files() {
   return NSFileManager::defaultManager();
 }
 
-NSURL convertedFileURL(std::int32_t second) {
+NSURL convertedFileURL(std::int64_t second) {
   const std::string prefix = NSStringWithFormat("%@/ZVZevanti_YouTube", {ZVExtensions::_srTempPath(files())});
-  return NSURL::fileURLWithPath(NSStringWithFormat("%@%@%@", {prefix, std::to_string(second), ".mp4"}));
+  // Names count in 32 bits; after 2038 they begin anew with the lowest number.
+  const auto number = static_cast<std::int32_t>(second);
+  return NSURL::fileURLWithPath(NSStringWithFormat("%@%@%@", {prefix, std::to_string(number), ".mp4"}));
 }
 
 /// The files of this process's conversions, past ones included.
@@ -120,7 +123,7 @@ bool ZVYouTubeActivity::canPerformWithActivityItems(const std::vector<UIActivity
 
 NSURL ZVYouTubeActivity::tempFileURL() const {
   // Two uses within one second must not share a file: one would delete that of the other.
-  auto second = static_cast<std::int32_t>(NSDate::date().timeIntervalSince1970());
+  auto second = static_cast<std::int64_t>(NSDate::date().timeIntervalSince1970());
   const auto isTaken = [](const NSURL& url) {
     return usedFiles().count(url.path()) != 0 || files().fileExistsAtPath(url.path());
   };
@@ -129,18 +132,38 @@ NSURL ZVYouTubeActivity::tempFileURL() const {
 }
 
 void ZVYouTubeActivity::prepareWithActivityItems(const std::vector<UIActivityItem>& items) {
-  movieURL_ = tempFileURL();
-  usedFiles().insert(movieURL_.path());
+  reserveMovieFile();
   const auto* movie = items.size() > 2 ? std::get_if<NSURL>(&items[2]) : nullptr;
   convert(movie ? *movie : NSURL());
   descriptionText_ = NSStringWithFormat("%@ %@", {textAt(items, 0), textAt(items, 1)});
 }
 
+void ZVYouTubeActivity::reserveMovieFile() {
+  NSErrorPtr error;
+  // Other programs of ours make their files in the same folder.
+  do {
+    error = nullptr;
+    movieURL_ = tempFileURL();
+    usedFiles().insert(movieURL_.path());
+  } while (!files().createFileAtPath_error(movieURL_.path(), &error) && error->code() == EEXIST);
+}
+
 void ZVYouTubeActivity::convert(const NSURL& movie) {
+  conversion_ = Conversion::Running;
   const auto asset = AVURLAsset::initWithURL_options(movie, AVURLAssetLoadsOnDemand);
+  asset->loadValuesAsynchronously([asset, url = movieURL_, weak = std::weak_ptr<ZVYouTubeActivity>(strongSelf())] {
+    dispatch_async(dispatch_get_main_queue(), [asset, url, weak] {
+      const auto self = weak.lock();
+      if (self && self->conversion_ == Conversion::Running && self->movieURL_ == url) self->startExport(asset);
+    });
+  });
+}
+
+void ZVYouTubeActivity::startExport(const Strong<AVURLAsset>& asset) {
   const auto exporter = AVAssetExportSession::initWithAsset_presetName(asset, AVAssetExportPresetHighestQuality);
   exporter->setOutputURL(movieURL_);
   exporter->setOutputFileType(AVFileTypeMPEG4);
+  exporter->setReplacesExistingFile(true);  // the one that keeps the name for us
   std::vector<Strong<AVMutableAudioMixInputParameters>> parameters;
   for (const auto& track : asset->tracksWithMediaType(AVMediaTypeAudio)) {
     parameters.push_back(AVMutableAudioMixInputParameters::audioMixInputParameters());
@@ -149,7 +172,6 @@ void ZVYouTubeActivity::convert(const NSURL& movie) {
   const auto mix = AVMutableAudioMix::audioMix();
   mix->setInputParameters(std::move(parameters));
   exporter->setAudioMix(mix);
-  conversion_ = Conversion::Running;
   exporter_ = exporter;
   exporter->exportAsynchronouslyWithCompletionHandler(
       [exporter, url = movieURL_, weak = std::weak_ptr<ZVYouTubeActivity>(strongSelf())] {

@@ -11,6 +11,7 @@
 #include <vector>
 
 class AVAssetExportSession;
+class AVURLAsset;
 
 /// Publishes the movie with the publishing plug-in: converts it into an MP4 file with all its sound mixed, meanwhile
 /// shows the plug-in's form, and says at the end how it went. The items are the text, the address that goes with it,
@@ -69,7 +70,10 @@ class ZVYouTubeActivity : public UIActivity, public ZVPublishingAgentDelegate {
 
  private:
   Strong<ZVYouTubeActivity> strongSelf();
+  /// Makes `movieURL_` an empty file that nobody else writes to.
+  void reserveMovieFile();
   void convert(const NSURL& movie);
+  void startExport(const Strong<AVURLAsset>& asset);
   void conversionDidEnd(const AVAssetExportSession& exporter);
   void showConversionProgress();
   void tellAgentHowPreparationGoes();

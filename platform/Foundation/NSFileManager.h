@@ -34,6 +34,8 @@ class NSFileManager {
   bool moveItemAtURL_toURL_error(const NSURL& from, const NSURL& to, NSErrorPtr* error) const;
   /// Makes one directory, mode 0700 whatever the umask says when `isPrivate`.
   bool createDirectoryAtPath_error(const std::string& path, bool isPrivate, NSErrorPtr* error) const;
+  /// Makes an empty file of mode 0600. When something is there already it stays, and the error's code is EEXIST.
+  bool createFileAtPath_error(const std::string& path, NSErrorPtr* error) const;
   /// Names of the entries of a directory, one level, hidden ones included, in no particular order.
   std::optional<std::vector<std::string>> contentsOfDirectoryAtPath_error(const std::string& path,
                                                                           NSErrorPtr* error) const;

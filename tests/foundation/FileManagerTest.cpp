@@ -89,6 +89,24 @@ TEST(FileManager, MovingNeverReplaces) {
   EXPECT_FALSE(files().fileExistsAtPath(from));
 }
 
+TEST(FileManager, MakesAFileOnlyWhereThereIsNone) {
+  ScratchFolder folder;
+  NSErrorPtr error;
+  const mode_t before = umask(0);
+  ASSERT_TRUE(files().createFileAtPath_error(folder / "new", &error));
+  umask(before);
+  struct stat status {};
+  ASSERT_EQ(stat((folder / "new").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0600U);
+  EXPECT_EQ(status.st_size, 0);
+  const std::string old = folder.write("old", "stays");
+  EXPECT_FALSE(files().createFileAtPath_error(old, &error));
+  EXPECT_EQ(error->code(), EEXIST);
+  EXPECT_EQ(files().attributesOfItemAtPath_error(old, nullptr)->fileSize, 5);
+  EXPECT_FALSE(files().createFileAtPath_error(folder / "no such folder/new", &error));
+  EXPECT_EQ(error->code(), ENOENT);
+}
+
 TEST(FileManager, MovesBetweenFileSystemsWithTheTimes) {
   char other[] = "/dev/shm/zevanti-test-XXXXXX";
   ScratchFolder folder;

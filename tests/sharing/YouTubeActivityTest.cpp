@@ -7,15 +7,20 @@
 #include "platform/UIKit/UIAlertController.h"
 #include "platform/UIKit/UITableView.h"
 #include "platform/UIKit/UITextView.h"
+#include "sharing/ZVPublishingAgentClass.h"
 #include "support/NSFileManagerZVExtensions.h"
 #include "tests/common/EventLoop.h"
+#include "tests/common/Files.h"
 #include "tests/data/Recordings.h"
+#include "tests/foundation/ScratchFolder.h"
+#include "tests/golden/GoldenPicture.h"
 #include "tests/sharing/RecordingAgent.h"
 #include "tests/sharing/SharingTest.h"
 
 #include <unistd.h>
 #include <QElapsedTimer>
 #include <algorithm>
+#include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
@@ -37,6 +42,36 @@ std::vector<std::string> leftovers() {
 bool wasTraced(const std::string& text) {
   const auto messages = trace_log::messages();
   return std::any_of(messages.begin(), messages.end(), [&](const TraceMessage& m) { return m.text == text; });
+}
+
+/// What stands in for the person's browser: notes the addresses that it is started with.
+class Browser {
+ public:
+  Browser() : before_(std::getenv("PATH")) {
+    const std::string program = folder_.write("xdg-open", "#!/bin/sh\nprintf '%s\\n' \"$1\" >> '" + notes_ + "'\n");
+    std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+    setenv("PATH", folder_.path().c_str(), 1);
+  }
+  ~Browser() { setenv("PATH", before_.c_str(), 1); }
+  std::string opened() const { return contentOf(notes_); }
+
+ private:
+  ScratchFolder folder_;
+  std::string notes_ = folder_ / "opened", before_;
+};
+
+/// What placeholders a form's cell was given while this stood in for the cell's own method.
+class PlaceholderNotes : public NSObject {
+  ZV_OBJECT(PlaceholderNotes)
+};
+
+std::vector<std::string>& placeholders() {
+  static std::vector<std::string> texts;
+  return texts;
+}
+
+void notePlaceholder(NSObject&, const Strong<NSObject>& text) {
+  placeholders().emplace_back(text ? "some" : "none");
 }
 
 class YouTubeActivity : public testing::Test {
@@ -81,6 +116,8 @@ class YouTubeActivity : public testing::Test {
   Strong<RecordingAgent> agent = std::make_shared<RecordingAgent>();
   std::optional<bool> finished;
 };
+
+ZV_REGISTER_CLASS(PlaceholderNotes, "PlaceholderNotes", NSObject, {{"setPlaceholderText:", notePlaceholder}})
 
 Strong<NSObject> partOf(const Strong<UIViewController>& form, const char* name) {
   return object_getIvar(form.get(), class_getInstanceVariable(form->class_(), name));
@@ -151,6 +188,57 @@ TEST_F(YouTubeActivity, FillsInTheFormEveryTimeAndCancelLeavesNothing) {
   }
 }
 
+TEST_F(YouTubeActivity, EmptiesThePlaceholderAndEndsTypingOnDone) {
+  prepare(recordings::path("basic.mp4"));
+  ZVMakePublishingAgent();  // loads the plug-in
+  const Class cell = NSClassFromString("PublishingDescriptionCell"), notes = NSClassFromString("PlaceholderNotes");
+  ASSERT_NE(cell, nullptr);
+  placeholders().clear();
+  method_exchangeImplementations(cell, "setPlaceholderText:", notes, "setPlaceholderText:");
+  const auto form = activity->activityViewController();
+  method_exchangeImplementations(cell, "setPlaceholderText:", notes, "setPlaceholderText:");
+  EXPECT_EQ(placeholders(), std::vector<std::string>{"none"});
+
+  bool isShown = false;
+  root->presentViewController_animated_completion(form, false, [&] { isShown = true; });
+  ASSERT_TRUE(waitUntil([&] { return isShown; }));
+  theWindow().commit();
+  CGRect title = CGRectZero;
+  for (const auto& found : theWindow().window()->reachableElements())
+    if (found.element.label == "Title") title = found.element.frame;
+  const CGPoint middle{title.origin.x + title.size.width / 2, title.origin.y + title.size.height / 2};
+  theWindow().sendPointer(UIAutomation::Pointer::Press, middle);
+  theWindow().sendPointer(UIAutomation::Pointer::Release, middle);
+  ASSERT_NE(UIResponder::firstResponder(), nullptr);
+  activity->publishingAgentDoneButtonClicked(*activity->publishingAgent());
+  EXPECT_EQ(UIResponder::firstResponder(), nullptr);
+  EXPECT_EQ(finished, std::nullopt);
+}
+
+TEST_F(YouTubeActivity, LooksLikeThePictureThatWasFoundGood) {
+  if (std::getenv("ZEVANTI_TEST_SCALE")) GTEST_SKIP() << "the picture is of scale 1";
+  activity->setMovieURL(activity->tempFileURL());
+  const std::string settings = std::string(std::getenv("XDG_CONFIG_HOME")) + "/zevanti/publishing.json";
+  std::filesystem::create_directories(std::filesystem::path(settings).parent_path());
+  std::ofstream(settings) << R"({"client_id": "a client"})";
+  activity->setDescriptionText("Recorded in Hexagon Quest by Lantern Works. https://lantern.example/hexagon");
+  const auto form = activity->activityViewController();
+  bool isShown = false;
+  root->presentViewController_animated_completion(form, false, [&] { isShown = true; });
+  ASSERT_TRUE(waitUntil([&] { return isShown; }));
+  activity->publishingAgentDidBeginPublishing(*activity->publishingAgent());
+  const auto overlay = activity->progressOverlay();
+  ASSERT_TRUE(waitUntil([&] { return overlay->activityIndicator() != nullptr; }));
+  theWindow().commit();
+  std::string difference;
+  waitUntil([&] {  // the wheel turns: until it stands as in the picture
+    difference = golden_picture::difference(theWindow().grab(), "uploading");
+    return difference.empty();
+  });
+  EXPECT_EQ(difference, "");
+  std::filesystem::remove(settings);
+}
+
 TEST_F(YouTubeActivity, TellsTheAgentWhenTheMovieIsWhole) {
   prepare(recordings::path("two_audio.mp4"));
   activity->setPublishingAgent(agent);
@@ -174,6 +262,17 @@ TEST_F(YouTubeActivity, TellsTheAgentWhenTheMovieCouldNotBeMade) {
   EXPECT_EQ(finished, std::nullopt) << "the form says so; the person answers it";
 }
 
+TEST_F(YouTubeActivity, KeepsANameThatAnotherProgramCouldTake) {
+  prepare(recordings::path("basic.mp4"));
+  EXPECT_TRUE(isThere()) << "while the movie is still being read";
+  EXPECT_EQ(std::filesystem::status(activity->movieURL().path()).permissions(),
+            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+  activity->publishingAgentCancelButtonClicked(*agent);  // before there is anything to cancel
+  dispatch_main::waitForBackgroundWork(20);
+  EXPECT_TRUE(leftovers().empty());
+  EXPECT_FALSE(wasTraced("ZVYouTubeActivity: Export Mixed YouTube Video Complete."));
+}
+
 TEST_F(YouTubeActivity, LeavesNothingWhenItIsLetGoOf) {
   prepare(recordings::path("basic.mp4"));
   activity = std::make_shared<ZVYouTubeActivity>();  // the window closes in the middle of it
@@ -182,13 +281,14 @@ TEST_F(YouTubeActivity, LeavesNothingWhenItIsLetGoOf) {
 }
 
 TEST_F(YouTubeActivity, SaysThatItHasPublishedAndWhereToSeeIt) {
+  const Browser browser;
   for (const bool view : {false, true}) {
     SCOPED_TRACE(view);
     finished.reset();
     activity = std::make_shared<ZVYouTubeActivity>();
     activity->setFinishHandler([this](bool completed) { finished = completed; });
     agent = std::make_shared<RecordingAgent>();
-    agent->url = "not-an-address";  // nothing opens in a test
+    agent->url = "https://video.example/watch?v=1";
     beginPublishing();
     const auto overlay = activity->progressOverlay();
     ASSERT_NE(overlay, nullptr);
@@ -208,6 +308,10 @@ TEST_F(YouTubeActivity, SaysThatItHasPublishedAndWhereToSeeIt) {
     theWindow().sendKey(view ? "Return" : "Escape");
     ASSERT_TRUE(waitUntil([&] { return finished.has_value(); }));
     EXPECT_EQ(finished, true);
+    if (view) {
+      EXPECT_TRUE(waitUntil([&] { return browser.opened() == agent->url + "\n"; })) << browser.opened();
+    }
+    EXPECT_EQ(browser.opened(), view ? agent->url + "\n" : "");
     theWindow().dismiss();
     root = std::make_shared<UIViewController>();
     theWindow().present(root);

@@ -1,6 +1,7 @@
 #include "platform/Foundation/NSFileManager.h"
 
 #include "platform/backends/posix/FileCopy.h"
+#include "platform/backends/posix/FileDescriptor.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -105,6 +106,11 @@ bool NSFileManager::createDirectoryAtPath_error(const std::string& path, bool is
   if (mkdir(path.c_str(), isPrivate ? 0700 : 0777) != 0 || (isPrivate && chmod(path.c_str(), 0700) != 0))
     return fail(error, errno, "The folder “" + path + "” can’t be made");
   return true;
+}
+
+bool NSFileManager::createFileAtPath_error(const std::string& path, NSErrorPtr* error) const {
+  const FileDescriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+  return file || fail(error, errno, "The file “" + path + "” can’t be made");
 }
 
 std::optional<std::vector<std::string>> NSFileManager::contentsOfDirectoryAtPath_error(const std::string& path,
