@@ -12,8 +12,8 @@ std::unique_ptr<EditorWindow> window;
 
 // Before any other static value is made, because the temporary directory's path is one of them.
 [[gnu::constructor(101)]] void useFoldersOfOurOwn() {
-  static char pattern[] = "/tmp/zevanti-editor-test-XXXXXX";
-  if (const char* folder = mkdtemp(pattern)) setenv("XDG_CACHE_HOME", folder, 1);
+  std::string pattern = (std::filesystem::temp_directory_path() / "zevanti-editor-test-XXXXXX").string();
+  if (const char* folder = mkdtemp(pattern.data())) setenv("XDG_CACHE_HOME", folder, 1);
   setenv("LC_ALL", "en_US.UTF-8", 1);
   setenv("TZ", "UTC", 1);
   setenv("ZEVANTI_BUNDLE", ZEVANTI_SOURCE_DIR "/resources/ZVVideoEditorExtension.appex", 1);

@@ -2,6 +2,7 @@
 #include "platform/UIKit/UIImage.h"
 #include "sharing/ZVYouTubeActivity.h"
 #include "support/NSBundleZVExtensions.h"
+#include "support/NSFileManagerZVExtensions.h"
 #include "support/ZVFrameworkStrings.h"
 
 #include <gtest/gtest.h>
@@ -19,8 +20,8 @@ namespace {
 class Framework {
  public:
   Framework() {
-    char pattern[] = "/tmp/zevanti-framework-XXXXXX";
-    folder_ = mkdtemp(pattern);
+    folder_ = (std::filesystem::temp_directory_path() / "zevanti-framework-XXXXXX").string();
+    if (!mkdtemp(folder_.data())) std::abort();
     const runtime::LoadingBundle bundle(folder_);
     for (const char* name : {"PLPhotoTileViewController", "PUPhotoView"}) {
       runtime::registerClass(
@@ -103,7 +104,7 @@ TEST(FrameworkStrings, TheSystemsFrameworksHaveWhatPublishingSaysAndItsPicture) 
 }
 
 TEST(FrameworkStrings, NamesOfApplicationsComeInThePersonsLanguage) {
-  const auto folder = std::filesystem::temp_directory_path() / "zevanti-names.app";
+  const auto folder = std::filesystem::path(ZVScreenRecorderTempDirectory) / "names.app";
   std::filesystem::create_directories(folder / "en.lproj");
   std::ofstream(folder / "Info.plist") << R"(<plist version="1.0"><dict>
       <key>CFBundleIdentifier</key><string>test.Names</string><key>CFBundleName</key><string>Plain</string>

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <string>
 
 namespace {
 
@@ -12,8 +13,8 @@ QtEditorWindow* window = nullptr;
 
 // Before any other static value is made, because the temporary directory's path is one of them.
 [[gnu::constructor(101)]] void useFoldersOfOurOwn() {
-  static char pattern[] = "/tmp/zevanti-sharing-test-XXXXXX";
-  const char* folder = mkdtemp(pattern);
+  std::string pattern = (std::filesystem::temp_directory_path() / "zevanti-sharing-test-XXXXXX").string();
+  const char* folder = mkdtemp(pattern.data());
   if (!folder) std::abort();
   for (const char* name : {"XDG_CACHE_HOME", "XDG_CONFIG_HOME", "XDG_STATE_HOME"}) setenv(name, folder, 1);
   for (const char* name : {"LC_ALL", "LANGUAGE"}) unsetenv(name);

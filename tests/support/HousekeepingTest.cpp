@@ -30,8 +30,8 @@ namespace {
 
 // Before any other static value is made, because the temporary directory's path is one of them.
 [[gnu::constructor(101)]] void useACacheOfOurOwn() {
-  static char pattern[] = "/tmp/zevanti-support-test-XXXXXX";
-  const char* folder = mkdtemp(pattern);
+  std::string pattern = (std::filesystem::temp_directory_path() / "zevanti-support-test-XXXXXX").string();
+  const char* folder = mkdtemp(pattern.data());
   if (!folder) std::abort();
   setenv("XDG_CACHE_HOME", folder, 1);
 }
