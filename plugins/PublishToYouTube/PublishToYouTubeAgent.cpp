@@ -1,6 +1,7 @@
 #include "plugins/PublishToYouTube/PublishToYouTubeAgent.h"
 
 #include "platform/Dispatch/dispatch.h"
+#include "platform/Foundation/os_trace.h"
 #include "platform/MobileCoreServices/LSApplicationWorkspace.h"
 #include "platform/UIKit/UIPasteboard.h"
 #include "plugins/PublishToYouTube/upload/ClientRegistration.h"
@@ -24,11 +25,13 @@ Strong<UINavigationController> PublishToYouTubeAgent::navigationController() {
     };
   };
   form_->setHandlers({forward(&PublishToYouTubeAgent::showForm), forward(&PublishToYouTubeAgent::cancel),
-                      forward(&PublishToYouTubeAgent::publish), [weak] {
+                      forward(&PublishToYouTubeAgent::publish),
+                      [weak] {
                         const auto self = weak.lock();
                         const auto delegate = self ? self->delegate_.lock() : nullptr;
                         if (delegate) delegate->publishingAgentDoneButtonClicked(*self);
-                      }});
+                      },
+                      forward(&PublishToYouTubeAgent::changeAccount)});
   navigation_ = UINavigationController::initWithRootViewController(form_);
   navigation_->setModalPresentationStyle(UIModalPresentationStyle::FormSheet);
   return navigation_;
@@ -54,6 +57,7 @@ void PublishToYouTubeAgent::setMediaIsReady(bool ready) {
     startUpload();
   } else if (stage_ == Stage::Form && !form_->status().isFailure) {
     form_->setStatus({});
+    suggestToGoOn();
   }
 }
 
@@ -103,20 +107,49 @@ void PublishToYouTubeAgent::publish() {
 void PublishToYouTubeAgent::startUpload() {
   stage_ = Stage::Connection;
   NSErrorPtr error;
-  const auto addresses = publishing::ServiceAddresses::configured(&error);
-  if (!addresses) {
+  publisher_ = makePublisher(&error);
+  if (!publisher_) {
     tellFailure(error ? error->localizedDescription() : std::string());
     return;
   }
   PublishingStatusView::Status status;
   status.text = localized("Connecting…");
   form_->setStatus(std::move(status));
+  publisher_->publish(mediaPath_, form_->details());
+}
+
+Strong<publishing::Publisher> PublishToYouTubeAgent::makePublisher(NSErrorPtr* error) {
+  const auto addresses = publishing::ServiceAddresses::configured(error);
+  if (!addresses) return nullptr;
   publishing::PublisherOptions options;
   options.openPage = [](const std::string& address) {
     return LSApplicationWorkspace::defaultWorkspace()->openSensitiveURL_withOptions(address, nullptr);
   };
-  publisher_ = publishing::Publisher::create(*addresses, events(), std::move(options));
-  publisher_->publish(mediaPath_, form_->details());
+  return publishing::Publisher::create(*addresses, events(), std::move(options));
+}
+
+void PublishToYouTubeAgent::suggestToGoOn() {
+  NSErrorPtr error;
+  publisher_ = makePublisher(&error);
+  if (!publisher_) return;  // told when it matters
+  publisher_->findKeptDetails(mediaPath_, [weak = weak_from_this()](const publishing::VideoDetails& details) {
+    const auto self = std::static_pointer_cast<PublishToYouTubeAgent>(weak.lock());
+    if (!self || self->stage_ != Stage::Form || !self->form_->suggestDetails(details)) return;
+    PublishingStatusView::Status status;
+    status.text = localized("An upload of this video was interrupted. Publish it to go on where it stopped.");
+    self->form_->setStatus(std::move(status));
+  });
+}
+
+void PublishToYouTubeAgent::changeAccount() {
+  if (stage_ != Stage::Form) return;
+  NSErrorPtr error;
+  const auto publisher = makePublisher(&error);
+  if (!publisher) return tellFailure(error ? error->localizedDescription() : std::string());
+  publisher->signOut();
+  PublishingStatusView::Status status;
+  status.text = localized("You will be asked to sign in when you publish.");
+  form_->setStatus(std::move(status));
 }
 
 publishing::Publisher::Events PublishToYouTubeAgent::events() {
@@ -183,7 +216,7 @@ void PublishToYouTubeAgent::showUpload(const publishing::Progress& progress) {
   status.progress = uploaded_;
   status.button = localized("Cancel");
   status.pressed = [weak = weak_from_this()] {
-    if (const auto self = std::static_pointer_cast<PublishToYouTubeAgent>(weak.lock())) self->cancel();
+    if (const auto self = std::static_pointer_cast<PublishToYouTubeAgent>(weak.lock())) self->stop();
   };
   form_->setStatus(std::move(status));
 }
@@ -211,6 +244,7 @@ void PublishToYouTubeAgent::showWaiting(const std::string& why, double seconds) 
 void PublishToYouTubeAgent::uploadFailed(const NSErrorPtr& error) {
   ++reports_;
   const std::string words = error ? error->localizedDescription() : localized("The upload has failed.");
+  os_trace_error("Publishing: %s", words.c_str());
   if (stage_ != Stage::Upload) {
     tellFailure(words);
     return;
@@ -220,7 +254,9 @@ void PublishToYouTubeAgent::uploadFailed(const NSErrorPtr& error) {
   status.text = words;
   status.isFailure = true;
   form_->setStatus(std::move(status));
-  if (const auto delegate = delegate_.lock()) delegate->publishingAgentDidEndPublishing_error(*this, error);
+  endQuestion([self = std::static_pointer_cast<PublishToYouTubeAgent>(shared_from_this()), error] {
+    if (const auto delegate = self->delegate_.lock()) delegate->publishingAgentDidEndPublishing_error(*self, error);
+  });
 }
 
 void PublishToYouTubeAgent::uploadSucceeded(const std::string& address) {
@@ -232,10 +268,41 @@ void PublishToYouTubeAgent::uploadSucceeded(const std::string& address) {
   PublishingStatusView::Status status;
   status.text = localized("The video is at %@", {address});
   form_->setStatus(std::move(status));
-  if (const auto delegate = delegate_.lock()) delegate->publishingAgentDidEndPublishing_error(*this, nullptr);
+  endQuestion([self = std::static_pointer_cast<PublishToYouTubeAgent>(shared_from_this())] {
+    if (const auto delegate = self->delegate_.lock()) delegate->publishingAgentDidEndPublishing_error(*self, nullptr);
+  });
 }
 
 void PublishToYouTubeAgent::cancel() {
+  if (stage_ == Stage::Upload) {
+    askWhetherToStop();
+  } else {
+    stop();
+  }
+}
+
+void PublishToYouTubeAgent::askWhetherToStop() {
+  if (const auto question = question_.lock(); question && navigation_->presentedViewController() == question) return;
+  const auto question = UIAlertController::alertControllerWithTitle_message_preferredStyle(
+      localized("Stop the upload?"), localized("What has been uploaded so far is thrown away."),
+      UIAlertControllerStyle::Alert);
+  question->addAction(UIAlertAction::actionWithTitle_style_handler(
+      localized("Stop"), UIAlertActionStyle::Destructive, [weak = weak_from_this()](UIAlertAction&) {
+        if (const auto self = std::static_pointer_cast<PublishToYouTubeAgent>(weak.lock())) self->stop();
+      }));
+  question->addAction(
+      UIAlertAction::actionWithTitle_style_handler(localized("Continue"), UIAlertActionStyle::Cancel, nullptr));
+  question_ = question;
+  navigation_->presentViewController_animated_completion(question, true, nullptr);
+}
+
+void PublishToYouTubeAgent::endQuestion(std::function<void()> then) {
+  const auto question = question_.lock();
+  if (!question || navigation_->presentedViewController() != question) return then();
+  navigation_->dismissViewControllerAnimated_completion(false, std::move(then));
+}
+
+void PublishToYouTubeAgent::stop() {
   if (stage_ == Stage::Ended) return;
   stage_ = Stage::Ended;
   if (publisher_) publisher_->cancel();

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "platform/UIKit/UIAlertController.h"
 #include "plugins/PublishToYouTube/PublishToYouTubeForm.h"
 #include "plugins/PublishToYouTube/upload/Publisher.h"
 #include "sharing/ZVPublishingAgent.h"
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -12,7 +14,8 @@
 ///
 /// What goes wrong before the upload has begun is told in the form, where the person can put it right and publish
 /// again. From the first uploaded byte on it ends the publishing; the form's panel, which is then in front of
-/// everything else in the navigation controller, says what happened and what to do.
+/// everything else in the navigation controller, says what happened and what to do. An agent that just goes away leaves
+/// the upload for the next time.
 class PublishToYouTubeAgent : public NSObject, public ZVPublishingAgent {
   ZV_OBJECT(PublishToYouTubeAgent)
  public:
@@ -35,7 +38,16 @@ class PublishToYouTubeAgent : public NSObject, public ZVPublishingAgent {
   };
   void showForm();
   void publish();
+  /// Ends publishing; while the upload runs, the person is asked first.
   void cancel();
+  void stop();
+  void askWhetherToStop();
+  /// Calls `then` when the question, if it is on screen, has gone: what comes next may want its place.
+  void endQuestion(std::function<void()> then);
+  void changeAccount();
+  /// Looks for what a former use of the program has begun to upload.
+  void suggestToGoOn();
+  Strong<publishing::Publisher> makePublisher(NSErrorPtr* error);
   void startUpload();
   void beginUpload();
   publishing::Publisher::Events events();
@@ -54,6 +66,7 @@ class PublishToYouTubeAgent : public NSObject, public ZVPublishingAgent {
   Strong<PublishToYouTubeForm> form_;
   Strong<UINavigationController> navigation_;
   Strong<publishing::Publisher> publisher_;
+  Weak<UIAlertController> question_;
   Stage stage_ = Stage::Form;
   bool mediaIsReady_ = true, preparationFailed_ = false;
   float preparationProgress_ = 0;

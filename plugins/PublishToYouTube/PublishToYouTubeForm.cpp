@@ -151,6 +151,12 @@ void PublishToYouTubeForm::makeCells() {
   childrenCell->textLabel()->setText(localized("Made for Children"));
   childrenCell->setAccessoryView(madeForChildren_);
 
+  accountCell_ = std::make_shared<UITableViewCell>();
+  accountCell_->textLabel()->setText(localized("Use Another Account"));
+  accountCell_->setSelectionHandler([this] {
+    if (handlers_.changeAccount) handlers_.changeAccount();
+  });
+
   const auto self = shared_from_this();
   for (const Strong<UIControl>& control : std::initializer_list<Strong<UIControl>>{visibility_, madeForChildren_}) {
     control->addTarget_action_forControlEvents(self, "endTyping", UIControlEventValueChanged);
@@ -162,7 +168,8 @@ void PublishToYouTubeForm::makeCells() {
        {"",
         localized("Only you see a private video. Everybody who has its address sees an unlisted one."),
         {visibilityCell}},
-       {"", localized("Whether the video is aimed at children has to be stated by law."), {childrenCell}}});
+       {"", localized("Whether the video is aimed at children has to be stated by law."), {childrenCell}},
+       {"", "", {accountCell_}}});
 }
 
 void PublishToYouTubeForm::viewWillAppear(bool animated) {
@@ -175,9 +182,13 @@ void PublishToYouTubeForm::viewWillAppear(bool animated) {
 }
 
 void PublishToYouTubeForm::_selectComedyPickerRow() {
+  chooseCategory(usualCategory);
+}
+
+void PublishToYouTubeForm::chooseCategory(const std::string& identifier) {
   const auto& categories = publishing::videoCategories();
   for (std::size_t i = 0; i < categories.size(); ++i) {
-    if (categories[i].identifier != usualCategory) continue;
+    if (categories[i].identifier != identifier) continue;
     picker_->selectRow_inComponent_animated(static_cast<int>(i), 0, false);
     categoryChosen(static_cast<int>(i));
   }
@@ -214,6 +225,22 @@ publishing::VideoDetails PublishToYouTubeForm::details() const {
   return details;
 }
 
+bool PublishToYouTubeForm::suggestDetails(const publishing::VideoDetails& details) {
+  view();
+  if (!isEditable_ || !titleCell_->textField()->text().empty()) return false;
+  titleCell_->textField()->setText(details.title);
+  descriptionCell_->setValue(NSString::stringWithString(details.description));
+  std::string tags;
+  for (const std::string& tag : details.tags) tags += (tags.empty() ? "" : ", ") + tag;
+  tagsCell_->textField()->setText(tags);
+  categoryIsChosen_ = true;
+  chooseCategory(details.categoryIdentifier);
+  visibility_->setSelectedSegmentIndex(static_cast<int>(details.visibility));
+  madeForChildren_->setOn_animated(details.madeForChildren, false);
+  table_->setNeedsLayout();
+  return true;
+}
+
 void PublishToYouTubeForm::setStatus(PublishingStatusView::Status status) {
   status_->setStatus(std::move(status));
   if (const auto around = status_->superview(); around && around != view()) {
@@ -238,7 +265,7 @@ void PublishToYouTubeForm::setEditable(bool editable) {
   descriptionCell_->textView()->setEnabled(editable);
   tagsCell_->textField()->setEnabled(editable);
   for (const Strong<UIView>& cell :
-       std::initializer_list<Strong<UIView>>{categoryCell_, pickerCell_, visibility_, madeForChildren_}) {
+       std::initializer_list<Strong<UIView>>{categoryCell_, pickerCell_, visibility_, madeForChildren_, accountCell_}) {
     cell->setUserInteractionEnabled(editable);
   }
   for (const Strong<UIView>& control : std::initializer_list<Strong<UIView>>{visibility_, madeForChildren_}) {

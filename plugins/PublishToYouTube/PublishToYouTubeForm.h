@@ -25,11 +25,13 @@ class PublishToYouTubeForm : public UIViewController, private UITextInputDelegat
   ZV_INSTANCE_VARIABLES(PublishToYouTubeForm)
  public:
   struct Handlers {
-    std::function<void()> willBeDisplayed, cancel, publish, done;
+    std::function<void()> willBeDisplayed, cancel, publish, done, changeAccount;
   };
   void setHandlers(Handlers handlers) { handlers_ = std::move(handlers); }
 
   publishing::VideoDetails details() const;
+  /// Puts these in, unless the person has given a title already. Whether it did.
+  bool suggestDetails(const publishing::VideoDetails& details);
   void setStatus(PublishingStatusView::Status status);
   const PublishingStatusView::Status& status() const { return status_->status(); }
   /// NO while the details are in use: nothing can be changed or published.
@@ -59,6 +61,7 @@ class PublishToYouTubeForm : public UIViewController, private UITextInputDelegat
   void showBarButtons();
   void togglePicker();
   void categoryChosen(int row);
+  void chooseCategory(const std::string& identifier);
 
   Handlers handlers_;
   Strong<UITableView> table_;
@@ -69,6 +72,7 @@ class PublishToYouTubeForm : public UIViewController, private UITextInputDelegat
   Strong<PublishingDescriptionCell> descriptionCell_;
   Strong<PublishingCategoryCell> categoryCell_;
   Strong<PublishingViewCell> pickerCell_;
+  Strong<UITableViewCell> accountCell_;
   Strong<UISegmentedControl> visibility_;
   Strong<UISwitch> madeForChildren_;
   Strong<PublishingStatusView> status_ = std::make_shared<PublishingStatusView>();

@@ -51,9 +51,16 @@ TEST_F(FormTest, CanBeSteeredByTheNamesOfItsParts) {
   EXPECT_TRUE(agentObject_->class_()->bundlePath.ends_with("PublishToYouTube.bundle"));
   const auto description = cell(1, 0);
   ASSERT_NE(description, nullptr);
+  const auto placeholder = [&] {
+    for (const auto& subview : std::dynamic_pointer_cast<UIView>(description)->subviews())
+      if (const auto input = std::dynamic_pointer_cast<UITextInputView>(subview)) return input->placeholder();
+    return std::string("there is nothing to type in");
+  };
   description->performSelector_withObject("setPlaceholderText:", NSString::stringWithString("Something"));
+  EXPECT_EQ(placeholder(), "Something");
   description->performSelector_withObject("setValue:", NSString::stringWithString("Recorded in a game. https://x.y"));
   description->performSelector_withObject("setPlaceholderText:", nullptr);
+  EXPECT_EQ(placeholder(), "");
   const auto categories = std::dynamic_pointer_cast<NSArray>(part("_categories"));
   ASSERT_NE(categories, nullptr);
   EXPECT_GT(categories->count(), 10U);

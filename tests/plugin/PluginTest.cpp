@@ -32,6 +32,11 @@ void PluginTest::SetUp() {
   writeClientFile();
 
   ASSERT_NE(dlopen_now(library), nullptr) << dlerror_text();
+  ASSERT_NO_FATAL_FAILURE(makeAgent());
+}
+
+void PluginTest::makeAgent() {
+  delegate_ = std::make_shared<AgentLog>();
   const Class cls = NSClassFromString("PublishToYouTubeAgent");
   ASSERT_NE(cls, nullptr);
   agentObject_ = cls->makeInstance();
@@ -56,6 +61,14 @@ void PluginTest::TearDown() {
   root_ = nullptr;
   EXPECT_TRUE(endRequests(browser_));
   deleteWhatIsLeft();
+}
+
+void PluginTest::closeAndStartAgain() {
+  theWindow().dismiss();
+  form_ = nullptr;
+  agentObject_ = nullptr;
+  root_ = nullptr;
+  ASSERT_NO_FATAL_FAILURE(makeAgent());
 }
 
 void PluginTest::present() {

@@ -30,7 +30,13 @@ class AgentLog : public NSObject, public ZVPublishingAgentDelegate {
     agent.navigationController()->view()->endEditing(true);
   }
   void publishingAgentCancelButtonClicked(ZVPublishingAgent&) override { log.push_back("cancel"); }
-  void publishingAgentDidBeginPublishing(ZVPublishingAgent&) override { log.push_back("begin"); }
+  /// Lays an overlay over all of the form, as whoever publishes does.
+  void publishingAgentDidBeginPublishing(ZVPublishingAgent& agent) override {
+    log.push_back("begin");
+    const auto overlay = std::make_shared<UIView>();
+    overlay->setFrame(agent.navigationController()->view()->bounds());
+    agent.navigationController()->view()->addSubview(overlay);
+  }
   void publishingAgentDidEndPublishing_error(ZVPublishingAgent&, const NSErrorPtr& problem) override {
     log.push_back(problem ? "failed" : "published");
     error = problem;
@@ -43,9 +49,12 @@ class PluginTest : public testing::Test {
   void SetUp() override;
   void TearDown() override;
 
+  /// The window closes, and the person opens another: a new agent and its form.
+  void closeAndStartAgain();
   /// Puts the form on screen, over an empty view.
   void present();
   void writeClientFile();
+  void makeAgent();
   std::string clientFile() const;
 
   // The form's parts, by name.

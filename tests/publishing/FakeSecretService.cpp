@@ -113,6 +113,9 @@ QDBusMessage FakeSecretService::answer(const QDBusMessage& message) {
   if (message.interface() == "org.freedesktop.DBus.Properties") return properties(message);
   if (behaviour_ == Behaviour::Fails)
     return message.createErrorReply("org.freedesktop.Secret.Error.IsLocked", "Nobody unlocked it");
+  // As GLib's client sees its own limit pass: G_IO_ERROR_TIMED_OUT.
+  if (behaviour_ == Behaviour::TimesOut)
+    return message.createErrorReply("org.gtk.GDBus.UnmappedGError.Quark._g_2dio_2derror_2dquark.Code24", "Too late");
   if (member == "OpenSession") {
     if (message.arguments().value(0).toString() != "plain")
       return message.createErrorReply(QDBusError::NotSupported, "Only plain");

@@ -9,7 +9,7 @@
 /// stays until the end.
 class FakeSecretService : public QDBusVirtualObject {
  public:
-  enum class Behaviour { Works, NotThere, Fails };
+  enum class Behaviour { Works, NotThere, Fails, TimesOut };
 
   FakeSecretService();
   ~FakeSecretService() override;

@@ -1,3 +1,4 @@
+#include "platform/Dispatch/dispatch.h"
 #include "tests/publishing/PublishingTest.h"
 
 #include <QtCore/QCoreApplication>
@@ -5,6 +6,8 @@
 #include <QtCore/QProcess>
 
 #include <ctime>
+#include <filesystem>
+#include <optional>
 
 #include <sys/stat.h>
 #include <utime.h>
@@ -46,17 +49,49 @@ TEST_F(RestartTest, GoesOnWhereItStopped) {
   EXPECT_TRUE(keptSessions().empty());
 }
 
+// The program makes its movie anew each time it is used, and clears the last one away.
+TEST_F(RestartTest, GoesOnWithAnotherFileOfTheSameContent) {
+  const std::string content = contentOf(movie_);
+  std::filesystem::remove(movie_);
+  movie_ = path("made anew.mp4");
+  writeFile(movie_, content);
+  const utimbuf times{1'000'000, 1'000'000};
+  utime(movie_.c_str(), &times);
+  std::optional<publishing::VideoDetails> kept;
+  publisher_->findKeptDetails(movie_, [&](const publishing::VideoDetails& details) { kept = details; });
+  ASSERT_TRUE(waitUntil([&] { return kept.has_value(); })) << "what the person said is kept as well";
+  EXPECT_EQ(kept->json(), details_.json());
+  EXPECT_EQ(kept->tags, details_.tags);
+  ASSERT_NO_FATAL_FAILURE(publish());
+  ASSERT_TRUE(movieArrived());
+  EXPECT_EQ(server_->counts().starts, 1);
+  EXPECT_EQ(server_->counts().bodyBytes, movieSize);
+  EXPECT_TRUE(keptSessions().empty());
+}
+
+TEST_F(RestartTest, KnowsNothingOfAnotherMovie) {
+  const auto find = [&](const std::string& movie) {
+    bool found = false;
+    publisher_->findKeptDetails(movie, [&](const publishing::VideoDetails&) { found = true; });
+    EXPECT_TRUE(dispatch_main::waitForBackgroundWork(20));
+    return found;
+  };
+  EXPECT_TRUE(find(movie_));
+  writeFile(path("other.mp4"), contentOf(movie_) + "x");
+  EXPECT_FALSE(find(path("other.mp4")));
+  EXPECT_FALSE(find(path("missing.mp4")));
+  writeFile(keptSessions()[0], "{\"details\": 7");
+  EXPECT_FALSE(find(movie_));
+  std::filesystem::remove(keptSessions()[0]);
+  EXPECT_FALSE(find(movie_));
+}
+
 // Only the very same upload is taken up again; anything else begins anew, and ends as it should.
 TEST_F(RestartTest, BeginsAnewWhenSomethingIsDifferent) {
   const std::string content = contentOf(movie_);
   const std::vector<std::pair<const char*, std::function<void()>>> differences{
       {"details", [&] { details_.title = "Another title"; }},
       {"content", [&] { writeFile(movie_, content.substr(1) + "x"); }},
-      {"time",
-       [&] {
-         const utimbuf times{1'000'000, 1'000'000};
-         utime(movie_.c_str(), &times);
-       }},
       {"client", [&] { writeFile(options_.clientFile, R"({"client_id": "another"})"); }},
       {"age",
        [&] {

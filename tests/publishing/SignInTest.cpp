@@ -166,6 +166,21 @@ TEST_F(SignInTest, AsksAgainWhenTheSignInHasEnded) {
   EXPECT_EQ(pages_.size(), 1u);
 }
 
+// It takes the token for everything but what counts.
+TEST_F(SignInTest, GivesUpWhereEveryChunkIsRefused) {
+  options_.delays = {0.2, 0.4, 8, 600};
+  makePublisher();
+  ASSERT_NO_FATAL_FAILURE(publish());
+  makePublisher();
+  server_->add("chunk:status=401*999");
+  const int chunks = server_->counts().chunks;
+  ASSERT_NO_FATAL_FAILURE(publish());
+  EXPECT_TRUE(isPublishingError(error_, PublishingErrorCode::SignInRefused));
+  EXPECT_EQ(server_->counts().chunks, chunks + 3);
+  EXPECT_EQ(pages_.size(), 1u) << "after the renewed token was refused as well";
+  EXPECT_EQ(waits_.size(), 1u) << "the service is given time";
+}
+
 TEST_F(SignInTest, NamesTheFileWithTheClientIdentifier) {
   const std::vector<std::pair<std::string, std::string>> cases{
       {"", "is missing"},

@@ -4,6 +4,10 @@
 #include "tests/publishing/FakeSecretService.h"
 #include "tests/publishing/PublishingTest.h"
 
+#include <QtCore/QElapsedTimer>
+#include <QtNetwork/QLocalServer>
+
+#include <cstdlib>
 #include <filesystem>
 
 #include <sys/stat.h>
@@ -79,6 +83,30 @@ TEST_F(TokenStoreTest, TheFileKeepsClientsApart) {
   EXPECT_EQ(accessOf(load(one)), "none");
 }
 
+// Before all tests with a bus: a process keeps the first one that answers.
+TEST_F(TokenStoreTest, ABusThatHangsIsNoBus) {
+  QLocalServer silent;  // takes connections and never says a word
+  ASSERT_TRUE(silent.listen(QString::fromStdString(path("silent"))));
+  setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + path("silent")).c_str(), 1);
+  QElapsedTimer elapsed;
+  elapsed.start();
+  {
+    TokenStore tokens = store(true);
+    tokens.save({"A1", "R1", 5});
+    EXPECT_EQ(accessOf(load(tokens)), "A1") << "kept in the file";
+  }
+  EXPECT_LT(elapsed.elapsed(), 40'000) << "twice five seconds";
+  EXPECT_TRUE(fs::exists(tokenFile()));
+  {
+    TokenStore tokens = store(true);
+    tokens.load([](const std::optional<Tokens>&) {});
+    ASSERT_TRUE(waitUntil([&] { return silent.hasPendingConnections(); }));
+    elapsed.start();
+  }
+  EXPECT_TRUE(dispatch_main::waitForBackgroundWork(20)) << "nobody wants the answer any more";
+  unsetenv("DBUS_SESSION_BUS_ADDRESS");
+}
+
 TEST_F(TokenStoreTest, WithoutASecretServiceTheFileIsUsed) {
   {
     TokenStore nobody = store(true);  // no session bus at all
@@ -109,6 +137,11 @@ TEST_F(TokenStoreTest, TheSecretServiceComesFirst) {
 
   // One that stays locked gets no file beside it.
   service.become(FakeSecretService::Behaviour::Fails);
+  tokens.save({"A2", "R2", 5});
+  EXPECT_EQ(accessOf(load(tokens)), "none");
+  EXPECT_FALSE(fs::exists(tokenFile()));
+  // Nor does one that takes too long: it may have kept them all the same.
+  service.become(FakeSecretService::Behaviour::TimesOut);
   tokens.save({"A2", "R2", 5});
   EXPECT_EQ(accessOf(load(tokens)), "none");
   EXPECT_FALSE(fs::exists(tokenFile()));

@@ -79,13 +79,17 @@ void Authorization::answer(const std::string& token, const NSErrorPtr& error) {
   if (handler_) std::exchange(handler_, nullptr)(token, error);
 }
 
+NSErrorPtr Authorization::refusal() {
+  return publishingError(PublishingErrorCode::SignInRefused,
+                         localized("The video service did not accept the sign-in that it had just given. Check at "
+                                   "the service that your client may upload videos, then publish again."));
+}
+
 NSErrorPtr Authorization::refuse() {
   if (!tokens_) return nullptr;
   switch (source_) {
     case Source::SignedIn:
-      return publishingError(PublishingErrorCode::SignInRefused,
-                             localized("The video service did not accept the sign-in that it had just given. Check at "
-                                       "the service that your client may upload videos, then publish again."));
+      return refusal();
     case Source::Renewed:  // a renewed token was no better: the sign-in itself is no good any more
       store_.clear();
       tokens_.reset();

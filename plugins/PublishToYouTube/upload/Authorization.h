@@ -33,6 +33,8 @@ class Authorization : public std::enable_shared_from_this<Authorization> {
   /// The service said 401 to the token that was given last: the next call renews it, then asks the person. Returns an
   /// error when even a fresh sign-in was refused.
   NSErrorPtr refuse();
+  /// That error, for whoever has seen enough refusals.
+  static NSErrorPtr refusal();
   /// The service took the token that was given last.
   void accept() { source_ = Source::Accepted; }
 

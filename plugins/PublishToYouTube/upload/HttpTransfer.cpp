@@ -221,7 +221,7 @@ struct HttpTransfer::Worker {
 
  private:
   void run();
-  Answer carryOut(CURL* curl, Job& job, const std::shared_ptr<Job>& shared);
+  Answer carryOut(CURL* curl, const std::shared_ptr<Job>& job);
 
   const double stallSeconds_;
   CURLM* multi_ = nullptr;
@@ -244,7 +244,7 @@ void HttpTransfer::Worker::run() {
     lock.unlock();
     Answer answer;
     answer.failure = Failure::NoConnection;
-    if (curl && !job->aborted) answer = carryOut(curl, *job, job);
+    if (curl && !job->aborted) answer = carryOut(curl, job);
     dispatch_async(dispatch_get_main_queue(), [job, answer = std::move(answer)] {
       if (!job->aborted) job->handler(answer);
     });
@@ -254,18 +254,18 @@ void HttpTransfer::Worker::run() {
   if (curl) curl_easy_cleanup(curl);
 }
 
-HttpTransfer::Answer HttpTransfer::Worker::carryOut(CURL* curl, Job& job, const std::shared_ptr<Job>& shared) {
-  Exchange exchange(std::move(job.request));
-  exchange.aborted = &job.aborted;
-  exchange.progress = [&shared](std::int64_t sent) {
-    dispatch_async(dispatch_get_main_queue(), [job = shared, sent] {
+HttpTransfer::Answer HttpTransfer::Worker::carryOut(CURL* curl, const std::shared_ptr<Job>& job) {
+  Exchange exchange(std::move(job->request));
+  exchange.aborted = &job->aborted;
+  exchange.progress = [job](std::int64_t sent) {
+    dispatch_async(dispatch_get_main_queue(), [job, sent] {
       if (!job->aborted) job->progress(sent);
     });
   };
   exchange.prepare(curl, stallSeconds_);
   curl_multi_add_handle(multi_, curl);
   CURLcode code = CURLE_FAILED_INIT;
-  for (int running = 1; running > 0 && !job.aborted;) {
+  for (int running = 1; running > 0 && !job->aborted;) {
     if (curl_multi_perform(multi_, &running) != CURLM_OK) break;
     if (running > 0) curl_multi_poll(multi_, nullptr, 0, 1000, nullptr);
   }

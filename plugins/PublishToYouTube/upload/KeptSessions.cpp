@@ -33,30 +33,46 @@ QString hashOf(const std::string& text) {
 
 std::optional<std::string> KeptSessions::find(const Upload& upload) const {
   sweep();
-  const auto content = readPrivateFile(pathOf(upload));
+  const auto content = readPrivateFile(pathOf(upload.file));
   if (!content) return std::nullopt;
   const QJsonObject object = QJsonDocument::fromJson(QByteArray::fromStdString(*content)).object();
-  const bool same =
-      object["details"].toString() == hashOf(upload.details) && object["client"].toString() == hashOf(upload.client) &&
-      object["server"].toString().toStdString() == upload.server && !isTooOld(object["begun"].toInteger());
+  const bool same = object["details"].toString().toStdString() == upload.details &&
+                    object["client"].toString() == hashOf(upload.client) &&
+                    object["server"].toString().toStdString() == upload.server &&
+                    !isTooOld(object["begun"].toInteger());
   const std::string address = object["session"].toString().toStdString();
   if (same && !address.empty()) return address;
   drop(upload);
   return std::nullopt;
 }
 
+std::optional<std::string> KeptSessions::findDetails(const std::string& file) const {
+  sweep();
+  const auto content = readPrivateFile(pathOf(file));
+  if (!content) return std::nullopt;
+  const QJsonObject object = QJsonDocument::fromJson(QByteArray::fromStdString(*content)).object();
+  if (isTooOld(object["begun"].toInteger())) return std::nullopt;
+  return object["details"].toString().toStdString();
+}
+
+bool KeptSessions::areThere() const {
+  std::error_code error;
+  const std::filesystem::directory_iterator entry(folder_, error);
+  return !error && entry != std::filesystem::directory_iterator();
+}
+
 void KeptSessions::keep(const Upload& upload, const std::string& address) const {
   const QJsonObject object{{"session", QString::fromStdString(address)},
-                           {"details", hashOf(upload.details)},
+                           {"details", QString::fromStdString(upload.details)},
                            {"client", hashOf(upload.client)},
                            {"server", QString::fromStdString(upload.server)},
                            {"begun", qint64(std::time(nullptr))}};
-  const int failure = writePrivateFile(pathOf(upload), QJsonDocument(object).toJson().toStdString());
+  const int failure = writePrivateFile(pathOf(upload.file), QJsonDocument(object).toJson().toStdString());
   if (failure != 0) os_trace_error("Publishing: can't keep the upload for later: %s", std::strerror(failure));
 }
 
 void KeptSessions::drop(const Upload& upload) const {
-  removePrivateFile(pathOf(upload));
+  removePrivateFile(pathOf(upload.file));
 }
 
 void KeptSessions::sweep() const {

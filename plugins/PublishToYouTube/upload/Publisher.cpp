@@ -45,11 +45,11 @@ void Publisher::publish(const std::string& path, const VideoDetails& details) {
   run_->details = details;
   const std::weak_ptr<Publisher> weakSelf = weak_from_this();
   const std::weak_ptr<Run> weakRun = run_;
-  // Opening reads the file's ends, and a disk may have to wake up for that.
+  // Opening reads all of the file.
   dispatch_async(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT), [=, clientFile = options_.clientFile] {
     NSErrorPtr error = details.check();
     auto client = error ? std::nullopt : ClientRegistration::load(clientFile, &error);
-    auto file = error ? nullptr : UploadFile::open(path, &error);
+    auto file = error ? nullptr : UploadFile::open(path, &error, [=] { return !weakRun.expired(); });
     dispatch_async(dispatch_get_main_queue(), [=] {
       const auto self = weakSelf.lock();
       const auto run = weakRun.lock();
@@ -70,7 +70,7 @@ void Publisher::begin(const std::shared_ptr<Run>& run) {
   Authorization::Settings access;
   access.addresses = addresses_;
   access.client = run->client;
-  access.place = {run->client.identifier, originOf(addresses_.token), options_.stateFolder + "/publishing-tokens.json",
+  access.place = {run->client.identifier, originOf(addresses_.token), TokenStore::fileIn(options_.stateFolder),
                   options_.secretService};
   access.signInSeconds = options_.signInSeconds;
   access.openPage = [weak](const std::string& address) {
@@ -118,6 +118,22 @@ void Publisher::begin(const std::shared_ptr<Run>& run) {
   run->upload->start();
 }
 
+void Publisher::findKeptDetails(const std::string& path, std::function<void(const VideoDetails&)> then) {
+  const std::weak_ptr<Publisher> weak = weak_from_this();
+  dispatch_async(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_LOW),
+                 [weak, path, then = std::move(then), kept = KeptSessions(options_.stateFolder)] {
+                   if (!kept.areThere()) return;
+                   NSErrorPtr error;
+                   const auto file = UploadFile::open(path, &error, [weak] { return !weak.expired(); });
+                   const auto text = file ? kept.findDetails(file->identity()) : std::nullopt;
+                   const auto details = text ? VideoDetails::fromJson(*text) : std::nullopt;
+                   if (!details) return;
+                   dispatch_async(dispatch_get_main_queue(), [weak, then, details] {
+                     if (!weak.expired()) then(*details);
+                   });
+                 });
+}
+
 void Publisher::cancel() {
   const auto ended = std::exchange(run_, nullptr);
   if (ended && ended->upload) ended->upload->cancel();
@@ -127,7 +143,7 @@ void Publisher::signOut() {
   NSErrorPtr error;
   const auto client = ClientRegistration::load(options_.clientFile, &error);
   if (!client) return;
-  TokenStore({client->identifier, originOf(addresses_.token), options_.stateFolder + "/publishing-tokens.json",
+  TokenStore({client->identifier, originOf(addresses_.token), TokenStore::fileIn(options_.stateFolder),
               options_.secretService})
       .clear();
 }

@@ -58,6 +58,9 @@ class Publisher : public std::enable_shared_from_this<Publisher> {
   /// One at a time; a new one may follow after the end of the last. The file must stay as it is until then. An upload
   /// of the same file with the same details that a former run of the program began goes on where it stopped.
   void publish(const std::string& path, const VideoDetails& details);
+  /// Looks whether an upload of the same content has begun and waits to go on, and if so calls `then` with what the
+  /// person said about it, on the main queue. Not called otherwise, nor when this object has gone.
+  void findKeptDetails(const std::string& path, std::function<void(const VideoDetails& details)> then);
   /// Stops at once; the upload can't be taken up again, and the service is told. An object that just goes away leaves
   /// what it has uploaded for the next time.
   void cancel();

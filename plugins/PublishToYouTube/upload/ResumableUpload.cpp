@@ -17,6 +17,7 @@ namespace {
 constexpr std::int64_t chunkUnit = std::int64_t(256) * 1024;  // the protocol's
 constexpr double chunkSeconds = 20;
 constexpr int mostSessionsLost = 3;
+constexpr int mostRefusals = 2;  // of a token, in a row: the kept one, and the renewed one
 
 std::string noConnection() {
   return localized("There is no connection to the video service.");
@@ -158,7 +159,6 @@ void ResumableUpload::receive(Step step, const HttpTransfer::Answer& answer) {
       return retry(again, noConnection(), {});
   }
   if (answer.status == 401) return receiveUnauthorized(again, answer);
-  if (finished || answer.status == 308) authorization_->accept();
   if (finished) return step == Step::Start ? receiveStart(answer) : receiveVideo(answer);
   if (answer.status == 308 && step != Step::Start) return receiveIncomplete(step, answer);
   if (isTemporary(answer)) return retry(again, serviceBusy(), retryAfter(answer));
@@ -170,8 +170,17 @@ void ResumableUpload::receive(Step step, const HttpTransfer::Answer& answer) {
 
 void ResumableUpload::receiveUnauthorized(Step step, const HttpTransfer::Answer& answer) {
   if (isAboutAccount(answer)) return fail(refusal(answer), false);
+  if (++refusals_ > mostRefusals) return fail(authorization_->refusal(), false);
   if (const NSErrorPtr error = authorization_->refuse()) return fail(error, false);
+  // Tokens end; that is nothing to wait for. A service that takes the new one no better gets time.
+  if (refusals_ > 1) return retry(step, serviceBusy(), {});
   perform(step);
+}
+
+void ResumableUpload::noteProgress() {
+  authorization_->accept();
+  refusals_ = 0;
+  delays_.reset();
 }
 
 void ResumableUpload::receiveStart(const HttpTransfer::Answer& answer) {
@@ -183,6 +192,7 @@ void ResumableUpload::receiveStart(const HttpTransfer::Answer& answer) {
     return failOnWrongAnswer("an upload at another server");
   session_ = location->second;
   kept_.keep(upload_, session_);
+  authorization_->accept();
   delays_.reset();
   received_ = chunkEnd_ = 0;
   perform(Step::Send);
@@ -196,7 +206,7 @@ void ResumableUpload::receiveIncomplete(Step step, const HttpTransfer::Answer& a
   if (*received < received_) rate_.reset();
   received_ = *received;
   if (received_ == file_->size()) return retry(Step::Ask, serviceBusy(), {});  // it has all, and isn't done
-  if (progress) delays_.reset();
+  if (progress) noteProgress();
   // After a chunk of which nothing arrived, the next try waits.
   if (step == Step::Send && !progress) return retry(Step::Ask, serviceBusy(), {});
   perform(Step::Send);
@@ -210,6 +220,7 @@ void ResumableUpload::adaptChunk(std::int64_t sent) {
 }
 
 void ResumableUpload::receiveVideo(const HttpTransfer::Answer& answer) {
+  noteProgress();
   kept_.drop(upload_);
   session_.clear();
   const auto identifier = videoIdentifier(answer);

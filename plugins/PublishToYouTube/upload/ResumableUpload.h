@@ -52,6 +52,8 @@ class ResumableUpload : public std::enable_shared_from_this<ResumableUpload> {
   void perform(Step step);
   void send(Step step, const std::string& token);
   void receive(Step step, const HttpTransfer::Answer& answer);
+  /// The service has taken something: what went wrong before counts no more.
+  void noteProgress();
   void receiveStart(const HttpTransfer::Answer& answer);
   void receiveIncomplete(Step step, const HttpTransfer::Answer& answer);
   void receiveVideo(const HttpTransfer::Answer& answer);
@@ -81,6 +83,7 @@ class ResumableUpload : public std::enable_shared_from_this<ResumableUpload> {
   std::int64_t chunkSize_;
   double chunkBegan_ = 0;
   int sessionsLost_ = 0;
+  int refusals_ = 0;  // answers 401 since the service last took something
   bool ended_ = false;
 };
 

@@ -1,9 +1,9 @@
 #include "plugins/PublishToYouTube/upload/SecretService.h"
 
-#include <cstdlib>
+#include "platform/Dispatch/dispatch.h"
+#include "platform/Foundation/DesktopFolders.h"
 
 #include <libsecret/secret.h>
-#include <sys/stat.h>
 
 namespace publishing {
 
@@ -21,14 +21,19 @@ const SecretSchema* schema() {
   return &schema;
 }
 
-/// Whether there is a session bus to ask on, and makes it ready for that. Asking without one would start one, which
-/// nobody would end.
-bool prepareSessionBus() {
-  const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
-  const char* runtime = std::getenv("XDG_RUNTIME_DIR");
-  struct stat status {};
-  if (address ? !*address : !runtime || stat((std::string(runtime) + "/bus").c_str(), &status) != 0) return false;
-  GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
+constexpr double busTime = 5;  // seconds until a session bus counts as one that isn't there
+
+/// Whether there is a session bus to ask on, and makes it ready for that. `cancellable` ends the wait for it.
+bool prepareSessionBus(GCancellable* cancellable) {
+  if (sessionBusAddress().empty()) return false;
+  const std::shared_ptr<GCancellable> limit(g_cancellable_new(), g_object_unref);
+  dispatch_after(busTime, dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT),
+                 [limit] { g_cancellable_cancel(limit.get()); });
+  const gulong connection = g_cancellable_connect(
+      cancellable, G_CALLBACK(+[](GCancellable*, gpointer inner) { g_cancellable_cancel(G_CANCELLABLE(inner)); }),
+      limit.get(), nullptr);
+  GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SESSION, limit.get(), nullptr);
+  g_cancellable_disconnect(cancellable, connection);
   if (!bus) return false;
   g_dbus_connection_set_exit_on_close(bus, FALSE);  // the end of the bus is not to be that of the program
   g_object_unref(bus);
@@ -41,7 +46,8 @@ SecretService::Outcome outcomeOf(GError* error) {
                            g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_NAME_HAS_NO_OWNER) ||
                            g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_SPAWN_SERVICE_NOT_FOUND) ||
                            g_error_matches(error, G_DBUS_ERROR, G_DBUS_ERROR_UNKNOWN_METHOD) ||
-                           (error->domain == G_IO_ERROR && error->code != G_IO_ERROR_CANCELLED);
+                           (error->domain == G_IO_ERROR && error->code != G_IO_ERROR_CANCELLED &&
+                            error->code != G_IO_ERROR_TIMED_OUT);  // there, and slow: it may still do it
   g_error_free(error);
   return unavailable ? SecretService::Outcome::Unavailable : SecretService::Outcome::Refused;
 }
@@ -49,22 +55,27 @@ SecretService::Outcome outcomeOf(GError* error) {
 }  // namespace
 
 struct SecretService::Impl {
-  GCancellable* cancellable = g_cancellable_new();
-  ~Impl() { g_object_unref(cancellable); }
+  const std::shared_ptr<GCancellable> lookUps{g_cancellable_new(), g_object_unref};
+  const std::shared_ptr<GCancellable> changes{g_cancellable_new(), g_object_unref};
 };
 
 SecretService::SecretService() : impl_(std::make_unique<Impl>()) {}
 SecretService::~SecretService() = default;
 
 void SecretService::cancelLookUps() {
-  g_cancellable_cancel(impl_->cancellable);
+  g_cancellable_cancel(impl_->lookUps.get());
+}
+
+void SecretService::cancelAll() {
+  cancelLookUps();
+  g_cancellable_cancel(impl_->changes.get());
 }
 
 SecretService::Outcome SecretService::lookUp(const std::string& client, const std::string& server,
                                              std::string* secret) {
-  if (!prepareSessionBus()) return Outcome::Unavailable;
+  if (!prepareSessionBus(impl_->lookUps.get())) return Outcome::Unavailable;
   GError* error = nullptr;
-  gchar* found = secret_password_lookup_sync(schema(), impl_->cancellable, &error, "client", client.c_str(), "server",
+  gchar* found = secret_password_lookup_sync(schema(), impl_->lookUps.get(), &error, "client", client.c_str(), "server",
                                              server.c_str(), nullptr);
   if (error) return outcomeOf(error);
   if (!found) return Outcome::NoSecret;
@@ -75,17 +86,18 @@ SecretService::Outcome SecretService::lookUp(const std::string& client, const st
 
 SecretService::Outcome SecretService::store(const std::string& client, const std::string& server,
                                             const std::string& secret) {
-  if (!prepareSessionBus()) return Outcome::Unavailable;
+  if (!prepareSessionBus(impl_->changes.get())) return Outcome::Unavailable;
   GError* error = nullptr;
-  secret_password_store_sync(schema(), SECRET_COLLECTION_DEFAULT, "Zevanti: publishing videos", secret.c_str(), nullptr,
-                             &error, "client", client.c_str(), "server", server.c_str(), nullptr);
+  secret_password_store_sync(schema(), SECRET_COLLECTION_DEFAULT, "Zevanti: publishing videos", secret.c_str(),
+                             impl_->changes.get(), &error, "client", client.c_str(), "server", server.c_str(), nullptr);
   return error ? outcomeOf(error) : Outcome::Done;
 }
 
 SecretService::Outcome SecretService::clear(const std::string& client, const std::string& server) {
-  if (!prepareSessionBus()) return Outcome::Unavailable;
+  if (!prepareSessionBus(impl_->changes.get())) return Outcome::Unavailable;
   GError* error = nullptr;
-  secret_password_clear_sync(schema(), nullptr, &error, "client", client.c_str(), "server", server.c_str(), nullptr);
+  secret_password_clear_sync(schema(), impl_->changes.get(), &error, "client", client.c_str(), "server", server.c_str(),
+                             nullptr);
   return error ? outcomeOf(error) : Outcome::Done;
 }
 

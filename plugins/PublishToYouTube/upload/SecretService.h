@@ -5,8 +5,8 @@
 
 namespace publishing {
 
-/// The desktop's store for secrets. Its functions wait, for as long as the person needs to unlock the store: never call
-/// them on the main thread. Objects may be shared between threads.
+/// The desktop's store for secrets. Its functions wait, for as long as the person needs to unlock the store, but not
+/// for a session bus that does not answer: never call them on the main thread. Objects may be shared between threads.
 class SecretService {
  public:
   enum class Outcome {
@@ -27,6 +27,8 @@ class SecretService {
   Outcome clear(const std::string& client, const std::string& server);
   /// Ends a look-up that waits, from any thread; that and all later ones give `Refused`.
   void cancelLookUps();
+  /// Ends everything that waits, and all that comes, in the same way.
+  void cancelAll();
 
  private:
   struct Impl;

@@ -2,7 +2,6 @@
 
 #include "platform/Dispatch/dispatch.h"
 #include "platform/Foundation/os_trace.h"
-#include "plugins/PublishToYouTube/upload/PersonFolders.h"
 #include "plugins/PublishToYouTube/upload/PrivateFile.h"
 #include "plugins/PublishToYouTube/upload/SecretService.h"
 
@@ -16,6 +15,8 @@ namespace publishing {
 namespace {
 
 using Outcome = SecretService::Outcome;
+
+constexpr double timeToChange = 10;  // seconds
 
 /// One for all stores: they may share the file.
 const dispatch_queue_t& queue() {
@@ -68,10 +69,12 @@ TokenStore::TokenStore(Place place) : place_(std::move(place)), service_(std::ma
 
 TokenStore::~TokenStore() {
   service_->cancelLookUps();
+  dispatch_after(timeToChange, dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT),
+                 [service = service_] { service->cancelAll(); });
 }
 
-std::string TokenStore::defaultFile() {
-  return stateFolder() + "/publishing-tokens.json";
+std::string TokenStore::fileIn(const std::string& stateFolder) {
+  return stateFolder + "/publishing-tokens.json";
 }
 
 void TokenStore::load(std::function<void(std::optional<Tokens>)> handler) {

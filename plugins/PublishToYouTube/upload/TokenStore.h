@@ -23,7 +23,9 @@ class TokenStore {
   };
 
   explicit TokenStore(Place place);
-  ~TokenStore();  ///< ends a load that waits; what is to be saved or cleared still is
+  /// Ends a load that waits. What is to be saved or cleared still is, unless the desktop's store takes more than ten
+  /// seconds for that from now on.
+  ~TokenStore();
   TokenStore(const TokenStore&) = delete;
   TokenStore& operator=(const TokenStore&) = delete;
 
@@ -32,7 +34,8 @@ class TokenStore {
   void save(const Tokens& tokens);
   void clear();
 
-  static std::string defaultFile();
+  /// Where tokens go below a folder for sessions, for `Place::file`.
+  static std::string fileIn(const std::string& stateFolder);
 
  private:
   Place place_;

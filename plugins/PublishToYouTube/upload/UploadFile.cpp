@@ -19,7 +19,7 @@ namespace publishing {
 
 namespace {
 
-constexpr std::int64_t hashedEnd = std::int64_t(1024) * 1024;
+constexpr std::int64_t hashedPiece = std::int64_t(1024) * 1024;  // bytes
 
 std::string nameOf(const std::string& path) {
   return std::filesystem::path(path).filename().string();
@@ -38,7 +38,8 @@ std::string typeOf(const std::string& path) {
 
 }  // namespace
 
-std::shared_ptr<UploadFile> UploadFile::open(const std::string& path, NSErrorPtr* error) {
+std::shared_ptr<UploadFile> UploadFile::open(const std::string& path, NSErrorPtr* error,
+                                             const std::function<bool()>& isWanted) {
   const auto fail = [&](const NSErrorPtr& what) {
     *error = what;
     return nullptr;
@@ -63,18 +64,16 @@ std::shared_ptr<UploadFile> UploadFile::open(const std::string& path, NSErrorPtr
   file->changedNanoseconds_ = status.st_mtim.tv_nsec;
 
   QCryptographicHash hash(QCryptographicHash::Sha256);
-  for (const std::uint64_t number :
-       {std::uint64_t(status.st_dev), std::uint64_t(status.st_ino), std::uint64_t(status.st_size),
-        std::uint64_t(status.st_mtim.tv_sec), std::uint64_t(status.st_mtim.tv_nsec)})
-    hash.addData(QByteArray::number(qulonglong(number)) + ' ');
-  const std::int64_t end = std::min(file->size_, hashedEnd);
-  std::vector<char> piece(static_cast<size_t>(end));
-  for (const std::int64_t at : {std::int64_t(0), file->size_ - end}) {
-    if (file->read(at, piece.data(), end) != end) return fail(file->check());
-    hash.addData(QByteArrayView(piece.data(), end));
-  }
-  file->identity_ = hash.result().toHex().toStdString();
   posix_fadvise(file->file_.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
+  std::vector<char> piece(static_cast<size_t>(std::min(file->size_, hashedPiece)));
+  for (std::int64_t at = 0; at < file->size_;) {
+    if (isWanted && !isWanted()) return nullptr;
+    const std::int64_t done = file->read(at, piece.data(), std::int64_t(piece.size()));
+    if (done <= 0) return fail(file->check());
+    hash.addData(QByteArrayView(piece.data(), done));
+    at += done;
+  }
+  file->identity_ = std::to_string(file->size_) + "-" + hash.result().toHex().toStdString();
   return file;
 }
 

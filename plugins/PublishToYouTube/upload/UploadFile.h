@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -14,12 +15,15 @@ namespace publishing {
 /// it is uploaded is not read any further. Any thread.
 class UploadFile {
  public:
-  /// Opens it and reads a little at both ends. Null and an error when that fails, or when it is empty.
-  static std::shared_ptr<UploadFile> open(const std::string& path, NSErrorPtr* error);
+  /// Opens it and reads all of it once, for its identity: some seconds for each gigabyte, so never on the main queue.
+  /// Null and an error when that fails, or when it is empty. `isWanted` (may be null) is asked now and then; once it
+  /// says no, null without an error.
+  static std::shared_ptr<UploadFile> open(const std::string& path, NSErrorPtr* error,
+                                          const std::function<bool()>& isWanted = nullptr);
 
   std::int64_t size() const { return size_; }
-  /// The same for the same file with the same content: made of device, inode, size, time of change and a hash of its
-  /// first and last megabyte. Usable as a file name.
+  /// The same for the same content, in whatever file: each use of the program makes its movie anew. A hash of all of
+  /// it. Usable as a file name.
   const std::string& identity() const { return identity_; }
   /// The type of its content, by its name.
   const std::string& type() const { return type_; }

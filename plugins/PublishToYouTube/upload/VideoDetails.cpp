@@ -55,4 +55,20 @@ std::string VideoDetails::json() const {
       .toStdString();
 }
 
+std::optional<VideoDetails> VideoDetails::fromJson(const std::string& text) {
+  const QJsonObject object = QJsonDocument::fromJson(QByteArray::fromStdString(text)).object();
+  const QJsonObject snippet = object["snippet"].toObject(), status = object["status"].toObject();
+  if (snippet.isEmpty() || status.isEmpty()) return std::nullopt;
+  VideoDetails details;
+  details.title = snippet["title"].toString().toStdString();
+  details.description = snippet["description"].toString().toStdString();
+  details.categoryIdentifier = snippet["categoryId"].toString().toStdString();
+  for (const QJsonValue& tag : snippet["tags"].toArray()) details.tags.push_back(tag.toString().toStdString());
+  const QString privacy = status["privacyStatus"].toString();
+  if (privacy == QStringLiteral("public")) details.visibility = Visibility::Public;
+  if (privacy == QStringLiteral("unlisted")) details.visibility = Visibility::Unlisted;
+  details.madeForChildren = status["selfDeclaredMadeForKids"].toBool();
+  return details;
+}
+
 }  // namespace publishing

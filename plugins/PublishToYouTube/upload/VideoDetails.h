@@ -2,6 +2,7 @@
 
 #include "platform/Foundation/NSError.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,8 @@ struct VideoDetails {
   NSErrorPtr check() const;
   /// The body of an upload session's start.
   std::string json() const;
+  /// What `json` was made of; nothing when the text can't be read.
+  static std::optional<VideoDetails> fromJson(const std::string& text);
 };
 
 }  // namespace publishing
