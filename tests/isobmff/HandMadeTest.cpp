@@ -1,3 +1,4 @@
+#include "platform/backends/isobmff/CutPlan.h"
 #include "platform/backends/isobmff/MovieReader.h"
 #include "tests/isobmff/HandMadeMovie.h"
 
@@ -334,6 +335,8 @@ TEST(HandMadeFragments, BeginNearZeroWhereverTheyCountFrom) {
       ::readFile(movie.build() + box("moof", traf(fullBox("tfhd", 0, 0, u32(1)),
                                                   tfdt(seconds * 15360 + 77) + trun({{10, 100}}, -1000))));
   EXPECT_EQ(read->tracks[0].runs.at(0).decodeTime, 77);
+  EXPECT_EQ(read->origin, 1'700'000'000);
+  EXPECT_NEAR(isobmff::playerDuration(*read), 1.7e9 + 177.0 / 15360, 1e-6);
   EXPECT_EQ(read->tracks[0].mediaDuration, 100);
 }
 

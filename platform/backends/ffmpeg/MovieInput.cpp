@@ -1,6 +1,9 @@
 #include "platform/backends/ffmpeg/MovieInput.h"
 
 #include "platform/AVFoundation/AVError.h"
+#include "platform/backends/isobmff/CutPlan.h"
+#include "platform/backends/isobmff/MovieReader.h"
+#include "platform/backends/posix/FileDescriptor.h"
 
 extern "C" {
 #include <libavutil/dict.h>
@@ -11,6 +14,8 @@ extern "C" {
 #include <cerrno>
 #include <cstdarg>
 #include <string_view>
+
+#include <fcntl.h>
 
 namespace {
 
@@ -65,11 +70,24 @@ bool hasOwnZero(const AVFormatContext* format) {
   return name.find("mp4") != name.npos || name.find("matroska") != name.npos;
 }
 
+/// When an MP4 file that begins late ends, in microseconds; 0 when that can't be found out. Of fragments libavformat
+/// counts a length from zero on or from the first one on, and does not say which.
+std::int64_t endOfLateMovie(const std::string& path) {
+  const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  const auto movie = file ? isobmff::readMovie(file.get(), "", nullptr) : nullptr;
+  return movie ? std::int64_t(isobmff::playerDuration(*movie) * AV_TIME_BASE) : 0;
+}
+
 }  // namespace
 
 std::unique_ptr<MovieInput> MovieInput::open(const std::string& path, const std::string& displayName, NSErrorPtr* error,
                                              std::function<bool()> isCancelled) {
-  return open(nullptr, "file:" + path, displayName, error, std::move(isCancelled));
+  auto input = open(nullptr, "file:" + path, displayName, error, std::move(isCancelled));
+  const bool isLate = input && input->startTime_ == 0 && input->firstTime_ > 0;
+  if (isLate && std::string_view(input->format_->iformat->name).find("mp4") != std::string_view::npos) {
+    if (const std::int64_t end = endOfLateMovie(path)) input->duration_ = end;
+  }
+  return input;
 }
 
 std::unique_ptr<MovieInput> MovieInput::open(GrowingFile& file, const std::string& displayName, NSErrorPtr* error,

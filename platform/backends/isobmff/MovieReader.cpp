@@ -80,9 +80,9 @@ bool holdsOffsets(const Box& box) {
   return false;
 }
 
-/// Fragments of live recordings count from some far moment. Players show the first as zero; smaller numbers keep
-/// everybody's sums exact. Whole seconds, the same for all tracks.
-void beginNearZero(std::vector<std::unique_ptr<TrackReader>>& tracks) {
+/// Fragments of live recordings count from some far moment. Smaller numbers keep everybody's sums exact. Whole seconds,
+/// the same for all tracks; returns how many.
+std::int64_t beginNearZero(std::vector<std::unique_ptr<TrackReader>>& tracks) {
   std::int64_t seconds = SampleRunBuilder::maximumTime;
   for (const auto& reader : tracks) {
     const Track& track = reader->track();
@@ -92,10 +92,11 @@ void beginNearZero(std::vector<std::unique_ptr<TrackReader>>& tracks) {
       if (edit.mediaTime >= 0) seconds = std::min(seconds, edit.mediaTime / track.timescale);
     }
   }
-  if (seconds <= 0 || seconds == SampleRunBuilder::maximumTime) return;
+  if (seconds <= 0 || seconds == SampleRunBuilder::maximumTime) return 0;
   for (const auto& reader : tracks) {
     if (!reader->track().runs.empty()) reader->shift(-seconds * reader->track().timescale);
   }
+  return seconds;
 }
 
 std::unique_ptr<Movie> read(int descriptor) {
@@ -167,7 +168,7 @@ std::unique_ptr<Movie> read(int descriptor) {
     FragmentReader fragments(file, tracks, movie->moov, movie->trackBoxes);
     fragments.readDefaults(fragmentDefaults);
     for (const FileBox& fragment : layout.fragments) fragments.read(fragment);
-    beginNearZero(tracks);
+    movie->origin = beginNearZero(tracks);
   }
   for (const auto& track : tracks) movie->tracks.push_back(track->take());
 
