@@ -40,7 +40,7 @@ bool SourceFile::isBoxed() const {
 MovieKind SourceFile::kind() const {
   if (!isBoxed()) return MovieKind::MP4;
   try {
-    const isobmff::FileScanner scanner(descriptor());
+    isobmff::FileScanner scanner(descriptor());
     isobmff::FileBox box;
     // Little stands before it, if it is there.
     for (std::uint64_t at = 0, count = 0; count < 16 && scanner.boxAt(at, box); at = box.end, ++count) {

@@ -355,4 +355,15 @@ TEST(PicturePlan, RefusesWhatItCannotCut) {
   EXPECT_EQ(codeOf(movie([](Builder& b) { b.track(0).selfContained = false; }), 0, 1), AVErrorExportFailed);
 }
 
+TEST(PicturePlan, LessThanATickIsNothing) {
+  Builder builder;
+  builder.addPictures(600, synthetic::steadyPictures(300, 20, 30));
+  const Movie movie = builder.finish();
+  NSErrorPtr error;
+  EXPECT_FALSE(plan(movie, 9.99999999, 10, &error));
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->code(), AVErrorInvalidTimeRange);
+  EXPECT_EQ(error->localizedDescription(), "“Movie” holds nothing in the selection.");
+}
+
 }  // namespace

@@ -1,5 +1,6 @@
 // Sound is cut to the sample; text and timecode follow their own rules.
 #include "SyntheticMovie.h"
+#include "platform/backends/isobmff/ByteWriter.h"
 #include "platform/backends/isobmff/CutPlan.h"
 
 #include <gtest/gtest.h>
@@ -50,8 +51,11 @@ TEST(SoundPlan, BeginsAtTheSampleWithThePacketsThatTheDecoderNeeds) {
     std::uint32_t length;
     std::uint32_t before;  // packets
   };
-  const Case cases[] = {{fourCC("ac-3"), 1536, 1}, {fourCC("fLaC"), 4096, 0}, {fourCC("alac"), 4096, 0},
-                        {fourCC("Opus"), 960, 4},  {fourCC(".mp3"), 1152, 2}, {fourCC("mp4a"), 1024, 2}};
+  const Case cases[] = {{fourCC("ac-3"), 1536, 1},
+                        {fourCC("fLaC"), 4096, 0},
+                        {fourCC("alac"), 4096, 0},
+                        {fourCC("Opus"), 960, 4},
+                        {fourCC("mp4a"), 1024, 2}};
   for (const Case& c : cases) {
     SCOPED_TRACE(toString(c.format));
     Builder builder;
@@ -67,6 +71,62 @@ TEST(SoundPlan, BeginsAtTheSampleWithThePacketsThatTheDecoderNeeds) {
     EXPECT_EQ(cut->tracks[0].runs.front().index, packet - c.before);
     EXPECT_EQ(cut->tracks[0].lastShown, std::uint32_t(4.7 * 48000 + 312 - 1) / c.length);
     EXPECT_EQ(cut->duration, std::uint64_t(std::llround(1.49 * cut->timescale)));
+  }
+}
+
+TEST(SoundPlan, LayerThreeBeginsWhereThePacketsHoldAllThatIsBorrowed) {
+  // The packet before, for the overlap, and before it 511 bytes behind headers and side information (255 at low rates).
+  struct Case {
+    std::uint32_t rate, length, size, before;
+  };
+  for (const Case& c : {Case{48000, 1152, 96, 1 + 9}, Case{44100, 1152, 417, 1 + 2}, Case{48000, 1152, 960, 1 + 1},
+                        Case{22050, 576, 104, 1 + 4}, Case{24000, 576, 20, 1 + 64}}) {
+    SCOPED_TRACE(c.size);
+    Builder builder;
+    builder.addSound(c.rate, c.rate, fourCC(".mp3"), int(c.rate) * 10 / int(c.length), c.length, 1, c.size);
+    const Movie movie = builder.finish();
+    const auto late = plan(movie, 6, 7), early = plan(movie, 0.05, 1);
+    ASSERT_TRUE(late && early);
+    EXPECT_EQ(*late->tracks[0].firstShown - late->tracks[0].runs.front().index, c.before);
+    EXPECT_EQ(early->tracks[0].runs.front().index, 0U);
+  }
+}
+
+TEST(SoundPlan, VorbisBeginsWithAWholePacket) {
+  // Of a packet in which an edit begins nothing would be heard, and all that follows too early.
+  Builder builder;
+  builder.addPictures(600, synthetic::steadyPictures(300, 20, 30));
+  builder.addSound(48000, 48000, fourCC("mp4a"), 400, 1000);
+  Bytes& descriptions = builder.sampleTable(1).children[0].payload;
+  ByteWriter out(descriptions);
+  const std::size_t esds = out.begin(fourCC("esds"), 0);
+  for (const int byte : {3, 18, 0, 1, 0, 4, 13, 0xDD}) out.append(Bytes{std::uint8_t(byte)});
+  out.append(Bytes(12));
+  out.end(esds);
+  out.setU32(8, std::uint32_t(descriptions.size() - 8));
+  const Movie movie = builder.finish();
+
+  const auto cut = plan(movie, 3.0105, 5);  // 504 samples into packet 144
+  ASSERT_TRUE(cut);
+  const TrackPlan& track = cut->tracks[1];
+  EXPECT_EQ(track.firstShown, 145U);
+  EXPECT_EQ(track.runs.front().index, 144U);
+  ASSERT_EQ(track.edits.size(), 2U);
+  EXPECT_EQ(track.edits[0].mediaTime, -1);
+  EXPECT_NEAR(double(track.edits[0].duration) / cut->timescale, 496 / 48000.0, 1e-5);
+  EXPECT_EQ(track.edits[1].mediaTime, 1000);
+  EXPECT_NEAR(double(track.duration) / cut->timescale, 1.9895, 1e-4);
+
+  const auto onPacket = plan(movie, 3, 5);
+  ASSERT_TRUE(onPacket);
+  EXPECT_EQ(onPacket->tracks[1].firstShown, 144U);
+  EXPECT_EQ(onPacket->tracks[1].edits.size(), 1U);
+  // No packet begins in the range, or behind its beginning.
+  for (const double from : {3.0105, 8.32}) {
+    const auto none = plan(movie, from, from + 0.005);
+    ASSERT_TRUE(none);
+    EXPECT_FALSE(none->tracks[1].firstShown);
+    EXPECT_EQ(none->tracks[1].edits.back().mediaTime, -1);
   }
 }
 
@@ -167,6 +227,18 @@ TEST(SoundPlan, APartOfOnePacketIsFollowedByAnother) {
   EXPECT_EQ(again.size, last.size);
   EXPECT_EQ(again.decodeTime, track.edits.front().mediaTime + 124);
   EXPECT_EQ(track.mediaDuration, again.decodeTime + 1);
+}
+
+TEST(SoundPlan, ALastPacketWithoutALengthIsTaken) {
+  Builder builder;
+  builder.addSound(48000, 48000, fourCC("mp4a"), 100, 1024);
+  SampleRun last;
+  last.count = 1, last.size = 50;
+  builder.append(0, last);
+  const Movie movie = builder.finish();
+  const auto cut = plan(movie, 1, 100 * 1024 / 48000.0);
+  ASSERT_TRUE(cut);
+  EXPECT_GE(cut->tracks[0].mediaDuration, cut->tracks[0].runs.back().decodeTime);
 }
 
 TEST(StandAlonePlan, TextOnScreenAtTheStartBeginsThere) {

@@ -1,6 +1,8 @@
 // Cuts written to real files and read back.
 #include "BoxBuilder.h"
 #include "SyntheticMovie.h"
+#include "platform/backends/isobmff/ByteReader.h"
+#include "platform/backends/isobmff/ByteWriter.h"
 #include "platform/backends/isobmff/CutPlan.h"
 #include "platform/backends/isobmff/MovieReader.h"
 #include "platform/backends/isobmff/MovieWriter.h"
@@ -233,6 +235,30 @@ TEST(Writer, ChaptersTellTheTimesOfTheCut) {
   EXPECT_EQ(userData(list({{5, "Late"}}), 2, 4), before + behind);
   EXPECT_EQ(userData(box_builder::fullBox("chpl", 1, 0, "damaged"), 2, 4), before + behind);
   EXPECT_EQ(userData("", 2, 4), before + behind);
+}
+
+TEST(Writer, MarksInTheHeaderAreInTheTimesOfTheCut) {
+  // QuickTime's: preview (begin, length), poster, selection (begin, length), current time; of a scale of 1000.
+  const auto marks = [](std::initializer_list<std::uint32_t> values) {
+    Builder builder;
+    builder.addPictures(600, synthetic::steadyPictures(300, 20, 30));
+    Movie movie = builder.finish();
+    Bytes& header = movie.moov.children[0].payload;
+    ByteWriter out(header);
+    std::size_t at = header.size() - 28;
+    for (const std::uint32_t value : values) out.setU32(at, value), at += 4;
+    const auto plan = planned(movie, 3, 7);
+    const auto copy = plan ? copyOf(movie, *plan) : nullptr;
+    std::vector<double> seconds;
+    const Bytes& found = copy->moov.children[0].payload;
+    for (std::size_t i = 0; i < 6; ++i)
+      seconds.push_back(loadU32(&found[found.size() - 28 + 4 * i]) / double(copy->timescale));
+    return seconds;
+  };
+  using Seconds = std::vector<double>;
+  EXPECT_EQ(marks({2000, 3000, 4500, 6000, 500, 5000}), (Seconds{0, 2, 1.5, 3, 0.5, 2}));
+  EXPECT_EQ(marks({1000, 1000, 9000, 6500, 2500, 1}), (Seconds{0, 0, 4, 3.5, 0.5, 0}));
+  EXPECT_EQ(marks({0, 0, 0, 0, 0, 0}), Seconds(6));
 }
 
 TEST(Writer, WhatIsToldOfSamplesByNumberFollowsThem) {

@@ -19,7 +19,7 @@ bool isReadIntoTrack(FourCC type) {
   return false;
 }
 
-bool isLeftOut(FourCC type) {
+bool isDropped(FourCC type) {
   return type == fourCC("saiz") || type == fourCC("saio") || type == fourCC("senc") || type == fourCC("stsh");
 }
 
@@ -43,6 +43,7 @@ void BoxTree::count() {
 
 Box BoxTree::copyOpaque(const BoxView& box) {
   count();
+  ReadLimits::take(limits_.keptBytesLeft, box.payload.size(), "too large");
   return {box.type, Bytes(box.payload.begin(), box.payload.end()), {}};
 }
 
@@ -58,7 +59,7 @@ Box BoxTree::copy(const BoxView& box, int depth) {
     } else if ((depth == kInnermost && isReadIntoTrack(child->type)) || (depth == 1 && child->type == fourCC("edts"))) {
       count();
       result.children.push_back({child->type, {}, {}});
-    } else if (depth != kInnermost || !isLeftOut(child->type)) {
+    } else if (depth != kInnermost || !isDropped(child->type)) {
       result.children.push_back(copyOpaque(*child));
     }
   }

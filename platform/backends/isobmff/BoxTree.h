@@ -2,6 +2,7 @@
 
 #include "platform/backends/isobmff/BoxParser.h"
 #include "platform/backends/isobmff/Movie.h"
+#include "platform/backends/isobmff/ReadLimits.h"
 
 namespace isobmff {
 
@@ -15,7 +16,9 @@ class BoxTree {
  public:
   static constexpr std::size_t maximumBoxes = 100'000;
 
-  /// A trak box. Throws ReadFailure for too many boxes.
+  explicit BoxTree(ReadLimits& limits) : limits_(limits) {}
+
+  /// A trak box. Throws ReadFailure for too many boxes, or too large ones.
   Box copyTrack(const BoxView& trak) { return copy(trak, 1); }
   /// Any other box of moov, as it is.
   Box copyOpaque(const BoxView& box);
@@ -24,6 +27,7 @@ class BoxTree {
   Box copy(const BoxView& box, int depth);
   void count();
 
+  ReadLimits& limits_;
   std::size_t boxes_ = 0;
 };
 

@@ -3,6 +3,8 @@
 #include "platform/backends/isobmff/Movie.h"
 
 #include <cstddef>
+#include <limits>
+#include <stdexcept>
 
 namespace isobmff {
 
@@ -17,6 +19,13 @@ class ByteWriter {
   void u32(std::uint32_t value) { put<4>(value); }
   void u64(std::uint64_t value) { put<8>(value); }
   void append(const Bytes& bytes) { bytes_.insert(bytes_.end(), bytes.begin(), bytes.end()); }
+  /// A whole box, as it is.
+  void append(const Box& box) {
+    const std::size_t start = begin(box.type);
+    append(box.payload);
+    for (const Box& child : box.children) append(child);
+    end(start);
+  }
   void append(const std::uint8_t* bytes, std::size_t count) { bytes_.insert(bytes_.end(), bytes, bytes + count); }
 
   /// Begins a box; returns what `end` wants.
@@ -32,8 +41,12 @@ class ByteWriter {
     u32(std::uint32_t(version) << 24 | flags);
     return start;
   }
-  /// Ends the box, whose size is known now.
-  void end(std::size_t start) { setU32(start, std::uint32_t(size() - start)); }
+  /// Ends the box, whose size is known now. Throws std::length_error for one of 4 GB.
+  void end(std::size_t start) {
+    const std::size_t length = size() - start;
+    if (length > std::numeric_limits<std::uint32_t>::max()) throw std::length_error("a box of 4 GB");
+    setU32(start, std::uint32_t(length));
+  }
 
   /// Drops what was written from `size` on.
   void shrink(std::size_t size) { bytes_.resize(size); }

@@ -2,9 +2,11 @@
 
 #include "platform/CoreMedia/CMTime.h"
 #include "platform/Foundation/NSError.h"
+#include "platform/backends/isobmff/CutBudget.h"
 #include "platform/backends/isobmff/Movie.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -50,8 +52,10 @@ double playerDuration(const Movie& movie);
 ///
 /// `descriptor` is the source: the first bytes of some pictures are read, to find out from where decoding can start.
 /// Null and `error` (AVErrorInvalidTimeRange: nothing lies in the range; AVErrorExportFailed: protected, or the media
-/// is in another file).
+/// is in another file, or the cut takes more than `limits` allow; ECANCELED soon after `isCancelled` says so, which is
+/// asked on this thread).
 std::unique_ptr<CutPlan> planCut(const Movie& movie, int descriptor, CMTimeRange range, const std::string& displayName,
-                                 NSErrorPtr* error);
+                                 NSErrorPtr* error, const std::function<bool()>& isCancelled = nullptr,
+                                 const CutBudget::Limits& limits = {});
 
 }  // namespace isobmff

@@ -1,9 +1,11 @@
 #include "platform/AVFoundation/AVError.h"
 #include "platform/backends/isobmff/CutPlan.h"
 #include "platform/backends/isobmff/JoinedCut.h"
+#include "platform/backends/isobmff/SampleTableWriter.h"
 #include "platform/backends/isobmff/TrackCut.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <limits>
 #include <numeric>
@@ -13,6 +15,7 @@ namespace isobmff {
 namespace {
 
 constexpr std::uint64_t kMaximum31 = std::numeric_limits<std::int32_t>::max();
+constexpr std::uint64_t kMaximum32 = std::numeric_limits<std::uint32_t>::max();
 
 NSErrorPtr failure(int code, const std::string& text) {
   return std::make_shared<const NSError>(AVFoundationErrorDomain, code, text);
@@ -24,25 +27,19 @@ bool isProtected(FourCC format) {
   return std::find(std::begin(kFormats), std::end(kFormats), format) != std::end(kFormats);
 }
 
-/// Tables with an entry for each sample are made for so many; uncompressed sound, which has more, needs none.
-constexpr std::uint64_t kMaximumEntries = 1 << 26;
 /// Thirty years. Nothing that is counted in ticks overflows.
 constexpr double kMaximumLength = 1e9;
 
-bool needsTooLargeTables(const TrackPlan& plan, const Track& source) {
+std::uint64_t samplesOf(const TrackPlan& plan) {
   std::uint64_t samples = 0;
-  bool alike = source.dependencies.empty();
-  for (const SampleRun& run : plan.runs) {
-    samples += run.count;
-    alike = alike && run.size == plan.runs.front().size && run.sync == plan.runs.front().sync && !run.partialSync;
-  }
-  return samples > std::numeric_limits<std::uint32_t>::max() || (samples > kMaximumEntries && !alike);
+  for (const SampleRun& run : plan.runs) samples += run.count;
+  return samples;
 }
 
 class CutPlanner {
  public:
-  CutPlanner(const Movie& movie, int descriptor, const std::string& name)
-      : movie_(movie), descriptor_(descriptor), name_(name) {}
+  CutPlanner(const Movie& movie, int descriptor, const std::string& name, CutBudget& budget)
+      : movie_(movie), descriptor_(descriptor), name_(name), budget_(budget) {}
 
   std::unique_ptr<CutPlan> plan(CMTimeRange range, NSErrorPtr* error);
 
@@ -50,6 +47,7 @@ class CutPlanner {
   NSErrorPtr examine() const;
   NSErrorPtr limit(CMTimeRange range, CutPlan& plan);
   CutOutcome cutTrack(std::size_t index, TrackCut& cut) const;
+  void countTables(std::size_t index) const;
   void keepOnePacket(std::size_t index, TrackPlan& plan) const;
   std::uint32_t chooseTimescale() const;
   void refine(TrackCut& cut, std::uint32_t timescale) const;
@@ -58,6 +56,7 @@ class CutPlanner {
   const Movie& movie_;
   const int descriptor_;
   const std::string& name_;
+  CutBudget& budget_;
 
   std::vector<PlayerTimeline> timelines_;  // one for each track
   double start_ = 0, end_ = 0;             // of the range, in seconds
@@ -106,7 +105,8 @@ CutOutcome CutPlanner::cutTrack(std::size_t index, TrackCut& cut) const {
   if (track.handler == fourCC("soun")) {
     const SoundFormat format = soundFormat(movie_, index);
     return cutJoined(
-        ranges, [&](const auto& some, bool, TrackCut& part) { return cutSound(track, some, format, part); }, cut);
+        ranges, [&](const auto& some, bool, TrackCut& part) { return cutSound(track, some, format, budget_, part); },
+        cut);
   }
   const bool dependent = std::any_of(track.runs.begin(), track.runs.end(),
                                      [](const SampleRun& run) { return !run.sync || run.compositionOffset != 0; });
@@ -115,11 +115,18 @@ CutOutcome CutPlanner::cutTrack(std::size_t index, TrackCut& cut) const {
     return cutJoined(
         ranges,
         [&](const auto& some, bool beginning, TrackCut& part) {
-          return cutPictures(track, some, decoding, beginning, part);
+          return cutPictures(track, some, decoding, beginning, budget_, part);
         },
         cut);
   }
-  return cutStandAlone(track, ranges, track.handler == fourCC("tmcd"), cut);
+  return cutStandAlone(track, ranges, track.handler == fourCC("tmcd"), budget_, cut);
+}
+
+/// What the track adds to the new file's index.
+void CutPlanner::countTables(std::size_t index) const {
+  const Track& source = movie_.tracks[index];
+  budget_.step(cuts_[index].plan.runs.size() * (source.groups.size() + 1));
+  budget_.addTables(sampleTableBytes(source, cuts_[index].plan));
 }
 
 /// Gecko waits for ever for the sound of a track without any sample, and shows no picture until then. So there is one,
@@ -209,9 +216,10 @@ std::unique_ptr<CutPlan> CutPlanner::plan(CMTimeRange range, NSErrorPtr* error) 
     cut.plan.timescale = movie_.tracks[i].timescale;
     if (isLeftOut(movie_.tracks[i])) continue;
     CutOutcome outcome = cutTrack(i, cut);
-    if (outcome == CutOutcome::Done && needsTooLargeTables(cut.plan, movie_.tracks[i])) outcome = CutOutcome::Overflow;
+    if (outcome == CutOutcome::Done && samplesOf(cut.plan) > kMaximum32) outcome = CutOutcome::Overflow;
     switch (outcome) {
       case CutOutcome::Done:
+        countTables(i);
         anything = anything || isPlayed(movie_.tracks[i]);
         break;
       case CutOutcome::Empty:
@@ -241,8 +249,19 @@ bool isLeftOut(const Track& track) {
 }
 
 std::unique_ptr<CutPlan> planCut(const Movie& movie, int descriptor, CMTimeRange range, const std::string& displayName,
-                                 NSErrorPtr* error) {
-  return CutPlanner(movie, descriptor, displayName).plan(range, error);
+                                 NSErrorPtr* error, const std::function<bool()>& isCancelled,
+                                 const CutBudget::Limits& limits) {
+  NSErrorPtr reason;
+  try {
+    CutBudget budget(limits, isCancelled);
+    return CutPlanner(movie, descriptor, displayName, budget).plan(range, error);
+  } catch (const CutRefused& refused) {
+    reason = refused.cancelled ? NSError::posix(ECANCELED, "The trimmed copy was not planned")
+                               : failure(AVErrorExportFailed,
+                                         "“" + displayName + "” has more pictures or sound than can be trimmed.");
+  }
+  if (error) *error = std::move(reason);
+  return nullptr;
 }
 
 }  // namespace isobmff

@@ -29,10 +29,15 @@ std::size_t FileScanner::readSome(std::uint64_t position, std::uint8_t* bytes, s
   return done;
 }
 
-bool FileScanner::boxAt(std::uint64_t position, FileBox& box) const {
-  std::uint8_t header[16];
+bool FileScanner::boxAt(std::uint64_t position, FileBox& box) {
   if (position >= fileSize_ || fileSize_ - position < 8) return false;
-  const std::size_t got = readSome(position, header, std::min<std::uint64_t>(sizeof header, fileSize_ - position));
+  const std::uint64_t wanted = std::min<std::uint64_t>(16, fileSize_ - position);
+  if (position < windowStart_ || position + wanted > windowStart_ + windowSize_) {
+    windowStart_ = position;
+    windowSize_ = readSome(position, window_.data(), std::min<std::uint64_t>(window_.size(), fileSize_ - position));
+  }
+  const std::uint8_t* const header = window_.data() + (position - windowStart_);
+  const std::size_t got = windowSize_ - std::size_t(position - windowStart_);
   if (got < 8) return false;
   std::uint64_t size = loadU32(header), headerSize = 8;
   if (size == 1) {

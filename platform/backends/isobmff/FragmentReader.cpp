@@ -39,8 +39,8 @@ std::uint64_t checkedSum(std::uint64_t a, std::int64_t b) {
 }  // namespace
 
 FragmentReader::FragmentReader(const FileScanner& file, std::vector<std::unique_ptr<TrackReader>>& tracks, Box& moov,
-                               const std::vector<std::uint16_t>& trackBoxes)
-    : file_(file), tracks_(tracks), moov_(moov), trackBoxes_(trackBoxes) {
+                               const std::vector<std::uint16_t>& trackBoxes, ReadLimits& limits)
+    : file_(file), tracks_(tracks), moov_(moov), trackBoxes_(trackBoxes), limits_(limits) {
   for (std::size_t i = 0; i < tracks.size(); ++i) trackNumbers_.try_emplace(tracks[i]->track().identifier, i);
 }
 
@@ -64,6 +64,7 @@ void FragmentReader::read(const FileBox& moof) {
   // The recording was cut off while this one was written.
   if (moof.cutOff) return;
   if (moof.end - moof.payload > maximumSize) failDamaged("moof");
+  ReadLimits::take(limits_.fragmentBytesLeft, moof.end - moof.payload, "moof");
   const Bytes bytes = file_.read(moof.payload, moof.end - moof.payload);
   moofStart_ = dataEnd_ = moof.start;
   BoxParser parser(bytes);

@@ -17,11 +17,11 @@ namespace isobmff {
 class FragmentReader {
  public:
   /// Bytes of one moof: an hour of pictures and sound in a single one are about 10 MB.
-  static constexpr std::uint64_t maximumSize = 256U << 20;
+  static constexpr std::uint64_t maximumSize = 64U << 20;
 
   /// `tracks` and `trees` (the trak boxes in the tree) are alike in number and order.
   FragmentReader(const FileScanner& file, std::vector<std::unique_ptr<TrackReader>>& tracks, Box& moov,
-                 const std::vector<std::uint16_t>& trackBoxes);
+                 const std::vector<std::uint16_t>& trackBoxes, ReadLimits& limits);
 
   /// Takes the defaults (trex) of a mvex box.
   void readDefaults(ByteSpan mvex);
@@ -49,6 +49,7 @@ class FragmentReader {
   std::vector<std::unique_ptr<TrackReader>>& tracks_;
   Box& moov_;
   const std::vector<std::uint16_t>& trackBoxes_;
+  ReadLimits& limits_;
   std::map<std::uint32_t, std::size_t> trackNumbers_;  // by identifier
   std::map<std::uint32_t, Defaults> defaults_;
   std::uint64_t moofStart_ = 0;

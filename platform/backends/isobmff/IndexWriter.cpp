@@ -4,6 +4,7 @@
 #include "platform/backends/isobmff/ChapterList.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <optional>
 
@@ -12,13 +13,6 @@ namespace isobmff {
 namespace {
 
 constexpr std::uint64_t kMaximum32 = std::numeric_limits<std::uint32_t>::max();
-
-void copyBox(const Box& box, ByteWriter& out) {
-  const std::size_t start = out.begin(box.type);
-  out.append(box.payload);
-  for (const Box& child : box.children) copyBox(child, out);
-  out.end(start);
-}
 
 /// Where a header keeps its length. The fields of mvhd, tkhd and mdhd differ in what stands before it.
 struct HeaderFields {
@@ -34,7 +28,7 @@ void copyHeader(const Box& box, const HeaderFields& fields, ByteWriter& out) {
   const bool wasWide = !in.empty() && in[0] == 1;
   const std::size_t date = wasWide ? 8 : 4;
   const std::size_t tail = 4 + 2 * date + fields.between + date;
-  if (in.size() < tail) return copyBox(box, out);  // the reader takes no such file
+  if (in.size() < tail) return out.append(box);  // the reader takes no such file
   const auto dateAt = [&](std::size_t at) { return wasWide ? loadU64(&in[at]) : loadU32(&in[at]); };
   const std::uint64_t created = dateAt(4), modified = dateAt(4 + date);
   // All ones in the narrow version mean that the length is not known.
@@ -58,6 +52,31 @@ void copyHeader(const Box& box, const HeaderFields& fields, ByteWriter& out) {
   out.end(start);
 }
 
+/// The marks that QuickTime keeps in mvhd (preview, poster, selection, current time), in the scale and the times of the
+/// new file; other files have zeros there. The new box is the last one of `bytes`, from `start` on.
+void moveMarks(std::uint32_t oldScale, const CutPlan& plan, std::size_t start, Bytes& bytes) {
+  constexpr std::size_t kMarks = 24, kBehind = 4;  // at the end, and an identifier behind them
+  constexpr std::size_t kSize = 108, kWideSize = 120;
+  if (bytes.size() != start + kSize && bytes.size() != start + kWideSize) return;
+  const std::size_t at = bytes.size() - kBehind - kMarks;
+  ByteWriter out(bytes);
+  const auto mark = [&](std::size_t number) { return loadU32(&bytes[at + 4 * number]); };
+  const auto moved = [&](std::uint64_t time) {
+    const double seconds = std::clamp(double(time) / oldScale - plan.start, 0.0, plan.end - plan.start);
+    return std::uint32_t(std::min<double>(std::round(seconds * plan.timescale), double(kMaximum32)));
+  };
+  const auto move = [&](std::size_t time, std::optional<std::size_t> length) {
+    const std::uint64_t from = mark(time), to = from + (length ? mark(*length) : 0);
+    if (to == 0) return;
+    out.setU32(at + 4 * time, moved(from));
+    if (length) out.setU32(at + 4 * *length, moved(to) - moved(from));
+  };
+  move(0, 1);             // preview
+  move(2, std::nullopt);  // poster
+  move(3, 4);             // selection
+  move(5, std::nullopt);  // current time
+}
+
 }  // namespace
 
 IndexWriter::IndexWriter(const Movie& movie, const CutPlan& plan, const MediaLayout& layout, bool wide)
@@ -74,11 +93,13 @@ void IndexWriter::write(Bytes& bytes) {
       const auto index = std::size_t(track - movie_.trackBoxes.begin());
       if (!isLeftOut(movie_.tracks[index])) writeTrack(child, index, out);
     } else if (child.type == fourCC("mvhd")) {
+      const std::size_t header = out.size();
       copyHeader(child, {4, plan_.timescale, plan_.duration}, out);
+      moveMarks(movie_.timescale, plan_, header, bytes);
     } else if (child.type == fourCC("udta")) {
-      copyBox({child.type, cutChapters(child.payload, plan_.start, plan_.end), {}}, out);
+      out.append(Box{child.type, cutChapters(child.payload, plan_.start, plan_.end), {}});
     } else {
-      copyBox(child, out);
+      out.append(child);
     }
   }
   out.end(start);
@@ -101,7 +122,7 @@ void IndexWriter::writeTrack(const Box& box, std::size_t track, ByteWriter& out)
     else if (child.type == fourCC("mdia"))
       writeChildren(child, track, out);
     else if (child.type != fourCC("edts"))
-      copyBox(child, out);
+      out.append(child);
   }
   out.end(start);
 }
@@ -118,7 +139,7 @@ void IndexWriter::writeChildren(const Box& box, std::size_t track, ByteWriter& o
     } else if (child.type == fourCC("stbl")) {
       places_.push_back(SampleTableWriter(movie_.tracks[track], plan, layout_, wide_, out).write(child));
     } else {
-      copyBox(child, out);
+      out.append(child);
     }
   }
   out.end(start);
@@ -130,7 +151,7 @@ void IndexWriter::writeReferences(const Box& box, ByteWriter& out) const {
     return std::any_of(movie_.tracks.begin(), movie_.tracks.end(),
                        [identifier](const Track& track) { return track.identifier == identifier && isLeftOut(track); });
   };
-  if (std::none_of(movie_.tracks.begin(), movie_.tracks.end(), isLeftOut)) return copyBox(box, out);
+  if (std::none_of(movie_.tracks.begin(), movie_.tracks.end(), isLeftOut)) return out.append(box);
   Bytes kept;
   ByteWriter list(kept);
   try {

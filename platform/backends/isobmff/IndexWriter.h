@@ -10,7 +10,7 @@
 namespace isobmff {
 
 /// Writes the moov box of a cut: the source's, byte for byte, but for durations, edit lists, sample tables and the
-/// times of chapters.
+/// times of chapters and marks.
 class IndexWriter {
  public:
   /// All arguments must outlive the writer.

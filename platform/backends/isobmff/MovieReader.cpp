@@ -19,7 +19,7 @@ namespace isobmff {
 
 namespace {
 
-constexpr std::uint64_t kMaximumIndex = 512U << 20;
+constexpr std::uint64_t kMaximumIndex = 256U << 20;
 constexpr std::uint64_t kMaximumOther = 16U << 20;
 constexpr std::uint64_t kMaximumFileType = 64U << 10;
 constexpr std::size_t kMaximumTracks = 1000;
@@ -30,7 +30,7 @@ struct Layout {
   std::vector<FileBox> fragments, other;
 };
 
-Layout scan(const FileScanner& file) {
+Layout scan(FileScanner& file) {
   Layout layout;
   FileBox box;
   std::uint64_t boxes = 0;
@@ -100,7 +100,7 @@ std::int64_t beginNearZero(std::vector<std::unique_ptr<TrackReader>>& tracks) {
 }
 
 std::unique_ptr<Movie> read(int descriptor) {
-  const FileScanner file(descriptor);
+  FileScanner file(descriptor);
   const Layout layout = scan(file);
   if (!layout.index) {
     throw ReadFailure{layout.fileType ? "has no index: the recording was not finished, or it is no movie."
@@ -122,7 +122,7 @@ std::unique_ptr<Movie> read(int descriptor) {
   limits.fileSize = file.fileSize();
   std::vector<std::unique_ptr<TrackReader>> tracks;
   Bytes fragmentDefaults;
-  BoxTree tree;
+  BoxTree tree(limits);
   movie->moov.type = fourCC("moov");
   bool haveHeader = false;
   BoxParser parser(index);
@@ -165,7 +165,7 @@ std::unique_ptr<Movie> read(int descriptor) {
     throw ReadFailure{"has neither pictures nor sound that can be read."};
 
   if (movie->fragmented) {
-    FragmentReader fragments(file, tracks, movie->moov, movie->trackBoxes);
+    FragmentReader fragments(file, tracks, movie->moov, movie->trackBoxes, limits);
     fragments.readDefaults(fragmentDefaults);
     for (const FileBox& fragment : layout.fragments) fragments.read(fragment);
     movie->origin = beginNearZero(tracks);

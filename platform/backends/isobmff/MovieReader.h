@@ -16,8 +16,8 @@ bool isMovieFile(int descriptor);
 /// end in an error, in time and memory that the file's own size and fixed limits bound. Samples that lie behind the
 /// end of the file (a recording that was cut off) are dropped together with all that follow them in their track.
 ///
-/// Limits: 512 MB of index and 256 MB of each fragment's, 16 million runs of samples and 2^32 samples a track, 4
-/// million without a byte, 1000 tracks, 100,000 boxes in the tree, 2^60 ticks, 16 million boxes in the file.
+/// Limits: 256 MB of index, 64 MB of each fragment's and 1 GB of all of theirs, 1000 tracks, 2^32 samples a track,
+/// 100,000 boxes in the tree, 2^60 ticks, 8 million boxes in the file, and those of ReadLimits.
 ///
 /// What is damaged but plays is taken as players take it: a list of durations that ends early goes on with its last one
 /// (one of offsets with 0), a duration with the highest bit set is one tick, a sample description that is not there is

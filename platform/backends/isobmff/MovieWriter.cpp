@@ -18,21 +18,12 @@ namespace {
 constexpr std::uint64_t kMaximum32 = std::numeric_limits<std::uint32_t>::max();
 constexpr std::uint64_t kWorthReordering = 4 << 20;  // less is copied in no time
 
-void copyBoxes(const std::vector<Box>& boxes, ByteWriter& out) {
-  for (const Box& box : boxes) {
-    const std::size_t start = out.begin(box.type);
-    out.append(box.payload);
-    copyBoxes(box.children, out);
-    out.end(start);
-  }
-}
-
 /// Everything in front of the media. Returns the media's offset in the file, which is the size of `bytes`.
 std::uint64_t writeFront(const Movie& movie, const CutPlan& plan, const MediaLayout& layout, bool wide, Bytes& bytes) {
-  std::size_t runs = 0;
-  for (const TrackPlan& track : plan.tracks) runs += track.runs.size();
+  std::uint64_t tables = 64 << 10;
+  for (std::size_t i = 0; i < plan.tracks.size(); ++i) tables += sampleTableBytes(movie.tracks[i], plan.tracks[i]);
   bytes.clear();
-  bytes.reserve(runs * (wide ? 14 : 10) + (64 << 10));
+  bytes.reserve(tables);
   ByteWriter out(bytes);
   const std::size_t type = out.begin(fourCC("ftyp"));
   if (movie.fileType.empty()) {
@@ -46,7 +37,7 @@ std::uint64_t writeFront(const Movie& movie, const CutPlan& plan, const MediaLay
   out.end(type);
   IndexWriter index(movie, plan, layout, wide);
   index.write(bytes);
-  copyBoxes(movie.other, out);
+  for (const Box& box : movie.other) out.append(box);
 
   const bool large = layout.size() + 8 > kMaximum32;
   const std::uint64_t header = large ? 16 : 8;

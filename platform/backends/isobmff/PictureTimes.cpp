@@ -82,8 +82,7 @@ bool PictureTimes::assign(std::vector<SampleRun>& samples, std::uint32_t timesca
   // Whole milliseconds may have rounded the length down, and a gap too short shows what is hidden.
   const std::int64_t length = pictureLength * multiplier_;
   inPoint_ = std::int64_t(head.size()) + (anyHidden && cut.gap ? length + length / 16 : 0);
-  std::int64_t outPoint = newTime(cut.outPoint);
-  if (outPoint <= inPoint_) return false;
+  std::int64_t outPoint = std::max(newTime(cut.outPoint), inPoint_ + 1);
 
   std::vector<std::int64_t> presented(samples.size());
   std::vector<std::size_t> tail;

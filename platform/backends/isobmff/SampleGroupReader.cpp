@@ -83,8 +83,7 @@ SampleGroup SampleGroupReader::read(ByteSpan sbgp) {
   if (version >= 1) group.parameter = reader.u32();
   const std::uint32_t count = reader.u32();
   if (reader.remaining() / 8 < count) failDamaged("sbgp");
-  if (count > limits_.runsLeft) throw ReadFailure{"has more samples than can be handled."};
-  limits_.runsLeft -= count;
+  limits_.takeRuns(count);
   group.runs.reserve(count);
   for (std::uint32_t i = 0; i < count; ++i) {
     SampleGroup::Run run;
@@ -110,6 +109,7 @@ std::optional<SampleGroup> SampleGroupReader::readCompact(ByteSpan csgp) {
     std::uint32_t length = 0, samples = 0;
   };
   if (patterns > csgp.size()) return std::nullopt;  // each has a byte at least
+  limits_.takeRuns(patterns);
   std::vector<Pattern> list(patterns);
   for (Pattern& pattern : list) pattern = {bits.read(lengthBits), bits.read(countBits)};
   const std::uint32_t localBit = (flags & 0x80) != 0 ? 1U << (indexBits - 1) : 0;
@@ -120,17 +120,18 @@ std::optional<SampleGroup> SampleGroupReader::readCompact(ByteSpan csgp) {
     for (std::uint32_t i = 0; i < pattern.length; ++i) {
       std::uint32_t description = bits.read(indexBits);
       if ((description & localBit) != 0) description = kLocal + (description & ~localBit);
-      if (!steps.empty() && steps.back().description == description)
+      if (!steps.empty() && steps.back().description == description) {
         ++steps.back().count;
-      else
+      } else {
+        limits_.takeRuns(1);
         steps.push_back({1, description});
+      }
     }
     if (bits.isOver()) return std::nullopt;
     if (steps.size() == 1) steps[0].count = pattern.samples;
     std::uint32_t left = pattern.samples;
     for (std::size_t i = 0; left > 0; i = (i + 1) % steps.size()) {
-      if (limits_.runsLeft == 0) throw ReadFailure{"has more samples than can be handled."};
-      --limits_.runsLeft;
+      limits_.takeRuns(1);
       const std::uint32_t count = std::min(steps[i].count, left);
       group.runs.push_back({count, steps[i].description});
       left -= count;
@@ -248,6 +249,7 @@ std::uint32_t SampleGroupReader::addDescription(Box& stbl, const Descriptions& f
       continue;
     const auto there = readDescriptions(box.payload);
     if (!there) return 0;
+    ReadLimits::take(limits_.comparisonsLeft, there->entries.size() + 1, "sgpd");
     const auto same = std::find_if(there->entries.begin(), there->entries.end(), [&](ByteSpan candidate) {
       return std::equal(candidate.begin(), candidate.end(), entry.begin(), entry.end());
     });
@@ -257,11 +259,13 @@ std::uint32_t SampleGroupReader::addDescription(Box& stbl, const Descriptions& f
     const std::uint32_t count = std::uint32_t(there->entries.size()) + 1;
     const std::size_t countPosition = there->header.size();
     const bool ownLength = there->length == 0;
+    ReadLimits::take(limits_.keptBytesLeft, entry.size() + 4, "sgpd");
     if (ownLength) appendU32(box.payload, std::uint32_t(entry.size()));
     box.payload.insert(box.payload.end(), entry.begin(), entry.end());
     storeU32(box.payload.data() + countPosition, count);
     return count;
   }
+  ReadLimits::take(limits_.keptBytesLeft, from.header.size() + entry.size() + 8, "sgpd");
   Box box{fourCC("sgpd"), Bytes(from.header.begin(), from.header.end()), {}};
   appendU32(box.payload, 1);
   if (from.length == 0) appendU32(box.payload, std::uint32_t(entry.size()));

@@ -2,7 +2,7 @@
 
 #include "platform/backends/isobmff/BoxParser.h"
 #include "platform/backends/isobmff/Movie.h"
-#include "platform/backends/isobmff/SampleRunBuilder.h"
+#include "platform/backends/isobmff/ReadLimits.h"
 
 #include <optional>
 #include <vector>
@@ -41,7 +41,7 @@ class SampleGroupReader {
   std::optional<SampleGroup> readGroup(const BoxView& box);
   Collected& collected(const SampleGroup& like);
   static std::optional<Descriptions> readDescriptions(ByteSpan sgpd);
-  static std::uint32_t addDescription(Box& stbl, const Descriptions& from, ByteSpan entry);
+  std::uint32_t addDescription(Box& stbl, const Descriptions& from, ByteSpan entry);
 
   ReadLimits& limits_;
   std::vector<Collected> groups_;

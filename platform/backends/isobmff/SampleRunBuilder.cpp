@@ -1,7 +1,5 @@
 #include "platform/backends/isobmff/SampleRunBuilder.h"
 
-#include "platform/backends/isobmff/ReadFailure.h"
-
 #include <algorithm>
 #include <limits>
 
@@ -41,10 +39,7 @@ void SampleRunBuilder::append(SampleRun run) {
     failDamaged("times");
   // Nobody counts sample 2^32.
   if (track_.sampleCount + run.count > kMaximum32) failDamaged("number of samples");
-  if (run.size == 0) {
-    if (run.count > limits_.emptySamplesLeft) failDamaged("number of samples");
-    limits_.emptySamplesLeft -= run.count;
-  }
+  if (run.size == 0) ReadLimits::take(limits_.emptySamplesLeft, run.count, "number of samples");
   run.decodeTime = end_;
   run.index = std::uint32_t(track_.sampleCount);
   end_ = newEnd;
@@ -54,8 +49,7 @@ void SampleRunBuilder::append(SampleRun run) {
     track_.runs.back().count += run.count;
     return;
   }
-  if (limits_.runsLeft == 0) throw ReadFailure{"has more samples than can be handled."};
-  --limits_.runsLeft;
+  limits_.takeRuns(1);
   track_.runs.push_back(run);
 }
 
@@ -63,8 +57,7 @@ void SampleRunBuilder::setLastDuration(std::int64_t duration) {
   if (duration > std::int64_t(kMaximum32)) failDamaged("a gap in the times");
   SampleRun* last = &track_.runs.back();
   if (last->count > 1) {
-    if (limits_.runsLeft == 0) throw ReadFailure{"has more samples than can be handled."};
-    --limits_.runsLeft;
+    limits_.takeRuns(1);
     SampleRun alone = *last;
     const std::uint32_t before = --last->count;
     alone.count = 1;

@@ -1,18 +1,11 @@
 #pragma once
 
 #include "platform/backends/isobmff/Movie.h"
+#include "platform/backends/isobmff/ReadLimits.h"
 
 #include <cstdint>
 
 namespace isobmff {
-
-/// What all tracks of a movie share while they are read.
-struct ReadLimits {
-  std::uint64_t fileSize = 0;
-  std::uint64_t runsLeft = 16'000'000;  ///< 640 MB; thirty hours of pictures at 120 a second with their sound
-  /// Samples without a byte, of which a run may claim any number; live data tracks have some.
-  std::uint64_t emptySamplesLeft = 4'000'000;
-};
 
 /// Appends samples to a track, joins those that are alike, and keeps the sums right.
 class SampleRunBuilder {

@@ -29,6 +29,34 @@ class CountedTable {
 
 }  // namespace
 
+std::uint64_t sampleTableBytes(const Track& source, const TrackPlan& plan) {
+  std::uint64_t times = 0, offsets = 0, sync = 0, partial = 0, samples = 0, chunks = 1, bytes = 0;
+  bool allSync = true, alike = true;
+  const SampleRun* before = nullptr;
+  for (const SampleRun& run : plan.runs) {
+    const std::uint64_t length = std::uint64_t(run.count) * run.size;
+    times += !before || run.duration != before->duration;
+    offsets += !before || run.compositionOffset != before->compositionOffset;
+    sync += run.sync ? run.count : 0;
+    partial += run.partialSync ? run.count : 0;
+    allSync = allSync && run.sync;
+    alike = alike && run.size == plan.runs.front().size && run.size > 0;
+    // What lies together in the source does in the new file.
+    chunks += before && (run.description != before->description ||
+                         run.offset != before->offset + std::uint64_t(before->count) * before->size);
+    samples += run.count;
+    bytes += length;
+    before = &run;
+  }
+  chunks += bytes / kChunkBytes;
+  std::uint64_t total = 8 * (times + offsets) + 4 * partial + (12 + 8) * chunks;
+  if (!allSync) total += 4 * sync;
+  if (!alike) total += 4 * samples;
+  if (!source.dependencies.empty()) total += samples;
+  for (const SampleGroup& group : source.groups) total += 8 * (group.runs.size() + 1) + 24;
+  return total + 256;
+}
+
 SampleTableWriter::SampleTableWriter(const Track& source, const TrackPlan& plan, const MediaLayout& layout, bool wide,
                                      ByteWriter& out)
     : source_(source), plan_(plan), layout_(layout), wide_(wide), out_(out) {}

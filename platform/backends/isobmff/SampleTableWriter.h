@@ -14,6 +14,9 @@ struct ChunkOffsets {
   std::uint32_t count = 0;
 };
 
+/// About how many bytes the new sample tables of a track take: not less than they do, and mostly not much more.
+std::uint64_t sampleTableBytes(const Track& source, const TrackPlan& plan);
+
 /// Writes the sample table of one track: the source's box with new tables in the old ones' places.
 class SampleTableWriter {
  public:

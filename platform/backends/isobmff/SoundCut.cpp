@@ -8,7 +8,10 @@ namespace isobmff {
 
 namespace {
 
+constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t kMaximum31 = std::numeric_limits<std::int32_t>::max();
+/// Packets that are looked at for what they lent; the smallest ones have a few bytes to lend.
+constexpr std::uint32_t kMostLenders = 64;
 
 /// By what the time scale has to be multiplied to name every single sample of the sound.
 std::int64_t multiplierFor(std::uint32_t timescale, std::uint32_t rate) {
@@ -42,13 +45,16 @@ struct Place {
 
 class SoundCut {
  public:
-  SoundCut(const Track& track, const SoundFormat& format) : track_(track), format_(format) {}
+  SoundCut(const Track& track, const SoundFormat& format, CutBudget& budget)
+      : track_(track), format_(format), budget_(budget) {}
 
   CutOutcome run(const std::vector<MediaRange>& ranges, TrackCut& cut);
 
  private:
   Place placeAt(std::int64_t time) const;
   Place stepBack(Place place, std::uint64_t samples) const;
+  Place packetFrom(std::int64_t time) const;
+  Place stepBackBytes(Place place) const;
   Place prerollFor(Place place) const;
   void closePacket(std::uint32_t last, std::int64_t inPoint, TrackPlan& plan) const;
   std::int64_t timeOf(Place place) const {
@@ -57,6 +63,7 @@ class SoundCut {
 
   const Track& track_;
   const SoundFormat& format_;
+  CutBudget& budget_;
 };
 
 Place SoundCut::placeAt(std::int64_t time) const {
@@ -78,9 +85,31 @@ Place SoundCut::stepBack(Place place, std::uint64_t samples) const {
   return place;
 }
 
+/// The packet at a time, or where only whole ones are heard the first one that begins then or later. Behind the last
+/// packet of the track the run is none.
+Place SoundCut::packetFrom(std::int64_t time) const {
+  Place place = placeAt(time);
+  if (!format_.wholePackets || timeOf(place) >= time) return place;
+  if (++place.position == track_.runs[place.run].count) place = {place.run + 1, 0};
+  return place;
+}
+
+/// Back over as many packets as hold what later ones may have borrowed.
+Place SoundCut::stepBackBytes(Place place) const {
+  std::uint64_t lent = 0;
+  for (std::uint32_t packets = 0; packets < kMostLenders && lent < format_.lentBytes; ++packets) {
+    if (place.run == 0 && place.position == 0) break;
+    place = stepBack(place, 1);
+    const std::uint32_t size = track_.runs[place.run].size;
+    if (size > format_.packetOverhead) lent += size - format_.packetOverhead;
+  }
+  return place;
+}
+
 /// The sample with which decoding has to begin so that `place` sounds right.
 Place SoundCut::prerollFor(Place place) const {
   Place start = stepBack(place, format_.prerollPackets);
+  if (format_.lentBytes > 0) start = stepBackBytes(start);
   if (format_.prerollSeconds > 0) {
     const std::int64_t ticks = std::int64_t(std::ceil(format_.prerollSeconds * track_.timescale));
     const Place earlier = placeAt(timeOf(place) - ticks);
@@ -128,11 +157,19 @@ CutOutcome SoundCut::run(const std::vector<MediaRange>& ranges, TrackCut& cut) {
   if (latest.decodeTime + std::int64_t(latest.count) * latest.duration > (std::int64_t(1) << 60) / multiplier) {
     return CutOutcome::Overflow;
   }
-  const std::int64_t inPoint = std::llround(from * scale), outPoint = std::llround(to * scale);
+  const std::int64_t outPoint = std::llround(to * scale);
+  std::int64_t inPoint = std::llround(from * scale);
   if (outPoint <= inPoint) return CutOutcome::Empty;
 
   // Sound that is presented later than it is decoded (rare) is looked for by the latter.
   const std::int64_t delay = track_.runs.front().compositionOffset * multiplier;
+  const auto beginAt = [&](std::int64_t time) {  // when something is heard that is to be heard from `time` on
+    if (!format_.wholePackets) return time;
+    const Place place = packetFrom((time - delay + multiplier - 1) / multiplier);
+    return place.run < track_.runs.size() ? std::max(time, timeOf(place) * multiplier + delay) : kNever;
+  };
+  inPoint = beginAt(inPoint);
+  if (outPoint <= inPoint) return CutOutcome::Empty;
   const Place first = placeAt((inPoint - delay) / multiplier), start = prerollFor(first);
   const std::int64_t zero = timeOf(start) * multiplier;
 
@@ -140,6 +177,8 @@ CutOutcome SoundCut::run(const std::vector<MediaRange>& ranges, TrackCut& cut) {
   plan.timescale = std::uint32_t(scale);
   plan.firstShown = track_.runs[first.run].index + first.position;
   const std::size_t end = runAt(track_.runs, (outPoint - delay - 1) / multiplier) + 1;
+  budget_.step(end - start.run);
+  budget_.keepSamples(end - start.run);
   plan.runs.reserve(end - start.run);
   for (std::size_t i = start.run; i < end; ++i) {
     SampleRun run = track_.runs[i];
@@ -162,7 +201,8 @@ CutOutcome SoundCut::run(const std::vector<MediaRange>& ranges, TrackCut& cut) {
   // The last packet ends with the cut.
   SampleRun& last = plan.runs.back();
   const std::int64_t lastTime = last.decodeTime + std::int64_t(last.count - 1) * last.duration;
-  const std::int64_t lastDuration = std::clamp<std::int64_t>(outPoint - delay - zero - lastTime, 1, last.duration);
+  const std::int64_t lastDuration =
+      std::clamp<std::int64_t>(outPoint - delay - zero - lastTime, 1, std::max<std::int64_t>(last.duration, 1));
   plan.mediaDuration = lastTime + lastDuration;
   if (lastDuration < last.duration) {
     if (last.count > 1) {
@@ -177,8 +217,10 @@ CutOutcome SoundCut::run(const std::vector<MediaRange>& ranges, TrackCut& cut) {
   }
   closePacket(*plan.lastShown, inPoint - zero, plan);
   for (const MediaRange& range : ranges) {
-    const std::int64_t begin = std::llround(range.from * scale), finish = std::llround(range.to * scale);
-    if (finish > begin) cut.edits.push_back({range.showAt, begin - zero, finish - begin});
+    const std::int64_t wanted = std::llround(range.from * scale), finish = std::llround(range.to * scale);
+    const std::int64_t begin = beginAt(wanted);
+    const double showAt = range.showAt + double(begin - wanted) / scale;
+    if (finish > begin) cut.edits.push_back({showAt, begin - zero, finish - begin});
   }
   return cut.edits.empty() ? CutOutcome::Empty : CutOutcome::Done;
 }
@@ -186,9 +228,9 @@ CutOutcome SoundCut::run(const std::vector<MediaRange>& ranges, TrackCut& cut) {
 }  // namespace
 
 CutOutcome cutSound(const Track& track, const std::vector<MediaRange>& ranges, const SoundFormat& format,
-                    TrackCut& cut) {
+                    CutBudget& budget, TrackCut& cut) {
   if (ranges.empty() || track.runs.empty()) return CutOutcome::Empty;
-  return SoundCut(track, format).run(ranges, cut);
+  return SoundCut(track, format, budget).run(ranges, cut);
 }
 
 }  // namespace isobmff

@@ -52,22 +52,33 @@ ElementaryStream elementaryStream(ByteSpan esds) try {
   return {};
 }
 
+/// The kind of coding that an elementary stream descriptor names; 0 without one.
+int objectType(const SampleDescription& description) {
+  const bool mayHave = description.format() == fourCC("mp4a");
+  const auto esds = mayHave ? description.child(fourCC("esds"), true) : std::nullopt;
+  return esds ? elementaryStream(*esds).objectType : 0;
+}
+
+/// Whether the sound may be MPEG-1 or MPEG-2 layer 3. Its other layers come under the same names.
+bool isLayer3(const SampleDescription& description) {
+  const FourCC format = description.format();
+  if (format == fourCC(".mp3") || format == 0x6D730055) return true;  // "ms" and the number that stands for MP3
+  const int type = objectType(description);
+  return type == 0x69 || type == 0x6B;
+}
+
 std::uint32_t packetsOf(const SampleDescription& description) {
   switch (description.format()) {
     case fourCC("mp4a"): {
       const auto esds = description.child(fourCC("esds"), true);
       if (!esds) return 2;
       const ElementaryStream stream = elementaryStream(*esds);
-      if (stream.objectType == 0x69 || stream.objectType == 0x6B) return 2;  // MPEG audio keeps bits in earlier packets
       if (stream.objectType == 0x40 || (stream.objectType >= 0x66 && stream.objectType <= 0x68)) {
         // Spectral band replication looks back further, and low rates may have it without saying so.
         return stream.audioObjectType == 2 && description.soundRate() > 24'000 ? 1 : 2;
       }
       return 1;
     }
-    case fourCC(".mp3"):
-    case 0x6D730055:  // "ms" and the number that stands for MP3
-      return 2;
     case fourCC("fLaC"):
     case fourCC("alac"):
     case fourCC("raw "):
@@ -128,6 +139,14 @@ SoundFormat soundFormat(const Movie& movie, std::size_t track) {
       format.prerollSeconds = 0.08;
     } else {
       format.prerollPackets = std::max(format.prerollPackets, packetsOf(*description));
+    }
+    constexpr int kVorbis = 0xDD;
+    format.wholePackets = format.wholePackets || objectType(*description) == kVorbis;
+    if (isLayer3(*description)) {
+      // The pointer back has nine bits, and eight at the lower rates, where header and side information are smaller.
+      const bool low = description->soundRate() > 0 && description->soundRate() < 32'000;
+      format.lentBytes = std::max(format.lentBytes, low ? 255U : 511U);
+      format.packetOverhead = std::max(format.packetOverhead, low ? 21U : 36U);
     }
   }
   return format;

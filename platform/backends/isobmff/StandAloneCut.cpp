@@ -6,7 +6,8 @@
 
 namespace isobmff {
 
-CutOutcome cutStandAlone(const Track& track, const std::vector<MediaRange>& ranges, bool verbatim, TrackCut& cut) {
+CutOutcome cutStandAlone(const Track& track, const std::vector<MediaRange>& ranges, bool verbatim, CutBudget& budget,
+                         TrackCut& cut) {
   if (ranges.empty() || track.runs.empty()) return CutOutcome::Empty;
   double from = ranges.front().from, to = ranges.front().to;
   for (const MediaRange& range : ranges) from = std::min(from, range.from), to = std::max(to, range.to);
@@ -14,6 +15,7 @@ CutOutcome cutStandAlone(const Track& track, const std::vector<MediaRange>& rang
   const std::int64_t inPoint = ticks(from), outPoint = ticks(to);
   if (outPoint <= inPoint) return CutOutcome::Empty;
 
+  budget.step(track.runs.size());
   TrackPlan& plan = cut.plan;
   plan.timescale = track.timescale;
   for (const SampleRun& source : track.runs) {
@@ -32,6 +34,7 @@ CutOutcome cutStandAlone(const Track& track, const std::vector<MediaRange>& rang
     }
     if (!plan.firstShown) plan.firstShown = run.index;
     plan.lastShown = run.index + run.count - 1;
+    budget.keepSamples(1);
     plan.runs.push_back(run);
   }
   if (plan.runs.empty()) return CutOutcome::Empty;

@@ -6,9 +6,16 @@ namespace isobmff {
 
 namespace {
 
+/// A table that does not speak of all samples up to the last one in the cut is damaged, and would be blown up by those
+/// it lacks. A last packet may stand there once more, under the next number.
+void requireAll(std::uint64_t entries, const std::vector<SampleRun>& runs) {
+  if (!runs.empty() && std::uint64_t(runs.back().index) + runs.back().count > entries + 1) failDamaged("too short");
+}
+
 /// Two bytes a sample.
 void cutPriorities(ByteReader& in, const std::vector<SampleRun>& runs, ByteWriter& out) {
   const ByteSpan table = in.rest();
+  requireAll(table.size() / 2, runs);
   for (const SampleRun& run : runs) {
     for (std::uint32_t i = 0; i < run.count; ++i) {
       const std::size_t at = (std::size_t(run.index) + i) * 2;
@@ -21,6 +28,7 @@ void cutPriorities(ByteReader& in, const std::vector<SampleRun>& runs, ByteWrite
 void cutPadding(ByteReader& in, const std::vector<SampleRun>& runs, ByteWriter& out) {
   const std::uint32_t count = in.u32();
   const ByteSpan table = in.take((std::uint64_t(count) + 1) / 2);
+  requireAll(count, runs);
   std::uint32_t written = 0;
   std::uint8_t pair = 0;
   const std::size_t countPlace = out.size();

@@ -11,7 +11,8 @@ namespace isobmff {
 /// samples (subs), degradation priorities (stdp), padding bits (padb).
 bool isTableBySample(FourCC type);
 
-/// Writes what such a box of the source tells of the samples of a cut. Nothing when it can't be understood.
+/// Writes what such a box of the source tells of the samples of a cut. Nothing when it can't be understood
+/// or lacks some of them. Not longer than what the source has, but for one sample.
 void cutTableBySample(const Box& box, const std::vector<SampleRun>& runs, ByteWriter& out);
 
 }  // namespace isobmff

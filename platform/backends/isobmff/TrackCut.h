@@ -42,15 +42,18 @@ enum class CutOutcome {
 /// the track's end it is all that there is.
 std::vector<MediaRange> mediaRanges(const PlayerTimeline& timeline, bool visual, double start, double end);
 
+// All of these throw CutRefused.
+
 /// For pictures, and for everything else that has samples from which decoding can't start. `gap`: between those that
 /// are only decoded and the first one shown. Only where there is a single range its last picture is held: behind it in
 /// the media stands what other ranges show.
 CutOutcome cutPictures(const Track& track, const std::vector<MediaRange>& ranges, const DecodingStart& decoding,
-                       bool gap, TrackCut& cut);
+                       bool gap, CutBudget& budget, TrackCut& cut);
 /// For sound: exact to the sample, with the packets before that the decoder needs.
 CutOutcome cutSound(const Track& track, const std::vector<MediaRange>& ranges, const SoundFormat& format,
-                    TrackCut& cut);
+                    CutBudget& budget, TrackCut& cut);
 /// For text and the like, where each sample stands alone. `verbatim`: the samples' times matter and stay (timecode).
-CutOutcome cutStandAlone(const Track& track, const std::vector<MediaRange>& ranges, bool verbatim, TrackCut& cut);
+CutOutcome cutStandAlone(const Track& track, const std::vector<MediaRange>& ranges, bool verbatim, CutBudget& budget,
+                         TrackCut& cut);
 
 }  // namespace isobmff

@@ -10,11 +10,6 @@ namespace isobmff {
 
 namespace {
 
-/// A byte for each sample is kept up to this many.
-constexpr std::uint64_t kMaximumDependencies = 64'000'000;
-/// Recorders write one or two, editing programs hundreds.
-constexpr std::uint32_t kMaximumEdits = 1 << 20;
-
 /// Known packets of constant rate have 160 frames at most.
 constexpr std::uint32_t kMaximumPacketFrames = 0x10000;
 
@@ -62,7 +57,8 @@ bool TrackReader::read(ByteSpan trak, bool quickTimeFile) {
   reader.read(builder_);
   if (track_.runs.size() < track_.runs.capacity() / 2) track_.runs.shrink_to_fit();
   const std::size_t dependencies = std::min<std::uint64_t>(tables.dependencies.size(), track_.sampleCount);
-  if (dependencies <= kMaximumDependencies && dependencies > 0) {
+  if (dependencies <= limits_.dependenciesLeft && dependencies > 0) {
+    limits_.dependenciesLeft -= dependencies;
     track_.dependencies.assign(tables.dependencies.begin(), tables.dependencies.begin() + std::ptrdiff_t(dependencies));
     dependenciesMatter_ = true;
   }
@@ -125,7 +121,8 @@ void TrackReader::readEdits(ByteSpan trak) {
   ByteReader reader(elst->payload, "elst");
   const bool longTimes = reader.version() == 1;
   const std::uint32_t count = reader.u32();
-  if (reader.remaining() / (longTimes ? 20 : 12) < count || count > kMaximumEdits) failDamaged("elst");
+  if (reader.remaining() / (longTimes ? 20 : 12) < count) failDamaged("elst");
+  ReadLimits::take(limits_.editsLeft, count, "elst");
   std::uint64_t total = 0;
   for (std::uint32_t i = 0; i < count; ++i) {
     EditSegment edit;
@@ -141,10 +138,16 @@ void TrackReader::readEdits(ByteSpan trak) {
 }
 
 void TrackReader::addDependencies(std::uint8_t dependencies, std::uint64_t count) {
-  if (track_.sampleCount > kMaximumDependencies) {
+  if (dependenciesDropped_) return;
+  const std::uint64_t added = track_.sampleCount - track_.dependencies.size();
+  if (added > limits_.dependenciesLeft) {
+    limits_.dependenciesLeft += track_.dependencies.size();
+    Bytes().swap(track_.dependencies);
     dependenciesMatter_ = false;
+    dependenciesDropped_ = true;
     return;
   }
+  limits_.dependenciesLeft -= added;
   if ((dependencies & kMoreThanSync) != 0) dependenciesMatter_ = true;
   track_.dependencies.resize(std::size_t(track_.sampleCount - count));  // 0 for those before that said nothing
   track_.dependencies.resize(std::size_t(track_.sampleCount), dependencies);

@@ -13,6 +13,7 @@ namespace isobmff {
 /// Reads one trak box, and takes what its fragments add.
 class TrackReader {
  public:
+  /// `limits` is what the movie's tracks share.
   explicit TrackReader(ReadLimits& limits) : limits_(limits), builder_(track_, limits), groups_(limits) {}
   TrackReader(const TrackReader&) = delete;
 
@@ -41,7 +42,7 @@ class TrackReader {
   SampleRunBuilder builder_;
   SampleGroupReader groups_;
   std::uint32_t packetBytes_ = 0, packetFrames_ = 0;
-  bool dependenciesMatter_ = false;
+  bool dependenciesMatter_ = false, dependenciesDropped_ = false;
 };
 
 }  // namespace isobmff

@@ -11,10 +11,9 @@ namespace isobmff {
 namespace {
 
 constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
-/// Pictures of a cut are held one by one; this many are ten hours at 450 a second.
-constexpr std::uint64_t kMaximumPictures = 1 << 24;
-/// Key pictures that are looked at before the file's beginning is taken.
+/// Key pictures that are looked at before the file's beginning is taken, and what a look into the file costs in steps.
 constexpr std::size_t kMaximumTries = 256;
+constexpr std::uint64_t kStepsOfTry = 4096;
 
 SampleRun sampleOf(const SampleRun& run, std::uint32_t position) {
   SampleRun sample = run;
@@ -27,16 +26,18 @@ SampleRun sampleOf(const SampleRun& run, std::uint32_t position) {
 
 /// Calls `visit` with each sample by itself, in decode order, until it returns false.
 template <class Visit>
-void forEachSample(const std::vector<SampleRun>& runs, std::uint32_t firstIndex, Visit visit) {
+void forEachSample(const std::vector<SampleRun>& runs, std::uint32_t firstIndex, CutBudget& budget, Visit visit) {
   auto run = std::upper_bound(runs.begin(), runs.end(), firstIndex,
                               [](std::uint32_t index, const SampleRun& candidate) { return index < candidate.index; });
   if (run != runs.begin()) --run;
   for (; run != runs.end(); ++run) {
+    budget.step();
     if (run->count == 1) {
       if (run->index >= firstIndex && !visit(*run)) return;
       continue;
     }
     for (std::uint32_t i = firstIndex > run->index ? firstIndex - run->index : 0; i < run->count; ++i) {
+      budget.step();
       if (!visit(sampleOf(*run, i))) return;
     }
   }
@@ -44,8 +45,9 @@ void forEachSample(const std::vector<SampleRun>& runs, std::uint32_t firstIndex,
 
 class VideoCut {
  public:
-  VideoCut(const Track& track, const std::vector<MediaRange>& ranges, const DecodingStart& decoding, bool gap)
-      : track_(track), ranges_(ranges), decoding_(decoding), gap_(gap) {}
+  VideoCut(const Track& track, const std::vector<MediaRange>& ranges, const DecodingStart& decoding, bool gap,
+           CutBudget& budget)
+      : track_(track), ranges_(ranges), decoding_(decoding), gap_(gap), budget_(budget) {}
 
   CutOutcome run(TrackCut& cut);
 
@@ -58,6 +60,7 @@ class VideoCut {
   const std::vector<MediaRange>& ranges_;
   const DecodingStart& decoding_;
   const bool gap_;
+  CutBudget& budget_;
 
   const MediaRange* earliest_ = nullptr;  // of the ranges, by media time
   double inPoint_ = 0, outPoint_ = 0;     // media time in seconds, over all ranges
@@ -81,7 +84,7 @@ bool VideoCut::findShown() {
   const double until = std::max((outPoint_ - PictureTimes::kTolerance) * scale, inPoint_ * scale);
   std::int64_t best = -kNever, next = kNever, last = -kNever;
   std::uint32_t bestIndex = 0, nextIndex = 0, lastIndex = 0, lastDecoded = 0;
-  forEachSample(track_.runs, 0, [&](const SampleRun& sample) {
+  forEachSample(track_.runs, 0, budget_, [&](const SampleRun& sample) {
     const std::int64_t time = sample.presentationTime();
     if (time < earliest_->firstTick || time >= endTick_) return true;
     if (double(time) <= from) {
@@ -106,7 +109,7 @@ bool VideoCut::findShown() {
 std::uint32_t VideoCut::decodingStart() const {
   std::vector<std::uint32_t> candidates;
   std::int64_t latestBefore = -kNever;  // presentation time of all samples before
-  forEachSample(track_.runs, 0, [&](const SampleRun& sample) {
+  forEachSample(track_.runs, 0, budget_, [&](const SampleRun& sample) {
     const std::int64_t time = sample.presentationTime();
     // What is decoded before a key picture is presented before it too. Where it isn't, go further back.
     if ((sample.sync || sample.partialSync) && time <= firstShownTime_ && latestBefore < firstShownTime_) {
@@ -121,7 +124,8 @@ std::uint32_t VideoCut::decodingStart() const {
   for (std::size_t tries = 0; tries < kMaximumTries && !candidates.empty(); ++tries) {
     const std::uint32_t candidate = candidates.back();
     std::uint32_t needed = 0;
-    forEachSample(track_.runs, candidate, [&](const SampleRun& sample) {
+    budget_.step(kStepsOfTry);
+    forEachSample(track_.runs, candidate, budget_, [&](const SampleRun& sample) {
       needed = decoding_.samplesUntilWhole(sample);
       return false;
     });
@@ -142,9 +146,9 @@ CutOutcome VideoCut::run(TrackCut& cut) {
   const std::uint32_t start = decodingStart();
 
   TrackPlan& plan = cut.plan;
-  if (std::uint64_t(lastNeeded_ - start) + 1 > kMaximumPictures) return CutOutcome::Overflow;
+  budget_.keepSamples(std::uint64_t(lastNeeded_ - start) + 1);
   plan.runs.reserve(lastNeeded_ - start + 1);
-  forEachSample(track_.runs, start, [&](const SampleRun& sample) {
+  forEachSample(track_.runs, start, budget_, [&](const SampleRun& sample) {
     plan.runs.push_back(sample);
     return sample.index < lastNeeded_;
   });
@@ -204,9 +208,8 @@ std::vector<MediaRange> mediaRanges(const PlayerTimeline& timeline, bool visual,
 }
 
 CutOutcome cutPictures(const Track& track, const std::vector<MediaRange>& ranges, const DecodingStart& decoding,
-                       bool gap, TrackCut& cut) {
-  if (track.sampleCount > 8 * kMaximumPictures) return CutOutcome::Overflow;
-  return ranges.empty() ? CutOutcome::Empty : VideoCut(track, ranges, decoding, gap).run(cut);
+                       bool gap, CutBudget& budget, TrackCut& cut) {
+  return ranges.empty() ? CutOutcome::Empty : VideoCut(track, ranges, decoding, gap, budget).run(cut);
 }
 
 }  // namespace isobmff
