@@ -60,15 +60,14 @@ PlayerTimeline::PlayerTimeline(const Movie& movie, const Track& track) : track_(
     bool any = false;
     for (const EditSegment& edit : track.edits) {
       const double length = double(edit.duration) / movie.timescale;
-      const bool empty = edit.mediaTime < 0;
-      if (empty && (!any || edit.duration == 0)) {
+      if (edit.mediaTime < 0) {
         at += length;
         continue;
       }
-      std::int64_t from = empty ? first : edit.mediaTime;
+      std::int64_t from = edit.mediaTime;
       const std::int64_t ticks =
           edit.duration == 0 ? kNever / 2 : rescale(edit.duration, movie.timescale, track.timescale);
-      const std::int64_t to = edit.mediaTime < end - ticks ? edit.mediaTime + ticks : end;
+      const std::int64_t to = from < end - ticks ? from + ticks : end;
       double dropped = 0;
       if (!any && isVisual(track)) {
         const std::int64_t whole = firstTickFrom(from);
