@@ -40,6 +40,7 @@ PublishingTest::PublishingTest() {
   options_.secretService = false;
   options_.signInSeconds = 60;
   options_.stallSeconds = 20;
+  options_.keepAfterSeconds = 0;
   options_.delays = {0.005, 0.04, 8, 600};
   options_.smallestChunk = options_.largestChunk = 512 * 1024;
   options_.openPage = [this](const std::string& address) {

@@ -31,8 +31,8 @@ class RestartTest : public PublishingTest {
     const int chunks = server_->counts().chunks;
     beginPublishing();
     ASSERT_TRUE(waitUntil([&] { return server_->counts().chunks == chunks + 3; }));
+    ASSERT_TRUE(waitUntil([&] { return keptSessions().size() == 1; }));
     publisher_.reset();
-    ASSERT_EQ(keptSessions().size(), 1u);
     makePublisher();
   }
 };

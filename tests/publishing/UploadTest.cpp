@@ -125,6 +125,8 @@ TEST_F(UploadTest, FindsAStalledConnection) {
 }
 
 TEST_F(UploadTest, GivesUpAfterManyTriesAndGoesOnLater) {
+  options_.delays = {0.2, 0.3, 8, 600};  // time to know the file by
+  makePublisher();
   server_->add("chunk:ok*3");
   server_->add("chunk:status=503*9");
   ASSERT_NO_FATAL_FAILURE(publish());

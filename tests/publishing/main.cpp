@@ -19,6 +19,7 @@ int publishInProcess(const char* base, const std::string& folder, const char* mo
   options.clientFile = folder + "/config/publishing.json";
   options.stateFolder = folder + "/state";
   options.secretService = false;
+  options.keepAfterSeconds = 0;
   options.smallestChunk = options.largestChunk = 512 * 1024;
   publishing::Publisher::Events events;
   events.progress = [](const publishing::Progress& progress) {

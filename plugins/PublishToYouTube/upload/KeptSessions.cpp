@@ -72,7 +72,7 @@ void KeptSessions::keep(const Upload& upload, const std::string& address) const 
 }
 
 void KeptSessions::drop(const Upload& upload) const {
-  removePrivateFile(pathOf(upload.file));
+  if (!upload.file.empty()) removePrivateFile(pathOf(upload.file));
 }
 
 void KeptSessions::sweep() const {

@@ -13,7 +13,7 @@ class KeptSessions {
  public:
   /// What a session belongs to. It is of use only while all of it is the same.
   struct Upload {
-    std::string file;     ///< UploadFile::identity()
+    std::string file;     ///< UploadFile::identify(); empty: nothing is kept
     std::string details;  ///< VideoDetails::json()
     std::string client;   ///< the client identifier
     std::string server;   ///< the address at which sessions start

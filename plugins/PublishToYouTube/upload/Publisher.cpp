@@ -15,6 +15,7 @@ struct Publisher::Run {
   std::string path;
   VideoDetails details;
   std::shared_ptr<UploadFile> file;
+  std::string identity;
   ClientRegistration client;
   std::shared_ptr<Authorization> authorization;
   std::shared_ptr<ResumableUpload> upload;
@@ -45,24 +46,28 @@ void Publisher::publish(const std::string& path, const VideoDetails& details) {
   run_->details = details;
   const std::weak_ptr<Publisher> weakSelf = weak_from_this();
   const std::weak_ptr<Run> weakRun = run_;
-  // Opening reads all of the file.
-  dispatch_async(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT), [=, clientFile = options_.clientFile] {
-    NSErrorPtr error = details.check();
-    auto client = error ? std::nullopt : ClientRegistration::load(clientFile, &error);
-    auto file = error ? nullptr : UploadFile::open(path, &error, [=] { return !weakRun.expired(); });
-    dispatch_async(dispatch_get_main_queue(), [=] {
-      const auto self = weakSelf.lock();
-      const auto run = weakRun.lock();
-      if (!self || !run) return;
-      if (error) {
-        self->run_.reset();
-        return self->events_.failed(error);
-      }
-      run->client = *client;
-      run->file = file;
-      self->begin(run);
-    });
-  });
+  // Where something waits to go on, all of the file is read to know whether it is this.
+  dispatch_async(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT),
+                 [=, clientFile = options_.clientFile, kept = KeptSessions(options_.stateFolder)] {
+                   NSErrorPtr error = details.check();
+                   auto client = error ? std::nullopt : ClientRegistration::load(clientFile, &error);
+                   auto file = error ? nullptr : UploadFile::open(path, &error);
+                   const std::string identity =
+                       file && kept.areThere() ? file->identify([&] { return !weakRun.expired(); }) : std::string();
+                   dispatch_async(dispatch_get_main_queue(), [=] {
+                     const auto self = weakSelf.lock();
+                     const auto run = weakRun.lock();
+                     if (!self || !run) return;
+                     if (error) {
+                       self->run_.reset();
+                       return self->events_.failed(error);
+                     }
+                     run->client = *client;
+                     run->file = file;
+                     run->identity = identity;
+                     self->begin(run);
+                   });
+                 });
 }
 
 void Publisher::begin(const std::shared_ptr<Run>& run) {
@@ -90,6 +95,8 @@ void Publisher::begin(const std::shared_ptr<Run>& run) {
   settings.client = run->client.identifier;
   settings.details = run->details.json();
   settings.stateFolder = options_.stateFolder;
+  settings.identity = run->identity;
+  settings.keepAfter = options_.keepAfterSeconds;
   settings.delays = options_.delays;
   settings.stallSeconds = options_.stallSeconds;
   if (options_.smallestChunk > 0) settings.smallestChunk = options_.smallestChunk;
@@ -124,8 +131,9 @@ void Publisher::findKeptDetails(const std::string& path, std::function<void(cons
                  [weak, path, then = std::move(then), kept = KeptSessions(options_.stateFolder)] {
                    if (!kept.areThere()) return;
                    NSErrorPtr error;
-                   const auto file = UploadFile::open(path, &error, [weak] { return !weak.expired(); });
-                   const auto text = file ? kept.findDetails(file->identity()) : std::nullopt;
+                   const auto file = UploadFile::open(path, &error);
+                   const std::string identity = file ? file->identify([&] { return !weak.expired(); }) : std::string();
+                   const auto text = identity.empty() ? std::nullopt : kept.findDetails(identity);
                    const auto details = text ? VideoDetails::fromJson(*text) : std::nullopt;
                    if (!details) return;
                    dispatch_async(dispatch_get_main_queue(), [weak, then, details] {

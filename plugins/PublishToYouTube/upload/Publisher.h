@@ -26,6 +26,7 @@ struct PublisherOptions {
   bool secretService = true;  ///< tokens go to the desktop's store for secrets where there is one
   double signInSeconds = 600, stallSeconds = 60;
   RetryDelays::Times delays;
+  double keepAfterSeconds = 2;  ///< from when on an upload that has begun can be taken up by another run of the program
   std::int64_t smallestChunk = 0, largestChunk = 0;  ///< multiples of 256 KiB; 0: what is good
   /// Opens a page in the person's browser; whether that could be tried. Without it the person only has the address.
   std::function<bool(const std::string& address)> openPage;

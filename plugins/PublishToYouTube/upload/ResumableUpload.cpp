@@ -41,17 +41,40 @@ ResumableUpload::ResumableUpload(Settings settings, std::shared_ptr<UploadFile> 
       events_(std::move(events)),
       transfer_(settings_.stallSeconds),
       kept_(settings_.stateFolder),
-      upload_{file_->identity(), settings_.details, settings_.client, settings_.address},
+      upload_{settings_.identity, settings_.details, settings_.client, settings_.address},
       delays_(settings_.delays),
       chunkSize_(settings_.smallestChunk) {}
 
 void ResumableUpload::start() {
+  const auto session = upload_.file.empty() ? std::nullopt : kept_.find(upload_);
   // Only what the same server gave us gets the file and the token.
-  if (const auto session = kept_.find(upload_); session && originOf(*session) == originOf(settings_.address)) {
+  if (session && originOf(*session) == originOf(settings_.address)) {
     session_ = *session;
     chunkEnd_ = file_->size();
   }
+  if (upload_.file.empty()) {
+    // An upload that is over by then need not be taken up again, and has all of the computer to itself.
+    dispatch_after(settings_.keepAfter, dispatch_get_main_queue(), [weak = weak_from_this()] {
+      if (const auto self = weak.lock(); self && !self->ended_) self->identifyFile();
+    });
+  }
   perform(session_.empty() ? Step::Start : Step::Ask);
+}
+
+void ResumableUpload::identifyFile() {
+  dispatch_async(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_LOW), [weak = weak_from_this(), file = file_] {
+    const std::string identity = file->identify([&] { return !weak.expired(); });
+    dispatch_async(dispatch_get_main_queue(), [weak, identity] {
+      const auto self = weak.lock();
+      if (!self || self->ended_) return;
+      self->upload_.file = identity;
+      self->keepSession();
+    });
+  });
+}
+
+void ResumableUpload::keepSession() {
+  if (!upload_.file.empty() && !session_.empty()) kept_.keep(upload_, session_);
 }
 
 void ResumableUpload::cancel() {
@@ -191,7 +214,7 @@ void ResumableUpload::receiveStart(const HttpTransfer::Answer& answer) {
   if (originOf(location->second) != originOf(settings_.address))
     return failOnWrongAnswer("an upload at another server");
   session_ = location->second;
-  kept_.keep(upload_, session_);
+  keepSession();
   authorization_->accept();
   delays_.reset();
   received_ = chunkEnd_ = 0;

@@ -25,6 +25,8 @@ class ResumableUpload : public std::enable_shared_from_this<ResumableUpload> {
     std::string client;   ///< the client identifier
     std::string details;  ///< VideoDetails::json()
     std::string stateFolder;
+    std::string identity;  ///< of the file, when it is known already: then what was begun before goes on
+    double keepAfter = 2;  ///< seconds from the start until it is found out, otherwise
     RetryDelays::Times delays;
     double stallSeconds = 60;
     /// A chunk takes about 20 seconds within these limits, multiples of 256 KiB. Each costs a round trip and what the
@@ -65,6 +67,9 @@ class ResumableUpload : public std::enable_shared_from_this<ResumableUpload> {
   /// Ends with an error. With `giveUp`, the session is of no use any more.
   void fail(const NSErrorPtr& error, bool giveUp);
   void giveSessionUp();
+  /// Finds the file's identity out in the background, and then keeps the session for a next run of the program.
+  void identifyFile();
+  void keepSession();
   void failOnWrongAnswer(const std::string& what);
 
   Settings settings_;

@@ -38,8 +38,7 @@ std::string typeOf(const std::string& path) {
 
 }  // namespace
 
-std::shared_ptr<UploadFile> UploadFile::open(const std::string& path, NSErrorPtr* error,
-                                             const std::function<bool()>& isWanted) {
+std::shared_ptr<UploadFile> UploadFile::open(const std::string& path, NSErrorPtr* error) {
   const auto fail = [&](const NSErrorPtr& what) {
     *error = what;
     return nullptr;
@@ -62,19 +61,21 @@ std::shared_ptr<UploadFile> UploadFile::open(const std::string& path, NSErrorPtr
   file->size_ = status.st_size;
   file->changedSeconds_ = status.st_mtim.tv_sec;
   file->changedNanoseconds_ = status.st_mtim.tv_nsec;
-
-  QCryptographicHash hash(QCryptographicHash::Sha256);
   posix_fadvise(file->file_.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
-  std::vector<char> piece(static_cast<size_t>(std::min(file->size_, hashedPiece)));
-  for (std::int64_t at = 0; at < file->size_;) {
-    if (isWanted && !isWanted()) return nullptr;
-    const std::int64_t done = file->read(at, piece.data(), std::int64_t(piece.size()));
-    if (done <= 0) return fail(file->check());
+  return file;
+}
+
+std::string UploadFile::identify(const std::function<bool()>& isWanted) {
+  QCryptographicHash hash(QCryptographicHash::Sha256);
+  std::vector<char> piece(static_cast<size_t>(std::min(size_, hashedPiece)));
+  for (std::int64_t at = 0; at < size_;) {
+    if (!isWanted()) return {};
+    const std::int64_t done = read(at, piece.data(), std::int64_t(piece.size()));
+    if (done <= 0) return {};
     hash.addData(QByteArrayView(piece.data(), done));
     at += done;
   }
-  file->identity_ = std::to_string(file->size_) + "-" + hash.result().toHex().toStdString();
-  return file;
+  return std::to_string(size_) + "-" + hash.result().toHex().toStdString();
 }
 
 bool UploadFile::isUnchanged() const {

@@ -15,16 +15,14 @@ namespace publishing {
 /// it is uploaded is not read any further. Any thread.
 class UploadFile {
  public:
-  /// Opens it and reads all of it once, for its identity: some seconds for each gigabyte, so never on the main queue.
-  /// Null and an error when that fails, or when it is empty. `isWanted` (may be null) is asked now and then; once it
-  /// says no, null without an error.
-  static std::shared_ptr<UploadFile> open(const std::string& path, NSErrorPtr* error,
-                                          const std::function<bool()>& isWanted = nullptr);
+  /// Null and an error when it can't be opened, or when it is empty.
+  static std::shared_ptr<UploadFile> open(const std::string& path, NSErrorPtr* error);
 
   std::int64_t size() const { return size_; }
   /// The same for the same content, in whatever file: each use of the program makes its movie anew. A hash of all of
-  /// it. Usable as a file name.
-  const std::string& identity() const { return identity_; }
+  /// it, usable as a file name. Takes some seconds for each gigabyte, so never on the main queue. Empty when the file
+  /// can't be read or has changed, or once `isWanted`, which is asked now and then, has said no.
+  std::string identify(const std::function<bool()>& isWanted);
   /// The type of its content, by its name.
   const std::string& type() const { return type_; }
 
@@ -37,7 +35,7 @@ class UploadFile {
   UploadFile() = default;
   bool isUnchanged() const;
 
-  std::string path_, identity_, type_;
+  std::string path_, type_;
   FileDescriptor file_;
   std::int64_t size_ = 0, changedSeconds_ = 0, changedNanoseconds_ = 0;
   std::atomic<bool> unreadable_{false};
