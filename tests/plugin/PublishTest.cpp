@@ -3,6 +3,7 @@
 #include "tests/plugin/PluginTest.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
@@ -150,8 +151,8 @@ TEST_F(PublishTest, EscapeAsksBeforeItStopsTheUpload) {
   for (const char* answer : {"Escape", "Stop"}) {
     SCOPED_TRACE(answer);
     key("Escape");
-    ASSERT_TRUE(
-        waitUntil([&] { return isReachable("Stop") && isReachable("Continue") && isReachable("Stop the upload?"); }));
+    ASSERT_TRUE(waitUntil([&] { return isReachable("Stop") && isReachable("Continue"); }));
+    EXPECT_EQ(element("Stop the upload?").role, UIAccessibilityRole::StaticText);
     EXPECT_EQ(delegate_->log.back(), "begin");
     if (std::string(answer) == "Stop") {
       press(answer);
@@ -188,6 +189,8 @@ TEST_F(PublishTest, GoesOnAfterAnEndWithWhatThePersonSaid) {
   press("Publish");
   signIn();
   ASSERT_TRUE(waitUntil([&] { return told("Uploading") && server_.counts().chunks > 0; })) << told();
+  const std::filesystem::path uploads = std::string(std::getenv("XDG_STATE_HOME")) + "/zevanti/uploads";
+  ASSERT_TRUE(waitUntil([&] { return std::filesystem::exists(uploads) && !std::filesystem::is_empty(uploads); }));
   const auto content = contentOf(movie_);
   closeAndStartAgain();
   std::filesystem::remove(movie_);
