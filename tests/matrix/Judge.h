@@ -23,6 +23,7 @@ struct Exactness {
   bool soundAtOnce = false;     ///< it begins a sound track with the first sample, whenever that is due
   double seam = 0;              ///< in the source's times: the sound on either side of it is judged by itself
   double lastSeam = 0;          ///< in the source's times: a range across it is not judged
+  bool fromFirst = false;       ///< it counts from the first picture or sound: a range before any is not judged
   bool asSource = false;        ///< it may show a wrong picture where it shows the same one of the source
   bool mayRefuse = false;       ///< it may fail to play what it can't play of the source, either
 };

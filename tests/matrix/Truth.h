@@ -28,6 +28,8 @@ class Truth {
   explicit Truth(const std::string& path);
 
   const Reading& reading() const { return reading_; }
+  /// When the first picture or sound begins.
+  double begin() const { return begin_; }
   /// When the last picture or sound ends.
   double end() const { return end_; }
   /// How long a picture is usually on screen.

@@ -58,8 +58,13 @@ struct Place {
   const std::string& copy;
 };
 
-/// Whether the player is known not to show what comes after a seam in the range; the table says so then.
+/// Whether the player is known not to show what comes after a seam in the range, or to count otherwise where a range
+/// begins with nothing; the table says so then.
 bool isBeyond(const Exactness& exactness, const Place& place, const std::string& player) {
+  if (exactness.fromFirst && place.range.start < place.truth.begin()) {
+    Table::shared().addNotApplicable(place.source, place.range.name, player, "begins before all pictures and sound");
+    return true;
+  }
   if (exactness.lastSeam <= place.range.start || exactness.lastSeam >= place.range.end) return false;
   Table::shared().addNotApplicable(place.source, place.range.name, player,
                                    "reaches across two stretches of the source's edit list");
