@@ -52,6 +52,12 @@ const std::vector<matrix::Difference>& matrix::differences() {
        [](Exactness& e) { e.tolerant = true; },
        "its parser drops the pictures' lengths, so that its decoder can't tell which are hidden"},
 
+      // Several stretches of an edit list stay several edits. One over all of them, with what is only decoded squeezed
+      // between, would let Firefox play them all; but then libav, mpv and GStreamer show each of those squeezed
+      // pictures
+      // (nothing but an edit's beginning and end hides any) and sound the lead-in of the second stretch, by whose
+      // length
+      // all players run on.
       {"gstreamer",
        {"edits.mp4"},
        [](Exactness& e) { e.lastSeam = 3.2; },
@@ -86,7 +92,7 @@ const std::vector<matrix::Difference>& matrix::differences() {
       {"firefox",
        {"edits.mp4"},
        [](Exactness& e) { e.lastSeam = 3.2; },
-       "plays the first stretch of an edit list only"},
+       "plays the first stretch of an edit list only, of the source as well"},
       {"firefox",
        {},
        [](Exactness& e) { e.pictures = 2; },
