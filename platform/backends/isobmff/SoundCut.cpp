@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace isobmff {
 
@@ -56,6 +57,7 @@ class SoundCut {
   Place packetFrom(std::int64_t time) const;
   Place stepBackBytes(Place place) const;
   Place prerollFor(Place place) const;
+  static std::int64_t squeezeLead(TrackPlan& plan);
   void closePacket(std::uint32_t last, std::int64_t inPoint, TrackPlan& plan) const;
   std::int64_t timeOf(Place place) const {
     return track_.runs[place.run].decodeTime + std::int64_t(place.position) * track_.runs[place.run].duration;
@@ -123,6 +125,28 @@ Place SoundCut::prerollFor(Place place) const {
   return start;
 }
 
+/// Makes the packets before the first one that is heard a tick long each: what counts them would otherwise take the cut
+/// for as much longer as the sound begins late. Returns how many ticks that takes away.
+std::int64_t SoundCut::squeezeLead(TrackPlan& plan) {
+  std::int64_t removed = 0;
+  std::vector<SampleRun> runs;
+  for (SampleRun run : plan.runs) {
+    if (run.index < *plan.firstShown) {
+      SampleRun lead = run;
+      lead.count = std::min(run.count, *plan.firstShown - run.index);
+      lead.duration = std::min(run.duration, 1U);
+      lead.decodeTime -= removed;
+      dropFront(run, lead.count);
+      removed += std::int64_t(lead.count) * (run.duration - lead.duration);
+      runs.push_back(lead);
+    }
+    run.decodeTime -= removed;
+    if (run.count > 0) runs.push_back(run);
+  }
+  plan.runs = std::move(runs);
+  return removed;
+}
+
 /// libavformat takes the last packet to be as long as the cut, and drops it when it then ends before the in-point.
 /// Where all that is heard lies in one packet, the one after it goes along, a tick behind the out-point. Behind the
 /// track's last packet that is the last one itself once more.
@@ -171,7 +195,7 @@ CutOutcome SoundCut::run(const std::vector<MediaRange>& ranges, TrackCut& cut) {
   inPoint = beginAt(inPoint);
   if (outPoint <= inPoint) return CutOutcome::Empty;
   const Place first = placeAt((inPoint - delay) / multiplier), start = prerollFor(first);
-  const std::int64_t zero = timeOf(start) * multiplier;
+  std::int64_t zero = timeOf(start) * multiplier;
 
   TrackPlan& plan = cut.plan;
   plan.timescale = std::uint32_t(scale);
@@ -197,6 +221,7 @@ CutOutcome SoundCut::run(const std::vector<MediaRange>& ranges, TrackCut& cut) {
     plan.runs.push_back(run);
   }
   plan.lastShown = plan.runs.back().index + plan.runs.back().count - 1;
+  if (format_.wholePackets) zero += squeezeLead(plan);
 
   // The last packet ends with the cut.
   SampleRun& last = plan.runs.back();
