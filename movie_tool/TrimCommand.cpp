@@ -30,9 +30,10 @@ std::string absolute(const std::string& path) {
 
 /// The exporter's words; for a range with nothing in it those of the person who asked, and how long the movie is.
 std::string reason(const TrimOptions& options, const AVURLAsset& asset, const NSError& error) {
-  const double length = CMTimeGetSeconds(asset.duration());
-  if (error.domain() != AVFoundationErrorDomain || error.code() != AVErrorInvalidTimeRange || !(length > 0))
-    return error.localizedDescription();
+  // The length is asked for last: it takes another reading of the movie, which may be what has failed.
+  const bool isRange = error.domain() == AVFoundationErrorDomain && error.code() == AVErrorInvalidTimeRange;
+  const double length = isRange ? CMTimeGetSeconds(asset.duration()) : 0;
+  if (!(length > 0)) return error.localizedDescription();
   const double from = options.from ? CMTimeGetSeconds(*options.from) : 0;
   const double to = std::min(length, options.to ? CMTimeGetSeconds(*options.to) : length);
   return quoted(options.movie) + " ends at " + movie_time::clock(length) + ": there is nothing to save " +
