@@ -1,5 +1,6 @@
-/// Any movie that can be read: each cut of it ends in an error or in a file that can be read again and holds what was
-/// planned.
+/// Any movie that can be read: each cut of it ends in an error, or in a file that can be read again and holds what was
+/// planned, with an index no larger than is allowed. Every other input is made longer by a hole of gigabytes, in which
+/// samples may lie.
 
 #include "platform/backends/isobmff/MovieReader.h"
 #include "platform/backends/isobmff/MovieWriter.h"
@@ -17,25 +18,37 @@ void require(bool condition, const char* what) {
   std::abort();
 }
 
-/// Hostile tables can make much of a small file by naming the same bytes again and again.
+/// Of more media than this the index alone is written. Hostile tables can make much of a small file by naming the same
+/// bytes again and again.
 constexpr std::uint64_t kMaximumMedia = 8U << 20;
+constexpr std::uint64_t kHole = std::uint64_t(6) << 30;
+/// A sixty-fourth of what is usual, so that each input takes little time.
+constexpr isobmff::CutBudget::Limits kLimits{125'000, 4U << 20, 6'000'000};
+/// Boxes that are copied as they are, with the new ones around them.
+constexpr std::uint64_t kOtherBytes = 68U << 20;
 
 void cut(const isobmff::Movie& movie, int source, double start, double length) {
   static MemoryFile result;
   NSErrorPtr error;
   const CMTimeRange range{CMTimeMakeWithSeconds(start, 1'000'000), CMTimeMakeWithSeconds(length, 1'000'000)};
-  const auto plan = isobmff::planCut(movie, source, range, "movie", &error);
+  const auto plan = isobmff::planCut(movie, source, range, "movie", &error, nullptr, kLimits);
   require((plan == nullptr) == (error != nullptr), "a plan or an error");
   if (!plan) return;
   std::uint64_t bytes = 0;
   for (const auto& track : plan->tracks) {
     for (const auto& run : track.runs) bytes += std::uint64_t(run.count) * run.size;
   }
-  if (bytes > kMaximumMedia) return;
 
   result.fill(nullptr, 0);
-  error = isobmff::writeMovie(
-      movie, *plan, source, result.descriptor(), [](float) {}, [] { return false; });
+  if (bytes <= kMaximumMedia) {
+    error = isobmff::writeMovie(
+        movie, *plan, source, result.descriptor(), [](float) {}, [] { return false; });
+  } else {
+    error = isobmff::MovieWriter(source, result.descriptor()).writeIndex(movie, *plan);
+    const std::uint64_t index = result.size();
+    require(index <= kLimits.tableBytes + kOtherBytes, "a large index");
+    result.extend(index + bytes + bytes / 512 + (1U << 20));  // large pieces keep their place in a block
+  }
   require(error == nullptr, error ? error->localizedDescription().c_str() : "");
   const auto again = isobmff::readMovie(result.descriptor(), "result", &error);
   require(again != nullptr, error ? error->localizedDescription().c_str() : "");
@@ -57,6 +70,7 @@ void cut(const isobmff::Movie& movie, int source, double start, double length) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static MemoryFile file;
   file.fill(data, size);
+  if (size > 0 && data[size - 1] % 2 != 0) file.extend(kHole);
   const auto movie = isobmff::readMovie(file.descriptor(), "movie", nullptr);
   if (!movie) return 0;
   const double duration = isobmff::playerDuration(*movie);

@@ -101,5 +101,25 @@ int main(int argc, char* argv[]) {
                                                  fullBox("trun", 1, 0x801, u32s({1, std::uint32_t(-400), 99}))));
   }
   save("fragments", movie.build());
+
+  // What claims a lot, in the hole behind the file (its last byte is odd): pictures of a byte each, and frames of sound
+  // with tables that speak of some.
+  movie.end = "";
+  for (const int sync : {1, 0}) {
+    movie.end +=
+        box("moof", box("traf", fullBox("tfhd", 0, 0x20038, u32s({1, 100, 1, 0x1010000})) +
+                                    fullBox("trun", 0, 5, u32s({80'000, 100, sync ? 0x02000000U : 0x1010000U}))));
+  }
+  save("many_pictures", movie.build() + box("free", "\1"));
+  movie = HandMadeMovie::constantRateSound();
+  movie.description = HandMadeMovie::sound("sowt", 0, 1, 16);
+  movie.stts = fullBox("stts", 0, 0, u32s({1, 64 << 20, 1}));
+  movie.stsc = fullBox("stsc", 0, 0, u32s({1, 1, 16 << 20, 1}));
+  movie.stsz = fullBox("stsz", 0, 0, u32s({2, 64 << 20}));
+  movie.stco = fullBox("stco", 0, 0, u32s({4, 0x100000, 0x100000, 0x100000, 0x100000}));
+  for (const char* table : {"stdp", "padb", "sdtp"}) {
+    movie.moreTables = fullBox(table, 0, 0, std::string(table) == "padb" ? u32(2) + "a" : "abcd");
+    save(std::string("many_frames_") + table, movie.build() + box("free", "\1"));
+  }
   return 0;
 }
