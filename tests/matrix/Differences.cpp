@@ -52,12 +52,10 @@ const std::vector<matrix::Difference>& matrix::differences() {
        [](Exactness& e) { e.tolerant = true; },
        "its parser drops the pictures' lengths, so that its decoder can't tell which are hidden"},
 
-      // Several stretches of an edit list stay several edits. One over all of them, with what is only decoded squeezed
-      // between, would let Firefox play them all; but then libav, mpv and GStreamer show each of those squeezed
-      // pictures
-      // (nothing but an edit's beginning and end hides any) and sound the lead-in of the second stretch, by whose
-      // length
-      // all players run on.
+      // Several stretches of an edit list stay several edits. One over all of them, with what is only decoded
+      // squeezed between, would let Firefox play them all. But libav, mpv and GStreamer would show each of those
+      // pictures, as only the ends of an edit hide any, and sound the lead-in of the second stretch, by whose length
+      // the copy would be too long in every player.
       {"gstreamer",
        {"edits.mp4"},
        [](Exactness& e) { e.lastSeam = 3.2; },
