@@ -144,7 +144,7 @@ int ConvertedTrack::write(AVPacket& packet, std::int64_t origin) {
 
 /// Lays out sound by its lengths as long as that agrees with the times, which may be coarse.
 void ConvertedTrack::smooth(AVPacket& packet, std::int64_t samples) {
-  const std::int64_t tolerance = 1 + 2 * av_rescale_q(1, in_->time_base, out_->time_base);
+  const std::int64_t tolerance = 1 + av_rescale_q(1, in_->time_base, out_->time_base);
   if (nextSound_ != AV_NOPTS_VALUE && std::abs(packet.pts - nextSound_) <= tolerance) {
     packet.pts = packet.dts = nextSound_;
   }

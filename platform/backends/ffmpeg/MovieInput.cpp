@@ -87,6 +87,11 @@ std::unique_ptr<MovieInput> MovieInput::open(const std::string& path, const std:
   if (isLate && std::string_view(input->format_->iformat->name).find("mp4") != std::string_view::npos) {
     if (const std::int64_t end = endOfLateMovie(path)) input->duration_ = end;
   }
+  if (input && input->duration_ == 0) {
+    // Another one: where this one stands nothing has been skipped yet.
+    const auto reader = open(nullptr, "file:" + path, displayName, nullptr, input->isCancelled_);
+    if (reader) input->duration_ = reader->findEnd();
+  }
   return input;
 }
 
@@ -159,6 +164,36 @@ std::unique_ptr<MovieInput> MovieInput::open(std::unique_ptr<FileReader> reader,
   input->firstTime_ = std::max(input->firstTime_, input->startTime_);
   input->duration_ = end > 0 ? end - input->startTime_ : std::max<std::int64_t>(input->format_->duration, 0);
   return input;
+}
+
+/// When the last picture or sound ends, in the player's times, in microseconds. Leaves the file at its end.
+std::int64_t MovieInput::findEnd() {
+  const auto isMedia = [](const AVStream* stream) {
+    const AVMediaType type = stream->codecpar->codec_type;
+    return type == AVMEDIA_TYPE_AUDIO || (type == AVMEDIA_TYPE_VIDEO && !isCoverPicture(stream));
+  };
+  AVStream* guide = video_;
+  for (unsigned i = 0; i < format_->nb_streams && !guide; ++i) {
+    if (isMedia(format_->streams[i])) guide = format_->streams[i];
+  }
+  constexpr std::int64_t kFar = 1 << 24;  // seconds
+  std::int64_t end = 0;
+  const Packet packet(av_packet_alloc());
+  // Close to the end where the format can go there, else all of it.
+  for (const std::int64_t from : {kFar, std::int64_t(0)}) {
+    seek(guide, av_rescale_q(from, {1, 1}, guide->time_base));
+    while (av_read_frame(format_, packet.get()) >= 0) {
+      const AVStream* stream = format_->streams[packet->stream_index];
+      const std::int64_t time = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
+      if (isMedia(stream) && time != AV_NOPTS_VALUE) {
+        const std::int64_t last = time + std::max<std::int64_t>(packet->duration, 0);
+        end = std::max(end, av_rescale_q(last, stream->time_base, av_get_time_base_q()) - startTime_);
+      }
+      av_packet_unref(packet.get());
+    }
+    if (end > 0) break;
+  }
+  return end;
 }
 
 MovieInput::~MovieInput() {

@@ -50,7 +50,8 @@ class MovieInput {
   /// The container's time of the first picture or sound that the player plays, in ticks of `stream`. Later than
   /// `startTime` in a recording that begins with nothing.
   std::int64_t firstTime(const AVStream* stream) const;
-  /// The end of the longest stream in the player's times, in microseconds.
+  /// The end of the longest stream in the player's times, in microseconds. Where the file does not say it (what was not
+  /// finished, and what browsers record), the file is read for it once.
   std::int64_t duration() const { return duration_; }
 
   /// Index times (decode order) of the video's key frames, ascending; empty when the file has no index.
@@ -67,6 +68,7 @@ class MovieInput {
   static std::unique_ptr<MovieInput> open(std::unique_ptr<FileReader> reader, const std::string& path,
                                           const std::string& displayName, NSErrorPtr* error,
                                           std::function<bool()> isCancelled);
+  std::int64_t findEnd();
 
   std::unique_ptr<FileReader> reader_;  // of a file that was open already
   AVFormatContext* format_ = nullptr;
