@@ -11,7 +11,16 @@ namespace isobmff {
 
 namespace {
 
-constexpr std::uint32_t kMaximumCount = 1 << 16;
+/// Samples that are looked at one by one. A longer refresh is none.
+constexpr std::uint32_t kMaximumCount = 4096;
+/// A decoder of H.264 that begins at a picture without instantaneous refresh gives out what follows only once that one
+/// has come out itself: what is still being put in order at the end of the file gets lost. So many pictures behind it
+/// none is.
+constexpr std::uint32_t kUntilSettled = 40;
+/// A picture is not decoded longer before its time than this many others.
+constexpr std::uint32_t kReordering = 32;
+/// Pictures behind one that have to be of the same kind where the tables call all of them key pictures.
+constexpr std::uint32_t kIntraPictures = 8;
 
 /// Reads bits, highest first; zeros behind the end.
 class BitReader {
@@ -68,10 +77,39 @@ std::optional<std::uint32_t> recoveryMessage(ByteSpan unit, bool hevc) {
   return std::nullopt;
 }
 
+/// Calls `visit` with each sample by itself from the one with the number `first` on, until it returns false.
+template <class Visit>
+void forEachFrom(const std::vector<SampleRun>& runs, std::uint32_t first, Visit visit) {
+  auto run = std::upper_bound(runs.begin(), runs.end(), first,
+                              [](std::uint32_t index, const SampleRun& candidate) { return index < candidate.index; });
+  if (run != runs.begin()) --run;
+  for (; run != runs.end(); ++run) {
+    for (std::uint32_t i = first > run->index ? first - run->index : 0; i < run->count; ++i) {
+      SampleRun sample = *run;
+      sample.count = 1;
+      sample.index += i;
+      sample.offset += std::uint64_t(i) * run->size;
+      sample.decodeTime += std::int64_t(i) * run->duration;
+      if (!visit(sample)) return;
+    }
+  }
+}
+
 }  // namespace
 
-DecodingStart::DecodingStart(const Movie& movie, std::size_t track, int descriptor) : descriptor_(descriptor) {
-  for (std::size_t i = 0; i < std::min<std::size_t>(movie.tracks[track].formats.size(), 64); ++i) {
+/// What the first bytes of a picture say.
+struct DecodingStart::Look {
+  bool understood = false;
+  bool refresh = false;                   ///< an instantaneous refresh, or HEVC's random access
+  bool leading = false;                   ///< HEVC: shown before the key picture that it follows
+  bool reference = false;                 ///< H.264: others are decoded from it
+  bool intra = false;                     ///< H.264: begins with a slice that is decoded by itself
+  std::optional<std::uint32_t> recovery;  ///< after how many pictures those shown are whole
+};
+
+DecodingStart::DecodingStart(const Movie& movie, std::size_t track, int descriptor)
+    : track_(movie.tracks[track]), descriptor_(descriptor) {
+  for (std::size_t i = 0; i < std::min<std::size_t>(track_.formats.size(), 64); ++i) {
     Description description;
     if (const auto entry = SampleDescription::find(movie, track, i + 1)) {
       if (const auto avc = entry->child(fourCC("avcC"), false); avc && avc->size() > 4) {
@@ -82,15 +120,87 @@ DecodingStart::DecodingStart(const Movie& movie, std::size_t track, int descript
     }
     descriptions_.push_back(description);
   }
+  allSync_ = std::all_of(track_.runs.begin(), track_.runs.end(), [](const SampleRun& run) { return run.sync; });
 }
 
-std::uint32_t DecodingStart::samplesUntilWhole(const SampleRun& sample) const {
-  if (descriptor_ < 0 || sample.description == 0 || sample.description > descriptions_.size()) return 0;
+bool DecodingStart::leadsTo(const SampleRun& sample, const Goal& goal) const {
+  const Look key = look(sample);
+  if (!key.understood || (key.refresh && goal.time >= sample.presentationTime())) return true;
+  if (key.refresh || key.leading) return false;
+  const bool hevc = descriptions_[sample.description - 1U].coding == Coding::HEVC;
+  if (key.recovery) {
+    if (*key.recovery >= kMaximumCount) return false;
+    return hevc ? wholeByOrder(sample, *key.recovery, goal) : wholeByReferences(sample.index, *key.recovery, goal);
+  }
+  if (allSync_) return !hevc && key.intra && isAmongIntraPictures(sample.index);
+  return hevc || (key.intra && wholeByReferences(sample.index, 0, goal));
+}
+
+/// H.264 counts the pictures that others are decoded from. What is shown with the last of them and later is whole;
+/// after a gradual refresh only with the next one, as decoders leave out what refers to pictures before the beginning.
+bool DecodingStart::wholeByReferences(std::uint32_t start, std::uint32_t count, const Goal& goal) const {
+  bool whole = false, gradual = count > 0;
+  std::optional<std::uint32_t> left = count;  // none: the next refresh is still to come
+  std::uint32_t settling = start;             // where the decoder begins to give out pictures
+  forEachFrom(track_.runs, start, [&](const SampleRun& sample) {
+    if (sample.index > goal.index || sample.index - start > kMaximumCount) return false;
+    const Look picture = sample.index > start ? look(sample) : Look{};
+    if (!left) {
+      left = picture.recovery;
+    } else if (picture.reference && *left > 0) {
+      --*left;
+    }
+    if (!picture.refresh && left != 0U) return true;
+    if (gradual && !picture.refresh) {
+      gradual = false;
+      settling = sample.index;
+      left.reset();
+      return true;
+    }
+    whole = sample.presentationTime() <= goal.time &&
+            (picture.refresh || goal.lastIndex - std::min(settling, goal.lastIndex) >= kUntilSettled);
+    return false;
+  });
+  return whole;
+}
+
+/// HEVC counts pictures in the order of showing.
+bool DecodingStart::wholeByOrder(const SampleRun& start, std::uint32_t count, const Goal& goal) const {
+  if (goal.time < start.presentationTime()) return false;
+  std::uint32_t between = 0;
+  forEachFrom(track_.runs, start.index, [&](const SampleRun& sample) {
+    const std::int64_t time = sample.presentationTime();
+    if (time > start.presentationTime() && time <= goal.time) ++between;
+    return between < count && sample.index - start.index < kMaximumCount && sample.index < goal.index + kReordering;
+  });
+  return between >= count;
+}
+
+/// Whether the pictures behind one are decoded by themselves, too: then all of them are key pictures in truth.
+bool DecodingStart::isAmongIntraPictures(std::uint32_t index) const {
+  bool all = true;
+  forEachFrom(track_.runs, index, [&](const SampleRun& sample) {
+    const Look picture = look(sample);
+    all = picture.refresh || picture.intra;
+    return all && sample.index - index < kIntraPictures;
+  });
+  return all;
+}
+
+void DecodingStart::correctMarks(std::vector<SampleRun>& samples) const {
+  if (!allSync_ || samples.size() < 2) return;
+  if (!look(samples.back()).understood || isAmongIntraPictures(samples.front().index)) return;
+  for (std::size_t i = 1; i < samples.size(); ++i) {
+    const Look picture = look(samples[i]);
+    samples[i].sync = !picture.understood || picture.refresh || (picture.recovery && !picture.leading);
+  }
+}
+
+DecodingStart::Look DecodingStart::look(const SampleRun& sample) const {
+  Look found;
+  if (descriptor_ < 0 || sample.description == 0 || sample.description > descriptions_.size()) return found;
   const Description& description = descriptions_[sample.description - 1U];
-  return description.coding == Coding::Other ? 0 : std::min(recoveryCount(sample, description), kMaximumCount);
-}
-
-std::uint32_t DecodingStart::recoveryCount(const SampleRun& sample, const Description& description) const {
+  if (description.coding == Coding::Other) return found;
   const bool hevc = description.coding == Coding::HEVC;
   std::array<std::uint8_t, 512> bytes;
   std::uint64_t at = 0;
@@ -98,22 +208,30 @@ std::uint32_t DecodingStart::recoveryCount(const SampleRun& sample, const Descri
     const std::size_t wanted = std::min<std::uint64_t>(bytes.size(), sample.size - at);
     const ssize_t got = pread(descriptor_, bytes.data(), wanted, off_t(sample.offset + at));
     const std::size_t header = description.lengthSize + (hevc ? 2 : 1);
-    if (got < ssize_t(header)) return 0;
+    if (got < ssize_t(header)) return found;
     std::uint64_t length = 0;
     for (std::uint32_t i = 0; i < description.lengthSize; ++i) length = length << 8 | bytes[i];
     const std::uint8_t first = bytes[description.lengthSize];
     const int type = hevc ? first >> 1 & 0x3F : first & 0x1F;
-    if (hevc ? type < 32 : type >= 1 && type <= 5) return 0;  // the picture itself
-    if (type == (hevc ? 39 : 6)) {
-      const std::size_t end = std::size_t(std::min<std::uint64_t>(std::uint64_t(got), description.lengthSize + length));
-      if (end > header) {
-        const auto count = recoveryMessage(ByteSpan(bytes).subspan(header, end - header), hevc);
-        if (count) return *count;
+    const std::size_t end = std::size_t(std::min<std::uint64_t>(std::uint64_t(got), description.lengthSize + length));
+    const ByteSpan content = end > header ? ByteSpan(bytes).subspan(header, end - header) : ByteSpan();
+    if (hevc ? type < 32 : type >= 1 && type <= 5) {  // the picture itself
+      found.understood = true;
+      found.refresh = hevc ? type >= 16 && type <= 23 : type == 5;
+      found.leading = hevc && type >= 6 && type <= 9;
+      found.reference = !hevc && (first >> 5 & 3) != 0;
+      if (!hevc) {
+        BitReader bits(content);
+        bits.golomb();  // where the slice begins
+        const std::uint32_t kind = bits.golomb() % 5;
+        found.intra = found.refresh || kind == 2 || kind == 4;
       }
+      return found;
     }
+    if (type == (hevc ? 39 : 6) && !found.recovery) found.recovery = recoveryMessage(content, hevc);
     at += description.lengthSize + length;
   }
-  return 0;
+  return found;
 }
 
 }  // namespace isobmff

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
 /// Key pictures that are looked at before the file's beginning is taken, and what a look into the file costs in steps.
-constexpr std::size_t kMaximumTries = 256;
+constexpr std::size_t kMaximumTries = 2048;
 constexpr std::uint64_t kStepsOfTry = 4096;
 
 SampleRun sampleOf(const SampleRun& run, std::uint32_t position) {
@@ -123,13 +123,13 @@ std::uint32_t VideoCut::decodingStart() const {
   // A look into the file for each, but not for ever.
   for (std::size_t tries = 0; tries < kMaximumTries && !candidates.empty(); ++tries) {
     const std::uint32_t candidate = candidates.back();
-    std::uint32_t needed = 0;
+    bool leads = false;
     budget_.step(kStepsOfTry);
     forEachSample(track_.runs, candidate, budget_, [&](const SampleRun& sample) {
-      needed = decoding_.samplesUntilWhole(sample);
+      leads = decoding_.leadsTo(sample, {firstShown_, firstShownTime_, lastNeeded_});
       return false;
     });
-    if (needed <= firstShown_ - candidate) return candidate;
+    if (leads) return candidate;
     candidates.pop_back();
   }
   return 0;
@@ -152,6 +152,8 @@ CutOutcome VideoCut::run(TrackCut& cut) {
     plan.runs.push_back(sample);
     return sample.index < lastNeeded_;
   });
+
+  decoding_.correctMarks(plan.runs);
 
   // Players begin at the last key picture before the in-point. Those that were found not to do must not invite them.
   for (SampleRun& sample : plan.runs) {
