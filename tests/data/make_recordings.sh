@@ -58,6 +58,23 @@ make lossless.mkv 320 180 30 60 -map 0 -map 1 -c:v ffv1 -c:a vorbis -strict -2 -
 # Begins between two key frames: what is decoded from the one before is hidden by an edit list.
 [ -e cut_lead_in.mp4 ] || { ffmpeg -nostdin -v error -y -ss 3.3 -i basic.mp4 -t 10 -c copy making-cut.mp4 &&
   mv making-cut.mp4 cut_lead_in.mp4; }
+# Tiny ones, to be cut at every picture: key pictures that are no fresh start (an open group, gradual refresh), in other
+# containers too, and one whose index calls every picture a key picture.
+tiny="-map 0 -c:v libx264 -preset veryfast -crf 24 -g 16 -keyint_min 16 -sc_threshold 0"
+make tiny_open.mp4 96 64 30 64 $tiny -bf 3 -x264-params open-gop=1
+make tiny_refresh.mp4 96 64 30 64 $tiny -bf 2 -x264-params intra-refresh=1
+make tiny_hevc.mp4 96 64 30 64 -map 0 -c:v libx265 -preset ultrafast -crf 26 -tag:v hvc1 \
+  -x265-params log-level=none:keyint=16:min-keyint=16:scenecut=0:bframes=4:open-gop=1
+make tiny_closed.mp4 96 64 30 64 $tiny -bf 3
+make tiny_plain.mp4 96 64 30 64 $tiny -bf 3 -coder 0
+for name in tiny_open tiny_refresh tiny_hevc; do
+  for kind in mkv ts; do
+    [ -e $name.$kind ] || { ffmpeg -nostdin -v error -y -i $name.mp4 -c copy making-$name.$kind &&
+      mv making-$name.$kind $name.$kind; }
+  done
+done
+[ -e tiny_unmarked.mp4 ] || { LC_ALL=C sed 's/stss/free/' tiny_closed.mp4 >making-tiny.mp4 &&
+  mv making-tiny.mp4 tiny_unmarked.mp4; }
 make stream.ts 640 360 30 300 -map 0 -map 1 $(h264 60 2) $aac
 # Cut off before its index; cut off in the middle of its pictures, index first; not a movie at all; empty.
 [ -e truncated.mp4 ] || head -c 200000 basic.mp4 >truncated.mp4

@@ -2,6 +2,7 @@
 #include "platform/backends/ffmpeg/ExportVerifier.h"
 #include "platform/backends/isobmff/MovieReader.h"
 #include "platform/backends/isobmff/MovieWriter.h"
+#include "platform/backends/isobmff/SampleDescription.h"
 #include "platform/backends/posix/FileDescriptor.h"
 #include "tests/data/Recordings.h"
 #include "tests/foundation/ScratchFolder.h"
@@ -11,6 +12,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 #include <filesystem>
+#include <fstream>
 
 namespace {
 
@@ -22,16 +24,22 @@ class Verifier : public testing::Test {
     NSErrorPtr error;
     const auto movie = isobmff::readMovie(source_.get(), name, &error);
     ASSERT_NE(movie, nullptr);
+    cut(*movie, name, from, to);
+  }
+
+  /// The same of a movie whose media are in the source.
+  void cut(const isobmff::Movie& movie, const std::string& name, double from, double to) {
+    NSErrorPtr error;
     const CMTime start = CMTimeMakeWithSeconds(from, 90000);
     const auto plan =
-        isobmff::planCut(*movie, source_.get(),
+        isobmff::planCut(movie, source_.get(),
                          CMTimeRangeMake(start, CMTimeSubtract(CMTimeMakeWithSeconds(to, 90000), start)), name, &error);
     ASSERT_NE(plan, nullptr);
-    expectations_ = ExportExpectations::of(*movie, *plan);
+    expectations_ = ExportExpectations::of(movie, *plan);
     path_ = scratch_ / "cut.mp4";
     output_.reset(open(path_.c_str(), O_RDWR | O_CREAT | O_TRUNC, 0600));
     ASSERT_EQ(isobmff::writeMovie(
-                  *movie, *plan, source_.get(), output_.get(), [](float) {}, [] { return false; }),
+                  movie, *plan, source_.get(), output_.get(), [](float) {}, [] { return false; }),
               nullptr);
     written_ = isobmff::readMovie(output_.get(), name, &error);
     ASSERT_NE(written_, nullptr);
@@ -181,6 +189,52 @@ TEST_F(Verifier, SeesPicturesThatCannotBeDecoded) {
   const std::uint64_t avcC = box("avcC");
   for (std::uint64_t place = avcC + 8; place < avcC + 16; ++place) damage(place, 77);
   EXPECT_NE(verdict().find("can't be decoded"), std::string::npos) << verdict();
+}
+
+TEST_F(Verifier, PassesPicturesOfSeveralDescriptions) {
+  // Two recordings behind each other in one track, coded so that neither can be decoded as the other is said to be.
+  const std::string joined = scratch_ / "joined";
+  {
+    std::ofstream file(joined, std::ios::binary);
+    for (const char* name : {"tiny_closed.mp4", "tiny_plain.mp4"}) {
+      file << std::ifstream(recordings::path(name), std::ios::binary).rdbuf();
+    }
+  }
+  const auto read = [](const char* name) {
+    const FileDescriptor file(open(recordings::path(name).c_str(), O_RDONLY));
+    return isobmff::readMovie(file.get(), name, nullptr);
+  };
+  const auto descriptions = [](isobmff::Movie& movie) -> isobmff::Bytes& {
+    const isobmff::Box* table = isobmff::sampleTableBox(movie, 0);
+    return const_cast<isobmff::Box*>(isobmff::descendant(*table, {isobmff::fourCC("stsd")}))->payload;
+  };
+  const auto movie = read("tiny_closed.mp4"), second = read("tiny_plain.mp4");
+  ASSERT_TRUE(movie && second);
+  isobmff::Bytes& entries = descriptions(*movie);
+  entries[7] = 2;
+  entries.insert(entries.end(), descriptions(*second).begin() + 8, descriptions(*second).end());
+  isobmff::Track& track = movie->tracks[0];
+  track.formats.push_back(track.formats[0]);
+  track.edits.clear();
+  for (isobmff::SampleRun run : second->tracks[0].runs) {
+    run.offset += movie->fileSize;
+    run.decodeTime += track.mediaDuration;
+    run.index += std::uint32_t(track.sampleCount);
+    run.description = 2;
+    track.runs.push_back(run);
+  }
+  track.mediaDuration += second->tracks[0].mediaDuration;
+  track.sampleCount += second->tracks[0].sampleCount;
+  movie->fileSize += second->fileSize;
+
+  source_.reset(open(joined.c_str(), O_RDONLY));
+  for (int last = 60; last < 120; ++last) {
+    for (const int first : {3, last - 2}) {
+      SCOPED_TRACE(std::to_string(first) + " to " + std::to_string(last));
+      cut(*movie, "joined", first / 30.0 + 0.001, last / 30.0);
+      EXPECT_EQ(verdict(), "");
+    }
+  }
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include "platform/AVFoundation/AVError.h"
 #include "platform/backends/ffmpeg/ConvertedTrack.h"
+#include "platform/backends/ffmpeg/FirstWholePicture.h"
 #include "platform/backends/ffmpeg/MovieInput.h"
 
 #include <algorithm>
@@ -15,6 +16,7 @@ namespace {
 constexpr double kLead = 1;             // seconds before the range that are taken along, for what sounds at its start
 constexpr double kBehind = 0.25;        // seconds behind the range that are taken along
 constexpr double kLongestWait = 5;      // seconds that are read behind the range for tracks that have fallen silent
+constexpr int kReordering = 20;         // pictures by which a decoder may be late
 constexpr std::int64_t kEarliest = 10;  // seconds by which a track may be behind the others in the file
 
 NSErrorPtr exportError(int code, const std::string& text) {
@@ -167,11 +169,16 @@ void Conversion::findStart() {
   for (int attempt = 0; attempt < 16 && stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO; ++attempt) {
     input_.seek(stream, target);
     std::int64_t keyTime = AV_NOPTS_VALUE;
+    FirstWholePicture firstWhole(stream);
+    int behind = 0;  // decoders are late by some
     while (keyTime == AV_NOPTS_VALUE && av_read_frame(input_.format(), packet.get()) >= 0) {
-      if (packet->stream_index == stream->index && (packet->flags & AV_PKT_FLAG_KEY) != 0) {
-        keyTime = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
+      if (packet->stream_index == stream->index) {
+        if (firstWhole.take(*packet)) keyTime = firstWhole.time();
+        const std::int64_t time = packet->dts != AV_NOPTS_VALUE ? packet->dts : packet->pts;
+        if (time != AV_NOPTS_VALUE && time > wanted) ++behind;
       }
       av_packet_unref(packet.get());
+      if (behind > kReordering || job_.isCancelled()) break;
     }
     if ((keyTime != AV_NOPTS_VALUE && keyTime <= wanted) || target <= earliest) break;
     // Formats without an index lead to any place: there, look further and further back.

@@ -13,8 +13,8 @@ constexpr std::size_t kLargestGroup = 600;               // pictures
 constexpr std::uint64_t kLargestGroupBytes = 12U << 20;  // a few milliseconds' reading
 
 // What is read of the new file around a sample that is shown first or last.
-constexpr std::uint64_t kReadBehindFirst = 8, kReadInFront = 32, kReadBehindLast = 96;  // samples
-constexpr std::uint64_t kNearlyTogether = 64 << 10;                                     // bytes
+constexpr std::uint64_t kReadBehindFirst = 16, kReadInFront = 32, kReadBehindLast = 96;  // samples
+constexpr std::uint64_t kNearlyTogether = 64 << 10;                                      // bytes
 
 /// The run that holds the sample with the source's number `index`; `runs.end()` for none.
 std::vector<SampleRun>::const_iterator runOf(const std::vector<SampleRun>& runs, std::uint32_t index) {
@@ -133,6 +133,7 @@ ExportExpectations ExportExpectations::of(const isobmff::Movie& movie, const iso
     track.handler = movie.tracks[i].handler;
     track.sampleDuration = double(last->duration) / planned.timescale;
     track.usualDuration = double(usualDuration(planned.runs, last)) / planned.timescale;
+    track.hasAllBefore = planned.runs.front().index == 0;
     track.first.sample = pieceOf(*first, *planned.firstShown);
     track.last.sample = pieceOf(*last, *planned.lastShown);
     track.first.packetTime =
@@ -147,8 +148,10 @@ ExportExpectations ExportExpectations::of(const isobmff::Movie& movie, const iso
     track.last.time = std::max(track.last.packetTime, begin);
     if (track.handler == kVideo) {
       addGroup(track.first, planned.runs.begin(), first, *planned.firstShown);
+      // A picture that is shown before the key picture in front of it is decoded from the one before that.
+      const std::int64_t lastTime = presentationTime(*last, *planned.lastShown);
       auto key = last;
-      while (key != planned.runs.begin() && !key->sync) --key;
+      while (key != planned.runs.begin() && !(key->sync && key->presentationTime() <= lastTime)) --key;
       addGroup(track.last, key, last, *planned.lastShown);
     }
     addMedia(expectations.media, planned.runs, track.first, placeOf(planned.runs, first, *planned.firstShown), true);

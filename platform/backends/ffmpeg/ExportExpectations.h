@@ -32,6 +32,7 @@ struct ExportExpectations {
     isobmff::FourCC handler = 0;
     double sampleDuration = 0;  ///< of the last sample shown, seconds
     double usualDuration = 0;   ///< of those around it, seconds
+    bool hasAllBefore = false;  ///< the source has nothing before what the file begins with
     End first, last;
   };
 

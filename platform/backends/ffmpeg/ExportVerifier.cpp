@@ -52,7 +52,8 @@ class Check {
   void checkTrack(const Track& track, bool decode);
   void checkEnd(const Track& track, AVStream* stream, const StreamWindow& window, const End& end, bool first);
   void checkOther(const Track& track, const AVStream* stream);
-  void checkPictures(AVStream* stream, const Track& track, const StreamWindow& first, const StreamWindow& last);
+  void checkPictures(StreamWindowReader& reader, AVStream* stream, const Track& track, const StreamWindow& first,
+                     const StreamWindow& last);
   void checkPicture(const PictureCheck& check, AVStream* stream, const End& end, const char* which);
   bool sourceCanBeDecoded(const AVStream* stream, double time);
   bool isInSource(const std::uint8_t* data, const Piece& piece);
@@ -115,13 +116,14 @@ void Check::checkTrack(const Track& track, bool decode) {
   const auto lead = [pictures](const End& end) {
     return pictures ? end.groupIsWhole ? end.group.size() - 1 : 0 : std::size_t(1);
   };
-  const StreamWindow first = StreamWindow::first(input_.format(), stream, lead(track.first));
-  const StreamWindow last = StreamWindow::last(input_.format(), stream, lead(track.last));
+  StreamWindowReader reader(input_.format(), stream);
+  const StreamWindow first = reader.first(lead(track.first));
+  const StreamWindow last = reader.last(lead(track.last));
   if (!first.found || !last.found) return fail(name(track) + " shows nothing");
   checkEnd(track, stream, first, track.first, true);
   checkEnd(track, stream, last, track.last, false);
   if (!decode || failed() || isCancelled_()) return;
-  checkPictures(stream, track, first, last);
+  checkPictures(reader, stream, track, first, last);
 }
 
 void Check::checkEnd(const Track& track, AVStream* stream, const StreamWindow& window, const End& end, bool first) {
@@ -181,7 +183,8 @@ void Check::checkOther(const Track& track, const AVStream* stream) {
   }
 }
 
-void Check::checkPictures(AVStream* stream, const Track& track, const StreamWindow& first, const StreamWindow& last) {
+void Check::checkPictures(StreamWindowReader& reader, AVStream* stream, const Track& track, const StreamWindow& first,
+                          const StreamWindow& last) {
   const auto start = [&track](const StreamWindow& window, const End& end) {
     const std::size_t lead = track.handler == kVideo ? end.group.size() - 1 : 1;
     return window.shown - std::min(window.shown, lead);
@@ -189,15 +192,18 @@ void Check::checkPictures(AVStream* stream, const Track& track, const StreamWind
   // Where too much lies between, the key frame is looked at instead.
   StreamWindow firstKey, lastKey;
   const auto entry = [](const StreamWindow& window) { return window.firstEntry + int(window.shown); };
-  if (!track.first.groupIsWhole) firstKey = StreamWindow::key(input_.format(), stream, entry(first));
-  if (!track.last.groupIsWhole) lastKey = StreamWindow::key(input_.format(), stream, entry(last));
+  if (!track.first.groupIsWhole) firstKey = reader.key(entry(first));
+  if (!track.last.groupIsWhole) lastKey = reader.key(entry(last));
   if ((!track.first.groupIsWhole && !firstKey.found) || (!track.last.groupIsWhole && !lastKey.found)) {
     return fail("a key frame of " + name(track) + " can't be read");
   }
-  PictureCheck head =
-      firstKey.found ? PictureCheck(stream, firstKey, 0) : PictureCheck(stream, first, start(first, track.first));
-  PictureCheck tail = lastKey.found ? PictureCheck(stream, lastKey, 0)  //
-                                    : PictureCheck(stream, last, start(last, track.last));
+  const std::size_t firstStart = start(first, track.first), lastStart = start(last, track.last);
+  const bool begins = !track.hasAllBefore;  // where there is no more to give, a picture need not be whole
+  PictureCheck head = firstKey.found ? PictureCheck(stream, firstKey, 0, begins)  //
+                                     : PictureCheck(stream, first, firstStart, begins);
+  PictureCheck tail = lastKey.found
+                          ? PictureCheck(stream, lastKey, 0, false)
+                          : PictureCheck(stream, last, lastStart, begins && last.firstEntry == 0 && lastStart == 0);
   if (head.pixels() + tail.pixels() > kPixelsAtOnce) {
     std::jthread other([&tail] { tail.run(); });
     head.run();

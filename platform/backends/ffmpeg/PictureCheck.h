@@ -6,11 +6,14 @@
 /// sound.
 class PictureCheck {
  public:
-  /// `from` is the packet of `window` at which decoding can start. Both must outlive this object.
-  PictureCheck(const AVStream* stream, const StreamWindow& window, std::size_t from)
-      : stream_(stream), window_(window), from_(from) {}
+  /// `from` is the packet of `window` at which decoding can start. `playersBegin`: so does a player, which has to show
+  /// the picture with nothing else; otherwise it has come from further in front. Stream and window must outlive this
+  /// object.
+  PictureCheck(const AVStream* stream, const StreamWindow& window, std::size_t from, bool playersBegin)
+      : stream_(stream), window_(window), from_(from), playersBegin_(playersBegin) {}
 
   /// Takes the time of a handful of pictures of full-screen size: where more lie between, only the first is decoded.
+  /// Twice that, and some more pictures, in an open group.
   /// Safe on any thread, as long as nobody reads the stream meanwhile.
   void run() { run(nullptr); }
   /// The same with the decoder of another check of this stream, which has run: spares the memory for a second one, and
@@ -27,10 +30,12 @@ class PictureCheck {
  private:
   void run(Codec decoder);
   std::size_t lastDecoded() const;
+  bool decodesUntil(std::size_t last, bool unsure);
 
   const AVStream* stream_;
   const StreamWindow& window_;
   std::size_t from_;
+  bool playersBegin_;
   Codec decoder_;
   bool succeeded_ = true;
 };
