@@ -9,6 +9,7 @@
 #include "tests/player/PlayerFixture.h"
 
 #include <algorithm>
+#include <cmath>
 #include <mutex>
 
 namespace {
@@ -97,8 +98,9 @@ TEST(AgreementOfCopies, HoldThePictureBeforeAGap) {
     const std::string copy = scratch / (range.name + ".m4v");
     ASSERT_EQ(exportRange(sourcePath("gap.mp4"), copy, range), "");
     std::vector<int> expected, got;
-    for (int number = std::min(int(range.start * 30 + 0.5), last); number <= last; ++number) expected.push_back(number);
-    for (int i = 0; i < int((range.end - 4) * 30 + 0.5); ++i) expected.push_back(next + i);
+    for (int number = std::min(int(std::lround(range.start * 30)), last); number <= last; ++number)
+      expected.push_back(number);
+    for (int i = 0; i < std::lround((range.end - 4) * 30); ++i) expected.push_back(next + i);
     const Reading reading = readWithLibav(copy, EditLists::Honoured);
     for (const Picture& picture : reading.pictures) {
       got.push_back(picture.number);

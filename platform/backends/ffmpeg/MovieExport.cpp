@@ -83,11 +83,9 @@ NSErrorPtr MovieExport::convertAndCut() {
   if (NSErrorPtr error = conversion.run()) return error;
 
   constexpr std::int32_t kNanoseconds = 1'000'000'000;
-  const double from = std::max(0.0, CMTimeGetSeconds(range.start) - conversion.start);
-  const double to = CMTimeGetSeconds(range.start) + CMTimeGetSeconds(range.duration) - conversion.start;
-  const CMTime begin = CMTimeMakeWithSeconds(from, kNanoseconds);
-  const CMTimeRange moved =
-      CMTimeRangeMake(begin, CMTimeSubtract(CMTimeMakeWithSeconds(std::max(from, to), kNanoseconds), begin));
+  const double from = CMTimeGetSeconds(range.start) - conversion.start;
+  const CMTimeRange moved = CMTimeRangeMake(CMTimeMakeWithSeconds(from, kNanoseconds),
+                                            CMTimeMakeWithSeconds(CMTimeGetSeconds(range.duration), kNanoseconds));
   if (NSErrorPtr error = cut(file->descriptor(), moved, kConverted)) return error;
   start = CMTimeMakeWithSeconds(CMTimeGetSeconds(start) + conversion.start, kNanoseconds);
   end = CMTimeMakeWithSeconds(CMTimeGetSeconds(end) + conversion.start, kNanoseconds);

@@ -21,8 +21,8 @@ struct ShownSegment {
 ///
 /// - Pictures that begin before a segment does are dropped, and the track then begins with the first whole one, that
 ///   much earlier than the edit list says.
-/// - An empty edit shows nothing. Behind a real one libavformat plays the media from their start there, but a seek to it
-///   lands behind it: here nothing new is shown and nothing heard.
+/// - An empty edit shows nothing. Behind a real one libavformat plays the media from their start there, but a seek into
+///   it lands behind it: here nothing new is shown and nothing heard.
 /// - In a fragmented file the edit list only moves the media; nothing of it is dropped. Where pictures are presented
 ///   before they are decoded, the whole track is shown later by as much as any of them is.
 class PlayerTimeline {
