@@ -46,7 +46,7 @@ class Containers : public testing::Test {
   }
 
   /// Cuts, and expects the pictures with the numbers from `first` to `last`, and the sound that belongs to them.
-  void expectCut(const std::string& path, double from, double to, int first, int last) {
+  void expectCut(const std::string& path, double from, double to, int first, int last, bool hasSound = true) {
     SCOPED_TRACE(path + " from " + std::to_string(from));
     const std::string output = cut(path, from, to);
     ASSERT_EQ(error_, "");
@@ -57,6 +57,7 @@ class Containers : public testing::Test {
       // The lead-in of sound comes first in these.
       EXPECT_NEAR(pictures[i].time, std::max(0.0, (first + int(i)) / 30.0 - from), 0.009);
     }
+    if (!hasSound) return;
     // The tone changes each second.
     const double second = std::ceil(from);
     EXPECT_NEAR(read_back::pitch(output, second - from + 0.1), 300 + 50 * second, 4);
@@ -91,6 +92,42 @@ TEST_F(Containers, RecordingsThatDoNotSayHowLongTheyAre) {
   EXPECT_EQ(error_, "");
   cut(live, 9.5, 10);
   EXPECT_NE(error_.find("lies behind the end"), std::string::npos) << error_;
+}
+
+TEST_F(Containers, PicturesWithoutTimesOfPresentation) {
+  const std::string inOrder = make("plain.avi", "-t 6 -c:v libx264 -preset ultrafast -bf 0 -g 30 -an");
+  expectCut(inOrder, 2.51, 4.49, 75, 134, false);
+  expectCut(inOrder, 0, 1.5, 0, 44, false);
+  // Nobody can tell which picture is on screen when.
+  const std::string reordered = make("reordered.avi", "-t 6 -c:v mpeg4 -bf 2 -g 30 -c:a pcm_s16le");
+  cut(reordered, 2, 4);
+  EXPECT_EQ(error_,
+            "“reordered.avi” doesn't tell when its pictures are shown, so it can't be trimmed exactly. Convert the "
+            "recording to H.264 first, then trim it.");
+}
+
+TEST_F(Containers, ChaptersComeAlong) {
+  const std::string list = scratch_ / "chapters.txt";
+  FILE* file = fopen(list.c_str(), "w");
+  std::fputs(
+      ";FFMETADATA1\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\nEND=3000\ntitle=One\n[CHAPTER]\nTIMEBASE=1/1000\n"
+      "START=3000\nEND=5500\ntitle=Two\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=5500\nEND=9000\ntitle=Three\n",
+      file);
+  fclose(file);
+  const std::string path = make("chapters.mkv", "-i '" + list + "' -map_metadata 1 -t 9 -c copy");
+  const auto input = MovieInput::open(cut(path, 4, 7), "", nullptr);
+  ASSERT_EQ(error_, "");
+  ASSERT_TRUE(input);
+  ASSERT_EQ(input->format()->nb_chapters, 2U);
+  const auto chapter = [&](unsigned i) {
+    const AVChapter* found = input->format()->chapters[i];
+    const AVDictionaryEntry* title = av_dict_get(found->metadata, "title", nullptr, 0);
+    return std::pair<std::string, double>(title ? title->value : "", double(found->start) * av_q2d(found->time_base));
+  };
+  EXPECT_EQ(chapter(0).first, "Two");
+  EXPECT_NEAR(chapter(0).second, 0, 0.001);
+  EXPECT_EQ(chapter(1).first, "Three");
+  EXPECT_NEAR(chapter(1).second, 1.5, 0.001);
 }
 
 /// By how much the tone of `second` is later in the cut than in the source, in seconds.

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <numeric>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -49,6 +50,18 @@ bool isMedia(const AVStream* stream) {
   return codec->codec_type == AVMEDIA_TYPE_AUDIO && codec->sample_rate > 0;
 }
 
+/// What the writer says of VP8 is not true.
+bool canHold(const AVOutputFormat* format, AVCodecID codec) {
+  return codec != AV_CODEC_ID_VP8 && avformat_query_codec(format, codec, FF_COMPLIANCE_NORMAL) == 1;
+}
+
+/// Whether it is one of the formats that tell of pictures when they are decoded, not when they are shown (or not of
+/// each one). That is the same where the pictures are stored in the order of showing.
+bool lacksTimes(const AVFormatContext* source) {
+  const std::string_view name = source->iformat->name;
+  return name == "avi" || name == "mpeg";
+}
+
 /// MP4, or its elder relative where only that one can hold what the source has. Null when neither can: `refused` is
 /// what MP4 does not take, of pictures and sound the pictures.
 const AVOutputFormat* containerFor(const AVFormatContext* source, const AVStream** refused) {
@@ -57,7 +70,7 @@ const AVOutputFormat* containerFor(const AVFormatContext* source, const AVStream
     const AVStream* problem = nullptr;
     for (unsigned i = 0; i < source->nb_streams; ++i) {
       const AVStream* stream = source->streams[i];
-      if (isMedia(stream) && avformat_query_codec(format, stream->codecpar->codec_id, FF_COMPLIANCE_NORMAL) != 1) {
+      if (isMedia(stream) && !canHold(format, stream->codecpar->codec_id)) {
         if (!problem || stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO) problem = stream;
       }
     }
@@ -90,6 +103,7 @@ class Conversion {
   NSErrorPtr copy();
   bool isDone(const AVPacket& packet, const ConvertedTrack& track);
   NSErrorPtr refusal(const AVStream* stream) const;
+  void addChapters();
   NSErrorPtr close();
   /// A time as the player counts it, in seconds.
   double playerTime(const AVStream* stream, std::int64_t time) const {
@@ -109,11 +123,21 @@ class Conversion {
 NSErrorPtr Conversion::run() {
   begin_ = CMTimeGetSeconds(job_.range.start);
   end_ = begin_ + CMTimeGetSeconds(job_.range.duration);
-  if (begin_ * AV_TIME_BASE >= double(input_.duration())) {
+  if (input_.duration() > 0 && begin_ * AV_TIME_BASE >= double(input_.duration())) {
     return exportError(AVErrorInvalidTimeRange, "The selection lies behind the end of “" + job_.sourceName + "”.");
   }
+  const bool timesAreLacking = lacksTimes(input_.format());
+  if (timesAreLacking) input_.learnFormats();
   if (NSErrorPtr error = addTracks()) return error;
-  input_.format()->flags |= AVFMT_FLAG_GENPTS;  // some formats store decode times only
+  if (!timesAreLacking) {
+    input_.format()->flags |= AVFMT_FLAG_GENPTS;
+  } else if (std::any_of(tracks_.begin(), tracks_.end(),
+                         [](const auto& track) { return track->source()->codecpar->video_delay > 0; })) {
+    return exportError(AVErrorExportFailed,
+                       "“" + job_.sourceName +
+                           "” doesn't tell when its pictures are shown, so it can't be trimmed exactly. Convert the "
+                           "recording to H.264 first, then trim it.");
+  }
   playerZero_ = double(input_.startTime(primary_->source())) * av_q2d(primary_->source()->time_base);
   findStart();
   if (NSErrorPtr error = open()) return error;
@@ -197,14 +221,14 @@ NSErrorPtr Conversion::open() {
   if (result < 0) return writingError(result);
   format->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
   format->flags |= AVFMT_FLAG_BITEXACT;  // no mark of the library's own in the metadata
-  std::string flags = "+disable_chpl";
+  std::string flags;
   for (const AVDictionaryEntry* tag = nullptr;
        (tag = av_dict_get(format->metadata, "", tag, AV_DICT_IGNORE_SUFFIX)) != nullptr;) {
     // Names of the "com.maker.thing" kind only fit the newer of the two kinds of metadata.
-    if (std::string(tag->key).starts_with("com.")) flags = "+disable_chpl+use_metadata_tags";
+    if (std::string(tag->key).starts_with("com.")) flags = "+use_metadata_tags";
   }
   AVDictionary* options = nullptr;
-  av_dict_set(&options, "movflags", flags.c_str(), 0);
+  if (!flags.empty()) av_dict_set(&options, "movflags", flags.c_str(), 0);
   av_dict_set(&options, "write_tmcd", "0", 0);
   av_dict_set(&options, "strict", "experimental", 0);
   av_dict_set_int(&options, "movie_timescale", commonScale(tracks_), 0);
@@ -261,6 +285,30 @@ NSErrorPtr Conversion::copy() {
   return result < 0 ? writingError(result) : nullptr;
 }
 
+/// The source's chapters as far as they lie in the new file. The writer takes them at the end, when it is known where
+/// that begins.
+void Conversion::addChapters() {
+  const AVFormatContext* source = input_.format();
+  const auto time = [&](std::int64_t ticks, AVRational base) {
+    return av_rescale_q(ticks, base, {1, 1000}) - *origin_ * 1000;
+  };
+  auto* const list = static_cast<AVChapter**>(av_calloc(source->nb_chapters, sizeof(AVChapter*)));
+  if (!list) return;
+  output_.format->chapters = list;
+  for (unsigned i = 0; i < source->nb_chapters; ++i) {
+    const AVChapter& chapter = *source->chapters[i];
+    const std::int64_t end = time(chapter.end, chapter.time_base);
+    auto* const copy = end > 0 ? static_cast<AVChapter*>(av_mallocz(sizeof(AVChapter))) : nullptr;
+    if (!copy) continue;
+    copy->id = chapter.id;
+    copy->time_base = {1, 1000};
+    copy->start = std::max<std::int64_t>(time(chapter.start, chapter.time_base), 0);
+    copy->end = end;
+    av_dict_copy(&copy->metadata, chapter.metadata, 0);
+    list[output_.format->nb_chapters++] = copy;
+  }
+}
+
 NSErrorPtr Conversion::close() {
   const bool anything = std::any_of(tracks_.begin(), tracks_.end(),
                                     [](const auto& track) { return !track->isText() && track->hasBegun(); });
@@ -268,6 +316,7 @@ NSErrorPtr Conversion::close() {
     return exportError(AVErrorInvalidTimeRange, "“" + job_.sourceName + "” holds nothing in the selection.");
   }
   job_.start = double(*origin_) - playerZero_;
+  if (input_.format()->nb_chapters > 0) addChapters();
   int result = av_write_trailer(output_.format);
   avio_flush(output_.format->pb);
   if (result >= 0) result = output_.format->pb->error;

@@ -12,7 +12,8 @@ class MovieInput;
 /// Packs the part of a movie that a range needs from any container into MP4 (or its elder relative QuickTime, where
 /// only that one can hold what the source has), packet by packet, without coding pictures or sound anew: everything
 /// from a key frame at least a second before the range to behind its end. All tracks of pictures, sound and text;
-/// titles of text are rewritten as MP4 has them.
+/// titles of text are rewritten as MP4 has them, and chapters come along. Not so pictures of titles and other data, for
+/// which MP4 has no place. Refused where the container does not tell when pictures are shown.
 ///
 /// Sound whose times the source only states in coarse ticks (Matroska's milliseconds) is laid out by its lengths, as it
 /// is heard.
