@@ -158,6 +158,9 @@ ExportExpectations ExportExpectations::of(const isobmff::Movie& movie, const iso
     addMedia(expectations.media, planned.runs, track.last, placeOf(planned.runs, last, *planned.lastShown), false);
     expectations.tracks.push_back(std::move(track));
   }
+  for (const isobmff::Track& track : movie.tracks) {
+    if (track.handler == kVideo) expectations.sourcePictures += track.sampleCount;
+  }
   tidy(expectations.media);
   expectations.sourceStart = CMTimeGetSeconds(plan.sourceStart);
   expectations.duration = double(plan.duration) / plan.timescale;

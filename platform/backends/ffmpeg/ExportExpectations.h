@@ -40,8 +40,9 @@ struct ExportExpectations {
   /// Where in the source all of that lies that the check is going to read of the new file's media, rising: a few
   /// megabytes. A hint: written early, it lets the check go on beside the copying of the rest.
   std::vector<isobmff::ByteRange> media;
-  double duration = 0;     ///< seconds, as a player counts
-  double sourceStart = 0;  ///< the source's player's time of what the new file's player calls 0, seconds
+  double duration = 0;               ///< seconds, as a player counts
+  std::uint64_t sourcePictures = 0;  ///< in all the source's tracks
+  double sourceStart = 0;            ///< the source's player's time of what the new file's player calls 0, seconds
 
   static ExportExpectations of(const isobmff::Movie& movie, const isobmff::CutPlan& plan);
 };
