@@ -101,7 +101,8 @@ NSErrorPtr MovieExport::cut(int source, CMTimeRange fromTo, float from) {
     const std::unique_ptr<isobmff::Movie> movie = isobmff::readMovie(source, sourceName, &error);
     if (!movie) return error;
     if (isCancelled()) return cancelled();
-    const std::unique_ptr<isobmff::CutPlan> plan = isobmff::planCut(*movie, source, fromTo, sourceName, &error);
+    const std::unique_ptr<isobmff::CutPlan> plan =
+        isobmff::planCut(*movie, source, fromTo, sourceName, &error, isCancelled);
     if (!plan) return error;
     if (isCancelled()) return cancelled();
     start = plan->sourceStart;
