@@ -6,7 +6,7 @@ namespace {
 
 using isobmff::SampleRun;
 
-constexpr isobmff::FourCC kVideo = isobmff::fourCC("vide"), kSound = isobmff::fourCC("soun");
+constexpr isobmff::FourCC kVideo = isobmff::fourCC("vide");
 
 // A group of pictures larger than this is not looked at as a whole.
 constexpr std::size_t kLargestGroup = 600;               // pictures
