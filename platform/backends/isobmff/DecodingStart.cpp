@@ -139,22 +139,23 @@ bool DecodingStart::leadsTo(const SampleRun& sample, const Goal& goal) const {
 /// H.264 counts the pictures that others are decoded from. What is shown with the last of them and later is whole;
 /// after a gradual refresh only with the next one, as decoders leave out what refers to pictures before the beginning.
 bool DecodingStart::wholeByReferences(std::uint32_t start, std::uint32_t count, const Goal& goal) const {
-  bool whole = false, gradual = count > 0;
-  std::optional<std::uint32_t> left = count;  // none: the next refresh is still to come
-  std::uint32_t settling = start;             // where the decoder begins to give out pictures
+  bool whole = false, gradual = count > 0, refreshing = true;
+  std::uint32_t left = count;      // of the refresh
+  std::uint32_t settling = start;  // where the decoder begins to give out pictures
   forEachFrom(track_.runs, start, [&](const SampleRun& sample) {
     if (sample.index > goal.index || sample.index - start > kMaximumCount) return false;
     const Look picture = sample.index > start ? look(sample) : Look{};
-    if (!left) {
-      left = picture.recovery;
-    } else if (picture.reference && *left > 0) {
-      --*left;
+    if (!refreshing) {
+      refreshing = picture.recovery.has_value();
+      left = picture.recovery.value_or(0);
+    } else if (picture.reference && left > 0) {
+      --left;
     }
-    if (!picture.refresh && left != 0U) return true;
+    if (!picture.refresh && (!refreshing || left > 0)) return true;
     if (gradual && !picture.refresh) {
       gradual = false;
       settling = sample.index;
-      left.reset();
+      refreshing = false;
       return true;
     }
     whole = sample.presentationTime() <= goal.time &&
