@@ -63,7 +63,8 @@ std::optional<VideoDetails> VideoDetails::fromJson(const std::string& text) {
   details.title = snippet["title"].toString().toStdString();
   details.description = snippet["description"].toString().toStdString();
   details.categoryIdentifier = snippet["categoryId"].toString().toStdString();
-  for (const QJsonValue& tag : snippet["tags"].toArray()) details.tags.push_back(tag.toString().toStdString());
+  const QJsonArray tags = snippet["tags"].toArray();
+  for (const auto tag : tags) details.tags.push_back(tag.toString().toStdString());
   const QString privacy = status["privacyStatus"].toString();
   if (privacy == QStringLiteral("public")) details.visibility = Visibility::Public;
   if (privacy == QStringLiteral("unlisted")) details.visibility = Visibility::Unlisted;
