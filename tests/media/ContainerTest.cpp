@@ -1,10 +1,9 @@
 // Recordings in other containers than MP4, and codings that such ones have.
 #include "platform/Dispatch/dispatch.h"
-#include "platform/backends/ffmpeg/MovieExport.h"
 #include "platform/backends/ffmpeg/MovieInput.h"
-#include "platform/backends/posix/FileDescriptor.h"
 #include "tests/data/Recordings.h"
 #include "tests/foundation/ScratchFolder.h"
+#include "tests/media/CutMovie.h"
 #include "tests/media/ReadBack.h"
 
 #include <gtest/gtest.h>
@@ -12,8 +11,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
-
-#include <fcntl.h>
 
 namespace {
 
@@ -31,17 +28,7 @@ class Containers : public testing::Test {
   /// The new file's path; what went wrong is in `error_`.
   std::string cut(const std::string& path, double from, double to) {
     const std::string output = scratch_ / "cut.mp4";
-    const FileDescriptor file(open(output.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
-    MovieExport job;
-    job.sourcePath = path;
-    job.sourceName = std::filesystem::path(path).filename();
-    job.outputFolder = std::string(scratch_.path());
-    job.output = file.get();
-    job.range = CMTimeRangeMake(CMTimeMakeWithSeconds(from, 1'000'000), CMTimeMakeWithSeconds(to - from, 1'000'000));
-    job.isCancelled = [] { return false; };
-    job.progress = [](float) {};
-    const NSErrorPtr error = job.run();
-    error_ = error ? error->localizedDescription() : "";
+    error_ = cutMovie(path, from, to, output);
     return output;
   }
 

@@ -1,16 +1,13 @@
 // Tiny recordings cut at every one of their pictures: what depends on where a range lies between key pictures shows in
 // some places only.
-#include "platform/backends/ffmpeg/MovieExport.h"
-#include "platform/backends/posix/FileDescriptor.h"
 #include "tests/data/Recordings.h"
 #include "tests/foundation/ScratchFolder.h"
+#include "tests/media/CutMovie.h"
 #include "tests/media/ReadBack.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-
-#include <fcntl.h>
 
 namespace {
 
@@ -21,17 +18,7 @@ class Sweep : public testing::TestWithParam<const char*> {
   /// The pictures of a cut; what went wrong in `problem`.
   std::vector<int> cut(const std::string& name, double from, double to, std::string& problem) const {
     const std::string output = scratch_ / "cut.mp4";
-    const FileDescriptor file(open(output.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
-    MovieExport job;
-    job.sourcePath = recordings::path(name);
-    job.sourceName = name;
-    job.outputFolder = std::string(scratch_.path());
-    job.output = file.get();
-    job.range = CMTimeRangeMake(CMTimeMakeWithSeconds(from, 1'000'000), CMTimeMakeWithSeconds(to - from, 1'000'000));
-    job.isCancelled = [] { return false; };
-    job.progress = [](float) {};
-    const NSErrorPtr error = job.run();
-    problem = error ? error->localizedDescription() : "";
+    problem = cutMovie(recordings::path(name), from, to, output);
     std::vector<int> numbers;
     for (const Picture& picture : read_back::pictures(output)) numbers.push_back(picture.number);
     return numbers;
