@@ -1,15 +1,14 @@
 #pragma once
 
+#include "platform/backends/posix/LibraryOnDemand.h"
+
 // The deprecated half of its own headers warns about itself.
 #include <appstream.h>
 
 /// libappstream with the parts of GLib that go with it, opened when the first question comes: with the dozen libraries
 /// that nothing else here needs (among them one for downloads) it would make every start of the editor wait.
-class AppStreamLibrary {
+class AppStreamLibrary : public LibraryOnDemand<AppStreamLibrary> {
  public:
-  /// Null when it is not installed. Any thread.
-  static const AppStreamLibrary* shared();
-
 #define ZV_APPSTREAM_FUNCTIONS(apply)                                                                         \
   apply(as_pool_new) apply(as_pool_set_locale) apply(as_pool_set_flags) apply(as_pool_load)                   \
       apply(as_pool_set_load_std_data_locations) apply(as_pool_reset_extra_data_locations)                    \
@@ -27,6 +26,10 @@ class AppStreamLibrary {
 #undef ZV_DECLARE
 
  private:
+  friend LibraryOnDemand<AppStreamLibrary>;
+  static constexpr const char* libraryFile = "libappstream.so.4";
+  static constexpr const char* lossWithoutIt = "the software catalogue can't be read";
+
   AppStreamLibrary() = default;
-  bool open();
+  bool resolveAll(void* library);
 };

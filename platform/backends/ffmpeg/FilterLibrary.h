@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/backends/posix/LibraryOnDemand.h"
+
 #include <cstdint>  // the library's headers want it in front of them
 
 extern "C" {
@@ -10,11 +12,8 @@ extern "C" {
 
 /// libavfilter, opened when the first conversion needs it: with the thirty libraries that nothing else here needs it
 /// would cost every start of a program that only cuts a movie its time and a dozen megabytes.
-class FilterLibrary {
+class FilterLibrary : public LibraryOnDemand<FilterLibrary> {
  public:
-  /// Null when it is not installed. Any thread.
-  static const FilterLibrary* shared();
-
 #define ZV_FILTER_FUNCTIONS(apply)                                                             \
   apply(avfilter_graph_alloc) apply(avfilter_graph_free) apply(avfilter_graph_create_filter)   \
       apply(avfilter_graph_parse_ptr) apply(avfilter_graph_config) apply(avfilter_get_by_name) \
@@ -27,6 +26,11 @@ class FilterLibrary {
 #undef ZV_DECLARE
 
  private:
+  friend LibraryOnDemand<FilterLibrary>;
+  // The one that the headers belong to.
+  static constexpr const char* libraryFile = "libavfilter.so." AV_STRINGIFY(LIBAVFILTER_VERSION_MAJOR);
+  static constexpr const char* lossWithoutIt = "pictures and sound can't be converted";
+
   FilterLibrary() = default;
-  bool open();
+  bool resolveAll(void* library);
 };
