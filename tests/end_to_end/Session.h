@@ -37,6 +37,7 @@ class Session {
   int wait();
   int run(const std::filesystem::path& movie, const std::string& script);
   void signal(int number);
+  pid_t process() const { return pid_; }  ///< the program's, which leads a process group; 0 when it has ended
 
   std::string output() const;  ///< of standard output
   std::string errors() const;  ///< of standard error, the trace log included
