@@ -19,6 +19,10 @@ extern "C" {
 
 namespace {
 
+constexpr rlim_t kLongest = 5;           // seconds of computing; an hour's recording takes some hundredths
+constexpr rlim_t kMemory = 500'000'000;  // bytes; ten hours of pictures and sound take some tens of millions
+constexpr unsigned kMostTracks = 256;    // as many as can be trimmed; readers take time by their square
+
 int readFile(void* opaque, std::uint8_t* buffer, int size) {
   ssize_t count = read(*static_cast<int*>(opaque), buffer, static_cast<std::size_t>(size));
   return count > 0 ? static_cast<int>(count) : count == 0 ? AVERROR_EOF : AVERROR(errno);
@@ -78,9 +82,13 @@ int main(int argc, char* argv[]) {
     std::fputs("Usage: zevanti-probe MOVIE\n", stderr);
     return 2;
   }
-  // A file that keeps the reader busy for ever is no movie to edit.
-  rlimit seconds{20, 20};
+  // A file that keeps the reader busy for ever, or wants more memory than any movie needs, is no movie to edit.
+  rlimit seconds{kLongest, kLongest};
   setrlimit(RLIMIT_CPU, &seconds);
+#ifndef __SANITIZE_ADDRESS__
+  rlimit memory{kMemory, kMemory};
+  setrlimit(RLIMIT_DATA, &memory);
+#endif
   av_log_set_level(AV_LOG_QUIET);
 
   int file = open(argv[1], O_RDONLY | O_CLOEXEC | O_NONBLOCK);
@@ -100,10 +108,12 @@ int main(int argc, char* argv[]) {
   av_dict_set(&options, "probesize", "5000000", 0);
   int result = avformat_open_input(&context, nullptr, nullptr, &options);
   if (result < 0) {
+    if (result == AVERROR(ENOMEM)) return no("is damaged in a way that can't be read");
     if (result != AVERROR(EIO)) return no("is not a movie, or it is damaged");
     return no("can't be read: Input/output error");
   }
   if (isNoMovieFormat(context->iformat)) return no("is not a movie");
+  if (context->nb_streams > kMostTracks) return no("has more tracks than can be edited");
   // Chance finds sound in noise; then it takes what can really be read to believe it.
   bool doubtful = context->probe_score <= AVPROBE_SCORE_RETRY;
   if (doubtful || !hasPictureOrSound(context)) {

@@ -176,6 +176,9 @@ NSErrorPtr Conversion::addTracks() {
     if (isPrimary) primary_ = track.get();
     tracks_.push_back(std::move(track));
   }
+  if (!primary_) {
+    return exportError(AVErrorExportFailed, "“" + job_.sourceName + "” holds neither pictures nor sound.");
+  }
   return nullptr;
 }
 

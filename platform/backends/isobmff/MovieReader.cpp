@@ -22,7 +22,7 @@ namespace {
 constexpr std::uint64_t kMaximumIndex = 256U << 20;
 constexpr std::uint64_t kMaximumOther = 16U << 20;
 constexpr std::uint64_t kMaximumFileType = 64U << 10;
-constexpr std::size_t kMaximumTracks = 1000;
+constexpr std::size_t kMaximumTracks = 256;
 
 /// What stands where in the file.
 struct Layout {

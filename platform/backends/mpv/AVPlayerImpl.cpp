@@ -160,6 +160,8 @@ void AVPlayer::Impl::handleFailure(const NSErrorPtr& error) {
     return;
   }
   playing = false;
+  end->cancel();
+  seeks->cancel();
   clock.setRunning(false);
   observers->setRunning(false);
   item->error_ = error;
@@ -255,7 +257,7 @@ CMTime AVPlayer::Impl::currentTime() const {
 }
 
 void AVPlayer::Impl::seek(double target) {
-  if (!std::isfinite(target)) {
+  if (!std::isfinite(target) || item->status_ == AVPlayerItemStatus::Failed) {
     return;
   }
   target = std::max(target, 0.0);

@@ -56,6 +56,12 @@ void SeekCoordinator::seek(double target) {
   }
 }
 
+void SeekCoordinator::cancel() {
+  target_.reset();
+  flight_.reset();
+  endPreview();
+}
+
 void SeekCoordinator::setPlaying(bool playing) {
   if (playing == playing_) {
     return;

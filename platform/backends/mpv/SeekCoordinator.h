@@ -46,6 +46,8 @@ class SeekCoordinator : public std::enable_shared_from_this<SeekCoordinator> {
   void locate(double time, FrameLocator::Completion completion);
 
   bool isSeeking() const { return target_.has_value(); }
+  /// Gives up what is under way, for a movie that can't be played any further. Nothing is called for it.
+  void cancel();
 
   // The core's events, in their order. A seek is done when a picture is shown after the seek began after the command
   // was answered; what comes earlier belongs to an older seek.

@@ -1,0 +1,77 @@
+#include "MovieMutator.h"
+#include "MovieTrial.h"
+#include "tests/common/Files.h"
+#include "tests/faults/Amount.h"
+#include "tests/foundation/ScratchFolder.h"
+
+#include <gtest/gtest.h>
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+// Whatever a file says of itself: no crash, no hang, no flood of memory, nothing written beside the trimmed copy. One
+// that breaks this is kept in the folder that ZEVANTI_SOAK_FINDINGS names.
+TEST(BadMovies, AreOpenedScrubbedAndTrimmedWithoutHarm) {
+  const fs::path seeds = ZEVANTI_BUILD_DIR "/tests/seeds";
+  ASSERT_EQ(std::system(("'" ZEVANTI_SOURCE_DIR "/tests/bad_movies/make_seeds.sh' '" + seeds.string() + "'").c_str()),
+            0);
+  std::vector<fs::path> movies;
+  for (const auto& entry : fs::directory_iterator(seeds)) {
+    if (entry.path().filename().string().front() != '.') movies.push_back(entry.path());
+  }
+  ASSERT_GT(movies.size(), 20U);
+  std::sort(movies.begin(), movies.end());
+
+  const auto seed = static_cast<unsigned>(amount("ZEVANTI_SOAK_SEED", 1));
+  const int count = amount("ZEVANTI_SOAK_MOVIES", 100);
+  const int onlyOne = amount("ZEVANTI_SOAK_MOVIE", 0);
+  const char* findings = std::getenv("ZEVANTI_SOAK_FINDINGS");
+  const ScratchFolder scratch;
+  const MovieTrial trial(scratch.path());
+  int opened = 0, shown = 0, trimmed = 0, faults = 0;
+  double slowest = 0, largest = 0;
+  for (int number = 1; number <= count; ++number) {
+    if (onlyOne != 0 && number != onlyOne) continue;
+    // Each by itself, so that one can be tried again alone.
+    MovieMutator mutator(seed * 1'000'003 + static_cast<unsigned>(number));
+    const fs::path& original = movies[static_cast<std::size_t>(number) % movies.size()];
+    std::string done;
+    const std::string bytes = mutator.damaged(contentOf(original), &done);
+    const fs::path movie = fs::path(scratch.path()) / ("bad" + original.extension().string());
+    std::ofstream(movie, std::ios::binary | std::ios::trunc) << bytes;
+
+    const MovieTrial::Result result = trial.run(movie);
+    opened += result.opened, shown += result.shown, trimmed += result.trimmed;
+    slowest = std::max(slowest, result.seconds), largest = std::max(largest, result.megabytes);
+    if (!result.fault.empty()) {
+      ++faults;
+      ADD_FAILURE() << "movie " << number << " of seed " << seed << ", " << original.filename() << " (" << done
+                    << "): " << result.fault;
+      if (findings) {
+        fs::create_directories(findings);
+        fs::copy_file(
+            movie,
+            fs::path(findings) / (std::to_string(seed) + "-" + std::to_string(number) + original.extension().string()),
+            fs::copy_options::overwrite_existing);
+      }
+    }
+    EXPECT_EQ(contentOf(movie), bytes);
+    fs::remove(movie);
+    if (number % 500 == 0) {
+      std::printf("%d movies\n", number);
+      std::fflush(stdout);
+    }
+  }
+  std::printf("bad movies: %d, seed %u: %d opened, %d shown, %d trimmed; %d faults; at most %.2f s, %.0f MB\n", count,
+              seed, opened, shown, trimmed, faults, slowest, largest);
+  if (count >= 100 && onlyOne == 0) {
+    // Otherwise nothing but the front door was tried.
+    EXPECT_GT(opened, count / 10);
+    EXPECT_GT(trimmed, count / 20);
+  }
+}

@@ -1,0 +1,155 @@
+#include "MovieTrial.h"
+
+#include "platform/AVFoundation/AVAssetExportSession.h"
+#include "platform/AVFoundation/AVAssetImageGenerator.h"
+#include "platform/AVFoundation/AVPlayer.h"
+#include "platform/Dispatch/dispatch.h"
+
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <thread>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr double kLongest = 5;             // seconds of computing
+constexpr double kLongestWait = 60;        // seconds on the clock, on a machine that does much else
+constexpr rlim_t kMemory = 1'000'000'000;  // bytes
+
+/// How far the process has come, for who looks at it when it has ended.
+struct Progress {
+  char stage[64];
+  bool opened, shown, trimmed;
+};
+
+void open(Progress& progress, const fs::path& movie, const fs::path& output) {
+  const auto enter = [&](const char* stage) { std::strncpy(progress.stage, stage, sizeof progress.stage - 1); };
+  dispatch_main::attachToCurrentThread([] {});
+  AVPlayer::setConfiguration({.audio = false, .openGL = false});
+
+  enter("opening");
+  const auto asset = AVURLAsset::initWithURL_options(NSURL::fileURLWithPath(movie), nullptr);
+  const auto item = AVPlayerItem::initWithAsset(asset);
+  auto player = AVPlayer::initWithPlayerItem(item);
+  player->videoOutput()->setTargetSize(375, 667);
+  dispatch_main::runUntil([&] { return item->status() != AVPlayerItemStatus::Unknown; }, kLongestWait);
+  if (item->status() == AVPlayerItemStatus::Unknown) return;
+  progress.opened = item->status() == AVPlayerItemStatus::ReadyToPlay;
+  const double length = CMTimeGetSeconds(asset->duration());
+  // Zero, no number and a century are lengths to be reckoned with.
+  const double end = std::isfinite(length) ? std::clamp(length, 0.0, 4e9) : 0;
+
+  enter("playing");
+  player->play();
+  dispatch_main::runUntil([&] { return player->videoOutput()->copyFrame() != nullptr; }, 0.3);
+  progress.shown = player->videoOutput()->copyFrame() != nullptr;
+  player->pause();
+
+  enter("scrubbing");
+  for (const double part : {0.9, 0.1, 0.5, 1.0, 0.0}) {
+    player->seekToTime(CMTimeMakeWithSeconds(part * end, 1'000'000));
+    dispatch_main::runUntil([&] { return !player->isSeeking(); }, progress.opened ? kLongestWait : 0.1);
+  }
+
+  enter("thumbnails");
+  auto generator = AVAssetImageGenerator::initWithAsset(asset);
+  generator->setMaximumSize({128, 128});
+  std::vector<CMTime> times;
+  for (const double part : {0.0, 0.3, 0.6, 1.0}) times.push_back(CMTimeMakeWithSeconds(part * end, 1'000'000));
+  std::atomic<std::size_t> made{0};
+  generator->generateCGImagesAsynchronouslyForTimes_completionHandler(
+      times, [&](CMTime, const CGImageRef&, CMTime, const NSErrorPtr&) { ++made; });
+  dispatch_main::runUntil([&] { return made == times.size(); }, kLongestWait);
+
+  enter("trimming");
+  auto session = AVAssetExportSession::initWithAsset_presetName(asset, AVAssetExportPresetPassthrough);
+  session->setOutputURL(NSURL::fileURLWithPath(output));
+  session->setOutputFileType(AVFileTypeM4V);
+  const CMTime from = CMTimeMakeWithSeconds(end * 0.35, 1'000'000);
+  session->setTimeRange(CMTimeRangeMake(from, CMTimeMakeWithSeconds(end * 0.4, 1'000'000)));
+  std::atomic<bool> finished{false};
+  session->exportAsynchronouslyWithCompletionHandler([&] { finished = true; });
+  dispatch_main::runUntil([&] { return finished.load(); }, kLongestWait);
+  progress.trimmed = session->status() == AVAssetExportSessionStatus::Completed;
+
+  enter("closing");
+  player.reset();
+  generator.reset();
+  session.reset();
+  dispatch_main::waitForBackgroundWork(kLongestWait);
+  enter("ended");
+}
+
+[[noreturn]] void tryMovie(Progress& progress, const fs::path& movie, const fs::path& folder) {
+  const fs::path outside = folder / "outside";
+  if (chdir(outside.c_str()) != 0 || !std::freopen("/dev/null", "w", stderr)) _exit(3);  // the libraries' remarks
+  for (const char* variable : {"HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME"})
+    setenv(variable, outside.c_str(), 1);
+#ifndef __SANITIZE_ADDRESS__
+  const rlimit memory{kMemory, kMemory};
+  setrlimit(RLIMIT_DATA, &memory);
+#endif
+  alarm(static_cast<unsigned>(2 * kLongestWait));
+  // What the host lets through is opened.
+  std::strncpy(progress.stage, "examining", sizeof progress.stage - 1);
+  const std::string probe = "'" ZEVANTI_BUILD_DIR "/zevanti-probe' '" + movie.string() + "' >/dev/null";
+  if (const int status = std::system(probe.c_str()); status != 0) {
+    const bool crashed = WEXITSTATUS(status) != 1 && WEXITSTATUS(status) != 128 + SIGXCPU;
+    if (!crashed) std::strncpy(progress.stage, "ended", sizeof progress.stage - 1);
+    _exit(0);
+  }
+  open(progress, movie, folder / "trimmed.m4v");
+  _exit(0);
+}
+
+}  // namespace
+
+MovieTrial::Result MovieTrial::run(const fs::path& movie) const {
+  void* const shared = mmap(nullptr, sizeof(Progress), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  Progress& progress = *new (shared) Progress();
+  fs::remove_all(folder_ / "outside");
+  fs::create_directories(folder_ / "outside");
+  fs::remove(folder_ / "trimmed.m4v");
+
+  Result result;
+  const pid_t process = fork();
+  if (process == 0) tryMovie(progress, movie, folder_);
+  int status = 0;
+  rusage used{};
+  wait4(process, &status, 0, &used);
+  result.opened = progress.opened, result.shown = progress.shown, result.trimmed = progress.trimmed;
+  result.seconds = static_cast<double>(used.ru_utime.tv_sec + used.ru_stime.tv_sec) +
+                   1e-6 * static_cast<double>(used.ru_utime.tv_usec + used.ru_stime.tv_usec);
+  result.megabytes = static_cast<double>(used.ru_maxrss) / 1000;
+
+  const std::string stage = progress.stage;
+  munmap(shared, sizeof(Progress));
+  if (WIFSIGNALED(status)) {
+    result.fault = std::string(WTERMSIG(status) == SIGALRM ? "hangs" : strsignal(WTERMSIG(status))) + " while " + stage;
+  } else if (WEXITSTATUS(status) != 0 || stage != "ended") {
+    result.fault = "ended with " + std::to_string(WEXITSTATUS(status)) + " while " + stage;
+  } else if (!fs::is_empty(folder_ / "outside")) {
+    result.fault = "wrote " + fs::directory_iterator(folder_ / "outside")->path().string();
+  } else if (result.trimmed != fs::exists(folder_ / "trimmed.m4v")) {
+    result.fault = result.trimmed ? "trimmed without a file" : "a file is left of a failed trim";
+#ifndef __SANITIZE_ADDRESS__
+  } else if (result.seconds > kLongest) {
+    result.fault = "took " + std::to_string(result.seconds) + " s of computing";
+  } else if (result.megabytes > 1000) {
+    result.fault = "took " + std::to_string(result.megabytes) + " MB";
+#endif
+  }
+  return result;
+}

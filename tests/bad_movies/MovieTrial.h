@@ -1,0 +1,23 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+/// Examines a movie as the host does, and if that lets it through opens, scrubs and trims it in a process of its own,
+/// as the editor does: asset, player, thumbnails, export. What the movie does to that process stays there.
+class MovieTrial {
+ public:
+  /// `folder` takes what is written; it must exist.
+  explicit MovieTrial(std::filesystem::path folder) : folder_(std::move(folder)) {}
+
+  struct Result {
+    std::string fault;  ///< what must not be; empty when all was well
+    bool opened = false, shown = false, trimmed = false;
+    double seconds = 0;    ///< of computing, all threads together
+    double megabytes = 0;  ///< of memory, the most at one time
+  };
+  Result run(const std::filesystem::path& movie) const;
+
+ private:
+  std::filesystem::path folder_;
+};
