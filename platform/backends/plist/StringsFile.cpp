@@ -8,12 +8,25 @@
 
 namespace {
 
+/// A binary property list. Its keys can hold zero bytes, over which the library's functions stumble when they are asked
+/// for a key; the list's form as XML can't.
+plist_t withoutZeros(const char* content, std::uint32_t size) {
+  plist_t given = nullptr, result = nullptr;
+  plist_from_bin(content, size, &given);
+  if (!given) return nullptr;
+  char* text = nullptr;
+  std::uint32_t length = 0;
+  plist_to_xml(given, &text, &length);
+  plist_free(given);
+  if (text) plist_from_xml(text, length, &result);
+  std::free(text);
+  return result;
+}
+
 void collect(plist_t node, const std::string& prefix, std::map<std::string, std::string>& texts) {
   if (plist_get_node_type(node) == PLIST_STRING) {
-    char* value = nullptr;
-    plist_get_string_val(node, &value);
-    if (value) texts[prefix] = value;
-    std::free(value);
+    std::uint64_t length = 0;
+    if (const char* value = plist_get_string_ptr(node, &length)) texts[prefix].assign(value, length);
     return;
   }
   if (plist_get_node_type(node) != PLIST_DICT) return;
@@ -178,7 +191,12 @@ std::map<std::string, std::string> parsePropertyList(std::string_view content) {
   bool binary = content.substr(0, 6) == "bplist";
   if (!binary && content.substr(0, 1024).find("<plist") == std::string_view::npos) return texts;
   plist_t root = nullptr;
-  plist_from_memory(content.data(), static_cast<std::uint32_t>(content.size()), &root);
+  const auto size = static_cast<std::uint32_t>(content.size());
+  if (binary) {
+    root = withoutZeros(content.data(), size);
+  } else {
+    plist_from_xml(content.data(), size, &root);
+  }
   if (!root) return texts;
   collect(root, "", texts);
   plist_free(root);
