@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/CoreGraphics/CGGeometry.h"
+#include "platform/UIKit/UIGeometry.h"
 
 #include <functional>
 #include <string>
@@ -32,4 +33,8 @@ struct UIAccessibilityElement {
   std::function<void()> activate;  ///< Return, Space or a press by a screen reader; may be empty
   /// Arrow keys on a slider or a picker: a signed number of steps; may be empty.
   std::function<void(int steps, UIAdjustmentUnit unit)> adjust;
+  /// The outer edge of the line around the element while it has the keyboard's focus, from the frame inwards, in
+  /// points.
+  UIEdgeInsets focusRingInsets{-5, -5, -5, -5};
+  CGFloat focusRingRadius = 8;  ///< of its corners, in points; more than there is room for makes it round
 };

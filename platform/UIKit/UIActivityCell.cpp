@@ -14,7 +14,7 @@ constexpr CGFloat topMargin = 8, labelGap = 6, labelMargin = 2, labelHeight = 28
 constexpr CGFloat tileRadius = 13.5F;
 /// A picture smaller than this is a symbol that stands on a tile; a larger one is a tile of its own.
 constexpr CGFloat leastWholeTile = 50;
-constexpr CGFloat dragDistance = 8, ringMargin = 8;
+constexpr CGFloat dragDistance = 8;
 constexpr float pressedAlpha = 0.5F;
 const UIColor tileColor = UIColor::whiteColor(), letterTileColor{0.56F, 0.56F, 0.58F, 1};
 
@@ -105,8 +105,8 @@ void UIActivityCell::handleTouch(const UITouch& touch) {
 std::vector<UIAccessibilityElement> UIActivityCell::accessibilityElements() {
   UIAccessibilityElement element;
   element.label = accessibilityLabel();
-  // The focus ring stands outside of the frame: it is to keep within the cell.
-  element.frame = CGRectMake(ringMargin, 0, bounds().size.width - 2 * ringMargin, bounds().size.height);
+  element.frame = bounds();
+  element.focusRingInsets = {2, 1, 2, 1};
   element.activate = handler_;
   return {element};
 }

@@ -30,6 +30,12 @@ CGSize UIButton::sizeThatFits() const {
   return image ? image->size() : CGSizeZero;
 }
 
+std::vector<UIAccessibilityElement> UIButton::accessibilityElements() {
+  auto elements = UIControl::accessibilityElements();
+  for (auto& element : elements) element.focusRingRadius = bounds().size.height;  // round, as its picture
+  return elements;
+}
+
 void UIButton::setHighlighted(bool highlighted) {
   UIControl::setHighlighted(highlighted);
 }

@@ -14,6 +14,7 @@ class UIButton : public UIControl {
   /// The picture of the present state, or null.
   const Strong<UIImage>& currentImage() const;
   CGSize sizeThatFits() const override;
+  std::vector<UIAccessibilityElement> accessibilityElements() override;
   const char* visualKind() const override { return "button"; }
 
  protected:

@@ -10,6 +10,7 @@ std::vector<UIAccessibilityElement> UIMovieScrubber::accessibilityElements() {
     made.role = UIAccessibilityRole::Slider;
     made.frame = frame;
     made.enabled = impl.duration > 0;
+    made.focusRingInsets = {1, -2, 1, -2};  // as high as there is room
     made.value = UIMovieScrubberTimeText(impl.handleTime(handle));
     made.adjust = [weak = weak_from_this(), handle](int steps, UIAdjustmentUnit unit) {
       const auto alive = weak.lock();

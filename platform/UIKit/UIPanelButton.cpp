@@ -1,5 +1,7 @@
 #include "platform/UIKit/UIPanelButton.h"
 
+#include <algorithm>
+
 namespace {
 
 constexpr CGFloat titleMargin = 8;  // points
@@ -69,6 +71,8 @@ std::vector<UIAccessibilityElement> UIPanelButton::accessibilityElements() {
   element.label = accessibilityLabel();
   element.frame = bounds();
   element.enabled = enabled_;
+  element.focusRingInsets = {3, 3, 3, 3};  // it may stand at the edges of what it is in
+  element.focusRingRadius = std::max(card_->cornerRadius() - 3, 8.0F);
   element.activate = [weak = weak_from_this()] {
     if (const auto self = weak.lock()) static_cast<UIPanelButton&>(*self).press();
   };

@@ -137,6 +137,7 @@ std::vector<UIAccessibilityElement> UIPickerView::accessibilityElements() {
   element.label = accessibilityLabel();
   element.role = UIAccessibilityRole::Picker;
   element.frame = bounds();
+  element.focusRingInsets = {3, 8, 3, 8};
   if (selected_ >= 0) element.value = rows_[static_cast<std::size_t>(selected_)];
   element.adjust = [weak = weak_from_this()](int steps, UIAdjustmentUnit) {
     const auto self = std::static_pointer_cast<UIPickerView>(weak.lock());

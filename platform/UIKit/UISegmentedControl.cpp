@@ -4,12 +4,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 ZV_REGISTER_CLASS(UISegmentedControl, "UISegmentedControl", UIControl, {})
 
 namespace {
 
-constexpr CGFloat usualHeight = 32, margin = 12, titlePointSize = 13;  // points
+constexpr CGFloat usualHeight = 32, margin = 12, leastMargin = 12, titlePointSize = 13;  // points
 
 }  // namespace
 
@@ -33,16 +34,28 @@ void UISegmentedControl::setSelectedSegmentIndex(int index) {
 CGRect UISegmentedControl::frameOfSegment(int index) const {
   if (titles_.empty()) return CGRectZero;
   const CGSize size = bounds().size;
+  std::vector<CGFloat> widths = titleWidths();
+  const CGFloat widest = *std::max_element(widths.begin(), widths.end()), count = static_cast<CGFloat>(widths.size());
+  // All alike, unless a long title needs some of a shorter one's room.
+  if (size.width / count >= widest + leastMargin) std::fill(widths.begin(), widths.end(), 0.0F);
+  const CGFloat more = (size.width - std::accumulate(widths.begin(), widths.end(), 0.0F)) / count;
   const auto edge = [&](int at) {
-    return std::round(size.width * static_cast<CGFloat>(at) / static_cast<CGFloat>(titles_.size()));
+    return std::round(std::accumulate(widths.begin(), widths.begin() + at, more * static_cast<CGFloat>(at)));
   };
   return UIRectInLayoutDirection(CGRectMake(edge(index), 0, edge(index + 1) - edge(index), size.height), size.width);
 }
 
+std::vector<CGFloat> UISegmentedControl::titleWidths() const {
+  std::vector<CGFloat> widths;
+  for (const auto& title : titles_) widths.push_back(std::ceil(UITextSize(title, titleFont()).width));
+  return widths;
+}
+
 CGSize UISegmentedControl::sizeThatFits() const {
-  CGFloat widest = 0;
-  for (const auto& title : titles_) widest = std::max(widest, UITextSize(title, titleFont()).width);
-  return {(std::ceil(widest) + 2 * margin) * static_cast<CGFloat>(titles_.size()), usualHeight};
+  if (titles_.empty()) return {0, usualHeight};
+  const auto widths = titleWidths();
+  const CGFloat widest = *std::max_element(widths.begin(), widths.end());
+  return {(widest + 2 * margin) * static_cast<CGFloat>(widths.size()), usualHeight};
 }
 
 void UISegmentedControl::choose(int index) {
@@ -71,6 +84,8 @@ std::vector<UIAccessibilityElement> UISegmentedControl::accessibilityElements() 
     element.role = UIAccessibilityRole::RadioButton;
     element.frame = frameOfSegment(i);
     element.checked = i == selected_;
+    element.focusRingInsets = {-1, -1, -1, -1};  // the next segment begins there
+    element.focusRingRadius = 9;
     element.group = accessibilityLabel();
     element.activate = [weak = weak_from_this(), i] {
       if (const auto self = weak.lock()) static_cast<UISegmentedControl&>(*self).choose(i);

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-/// One of a few words, side by side. A press, or Space or Return on the focused word, chooses it and sends
-/// ValueChanged. Main queue only.
+/// One of a few words, side by side, each with the same room as long as they all fit into that. A press, or Space or
+/// Return on the focused word, chooses it and sends ValueChanged. Main queue only.
 class UISegmentedControl : public UIControl {
   ZV_OBJECT(UISegmentedControl)
  public:
@@ -29,6 +29,7 @@ class UISegmentedControl : public UIControl {
 
  private:
   void choose(int index);
+  std::vector<CGFloat> titleWidths() const;
 
   std::vector<std::string> titles_;
   int selected_ = 0;

@@ -65,6 +65,7 @@ std::vector<UIAccessibilityElement> UISwitch::accessibilityElements() {
   element.role = UIAccessibilityRole::Switch;
   element.frame = bounds();
   element.checked = on_;
+  element.focusRingRadius = bounds().size.height;  // round
   element.activate = [weak = weak_from_this()] {
     if (const auto self = weak.lock()) static_cast<UISwitch&>(*self).toggle();
   };

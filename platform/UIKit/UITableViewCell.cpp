@@ -10,7 +10,8 @@ ZV_REGISTER_CLASS(UITableViewCell, "UITableViewCell", UIView, {})
 
 namespace {
 
-constexpr CGFloat usualHeight = 44, pointSize = 17, gap = 8, mostMovement = 10;  // points
+// Points.
+constexpr CGFloat usualHeight = 44, pointSize = 17, lineHeight = 22, padding = 11, gap = 8, mostMovement = 10;
 constexpr UIColor pressedColor{0.82F, 0.82F, 0.84F, 1};
 constexpr UIColor detailColor{0.56F, 0.56F, 0.58F, 1};
 
@@ -37,8 +38,31 @@ void UITableViewCell::setAccessoryView(const Strong<UIView>& view) {
   setNeedsLayout();
 }
 
-CGFloat UITableViewCell::heightForWidth(CGFloat) const {
-  return usualHeight;
+/// Of a cell that reads from the left.
+UITableViewCell::Place UITableViewCell::placeInWidth(CGFloat width) const {
+  const CGFloat room = std::max(width - 2 * margin, 1.0F);
+  const CGFloat wanted = std::ceil(UITextSize(text_->text(), text_->font()).width);
+  const CGSize own = accessory_ ? accessory_->sizeThatFits() : CGSizeZero;
+  const CGFloat besideAccessory = room - (accessory_ ? own.width + gap : 0);
+  const bool isBelow = accessory_ && wanted > besideAccessory && besideAccessory < room / 2;
+  const CGFloat textWidth = std::clamp(wanted, 0.0F, isBelow ? room : std::max(besideAccessory, 0.0F));
+  const CGFloat textHeight =
+      wanted > textWidth ? std::ceil(UITextSizeInWidth(text_->text(), text_->font(), std::max(textWidth, 1.0F)).height)
+                         : lineHeight;
+
+  Place place;
+  const CGFloat content = textHeight + (isBelow ? gap + own.height : 0);
+  place.height = std::max(content + 2 * padding, usualHeight);
+  const CGFloat top = std::round((place.height - content) / 2);
+  place.text = CGRectMake(margin, top, textWidth, textHeight);
+  place.accessory = isBelow ? CGRectMake(margin, top + textHeight + gap, room, own.height)
+                            : CGRectMake(width - margin - own.width, std::round((place.height - own.height) / 2),
+                                         own.width, own.height);
+  return place;
+}
+
+CGFloat UITableViewCell::heightForWidth(CGFloat width) const {
+  return placeInWidth(width).height;
 }
 
 void UITableViewCell::heightDidChange() {
@@ -47,20 +71,12 @@ void UITableViewCell::heightDidChange() {
 
 void UITableViewCell::layoutSubviews() {
   const CGSize size = bounds().size;
-  const CGFloat wanted = text_->sizeThatFits().width;
-  const CGFloat room = size.width - 2 * margin;
-  CGFloat taken = 0;
-  if (accessory_) {
-    const CGSize own = accessory_->bounds().size;
-    const CGFloat width = std::min(own.width, room);
-    taken = width;
-    accessory_->setFrame(UIRectInLayoutDirection(
-        CGRectMake(size.width - margin - width, std::round((size.height - own.height) / 2), width, own.height),
-        size.width));
-  }
-  const CGFloat textWidth = std::clamp(wanted, 0.0F, std::max(room - taken, 0.0F));
-  text_->setFrame(UIRectInLayoutDirection(CGRectMake(margin, 0, textWidth, size.height), size.width));
-  const CGFloat left = margin + (textWidth > 0 ? textWidth + gap : 0);
+  const Place place = placeInWidth(size.width);
+  if (accessory_) accessory_->setFrame(UIRectInLayoutDirection(place.accessory, size.width));
+  const bool isOneLine = place.text.size.height <= lineHeight;
+  text_->setNumberOfLines(isOneLine ? 1 : 0);
+  text_->setFrame(UIRectInLayoutDirection(place.text, size.width));
+  const CGFloat left = margin + (place.text.size.width > 0 ? place.text.size.width + gap : 0);
   detail_->setHidden(accessory_ != nullptr);
   detail_->setFrame(UIRectInLayoutDirection(
       CGRectMake(left, 0, std::max(size.width - margin - left, 0.0F), size.height), size.width));
@@ -99,6 +115,7 @@ std::vector<UIAccessibilityElement> UITableViewCell::accessibilityElements() {
   element.label = accessibilityLabel().empty() ? text_->text() : accessibilityLabel();
   element.frame = bounds();
   element.value = detail_->text();
+  element.focusRingInsets = {3, margin / 2, 3, margin / 2};
   element.activate = [weak = weak_from_this()] {
     if (const auto self = weak.lock()) static_cast<UITableViewCell&>(*self).select();
   };

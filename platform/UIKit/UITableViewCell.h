@@ -8,7 +8,7 @@
 #include <string>
 
 /// A row of a table: a text at its left, and a greyed one at its right; subclasses add what they need. At least 44
-/// points high. Main queue only.
+/// points high, higher where the text takes several lines. Main queue only.
 class UITableViewCell : public UIView {
   ZV_OBJECT(UITableViewCell)
  public:
@@ -21,7 +21,8 @@ class UITableViewCell : public UIView {
   const Strong<UILabel>& detailTextLabel() const { return detail_; }
   /// With a handler the cell can be pressed, and then calls it.
   void setSelectionHandler(std::function<void()> handler) { selectionHandler_ = std::move(handler); }
-  /// A view at the right end in its own size, in place of the greyed text; null for none.
+  /// A view at the right end in its own size, in place of the greyed text; null for none. One that leaves the text too
+  /// little room stands below it, as wide as the cell.
   void setAccessoryView(const Strong<UIView>& view);
   const Strong<UIView>& accessoryView() const { return accessory_; }
 
@@ -37,6 +38,11 @@ class UITableViewCell : public UIView {
 
  private:
   friend class UITableView;
+  struct Place {
+    CGRect text, accessory;
+    CGFloat height;
+  };
+  Place placeInWidth(CGFloat width) const;
   void setPressed(bool pressed);
   void select();
 

@@ -103,6 +103,7 @@ std::vector<UIAccessibilityElement> UITextInputView::accessibilityElements() {
   element.frame = bounds();
   element.enabled = enabled_;
   element.value = text_;
+  element.focusRingInsets = focusRingInsets();
   element.activate = [weak = weak_from_this()] {
     if (const auto self = weak.lock()) static_cast<UITextInputView&>(*self).becomeFirstResponder();
   };

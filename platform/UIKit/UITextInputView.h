@@ -64,6 +64,8 @@ class UITextInputView : public UIView {
   UITextInputView() = default;
   void didMoveToWindow() override;
   virtual void textDidChange() {}
+  /// Of the line around the text, see UIAccessibilityElement.
+  virtual UIEdgeInsets focusRingInsets() const = 0;
 
  private:
   std::string text_, placeholder_;

@@ -12,6 +12,10 @@ CGSize UITextView::sizeThatFits() const {
   return {width, std::ceil(std::max(UITextSizeInWidth(shown, font(), std::max(width, 1.0F)).height, line))};
 }
 
+UIEdgeInsets UITextView::focusRingInsets() const {
+  return {-5, -7, 5, -7};  // the text begins at the upper edge
+}
+
 void UITextView::textDidChange() {
   if (heightHandler_) heightHandler_();
 }

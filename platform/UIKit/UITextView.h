@@ -17,6 +17,7 @@ class UITextView : public UITextInputView {
 
  protected:
   void textDidChange() override;
+  UIEdgeInsets focusRingInsets() const override;
 
  private:
   std::function<void()> heightHandler_;

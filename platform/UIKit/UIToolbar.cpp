@@ -76,26 +76,40 @@ void UIToolbar::itemDidChange() {
   setNeedsDisplay();
 }
 
+std::vector<CGFloat> UIToolbar::widthsIn(CGFloat barWidth) const {
+  std::vector<CGFloat> widths;
+  std::vector<std::size_t> flexible;
+  CGFloat used = 2 * margin, before = margin;  // `before`: what stands before the first flexible space
+  for (std::size_t i = 0; i < items_.size(); ++i) {
+    if (isFlexible(*items_[i])) flexible.push_back(i);
+    widths.push_back(ownWidth(*items_[i]));
+    used += widths.back();
+    if (i > 0 && !items_[i]->isSpace() && !items_[i - 1]->isSpace()) used += gap;
+    if (flexible.empty()) before = used - margin;
+  }
+  const CGFloat left = std::max(barWidth - used, 0.0F), count = static_cast<CGFloat>(flexible.size());
+  for (const std::size_t i : flexible) widths[i] = left / count;
+  if (flexible.size() == 2 && flexible[1] == flexible[0] + 2) {
+    const CGFloat middle = (barWidth - widths[flexible[0] + 1]) / 2 - before;
+    const CGFloat least = std::min(gap, left / 2);
+    widths[flexible[0]] = std::clamp(middle, least, left - least);
+    widths[flexible[1]] = left - widths[flexible[0]];
+  }
+  return widths;
+}
+
 const std::vector<CGRect>& UIToolbar::frames() const {
   const CGSize size = bounds().size;
   if (framesFitSize_ == size && frames_.size() == items_.size()) return frames_;
   framesFitSize_ = size;
   frames_.clear();
 
-  CGFloat used = 2 * margin;
-  int flexible = 0;
-  for (std::size_t i = 0; i < items_.size(); ++i) {
-    used += ownWidth(*items_[i]);
-    if (isFlexible(*items_[i])) ++flexible;
-    if (i > 0 && !items_[i]->isSpace() && !items_[i - 1]->isSpace()) used += gap;
-  }
-  const CGFloat share = flexible > 0 ? std::max(size.width - used, 0.0f) / static_cast<CGFloat>(flexible) : 0;
-
+  const std::vector<CGFloat> widths = widthsIn(size.width);
   CGFloat x = margin;
   for (std::size_t i = 0; i < items_.size(); ++i) {
     const auto& item = *items_[i];
     if (i > 0 && !item.isSpace() && !items_[i - 1]->isSpace()) x += gap;
-    const CGFloat width = isFlexible(item) ? share : ownWidth(item);
+    const CGFloat width = widths[i];
     if (item.isCustomView()) {
       const CGFloat height = item.customView()->bounds().size.height;
       frames_.push_back(CGRectMake(onPixel(x), onPixel((size.height - height) / 2), width, height));
@@ -171,6 +185,7 @@ std::vector<UIAccessibilityElement> UIToolbar::accessibilityElements() {
     element.spoken = item->accessibilityLabel();
     element.frame = frames()[i];
     element.enabled = item->isEnabled();
+    element.focusRingInsets = {5, -7, 5, -7};  // beside the words, which are as wide, and clear of the bar's edges
     element.activate = [item] { item->sendAction(); };
     elements.push_back(std::move(element));
   }

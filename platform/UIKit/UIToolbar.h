@@ -19,6 +19,9 @@ class UIToolbarDelegate : public UIBarPositioningDelegate {};
 /// The row keeps 16 points from both ends of the bar, and items that stand next to each other without a space keep 8.
 /// Flexible spaces share the room that is left equally. A custom view keeps its size, is a subview of the bar as long
 /// as its item is in the bar, and stands in the middle of the bar's height.
+///
+/// One item with a flexible space on each side, and no others in the bar, stands in the middle of the bar, or as near
+/// to it as what is beside it allows: a title does not move with the width of the buttons.
 class UIToolbar : public UIView {
   ZV_OBJECT(UIToolbar)
  public:
@@ -49,6 +52,8 @@ class UIToolbar : public UIView {
   void itemDidChange();
   void setPressedItem(const Strong<UIBarButtonItem>& item);
   const std::vector<CGRect>& frames() const;
+  /// Of the items in a bar so wide, with what each flexible space gets.
+  std::vector<CGFloat> widthsIn(CGFloat barWidth) const;
 
   std::vector<Strong<UIBarButtonItem>> items_;
   mutable std::vector<CGRect> frames_;  ///< of `items_`, worked out when asked for

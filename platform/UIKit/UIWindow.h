@@ -53,8 +53,13 @@ class UIWindow : public UIView {
   };
   /// Everything reachable now, top to bottom, left to right; nothing that is hidden or (nearly) transparent.
   std::vector<Reachable> reachableElements();
-  /// Where to draw the focus ring; nothing when no element has the keyboard's focus.
-  std::optional<CGRect> focusRing();
+  /// The line around the element with the keyboard's focus: its outer edge, in window coordinates.
+  struct FocusRing {
+    CGRect frame;
+    CGFloat radius = 0;
+  };
+  /// Nothing when no element has the keyboard's focus.
+  std::optional<FocusRing> focusRing();
   /// The label of the focused element, or empty.
   const std::string& focusedLabel() const { return focusLabel_; }
 

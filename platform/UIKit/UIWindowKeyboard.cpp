@@ -72,6 +72,15 @@ Strong<UIBarButtonItem> findBarItem(const Strong<UIView>& view, const std::strin
   return nullptr;
 }
 
+UIWindow::FocusRing ringAround(const UIAccessibilityElement& element) {
+  const UIEdgeInsets& insets = element.focusRingInsets;
+  const CGRect& frame = element.frame;
+  const CGRect ring = CGRectMake(frame.origin.x + insets.left, frame.origin.y + insets.top,
+                                 std::max(frame.size.width - insets.left - insets.right, 0.0F),
+                                 std::max(frame.size.height - insets.top - insets.bottom, 0.0F));
+  return {ring, std::min({element.focusRingRadius, ring.size.width / 2, ring.size.height / 2})};
+}
+
 /// Play and Pause stand in for each other in the same place.
 bool isSameFocus(const std::string& focused, const std::string& label) {
   return label == focused || (focused == "Play" && label == "Pause") || (focused == "Pause" && label == "Play");
@@ -104,9 +113,9 @@ std::optional<UIWindow::Reachable> UIWindow::focusedElement() {
   return *place;
 }
 
-std::optional<CGRect> UIWindow::focusRing() {
+std::optional<UIWindow::FocusRing> UIWindow::focusRing() {
   const auto focused = focusedElement();
-  return focused ? std::optional(focused->element.frame) : std::nullopt;
+  return focused ? std::optional(ringAround(focused->element)) : std::nullopt;
 }
 
 bool UIWindow::moveFocus(bool backwards) {
@@ -136,9 +145,8 @@ void UIWindow::setFocus(const Strong<UIView>& view, const std::string& label) {
   // Who types goes on to the next element with the focus.
   const auto typing = std::dynamic_pointer_cast<UITextInputView>(UIResponder::firstResponder());
   if (typing && typing != view) typing->resignFirstResponder();
-  if (const auto focused = focusedElement()) {
-    const CGPoint origin = view->convertPointFromWindow(focused->element.frame.origin);
-    view->didGainFocus({origin, focused->element.frame.size});
+  if (const auto ring = focusRing()) {
+    view->didGainFocus({view->convertPointFromWindow(ring->frame.origin), ring->frame.size});
   }
 }
 

@@ -122,7 +122,7 @@ TEST_F(FormTest, TakesWhatAPersonTypesPastesAndChooses) {
   press("Unlisted");
   EXPECT_TRUE(element("Unlisted").checked);
   while (theWindow().window()->focusedLabel() != "Made for Children") key("Tab");
-  const CGRect ring = *theWindow().window()->focusRing();
+  const CGRect ring = theWindow().window()->focusRing()->frame;
   EXPECT_LT(ring.maxY(), 667) << "scrolled into sight";
   key("Space");
   EXPECT_TRUE(element("Made for Children").checked);

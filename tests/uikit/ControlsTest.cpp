@@ -1,3 +1,4 @@
+#include "platform/UIKit/UIButton.h"
 #include "platform/UIKit/UIPickerView.h"
 #include "platform/UIKit/UISegmentedControl.h"
 #include "platform/UIKit/UISwitch.h"
@@ -141,6 +142,66 @@ TEST_F(Controls, ThePickerTurnsByDragWheelKeysAndPress) {
   EXPECT_EQ(chosen, (std::vector<int>{3, 1, 2, 3, 4, 0}));
 }
 
+TEST_F(Controls, ACellMakesRoomForALongText) {
+  const std::string label = "Who can see the video";
+  const auto cell = std::make_shared<UITableViewCell>();
+  const auto words = UISegmentedControl::initWithItems({"Private", "By its address", "All"});
+  cell->textLabel()->setText(label);
+  cell->setAccessoryView(words);
+  const auto layOut = [&](CGFloat width) {
+    cell->setFrame(CGRectMake(0, 0, width, cell->heightForWidth(width)));
+    cell->layoutIfNeeded();
+  };
+  const auto text = [&] { return cell->textLabel()->frame(); };
+  layOut(600);
+  EXPECT_EQ(cell->bounds().size.height, 44);
+  EXPECT_EQ(words->frame().maxX(), 600 - UITableViewCell::margin);
+  EXPECT_LT(text().maxX(), words->frame().origin.x);
+  EXPECT_EQ(words->frameOfSegment(0).size.width, words->frameOfSegment(1).size.width);
+  layOut(320);
+  EXPECT_GE(words->frame().origin.y, text().maxY()) << "below";
+  EXPECT_EQ(words->frame().size.width, 288);
+  EXPECT_LE(words->frame().maxY(), cell->bounds().size.height - 8);
+  layOut(240);
+  EXPECT_GT(words->frameOfSegment(1).size.width,
+            UITextSize("By its address", UISegmentedControl::titleFont()).width + 8)
+      << "the long word has what the short ones don't need";
+  EXPECT_EQ(words->frameOfSegment(2).maxX(), 208);
+
+  cell->setAccessoryView(std::make_shared<UISwitch>());
+  cell->accessoryView()->sizeToFit();
+  layOut(200);
+  EXPECT_GT(text().size.height, 2 * UITextSize(label, cell->textLabel()->font()).height - 2) << "in lines";
+  EXPECT_LT(text().maxX(), cell->accessoryView()->frame().origin.x);
+  EXPECT_NE(cell->textLabel()->numberOfLines(), 1);
+  EXPECT_GT(cell->bounds().size.height, text().size.height + 16);
+}
+
+TEST_F(Controls, TheFocusRingFitsWhatItIsAround) {
+  using Frame = UIWindow::FocusRing;
+  const auto ringOf = [&](const Strong<UIView>& of) -> Frame {
+    of->setAccessibilityLabel("here");
+    window->setFocus(of, of->accessibilityElements().at(0).label);
+    return window->focusRing().value_or(Frame{});
+  };
+  const auto text = viewIn<UITextView>(root, CGRectMake(16, 100, 200, 60));
+  const Frame lines = ringOf(text);
+  EXPECT_LT(lines.frame.origin.y, 97) << "above the first line";
+  EXPECT_LT(lines.frame.maxY(), 161) << "not in what comes next";
+  const auto segments = UISegmentedControl::initWithItems({"One", "Two"});
+  segments->setFrame(CGRectMake(16, 200, 200, 32));
+  root->addSubview(segments);
+  EXPECT_LE(ringOf(segments).frame.origin.y, 200);
+  EXPECT_GE(ringOf(segments).frame.maxY(), 232);
+  const auto button = viewIn<UIButton>(root, CGRectMake(100, 10, 75, 75));
+  const Frame round = ringOf(button);
+  EXPECT_EQ(round.frame, CGRectMake(95, 5, 85, 85));
+  EXPECT_EQ(round.radius, 42.5F);
+  const auto field = viewIn<UITextField>(root, CGRectMake(16, 300, 200, 30));
+  EXPECT_NEAR(ringOf(field).frame.origin.y + ringOf(field).frame.size.height / 2, 315, 1);
+  EXPECT_GT(ringOf(field).frame.size.height, 28);
+}
+
 TEST_F(Controls, ATableScrollsToTheFocusAndKeepsThePathsOfHiddenCells) {
   const auto table = viewIn<UITableView>(root, CGRectMake(0, 0, 320, 200));
   std::vector<Strong<UITableViewCell>> cells;
@@ -168,11 +229,11 @@ TEST_F(Controls, ATableScrollsToTheFocusAndKeepsThePathsOfHiddenCells) {
   EXPECT_EQ(window->focusedLabel(), "Row 9");
   const auto ring = window->focusRing();
   ASSERT_TRUE(ring);
-  EXPECT_LE(ring->maxY(), 200) << "scrolled into sight";
+  EXPECT_LE(ring->frame.maxY(), 200) << "scrolled into sight";
   EXPECT_GT(table->contentOffset().y, 0);
   key("Tab");
   EXPECT_EQ(window->focusedLabel(), "Row 0");
-  EXPECT_GE(window->focusRing()->origin.y, 0);
+  EXPECT_GE(window->focusRing()->frame.origin.y, 0);
 
   const CGFloat before = table->contentOffset().y;
   touch(*window, UITouchPhase::Began, {100, 100});

@@ -77,7 +77,9 @@ TEST_F(Keyboard, TabGoesRoundAndArrowsAndReturnWorkOnTheFocus) {
   EXPECT_EQ(tabOrder(), (std::vector<std::string>{"Cancel", "Save", "Play", "Playhead", "Share", "Play"}));
   EXPECT_TRUE(key("Tab"));
   EXPECT_EQ(window->focusedLabel(), "Cancel");
-  EXPECT_EQ(window->focusRing(), top->frameOfItem(cancel.get()));
+  const CGRect words = top->frameOfItem(cancel.get());
+  EXPECT_EQ(window->focusRing()->frame,
+            CGRectMake(words.origin.x - 7, words.origin.y + 5, words.size.width + 14, words.size.height - 10));
   EXPECT_EQ(tabOrder(true), (std::vector<std::string>{"Play", "Share", "Playhead", "Play", "Save", "Cancel"}));
   EXPECT_TRUE(key("Return"));
   EXPECT_EQ(target->log, (std::vector<std::string>{"one:"}));
@@ -105,7 +107,7 @@ TEST_F(Keyboard, TheFocusStaysWhenPlayTurnsIntoPauseAndReturnsAfterAFade) {
   EXPECT_EQ(window->focusedLabel(), "Play");
   const auto pause = item(Item::Pause, "four");
   bottom->setItems({share, flexible, pause, flexible});
-  EXPECT_EQ(window->focusRing(), CGRect({{bottom->frameOfItem(pause.get()).origin.x, 436}, {44, 44}}));
+  EXPECT_EQ(window->focusRing()->frame, CGRectMake(bottom->frameOfItem(pause.get()).origin.x - 7, 441, 58, 34));
   bottom->setAlpha(0);
   EXPECT_FALSE(window->focusRing());
   EXPECT_TRUE(key("Space"));

@@ -31,18 +31,36 @@ class Toolbar : public testing::Test {
 };
 
 TEST_F(Toolbar, SharesTheRoomAmongFlexibleSpaces) {
-  bar->setItems({cancel, flexible, title, flexible, save});
+  bar->setItems({cancel, flexible, title, play, flexible, save});
   window->layoutIfNeeded();
-  // "Cancel" is 51 wide, "Save" no wider than the least that can be pressed; 320 - 32 - 51 - 120 - 44 = 73 are left.
+  // "Cancel" is 51 wide, "Save" no wider than the least that can be pressed; 320 - 32 - 51 - 120 - 8 - 44 - 44 = 21 are
+  // left.
   EXPECT_EQ(bar->frameOfItem(cancel.get()), CGRectMake(16, 0, 51, 60));
   EXPECT_EQ(bar->frameOfItem(save.get()), CGRectMake(260, 0, 44, 60));
   EXPECT_EQ(label->superview(), bar);
-  EXPECT_NEAR(label->frame().origin.x, 16 + 51 + 36.5, 0.51);
+  EXPECT_NEAR(label->frame().origin.x, 16 + 51 + 10.5, 0.51);
   EXPECT_EQ(label->frame().origin.y, 22);
   EXPECT_EQ(label->frame().size, CGSizeMake(120, 16));
 
   bar->setFrame(CGRectMake(0, 0, 420, 60));
   EXPECT_EQ(bar->frameOfItem(save.get()), CGRectMake(360, 0, 44, 60)) << "true before the next layout pass, too";
+}
+
+TEST_F(Toolbar, KeepsTheOneItemBetweenFlexibleSpacesInTheMiddle) {
+  const auto middle = [&](const Strong<UIBarButtonItem>& of) {
+    const CGRect frame = bar->frameOfItem(of.get());
+    return frame.origin.x + frame.size.width / 2;
+  };
+  bar->setItems({cancel, flexible, title, flexible, save});
+  EXPECT_NEAR(middle(title), 160, 0.51);
+  EXPECT_EQ(bar->frameOfItem(save.get()).maxX(), 304);
+  bar->setItems({share, flexible, play, flexible});
+  EXPECT_NEAR(middle(play), 160, 0.51);
+  bar->setItems({cancel, flexible, title, flexible, play, fixed, share, fixed, save});
+  EXPECT_EQ(bar->frameOfItem(title.get()).maxX(), bar->frameOfItem(play.get()).origin.x) << "nothing is left beside it";
+  bar->setFrame(CGRectMake(0, 0, 400, 60));
+  EXPECT_EQ(bar->frameOfItem(title.get()).maxX() + 8, bar->frameOfItem(play.get()).origin.x) << "as near as it can";
+  EXPECT_EQ(bar->frameOfItem(save.get()).maxX(), 384);
 }
 
 TEST_F(Toolbar, KeepsFixedSpacesAndAGapBetweenNeighbours) {

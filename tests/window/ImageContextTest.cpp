@@ -83,5 +83,13 @@ TEST(Text, IsMeasuredInPoints) {
   EXPECT_LT(small.height, 16);
   EXPECT_GT(UITextSize("Cancel", UIFont::semiboldSystemFontOfSize(20)).width, large.width);
   EXPECT_EQ(UITextSize("", UIFont::systemFontOfSize(20)).width, 0);
+  const UIFont font = UIFont::systemFontOfSize(20);
+  const auto broken = [&](const std::string& text, const std::string& inWidthOf) {
+    return UITextSizeInWidth(text, font, UITextSize(inWidthOf, font).width + 1);
+  };
+  const auto width = [&](const std::string& text) { return UITextSize(text, font).width; };
+  EXPECT_NEAR(broken("Kopie sichern …", "Kopie sichern").width, width("sichern …"), 1) << "no line begins with dots";
+  EXPECT_NEAR(broken("It is in /home/anna/talk.mp4", "It is in /home").width, width("/home/anna/"), 1)
+      << "a path stays whole as far as it can";
   EXPECT_GT(UITextSize("日本語", UIFont::systemFontOfSize(20)).width, 40) << "letters of other scripts have room, too";
 }

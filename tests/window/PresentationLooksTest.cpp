@@ -109,8 +109,8 @@ TEST_F(PresentationLooksTest, TheSheetStandsAtTheBottomOfADimmedWindow) {
   // The long title takes two lines, keeps clear of its neighbours and ends in an ellipsis.
   const CGRect cell = frameOf("Show in the folder of all files");
   EXPECT_GT(count(picture, {{cell.origin.x, cell.origin.y + 89}, {cell.size.width, 12}}, isDark), 30);
-  EXPECT_EQ(count(picture, {{cell.origin.x - 8, cell.origin.y + 74}, {1, 30}}, isDark), 0);
-  EXPECT_EQ(count(picture, {{cell.maxX() + 7, cell.origin.y + 74}, {1, 30}}, isDark), 0);
+  EXPECT_EQ(count(picture, {{cell.origin.x, cell.origin.y + 74}, {1, 30}}, isDark), 0);
+  EXPECT_EQ(count(picture, {{cell.maxX() - 1, cell.origin.y + 74}, {1, 30}}, isDark), 0);
   EXPECT_EQ(count(picture, {{cell.origin.x, cell.origin.y + 103}, {cell.size.width, 2}}, isDark), 0);
 
   using Pointer = UIAutomation::Pointer;

@@ -1,5 +1,6 @@
 #include "platform/backends/qt/CardVisual.h"
 
+#include "platform/UIKit/UICardView.h"
 #include "platform/backends/qt/LayerItem.h"
 #include "platform/backends/qt/QtConversions.h"
 
@@ -28,28 +29,13 @@ QPainterPath outline(QSizeF size, qreal radius, unsigned corners) {
 
 }  // namespace
 
-CardVisual::CardVisual(LayerItem& host) : LayerVisual(host), item_(new PictureItem(&host)) {}
-
-void CardVisual::update(CALayer& layer) {
+bool CardVisual::isEmpty(const CALayer& layer) const {
   const auto* card = dynamic_cast<const UICardView*>(layer.view());
-  if (!card) {
-    return;
+  return !card || toQColor(card->color()).alpha() == 0;
+}
+
+void CardVisual::paint(QPainter& painter, const CALayer& layer) {
+  if (const auto* card = dynamic_cast<const UICardView*>(layer.view())) {
+    painter.fillPath(outline(host().size(), card->cornerRadius(), card->corners()), toQColor(card->color()));
   }
-  const QSizeF size = host().size();
-  item_->setSize(size);
-  const QColor color = toQColor(card->color());
-  const qreal ratio = host().pixelRatio();
-  const QSize pixels = (size * ratio).toSize();
-  if (color.alpha() == 0 || pixels.isEmpty()) {
-    item_->setImage({});
-    return;
-  }
-  QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
-  image.fill(Qt::transparent);
-  QPainter painter(&image);
-  painter.setRenderHint(QPainter::Antialiasing);
-  painter.scale(ratio, ratio);
-  painter.fillPath(outline(size, card->cornerRadius(), card->corners()), color);
-  painter.end();
-  item_->setImage(image);
 }

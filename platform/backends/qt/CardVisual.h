@@ -1,15 +1,13 @@
 #pragma once
 
-#include "platform/UIKit/UICardView.h"
-#include "platform/backends/qt/LayerVisual.h"
-#include "platform/backends/qt/PictureItem.h"
+#include "platform/backends/qt/DrawnVisual.h"
 
-/// The rounded rectangle of a UICardView, drawn at the window's own pixels.
-class CardVisual : public LayerVisual {
+/// The rounded rectangle of a UICardView.
+class CardVisual : public DrawnVisual {
  public:
-  explicit CardVisual(LayerItem& host);
-  void update(CALayer& layer) override;
+  explicit CardVisual(LayerItem& host) : DrawnVisual(host) {}
 
  private:
-  PictureItem* item_;
+  void paint(QPainter& painter, const CALayer& layer) override;
+  bool isEmpty(const CALayer& layer) const override;
 };

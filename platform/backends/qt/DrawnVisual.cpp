@@ -4,19 +4,34 @@
 #include "platform/backends/qt/PictureItem.h"
 
 #include <QPainter>
+#include <cmath>
 
-DrawnVisual::DrawnVisual(LayerItem& host) : LayerVisual(host), item_(new PictureItem(&host)) {}
+DrawnVisual::DrawnVisual(LayerItem& host, qreal margin)
+    : LayerVisual(host), item_(new PictureItem(&host)), margin_(margin) {}
+
+bool DrawnVisual::isEmpty(const CALayer& /*layer*/) const {
+  return false;
+}
 
 void DrawnVisual::update(CALayer& layer) {
   const qreal ratio = host().pixelRatio();
-  item_->setSize(host().size());
-  QImage picture((host().size() * ratio).toSize(), QImage::Format_ARGB32_Premultiplied);
-  picture.fill(Qt::transparent);
-  if (!picture.isNull()) {
-    QPainter painter(&picture);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.scale(ratio, ratio);
-    paint(painter, layer);
+  // On whole pixels also where a point is a fraction of them.
+  const qreal margin = std::round(margin_ * ratio) / ratio;
+  const QSizeF size = host().size() + QSizeF(2 * margin, 2 * margin);
+  item_->setPosition({-margin, -margin});
+  item_->setSize(size);
+  const QSize pixels = (size * ratio).toSize();
+  if (pixels.isEmpty() || isEmpty(layer)) {
+    item_->setImage({});
+    return;
   }
+  QImage picture(pixels, QImage::Format_ARGB32_Premultiplied);
+  picture.fill(Qt::transparent);
+  QPainter painter(&picture);
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.scale(ratio, ratio);
+  painter.translate(margin, margin);
+  paint(painter, layer);
+  painter.end();
   item_->setImage(picture);
 }

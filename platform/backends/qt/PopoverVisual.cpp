@@ -5,7 +5,6 @@
 
 #include <QPainter>
 #include <QPainterPath>
-#include <cmath>
 
 namespace {
 
@@ -38,25 +37,14 @@ QPainterPath outline(const QRectF& body, const Bubble& bubble) {
 
 }  // namespace
 
-PopoverVisual::PopoverVisual(LayerItem& host) : LayerVisual(host), item_(new PictureItem(&host)) {}
+PopoverVisual::PopoverVisual(LayerItem& host) : DrawnVisual(host, kMargin) {}
 
-void PopoverVisual::update(CALayer& layer) {
+void PopoverVisual::paint(QPainter& painter, const CALayer& layer) {
   const auto* bubble = dynamic_cast<const Bubble*>(layer.view());
   if (!bubble) {
     return;
   }
-  const qreal ratio = host().pixelRatio();
-  // On whole pixels also where a point is a fraction of them.
-  const qreal margin = std::round(kMargin * ratio) / ratio;
-  const QSizeF size = host().size() + QSizeF(2 * margin, 2 * margin);
-  item_->setPosition({-margin, -margin});
-  item_->setSize(size);
-  QImage image((size * ratio).toSize(), QImage::Format_ARGB32_Premultiplied);
-  image.fill(Qt::transparent);
-  QPainter painter(&image);
-  painter.setRenderHint(QPainter::Antialiasing);
-  painter.scale(ratio, ratio);
-  const QPainterPath path = outline(QRectF(QPointF(margin, margin), host().size()), *bubble);
+  const QPainterPath path = outline(QRectF(QPointF(), host().size()), *bubble);
   for (int step = kShadowSteps; step > 0; --step) {
     painter.setPen(QPen(QColor(0, 0, 0, 5), 2.0 * step, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
     painter.drawPath(path.translated(0, kShadowDrop));
@@ -64,6 +52,4 @@ void PopoverVisual::update(CALayer& layer) {
   // What is translucent must not show the shadow that lies below it.
   painter.setCompositionMode(QPainter::CompositionMode_Source);
   painter.fillPath(path, kBubbleColor);
-  painter.end();
-  item_->setImage(image);
 }

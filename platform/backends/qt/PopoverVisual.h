@@ -1,14 +1,12 @@
 #pragma once
 
-#include "platform/backends/qt/LayerVisual.h"
-#include "platform/backends/qt/PictureItem.h"
+#include "platform/backends/qt/DrawnVisual.h"
 
 /// The bubble of a UIPopoverBackgroundView with its arrow and a soft shadow, which both stick out of the layer.
-class PopoverVisual : public LayerVisual {
+class PopoverVisual : public DrawnVisual {
  public:
   explicit PopoverVisual(LayerItem& host);
-  void update(CALayer& layer) override;
 
  private:
-  PictureItem* item_;
+  void paint(QPainter& painter, const CALayer& layer) override;
 };

@@ -14,6 +14,7 @@
 #include <QScreen>
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 
 namespace {
 
@@ -143,7 +144,7 @@ void QtEditorWindow::commit() {
 }
 
 void QtEditorWindow::updateFocusRing() {
-  const std::optional<CGRect> ring = uiWindow_->focusRing();
+  const auto ring = uiWindow_->focusRing();
   if (!ring && !focusRing_) {
     return;
   }
@@ -152,8 +153,15 @@ void QtEditorWindow::updateFocusRing() {
   }
   focusRing_->setVisible(ring.has_value());
   if (ring) {
-    focusRing_->setPosition(toQPointF(ring->origin));
-    focusRing_->setSize({ring->size.width, ring->size.height});
+    const qreal ratio = quickWindow_->effectiveDevicePixelRatio();
+    const auto onPixel = [ratio](QPointF point) {
+      return QPointF(std::round(point.x() * ratio), std::round(point.y() * ratio)) / ratio;
+    };
+    const QRectF frame = toQRectF(ring->frame);
+    const QRectF place(onPixel(frame.topLeft()), onPixel(frame.bottomRight()));
+    focusRing_->setPosition(place.topLeft());
+    focusRing_->setSize(place.size());
+    focusRing_->setProperty("radius", ring->radius);
   }
 }
 

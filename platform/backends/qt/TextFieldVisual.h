@@ -1,20 +1,16 @@
 #pragma once
 
-#include "platform/backends/qt/TextInputVisual.h"
+#include "platform/backends/qt/QuickTextVisual.h"
 
-#include <memory>
+#include <private/qquicktextinput_p.h>
 
-/// One line to type in.
-class TextFieldVisual : public TextInputVisual {
+/// One line to type in. While nobody types, what does not fit ends in an ellipsis.
+class TextFieldVisual : public QuickTextVisual<QQuickTextInput> {
  public:
   explicit TextFieldVisual(LayerItem& host);
 
  private:
-  class Item;
-  QQuickItem& item() override;
   void show(const UITextInputView& view) override;
-  void placeCursor(QPointF at) override;
-  void clearSelection() override;
 
-  Item* item_;
+  TextItem* shortened_;
 };

@@ -1,6 +1,7 @@
 #include "platform/backends/qt/TextItem.h"
 
 #include "platform/backends/qt/QtConversions.h"
+#include "platform/backends/qt/Typesetting.h"
 
 TextItem::TextItem(QQuickItem* parent) : QQuickText(parent) {
   setVAlign(AlignVCenter);
@@ -21,5 +22,5 @@ void TextItem::show(const QString& text, const UIFont& font, const QColor& color
                                                   : AlignLeft);
   setFont(toQFont(font, text));
   setColor(color);
-  setText(text);
+  setText(typeset(text));
 }

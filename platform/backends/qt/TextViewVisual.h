@@ -1,18 +1,11 @@
 #pragma once
 
-#include "platform/backends/qt/TextInputVisual.h"
+#include "platform/backends/qt/QuickTextVisual.h"
+
+#include <private/qquicktextedit_p.h>
 
 /// Several lines to type in.
-class TextViewVisual : public TextInputVisual {
+class TextViewVisual : public QuickTextVisual<QQuickTextEdit> {
  public:
   explicit TextViewVisual(LayerItem& host);
-
- private:
-  class Item;
-  QQuickItem& item() override;
-  void show(const UITextInputView& view) override;
-  void placeCursor(QPointF at) override;
-  void clearSelection() override;
-
-  Item* item_;
 };

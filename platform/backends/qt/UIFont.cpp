@@ -1,6 +1,7 @@
 #include "platform/UIKit/UIFont.h"
 
 #include "platform/backends/qt/QtConversions.h"
+#include "platform/backends/qt/Typesetting.h"
 
 #include <QFontMetricsF>
 #include <QTextLayout>
@@ -20,7 +21,7 @@ CGSize UITextSizeInWidth(const std::string& text, const UIFont& font, CGFloat wi
   option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
   QSizeF size;
   for (const QString& paragraph : all.split(QLatin1Char('\n'))) {
-    QTextLayout layout(paragraph, qFont);
+    QTextLayout layout(typeset(paragraph), qFont);
     layout.setTextOption(option);
     layout.beginLayout();
     while (true) {
