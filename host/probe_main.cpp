@@ -19,7 +19,7 @@ extern "C" {
 
 namespace {
 
-constexpr rlim_t kLongest = 5;           // seconds of computing; an hour's recording takes some hundredths
+constexpr rlim_t kLongest = 2;           // seconds of computing; an hour's recording takes some hundredths
 constexpr rlim_t kMemory = 500'000'000;  // bytes; ten hours of pictures and sound take some tens of millions
 constexpr unsigned kMostTracks = 256;    // as many as can be trimmed; readers take time by their square
 
@@ -83,9 +83,9 @@ int main(int argc, char* argv[]) {
     return 2;
   }
   // A file that keeps the reader busy for ever, or wants more memory than any movie needs, is no movie to edit.
-  rlimit seconds{kLongest, kLongest};
+  rlimit seconds{kLongest, kLongest + 1};
   setrlimit(RLIMIT_CPU, &seconds);
-#ifndef __SANITIZE_ADDRESS__
+#ifndef ZEVANTI_SANITIZED
   rlimit memory{kMemory, kMemory};
   setrlimit(RLIMIT_DATA, &memory);
 #endif

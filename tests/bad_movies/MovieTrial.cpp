@@ -17,6 +17,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <new>
 #include <thread>
 
@@ -30,16 +31,28 @@ constexpr rlim_t kMemory = 1'000'000'000;  // bytes
 
 /// How far the process has come, for who looks at it when it has ended.
 struct Progress {
-  char stage[64];
+  char stage[64], slowest[64];
+  double entered, longest;  ///< seconds of computing: when the stage began, and what the slowest one took
   bool opened, shown, trimmed;
 };
 
+void enter(Progress& progress, const char* stage) {
+  timespec used{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+  const double now = static_cast<double>(used.tv_sec) + 1e-9 * static_cast<double>(used.tv_nsec);
+  if (now - progress.entered > progress.longest) {
+    progress.longest = now - progress.entered;
+    std::memcpy(progress.slowest, progress.stage, sizeof progress.stage);
+  }
+  progress.entered = now;
+  std::strncpy(progress.stage, stage, sizeof progress.stage - 1);
+}
+
 void open(Progress& progress, const fs::path& movie, const fs::path& output) {
-  const auto enter = [&](const char* stage) { std::strncpy(progress.stage, stage, sizeof progress.stage - 1); };
   dispatch_main::attachToCurrentThread([] {});
   AVPlayer::setConfiguration({.audio = false, .openGL = false});
 
-  enter("opening");
+  enter(progress, "opening");
   const auto asset = AVURLAsset::initWithURL_options(NSURL::fileURLWithPath(movie), nullptr);
   const auto item = AVPlayerItem::initWithAsset(asset);
   auto player = AVPlayer::initWithPlayerItem(item);
@@ -51,19 +64,19 @@ void open(Progress& progress, const fs::path& movie, const fs::path& output) {
   // Zero, no number and a century are lengths to be reckoned with.
   const double end = std::isfinite(length) ? std::clamp(length, 0.0, 4e9) : 0;
 
-  enter("playing");
+  enter(progress, "playing");
   player->play();
   dispatch_main::runUntil([&] { return player->videoOutput()->copyFrame() != nullptr; }, 0.3);
   progress.shown = player->videoOutput()->copyFrame() != nullptr;
   player->pause();
 
-  enter("scrubbing");
+  enter(progress, "scrubbing");
   for (const double part : {0.9, 0.1, 0.5, 1.0, 0.0}) {
     player->seekToTime(CMTimeMakeWithSeconds(part * end, 1'000'000));
     dispatch_main::runUntil([&] { return !player->isSeeking(); }, progress.opened ? kLongestWait : 0.1);
   }
 
-  enter("thumbnails");
+  enter(progress, "thumbnails");
   auto generator = AVAssetImageGenerator::initWithAsset(asset);
   generator->setMaximumSize({128, 128});
   std::vector<CMTime> times;
@@ -73,7 +86,7 @@ void open(Progress& progress, const fs::path& movie, const fs::path& output) {
       times, [&](CMTime, const CGImageRef&, CMTime, const NSErrorPtr&) { ++made; });
   dispatch_main::runUntil([&] { return made == times.size(); }, kLongestWait);
 
-  enter("trimming");
+  enter(progress, "trimming");
   auto session = AVAssetExportSession::initWithAsset_presetName(asset, AVAssetExportPresetPassthrough);
   session->setOutputURL(NSURL::fileURLWithPath(output));
   session->setOutputFileType(AVFileTypeM4V);
@@ -84,12 +97,12 @@ void open(Progress& progress, const fs::path& movie, const fs::path& output) {
   dispatch_main::runUntil([&] { return finished.load(); }, kLongestWait);
   progress.trimmed = session->status() == AVAssetExportSessionStatus::Completed;
 
-  enter("closing");
+  enter(progress, "closing");
   player.reset();
   generator.reset();
   session.reset();
   dispatch_main::waitForBackgroundWork(kLongestWait);
-  enter("ended");
+  enter(progress, "ended");
 }
 
 [[noreturn]] void tryMovie(Progress& progress, const fs::path& movie, const fs::path& folder) {
@@ -97,17 +110,17 @@ void open(Progress& progress, const fs::path& movie, const fs::path& output) {
   if (chdir(outside.c_str()) != 0 || !std::freopen("/dev/null", "w", stderr)) _exit(3);  // the libraries' remarks
   for (const char* variable : {"HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME"})
     setenv(variable, outside.c_str(), 1);
-#ifndef __SANITIZE_ADDRESS__
+#ifndef ZEVANTI_SANITIZED
   const rlimit memory{kMemory, kMemory};
   setrlimit(RLIMIT_DATA, &memory);
 #endif
   alarm(static_cast<unsigned>(2 * kLongestWait));
   // What the host lets through is opened.
-  std::strncpy(progress.stage, "examining", sizeof progress.stage - 1);
+  enter(progress, "examining");
   const std::string probe = "'" ZEVANTI_BUILD_DIR "/zevanti-probe' '" + movie.string() + "' >/dev/null";
   if (const int status = std::system(probe.c_str()); status != 0) {
     const bool crashed = WEXITSTATUS(status) != 1 && WEXITSTATUS(status) != 128 + SIGXCPU;
-    if (!crashed) std::strncpy(progress.stage, "ended", sizeof progress.stage - 1);
+    if (!crashed) enter(progress, "ended");
     _exit(0);
   }
   open(progress, movie, folder / "trimmed.m4v");
@@ -130,11 +143,10 @@ MovieTrial::Result MovieTrial::run(const fs::path& movie) const {
   rusage used{};
   wait4(process, &status, 0, &used);
   result.opened = progress.opened, result.shown = progress.shown, result.trimmed = progress.trimmed;
-  result.seconds = static_cast<double>(used.ru_utime.tv_sec + used.ru_stime.tv_sec) +
-                   1e-6 * static_cast<double>(used.ru_utime.tv_usec + used.ru_stime.tv_usec);
+  result.seconds = progress.longest;
   result.megabytes = static_cast<double>(used.ru_maxrss) / 1000;
 
-  const std::string stage = progress.stage;
+  const std::string stage = progress.stage, slowest = progress.slowest;
   munmap(shared, sizeof(Progress));
   if (WIFSIGNALED(status)) {
     result.fault = std::string(WTERMSIG(status) == SIGALRM ? "hangs" : strsignal(WTERMSIG(status))) + " while " + stage;
@@ -144,9 +156,9 @@ MovieTrial::Result MovieTrial::run(const fs::path& movie) const {
     result.fault = "wrote " + fs::directory_iterator(folder_ / "outside")->path().string();
   } else if (result.trimmed != fs::exists(folder_ / "trimmed.m4v")) {
     result.fault = result.trimmed ? "trimmed without a file" : "a file is left of a failed trim";
-#ifndef __SANITIZE_ADDRESS__
+#ifndef ZEVANTI_SANITIZED
   } else if (result.seconds > kLongest) {
-    result.fault = "took " + std::to_string(result.seconds) + " s of computing";
+    result.fault = "took " + std::to_string(result.seconds) + " s of computing while " + slowest;
   } else if (result.megabytes > 1000) {
     result.fault = "took " + std::to_string(result.megabytes) + " MB";
 #endif

@@ -13,7 +13,7 @@ class MovieTrial {
   struct Result {
     std::string fault;  ///< what must not be; empty when all was well
     bool opened = false, shown = false, trimmed = false;
-    double seconds = 0;    ///< of computing, all threads together
+    double seconds = 0;    ///< of computing, all threads together, in the stage that took longest
     double megabytes = 0;  ///< of memory, the most at one time
   };
   Result run(const std::filesystem::path& movie) const;

@@ -132,6 +132,7 @@ double usualLength(const Scenario& scenario) {
 TEST(Kill, AtAnyMomentLosesNothing) {
   const auto seed = static_cast<unsigned>(amount("ZEVANTI_SOAK_SEED", 1));
   const int runs = amount("ZEVANTI_SOAK_KILLS", 8);
+  const int onlyOne = amount("ZEVANTI_SOAK_KILL", 0);  // one run again, by its number
   std::mt19937 random(seed);
   std::map<std::string, int> killed;
   for (int number = 1; number <= runs; ++number) {
@@ -147,6 +148,7 @@ TEST(Kill, AtAnyMomentLosesNothing) {
     constexpr const char* names[] = {"host", "extension", "both"};
     const std::size_t which = std::uniform_int_distribution<std::size_t>(0, 2)(random);
     const double part = std::uniform_real_distribution<double>(0, 1)(random);
+    if (onlyOne != 0 && number != onlyOne) continue;
     const double moment = part * usualLength(scenario);
     if (testing::Test::HasFailure()) return;
 
