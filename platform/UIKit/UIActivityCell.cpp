@@ -75,7 +75,10 @@ void UIActivityCell::layoutSubviews() {
                                                    tile.origin.y + std::round((iconSize - size.height * scale) / 2),
                                                    size.width * scale, size.height * scale));
   }
-  title_->setFrame(CGRectMake(labelMargin, tile.maxY() + labelGap, width - 2 * labelMargin, labelHeight));
+  // Letters of other scripts make higher lines; one that doesn't fit would be left out.
+  const CGFloat twoLines = 2 * std::ceil(UITextSizeInWidth(title_->text(), title_->font(), 10000).height + 0.5F);
+  title_->setFrame(
+      CGRectMake(labelMargin, tile.maxY() + labelGap, width - 2 * labelMargin, std::max(labelHeight, twoLines)));
 }
 
 void UIActivityCell::setPressed(bool pressed) {

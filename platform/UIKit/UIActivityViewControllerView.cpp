@@ -154,9 +154,16 @@ void UIActivityViewController::viewDidLayoutSubviews() {
   const CGFloat textWidth = std::max(size.width - x - headMargin, 0.0F);
   const bool twoLines = UITextSize(headline_->text(), headlineFont).width > textWidth;
   headline_->setNumberOfLines(twoLines ? 2 : 1);
+  // Letters of other scripts make higher lines; one that doesn't fit would be left out.
+  const CGFloat higher =
+      twoLines ? std::max(2 * std::ceil(UITextSizeInWidth(headline_->text(), headlineFont, 10000).height + 0.5F) -
+                              2 * headlineHeight,
+                          0.0F)
+               : 0;
+  const CGFloat firstLine = 7 - std::floor(higher / 2), bothLines = 2 * headlineHeight + higher;
   place(*headline_,
-        CGRectMake(x, twoLines ? 7 : headPadding + 3, textWidth, twoLines ? 2 * headlineHeight : headlineHeight));
-  place(*detail_, CGRectMake(x, twoLines ? 2 * headlineHeight + 6 : headPadding + 24, textWidth, 17));
+        CGRectMake(x, twoLines ? firstLine : headPadding + 3, textWidth, twoLines ? bothLines : headlineHeight));
+  place(*detail_, CGRectMake(x, twoLines ? firstLine + bothLines - 1 : headPadding + 24, textWidth, 17));
   line_->setFrame(CGRectMake(0, top - line, size.width, line));
 
   grid_->setFrame(CGRectMake(0, top, size.width, std::max(bottom - top, 0.0F)));
