@@ -153,4 +153,12 @@ TEST_F(VideoTest, AReplacedPlayerGivesUpTheScreen) {
   layer->setPlayer(player);
   theWindow().commit();
   ASSERT_TRUE(waitForPicture());
+
+  const QRect place = picturePlace();
+  const QImage before = theWindow().grab().copy(place);
+  const auto asset = AVURLAsset::initWithURL_options(NSURL::fileURLWithPath(recordings::path("basic.mp4")), nullptr);
+  player = AVPlayer::initWithPlayerItem(AVPlayerItem::initWithAsset(asset));
+  layer->setPlayer(player);
+  EXPECT_EQ(theWindow().grab().copy(place), before) << "the picture stays until the next player has one";
+  ASSERT_TRUE(waitForPicture());
 }

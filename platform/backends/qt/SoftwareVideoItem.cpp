@@ -20,7 +20,8 @@ class SoftwareVideoItem::Screen : public PictureItem {
  protected:
   void updatePolish() override {
     const CGImageRef frame = frames_.output() ? frames_.output()->copyFrame() : nullptr;
-    if (frame != frame_) {
+    // A new player's first picture takes the place of the last one, or the screen would be black in between.
+    if (frame != frame_ && (frame || !frames_.output())) {
       frame_ = frame;
       setImage(toQImage(frame));
       host_.mirror().pictureChanged();
