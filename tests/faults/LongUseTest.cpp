@@ -62,7 +62,9 @@ TEST(LongUse, LeavesMemoryDescriptorsThreadsAndProcessesAsTheyWere) {
   for (int cycle = 1; cycle <= cycles; ++cycle) {
     ASSERT_EQ(HostSession(options).run(), 0) << "in cycle " << cycle;
     ASSERT_EQ(session.saved().size(), 1U);
-    if (cycle == 1) EXPECT_NEAR(movieDuration(session.saved()[0]), 7, 0.1);
+    if (cycle == 1) {
+      EXPECT_NEAR(movieDuration(session.saved()[0]), 7, 0.1);
+    }
     fs::remove_all(session.library());
     ASSERT_TRUE(session.leftovers().empty()) << session.leftovers()[0];
     const Holdings now = holdings(family);
