@@ -19,9 +19,10 @@ extern "C" {
 
 namespace {
 
-constexpr rlim_t kLongest = 2;           // seconds of computing; an hour's recording takes some hundredths
-constexpr rlim_t kMemory = 500'000'000;  // bytes; ten hours of pictures and sound take some tens of millions
-constexpr unsigned kMostTracks = 256;    // as many as can be trimmed; readers take time by their square
+constexpr rlim_t kLongest = 2;  // seconds of computing; an hour's recording takes some hundredths
+[[maybe_unused]] constexpr rlim_t kMemory =
+    500'000'000;                       // bytes; ten hours of pictures and sound take some tens of millions
+constexpr unsigned kMostTracks = 256;  // as many as can be trimmed; readers take time by their square
 
 int readFile(void* opaque, std::uint8_t* buffer, int size) {
   ssize_t count = read(*static_cast<int*>(opaque), buffer, static_cast<std::size_t>(size));

@@ -25,9 +25,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr double kLongest = 5;             // seconds of computing
-constexpr double kLongestWait = 60;        // seconds on the clock, on a machine that does much else
-constexpr rlim_t kMemory = 1'000'000'000;  // bytes
+constexpr double kLongest = 5;                              // seconds of computing
+constexpr double kLongestWait = 60;                         // seconds on the clock, on a machine that does much else
+[[maybe_unused]] constexpr rlim_t kMemory = 1'000'000'000;  // bytes
 
 /// How far the process has come, for who looks at it when it has ended.
 struct Progress {
