@@ -25,7 +25,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr double kLongest = 5;                              // seconds of computing
+[[maybe_unused]] constexpr double kLongest = 5;             // seconds of computing
 constexpr double kLongestWait = 60;                         // seconds on the clock, on a machine that does much else
 [[maybe_unused]] constexpr rlim_t kMemory = 1'000'000'000;  // bytes
 
