@@ -1,8 +1,11 @@
 #include "movie_tool/StreamChannels.h"
 
+#include "platform/backends/isobmff/BitReader.h"
+
 #include <algorithm>
 #include <array>
 
+using isobmff::BitReader;
 using isobmff::ByteReader;
 using isobmff::ByteSpan;
 
@@ -19,23 +22,6 @@ std::optional<ByteSpan> descriptor(ByteReader& reader, unsigned kind) {
   }
   return reader.take(std::min<std::size_t>(length, reader.remaining()));
 }
-
-class BitReader {
- public:
-  explicit BitReader(ByteSpan bytes) : bytes_(bytes) {}
-  unsigned bits(int count) {
-    unsigned value = 0;
-    for (; count > 0; --count, ++at_) {
-      const bool bit = at_ / 8 < bytes_.size() && (bytes_[at_ / 8] >> (7 - at_ % 8) & 1) != 0;
-      value = value << 1 | unsigned(bit);
-    }
-    return value;
-  }
-
- private:
-  ByteSpan bytes_;
-  std::size_t at_ = 0;
-};
 
 }  // namespace
 

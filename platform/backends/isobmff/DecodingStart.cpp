@@ -1,5 +1,6 @@
 #include "platform/backends/isobmff/DecodingStart.h"
 
+#include "platform/backends/isobmff/BitReader.h"
 #include "platform/backends/isobmff/SampleDescription.h"
 
 #include <algorithm>
@@ -21,33 +22,6 @@ constexpr std::uint32_t kUntilSettled = 40;
 constexpr std::uint32_t kReordering = 32;
 /// Pictures behind one that have to be of the same kind where the tables call all of them key pictures.
 constexpr std::uint32_t kIntraPictures = 8;
-
-/// Reads bits, highest first; zeros behind the end.
-class BitReader {
- public:
-  explicit BitReader(ByteSpan bytes) : bytes_(bytes) {}
-
-  std::uint32_t bit() {
-    const std::size_t at = position_ >> 3;
-    const std::uint32_t value = at < bytes_.size() ? bytes_[at] >> (7 - (position_ & 7)) & 1U : 0;
-    ++position_;
-    return value;
-  }
-
-  /// An unsigned Exponential-Golomb number.
-  std::uint32_t golomb() {
-    int zeros = 0;
-    while (zeros < 32 && !bit()) ++zeros;
-    if (zeros >= 32) return 0;
-    std::uint32_t value = 1;
-    for (int i = 0; i < zeros; ++i) value = value << 1 | bit();
-    return value - 1;
-  }
-
- private:
-  ByteSpan bytes_;
-  std::size_t position_ = 0;
-};
 
 /// The count in a recovery point message among the messages of a supplemental unit; nothing when it has none.
 std::optional<std::uint32_t> recoveryMessage(ByteSpan unit, bool hevc) {

@@ -1,5 +1,7 @@
 #include "platform/backends/isobmff/SampleGroupReader.h"
 
+#include "platform/backends/isobmff/BitReader.h"
+
 #include <algorithm>
 #include <map>
 
@@ -25,28 +27,6 @@ std::uint32_t knownLength(FourCC grouping) {
   if (grouping == fourCC("rap ")) return 1;
   return 0;
 }
-
-/// Numbers of 4, 8, 16 or 32 bits that follow each other without a gap.
-class BitReader {
- public:
-  explicit BitReader(ByteSpan bytes) : bytes_(bytes) {}
-
-  /// 0 behind the end.
-  std::uint32_t read(int bits) {
-    std::uint32_t value = 0;
-    for (; bits > 0; bits -= 4, ++nibble_) {
-      const std::size_t at = nibble_ / 2;
-      const unsigned byte = at < bytes_.size() ? bytes_[at] : 0;
-      value = value << 4 | (nibble_ % 2 == 0 ? byte >> 4 : byte & 0xF);
-    }
-    return value;
-  }
-  bool isOver() const { return nibble_ > 2 * bytes_.size(); }
-
- private:
-  ByteSpan bytes_;
-  std::size_t nibble_ = 0;
-};
 
 }  // namespace
 
@@ -111,14 +91,14 @@ std::optional<SampleGroup> SampleGroupReader::readCompact(ByteSpan csgp) {
   if (patterns > csgp.size()) return std::nullopt;  // each has a byte at least
   limits_.takeRuns(patterns);
   std::vector<Pattern> list(patterns);
-  for (Pattern& pattern : list) pattern = {bits.read(lengthBits), bits.read(countBits)};
+  for (Pattern& pattern : list) pattern = {bits.bits(lengthBits), bits.bits(countBits)};
   const std::uint32_t localBit = (flags & 0x80) != 0 ? 1U << (indexBits - 1) : 0;
   std::vector<SampleGroup::Run> steps;
   for (const Pattern& pattern : list) {
     if (pattern.length == 0 || pattern.length > 2 * csgp.size()) return std::nullopt;
     steps.clear();
     for (std::uint32_t i = 0; i < pattern.length; ++i) {
-      std::uint32_t description = bits.read(indexBits);
+      std::uint32_t description = bits.bits(indexBits);
       if ((description & localBit) != 0) description = kLocal + (description & ~localBit);
       if (!steps.empty() && steps.back().description == description) {
         ++steps.back().count;
