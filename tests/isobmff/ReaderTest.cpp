@@ -1,8 +1,10 @@
+#include "platform/backends/isobmff/ByteReader.h"
 #include "platform/backends/isobmff/CutPlan.h"
 #include "platform/backends/isobmff/MovieReader.h"
 #include "platform/backends/isobmff/PlayerTimeline.h"
 #include "platform/backends/posix/FileDescriptor.h"
 #include "tests/data/Recordings.h"
+#include "tests/isobmff/BoxBuilder.h"
 #include "tests/isobmff/ReferenceReader.h"
 
 #include <fcntl.h>
@@ -10,6 +12,9 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
 
 using isobmff::fourCC;
 using isobmff::Movie;
@@ -48,6 +53,40 @@ std::vector<reference::Packet> samples(const Track& track) {
     }
   }
   return result;
+}
+
+/// A copy of a recording whose tracks of pictures and sound both show these stretches: length and begin in
+/// milliseconds, -1 for nothing.
+std::string withEdits(const std::string& name, const std::vector<std::pair<int, int>>& edits) {
+  const std::string source = variant("short_" + name, name, "-map 0:v -map 0:a:0 -c copy -t 6");
+  std::ifstream file(source, std::ios::binary);
+  std::string bytes((std::istreambuf_iterator<char>(file)), {});
+  const auto movie = read(source);
+  const std::size_t moov = bytes.rfind("moov") - 4;  // behind the media: nothing moves
+  std::string index = bytes.substr(moov);
+  std::size_t from = 0;
+  for (const Track& track : movie->tracks) {
+    std::string list = box_builder::u32(edits.size());
+    for (const auto& [length, begin] : edits) {
+      const std::int64_t time =
+          begin < 0 ? -1 : track.edits.at(0).mediaTime + std::int64_t(begin) * track.timescale / 1000;
+      list +=
+          box_builder::u32(std::uint32_t(length)) + box_builder::u32(std::uint32_t(time)) + box_builder::u32(0x10000);
+    }
+    const std::string edts = box_builder::box("edts", box_builder::fullBox("elst", 0, 0, list));
+    const std::size_t place = index.find("edts", from) - 4;
+    const std::size_t old = isobmff::loadU32(reinterpret_cast<const std::uint8_t*>(&index[place]));
+    index.replace(place, old, edts);
+    from = place + edts.size();
+    const std::size_t trak = index.rfind("trak", place) - 4;
+    for (const std::size_t at : {std::size_t(0), trak}) {
+      const std::uint32_t size = isobmff::loadU32(reinterpret_cast<const std::uint8_t*>(&index[at]));
+      index.replace(at, 4, box_builder::u32(size + edts.size() - old));
+    }
+  }
+  const std::string path = ZEVANTI_TEST_DATA "/variants/edits_" + name;
+  std::ofstream(path, std::ios::binary) << bytes.substr(0, moov) << index;
+  return path;
 }
 
 /// Every sample, as libavformat's packets say.
@@ -137,6 +176,55 @@ TEST(PlayerTimeline, IsThatOfLibavformat) {
       const bool pictures = movie->tracks[t].handler == fourCC("vide");
       EXPECT_NEAR(timeline.start(), pictures ? start : std::max(start, 0.0), pictures ? 1e-4 : 0.0214);
       EXPECT_NEAR(timeline.end(), end, pictures ? 0.005 : 0.0214);
+    }
+  }
+}
+
+TEST(PlayerTimeline, LaterStretchesBeginWhereLibavformatLetsThemBegin) {
+  std::mt19937 random(5);
+  const auto number = [&](int from, int to) { return std::uniform_int_distribution<int>(from, to)(random); };
+  for (const char* name : {"basic.mp4", "bframes60.mp4", "opengop.mp4"}) {
+    for (int round = 0; round < 6; ++round) {
+      // Milliseconds, at no picture's or packet's begin; some go back, some show nothing.
+      std::vector<std::pair<int, int>> edits;  // length and begin
+      int at = 0;
+      for (int i = number(2, 3); i > 0; --i) {
+        at = round % 2 ? number(0, 4000) : at + number(0, 900);
+        edits.push_back({round == 4 && i == 1 ? 0 : number(100, 1200), at});
+        at += edits.back().first;
+      }
+      if (round == 5) edits.insert(edits.begin(), {number(1, 700), -1});
+      const std::string path = withEdits(name, edits);
+      SCOPED_TRACE(path + " " + testing::PrintToString(edits));
+      const auto movie = read(path);
+      ASSERT_TRUE(movie);
+      const auto streams = reference::packets(path, true);
+      for (std::size_t t = 0; t < streams.size(); ++t) {
+        SCOPED_TRACE("track " + std::to_string(t));
+        const Track& track = movie->tracks[t];
+        const std::vector<reference::Packet> media = samples(track);
+        const isobmff::PlayerTimeline timeline(*movie, track);
+        const std::vector<isobmff::ShownSegment>& segments = timeline.segments();
+        const bool pictures = track.handler == fourCC("vide");
+        // Each packet that is shown lies where the timeline says. But for a few at the beginning of a stretch, which
+        // come behind the last one of the stretch before and belong in front of it.
+        std::size_t shown = 0, late = 0;
+        for (const reference::Packet& packet : streams[t]) {
+          if (packet.hidden) continue;
+          ++shown;
+          const auto sample = std::find_if(media.begin(), media.end(),
+                                           [&](const auto& each) { return each.position == packet.position; });
+          ASSERT_NE(sample, media.end());
+          late += std::none_of(segments.begin(), segments.end(), [&](const isobmff::ShownSegment& segment) {
+            const double time = double(sample->presentationTime) / track.timescale;
+            const std::int64_t last = sample->presentationTime + (pictures ? 0 : sample->duration - 1);
+            return sample->presentationTime < segment.endTick && last >= segment.firstTick &&
+                   std::abs(packet.start - (segment.start + time - segment.mediaStart)) < 2e-5;
+          });
+        }
+        EXPECT_GT(shown, 5U);
+        EXPECT_LE(late, pictures ? 4 * (segments.size() - 1) : 0) << "of " << shown;
+      }
     }
   }
 }

@@ -16,13 +16,13 @@ constexpr std::uint64_t kLargestGroupBytes = 12U << 20;  // a few milliseconds' 
 constexpr std::uint64_t kReadBehindFirst = 16, kReadInFront = 32, kReadBehindLast = 96;  // samples
 constexpr std::uint64_t kNearlyTogether = 64 << 10;                                      // bytes
 
-/// The run that holds the sample with the source's number `index`; `runs.end()` for none.
-std::vector<SampleRun>::const_iterator runOf(const std::vector<SampleRun>& runs, std::uint32_t index) {
-  const auto after = std::upper_bound(runs.begin(), runs.end(), index,
-                                      [](std::uint32_t value, const SampleRun& run) { return value < run.index; });
-  if (after == runs.begin()) return runs.end();
-  const auto run = std::prev(after);
-  return index - run->index < run->count ? run : runs.end();
+/// The first or last run that holds the sample with the source's number `index`; `runs.end()` for none. An edit list
+/// that goes back has samples twice.
+std::vector<SampleRun>::const_iterator runOf(const std::vector<SampleRun>& runs, std::uint32_t index, bool last) {
+  const auto holds = [index](const SampleRun& run) { return index >= run.index && index - run.index < run.count; };
+  if (!last) return std::find_if(runs.begin(), runs.end(), holds);
+  const auto found = std::find_if(runs.rbegin(), runs.rend(), holds);
+  return found == runs.rend() ? runs.end() : std::prev(found.base());
 }
 
 ExportExpectations::Piece pieceOf(const SampleRun& run, std::uint32_t index) {
@@ -125,7 +125,8 @@ ExportExpectations ExportExpectations::of(const isobmff::Movie& movie, const iso
   for (std::size_t i = 0; i < plan.tracks.size(); ++i) {
     const isobmff::TrackPlan& planned = plan.tracks[i];
     if (!planned.firstShown || !planned.lastShown) continue;
-    const auto first = runOf(planned.runs, *planned.firstShown), last = runOf(planned.runs, *planned.lastShown);
+    const auto first = runOf(planned.runs, *planned.firstShown, false);
+    const auto last = runOf(planned.runs, *planned.lastShown, true);
     if (first == planned.runs.end() || last == planned.runs.end()) continue;
 
     Track track;

@@ -10,10 +10,16 @@ namespace isobmff {
 bool multiplyTimes(TrackCut& cut, std::int64_t factor);
 
 /// Cuts a track of which several ranges are shown by cutting each by itself and putting the parts behind each other, so
-/// that what lies between them does not stay in the media: players that pass over the edit list would play it. Ranges
-/// whose media overlap (each with what has to be decoded first), or do not rise, are cut as one.
+/// that what lies between them does not stay in the media: players that pass over the edit list would play it. What
+/// several ranges need, to show it or to decode it, stands in the new track's tables once for each of them. More than
+/// 64 ranges are cut as one.
+///
+/// libavformat counts the pictures' times from that one on which is decoded first of those that an edit shows (see
+/// PlayerTimeline). So in each part that one is decoded the same time before the first one shown.
+///
 /// `cutRanges` is told whether it makes the beginning of the new track.
 using RangesCutter = std::function<CutOutcome(const std::vector<MediaRange>&, bool beginning, TrackCut&)>;
-CutOutcome cutJoined(const std::vector<MediaRange>& ranges, const RangesCutter& cutRanges, TrackCut& cut);
+CutOutcome cutJoined(const std::vector<MediaRange>& ranges, bool pictures, const RangesCutter& cutRanges,
+                     TrackCut& cut);
 
 }  // namespace isobmff

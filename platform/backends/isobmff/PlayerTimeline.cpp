@@ -1,15 +1,20 @@
 #include "platform/backends/isobmff/PlayerTimeline.h"
 
 #include "platform/backends/isobmff/CutPlan.h"
+#include "platform/backends/isobmff/PresentationOrder.h"
+#include "platform/backends/isobmff/SoundPackets.h"
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 
 namespace isobmff {
 
 namespace {
 
 constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
+/// No edit is looked at that begins later.
+constexpr std::int64_t kLatest = std::int64_t(1) << 60;
 
 std::int64_t lastPresentationTime(const SampleRun& run) {
   return run.presentationTime() + std::int64_t(run.count - 1) * run.duration;
@@ -18,7 +23,39 @@ std::int64_t lastPresentationTime(const SampleRun& run) {
 /// `duration` in ticks of one scale as the nearest number of ticks of another.
 std::int64_t rescale(std::uint64_t duration, std::uint32_t from, std::uint32_t to) {
   const long double ticks = static_cast<long double>(duration) * to / from + 0.5L;
-  return ticks < 4e18L ? std::int64_t(ticks) : kNever / 2;
+  return ticks < 1e18L ? std::int64_t(ticks) : kLatest;
+}
+
+/// An edit that shows something, in ticks of the media.
+struct Stretch {
+  std::int64_t at = 0;  ///< the sum of the edits before
+  std::int64_t from = 0, to = 0;
+  bool first = false;  ///< of all that are not empty
+};
+
+struct Stretches {
+  std::vector<Stretch> shown;
+  std::int64_t empty = 0;  ///< ticks of the empty edits before the first one that is not
+};
+
+/// Of the edit list of a track whose media end at `end`.
+Stretches stretchesOf(const Track& track, std::uint32_t movieTimescale, std::int64_t end) {
+  Stretches stretches;
+  std::int64_t at = 0;
+  bool first = true;
+  for (const EditSegment& edit : track.edits) {
+    const std::int64_t length = rescale(edit.duration, movieTimescale, track.timescale);
+    if (edit.mediaTime >= 0) {
+      const std::int64_t to = edit.mediaTime < end - length ? edit.mediaTime + length : end;
+      if (length > 0 && edit.mediaTime < to) stretches.shown.push_back({at, edit.mediaTime, to, first});
+      first = false;
+    } else if (first) {
+      stretches.empty += length;
+    }
+    at += length;
+    if (at > kLatest) break;
+  }
+  return stretches;
 }
 
 }  // namespace
@@ -33,89 +70,114 @@ bool isPlayed(const Track& track) {
 
 PlayerTimeline::PlayerTimeline(const Movie& movie, const Track& track) : track_(track) {
   if (track.runs.empty()) return;
-  std::int64_t first = kNever, end = -kNever, early = 0;
+  first_ = kNever;
+  end_ = -kNever;
   for (const SampleRun& run : track.runs) {
-    first = std::min(first, run.presentationTime());
-    early = std::max<std::int64_t>(early, -std::int64_t(run.compositionOffset));
-    const std::int64_t last = lastPresentationTime(run);
-    end = std::max(end, last + std::max<std::int64_t>(run.duration, 1));
+    first_ = std::min(first_, run.presentationTime());
+    end_ = std::max(end_, lastPresentationTime(run) + std::max<std::int64_t>(run.duration, 1));
   }
-  const double scale = track.timescale;
-
-  const auto real =
-      std::find_if(track.edits.begin(), track.edits.end(), [](const EditSegment& edit) { return edit.mediaTime >= 0; });
-  if (movie.fragmented || real == track.edits.end()) {
-    double start = double(movie.fragmented ? first + early : first) / scale;
-    if (real != track.edits.end()) {
-      start -= double(real->mediaTime) / scale;
-      if (real != track.edits.begin()) start += double(track.edits.front().duration) / movie.timescale;
-    } else if (movie.fragmented) {
-      start += double(movie.origin);
-    } else if (!track.edits.empty()) {
-      return;  // empty edits only
-    }
-    segments_.push_back({start, start + double(end - first) / scale, double(first) / scale, first, end});
+  if (movie.fragmented || track.edits.empty()) {
+    showFragments(movie);
+  } else if (isVisual(track)) {
+    showPictures(movie.timescale);
+  } else if (track.handler == fourCC("soun")) {
+    showSound(movie.timescale);
   } else {
-    double at = 0;
-    bool any = false;
-    for (const EditSegment& edit : track.edits) {
-      const double length = double(edit.duration) / movie.timescale;
-      if (edit.mediaTime < 0) {
-        at += length;
-        continue;
-      }
-      std::int64_t from = edit.mediaTime;
-      const std::int64_t ticks =
-          edit.duration == 0 ? kNever / 2 : rescale(edit.duration, movie.timescale, track.timescale);
-      const std::int64_t to = from < end - ticks ? from + ticks : end;
-      double dropped = 0;
-      if (!any && isVisual(track)) {
-        const std::int64_t whole = firstTickFrom(from);
-        if (whole > from && whole < to) {
-          dropped = double(whole - from) / scale;
-          from = whole;
-        }
-      }
-      any = true;
-      if (from < to) {
-        segments_.push_back({at, at + double(to - from) / scale, double(from) / scale, from, to});
-      }
-      at += edit.duration == 0 ? double(to - from) / scale : length - dropped;
-    }
+    showOthers(movie.timescale);
   }
 }
 
-std::int64_t PlayerTimeline::lastTick(const ShownSegment& segment) const {
-  std::int64_t found = segment.firstTick;
+/// All of the media, in one go.
+void PlayerTimeline::showFragments(const Movie& movie) {
+  std::int64_t early = 0, last = first_;
   for (const SampleRun& run : track_.runs) {
-    std::int64_t last = lastPresentationTime(run);
-    if (last >= segment.endTick && run.duration > 0) {
-      const std::int64_t steps = (segment.endTick - 1 - run.presentationTime()) / run.duration;
-      last = run.presentationTime() + std::max<std::int64_t>(steps, 0) * run.duration;
-    }
-    if (last < segment.endTick) found = std::max(found, last);
+    if (movie.fragmented) early = std::max<std::int64_t>(early, -std::int64_t(run.compositionOffset));
+    last = std::max(last, lastPresentationTime(run));
   }
-  return found;
+  const double scale = track_.timescale;
+  double start = double(first_ + early) / scale;
+  const auto real = std::find_if(track_.edits.begin(), track_.edits.end(),
+                                 [](const EditSegment& edit) { return edit.mediaTime >= 0; });
+  if (real != track_.edits.end()) {
+    start -= double(real->mediaTime) / scale;
+    if (real != track_.edits.begin()) start += double(track_.edits.front().duration) / movie.timescale;
+  } else if (movie.fragmented) {
+    start += double(movie.origin);
+  }
+  segments_.push_back({start, start + double(end_ - first_) / scale, double(first_) / scale, first_, end_, last});
+}
+
+void PlayerTimeline::showPictures(std::uint32_t movieTimescale) {
+  const double scale = track_.timescale;
+  const PresentationOrder order(track_.runs);
+  const Stretches stretches = stretchesOf(track_, movieTimescale, end_);
+  struct Found {
+    const Stretch& stretch;
+    PresentationOrder::Shown shown;
+    std::int64_t start;
+  };
+  std::vector<Found> found;
+  std::int64_t earliest = kNever;
+  for (const Stretch& stretch : stretches.shown) {
+    const auto shown = order.between(stretch.from, stretch.to);
+    if (!shown) continue;
+    found.push_back({stretch, *shown, stretch.at + (shown->earliest - shown->decoded)});
+    earliest = std::min(earliest, found.back().start);
+  }
+  const std::int64_t late = found.empty() ? 0 : std::max<std::int64_t>(earliest - stretches.empty, 0);
+  std::int64_t before = -kNever;  // when the last picture of the stretch in front begins, on the movie's timeline
+  for (Found& each : found) {
+    each.start -= late;
+    if (each.start <= before) {
+      const std::int64_t from = each.shown.earliest + (before - each.start) + 1;
+      const auto rest = from < each.stretch.to ? order.between(from, each.stretch.to) : std::nullopt;
+      if (!rest) continue;
+      each.start += rest->earliest - each.shown.earliest;
+      each.shown = *rest;
+    }
+    before = each.start + (each.shown.latest - each.shown.earliest);
+    const double start = double(each.start) / scale;
+    segments_.push_back({start, start + double(each.stretch.to - each.shown.earliest) / scale,
+                         double(each.shown.earliest) / scale, each.shown.earliest, each.stretch.to, each.shown.latest});
+  }
+}
+
+void PlayerTimeline::showSound(std::uint32_t movieTimescale) {
+  const double scale = track_.timescale;
+  const SoundPackets packets(track_.runs);
+  const std::vector<Stretch> stretches = stretchesOf(track_, movieTimescale, end_).shown;
+  for (const Stretch& stretch : stretches) {
+    std::int64_t from = stretch.from, to = stretch.to;
+    const auto begun = packets.at(from);
+    if (!begun || (!stretch.first && begun->begin < from)) {
+      const auto next = packets.from(from);
+      if (!next || next->begin >= to) continue;
+      from = next->begin;
+    }
+    const auto last = packets.at(to - 1);
+    if (last && &stretch != &stretches.back()) to = std::max(to, last->end);
+    const double start = double(stretch.at) / scale;
+    segments_.push_back({start, start + double(to - from) / scale, double(from) / scale, from, to,
+                         last ? std::max(last->begin, from) : from});
+  }
+}
+
+/// Text and the like, where the time inside a sample counts.
+void PlayerTimeline::showOthers(std::uint32_t movieTimescale) {
+  const double scale = track_.timescale;
+  const PresentationOrder order(track_.runs);
+  for (const Stretch& stretch : stretchesOf(track_, movieTimescale, end_).shown) {
+    const double start = double(stretch.at) / scale;
+    const auto shown = order.between(stretch.from, stretch.to);
+    segments_.push_back({start, start + double(stretch.to - stretch.from) / scale, double(stretch.from) / scale,
+                         stretch.from, stretch.to, shown ? shown->latest : stretch.from});
+  }
 }
 
 double PlayerTimeline::end() const {
   double end = 0;
   for (const ShownSegment& segment : segments_) end = std::max(end, segment.end);
   return end;
-}
-
-/// The earliest presentation time at or after `tick`.
-std::int64_t PlayerTimeline::firstTickFrom(std::int64_t tick) const {
-  std::int64_t found = kNever;
-  for (const SampleRun& run : track_.runs) {
-    std::int64_t time = run.presentationTime();
-    if (time < tick && run.count > 1 && run.duration > 0) {
-      const std::int64_t steps = std::min<std::int64_t>((tick - time + run.duration - 1) / run.duration, run.count - 1);
-      time += steps * run.duration;
-    }
-    if (time >= tick) found = std::min(found, time);
-  }
-  return found;
 }
 
 double playedEnd(const Movie& movie, const std::vector<PlayerTimeline>& timelines) {

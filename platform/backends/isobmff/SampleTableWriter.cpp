@@ -118,9 +118,7 @@ ChunkOffsets SampleTableWriter::write(const Box& box) {
       }
       writeOnce(std::size_t(table));
     } else if (child.type == fourCC("stsd") || child.type == fourCC("sgpd")) {
-      const std::size_t copy = out_.begin(child.type);
-      out_.append(child.payload);
-      out_.end(copy);
+      out_.append(child);
     } else if (isTableBySample(child.type)) {
       cutTableBySample(child, plan_.runs, out_);
     }
@@ -371,13 +369,19 @@ void SampleTableWriter::writeGroup(const SampleGroup& group) {
       count += samples;
     };
     std::size_t at = 0;
-    std::uint64_t begin = 0;  // index of the first sample of entry `at`
+    std::uint64_t begin = 0;    // index of the first sample of entry `at`
+    std::uint32_t unnamed = 0;  // samples since the last one that the table speaks of: it may end early
     for (const SampleRun& run : plan_.runs) {
       std::uint64_t sample = run.index;
       const std::uint64_t end = sample + run.count;
+      if (sample < begin) at = 0, begin = 0;  // an edit that goes back
       while (sample < end) {
         while (at < group.runs.size() && begin + group.runs[at].count <= sample) begin += group.runs[at++].count;
-        if (at == group.runs.size()) break;  // the table ends early, and the new one does as well
+        if (at == group.runs.size()) {
+          unnamed += std::uint32_t(end - sample);
+          break;
+        }
+        if (unnamed > 0) add(std::exchange(unnamed, 0), 0);
         const std::uint64_t until = std::min(end, begin + group.runs[at].count);
         add(std::uint32_t(until - sample), group.runs[at].description);
         sample = until;

@@ -2,6 +2,8 @@
 
 #include "platform/backends/isobmff/ByteReader.h"
 
+#include <algorithm>
+
 namespace isobmff {
 
 namespace {
@@ -9,7 +11,9 @@ namespace {
 /// A table that does not speak of all samples up to the last one in the cut is damaged, and would be blown up by those
 /// it lacks. A last packet may stand there once more, under the next number.
 void requireAll(std::uint64_t entries, const std::vector<SampleRun>& runs) {
-  if (!runs.empty() && std::uint64_t(runs.back().index) + runs.back().count > entries + 1) failDamaged("too short");
+  for (const SampleRun& run : runs) {
+    if (std::uint64_t(run.index) + run.count > entries + 1) failDamaged("too short");
+  }
 }
 
 /// Two bytes a sample.
@@ -48,25 +52,34 @@ void cutPadding(ByteReader& in, const std::vector<SampleRun>& runs, ByteWriter& 
 /// Entries for some samples, each with the distance to the one before.
 void cutParts(ByteReader& in, bool longSizes, const std::vector<SampleRun>& runs, ByteWriter& out) {
   const std::uint32_t count = in.u32();
+  const ByteReader table = in;
   const std::size_t countPlace = out.size();
   out.u32(0);
   std::uint32_t written = 0;
-  std::uint64_t sample = 0, before = 0;  // counted from 1, here and in the cut
-  std::uint64_t passed = 0;              // samples of the cut in the runs that have been passed
-  auto run = runs.begin();
-  for (std::uint32_t i = 0; i < count; ++i) {
-    sample += in.u32();
-    const std::uint16_t parts = in.u16();
-    const ByteSpan bytes = in.take(std::uint64_t(parts) * (longSizes ? 10 : 8));
-    while (run != runs.end() && sample > std::uint64_t(run->index) + run->count) passed += (run++)->count;
-    if (run == runs.end()) break;
-    if (sample <= run->index) continue;
-    const std::uint64_t number = passed + (sample - run->index);
-    out.u32(std::uint32_t(number - before));
-    out.u16(parts);
-    out.append(bytes.data(), bytes.size());
-    before = number;
-    ++written;
+  std::uint64_t before = 0;  // sample of the last entry, counted from 1, in the cut
+  std::uint64_t passed = 0;  // samples of the cut in the runs that have been passed
+  for (auto run = runs.begin(); run != runs.end();) {
+    // As far as the numbers rise; an edit may go back.
+    const auto end = std::adjacent_find(
+        run, runs.end(), [](const SampleRun& a, const SampleRun& b) { return b.index < a.index + a.count; });
+    const auto until = end == runs.end() ? end : std::next(end);
+    in = table;
+    std::uint64_t sample = 0;  // counted from 1
+    for (std::uint32_t i = 0; i < count; ++i) {
+      sample += in.u32();
+      const std::uint16_t parts = in.u16();
+      const ByteSpan bytes = in.take(std::uint64_t(parts) * (longSizes ? 10 : 8));
+      while (run != until && sample > std::uint64_t(run->index) + run->count) passed += (run++)->count;
+      if (run == until) break;
+      if (sample <= run->index) continue;
+      const std::uint64_t number = passed + (sample - run->index);
+      out.u32(std::uint32_t(number - before));
+      out.u16(parts);
+      out.append(bytes.data(), bytes.size());
+      before = number;
+      ++written;
+    }
+    for (; run != until; ++run) passed += run->count;
   }
   out.setU32(countPlace, written);
 }

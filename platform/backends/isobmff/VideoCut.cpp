@@ -191,14 +191,14 @@ std::vector<MediaRange> mediaRanges(const PlayerTimeline& timeline, bool visual,
   for (auto segment = segments.begin(); segment != segments.end(); ++segment) {
     const bool last = std::next(segment) == segments.end();
     const double nextStart = last ? std::numeric_limits<double>::infinity() : std::next(segment)->start;
-    const double from = std::max(start, segment->start), to = std::min(end, segment->end);
     const double until = std::min(end, nextStart);  // when something else is shown
+    const double from = std::max(start, segment->start), to = std::min(until, segment->end);
     if (from < to) {
-      const double held = visual && !last ? std::max(until - to, 0.0) : 0;
+      const double held = visual && !last ? until - to : 0;
       ranges.push_back(
           {from - start, segment->mediaTime(from), segment->mediaTime(to), held, segment->firstTick, segment->endTick});
     } else if (visual && start >= segment->end && start < until) {
-      const std::int64_t tick = timeline.lastTick(*segment);
+      const std::int64_t tick = segment->lastTick;
       const double length = double(std::max<std::int64_t>(segment->endTick - segment->firstTick, 1));
       const double tickLength = (segment->end - segment->start) / length;
       const double picture = segment->mediaStart + double(tick - segment->firstTick) * tickLength;
