@@ -109,7 +109,6 @@ int main(int argc, char* argv[]) {
   av_dict_set(&options, "probesize", "5000000", 0);
   int result = avformat_open_input(&context, nullptr, nullptr, &options);
   if (result < 0) {
-    if (result == AVERROR(ENOMEM)) return no("is damaged in a way that can't be read");
     if (result != AVERROR(EIO)) return no("is not a movie, or it is damaged");
     return no("can't be read: Input/output error");
   }
