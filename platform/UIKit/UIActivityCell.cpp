@@ -1,6 +1,7 @@
 #include "platform/UIKit/UIActivityCell.h"
 
 #include "platform/UIKit/UIControl.h"
+#include "platform/UIKit/UILineHeight.h"
 
 #include <algorithm>
 #include <cmath>
@@ -75,8 +76,7 @@ void UIActivityCell::layoutSubviews() {
                                                    tile.origin.y + std::round((iconSize - size.height * scale) / 2),
                                                    size.width * scale, size.height * scale));
   }
-  // Letters of other scripts make higher lines; one that doesn't fit would be left out.
-  const CGFloat twoLines = 2 * std::ceil(UITextSizeInWidth(title_->text(), title_->font(), 10000).height + 0.5F);
+  const CGFloat twoLines = UITwoLinesHeight(title_->text(), title_->font());
   title_->setFrame(
       CGRectMake(labelMargin, tile.maxY() + labelGap, width - 2 * labelMargin, std::max(labelHeight, twoLines)));
 }

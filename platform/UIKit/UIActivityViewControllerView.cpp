@@ -5,6 +5,7 @@
 #include "platform/UIKit/UIEvent.h"
 #include "platform/UIKit/UIKitStrings.h"
 #include "platform/UIKit/UILayoutDirection.h"
+#include "platform/UIKit/UILineHeight.h"
 #include "platform/UIKit/UIScreen.h"
 #include "platform/UIKit/UIWindow.h"
 
@@ -154,12 +155,8 @@ void UIActivityViewController::viewDidLayoutSubviews() {
   const CGFloat textWidth = std::max(size.width - x - headMargin, 0.0F);
   const bool twoLines = UITextSize(headline_->text(), headlineFont).width > textWidth;
   headline_->setNumberOfLines(twoLines ? 2 : 1);
-  // Letters of other scripts make higher lines; one that doesn't fit would be left out.
   const CGFloat higher =
-      twoLines ? std::max(2 * std::ceil(UITextSizeInWidth(headline_->text(), headlineFont, 10000).height + 0.5F) -
-                              2 * headlineHeight,
-                          0.0F)
-               : 0;
+      twoLines ? std::max(UITwoLinesHeight(headline_->text(), headlineFont) - 2 * headlineHeight, 0.0F) : 0;
   const CGFloat firstLine = 7 - std::floor(higher / 2), bothLines = 2 * headlineHeight + higher;
   place(*headline_,
         CGRectMake(x, twoLines ? firstLine : headPadding + 3, textWidth, twoLines ? bothLines : headlineHeight));
