@@ -4,6 +4,7 @@
 #include "platform/Dispatch/dispatch.h"
 #include "platform/Photos/PhotoLibraryStore.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <memory>
@@ -32,6 +33,8 @@ struct Library {
   std::atomic<int> pending{0}, failed{0};
   std::mutex mutex;
   std::string folder, nameForPrivateFiles = "Recording";
+  /// Paths of copies that other programs needed and the person has not asked for. Of `queue`.
+  std::vector<std::string> copiesForOthers;
 };
 
 Library& library() {
@@ -105,6 +108,17 @@ NSErrorPtr save(const SaveRequest& request, std::string* savedPath = nullptr) {
   return error;
 }
 
+/// A save that the person has asked for. A copy of the movie that is there only because it was shared becomes it.
+NSErrorPtr saveForPerson(const SaveRequest& request) {
+  auto& copies = library().copiesForOthers;
+  const auto copy = std::find_if(copies.begin(), copies.end(), [&](const std::string& path) {
+    return request.source && PhotoLibraryStore::isCopy(*request.source, path);
+  });
+  if (copy == copies.end()) return save(request);
+  copies.erase(copy);
+  return nullptr;
+}
+
 }  // namespace
 
 PHPhotoLibrary& PHPhotoLibrary::sharedPhotoLibrary() {
@@ -123,7 +137,7 @@ void PHPhotoLibrary::performChanges_completionHandler(std::function<void()> chan
     changeBlock = nullptr;  // what it holds is not needed while the files are written
     NSErrorPtr firstError;
     for (const SaveRequest& request : requests) {
-      const NSErrorPtr error = save(request);
+      const NSErrorPtr error = saveForPerson(request);
       if (!firstError) firstError = error;
     }
     if (completion) completion(!firstError, firstError);
@@ -136,7 +150,11 @@ void PHPhotoLibrary::locateOrSaveMovieAtPath_completionHandler(
                                    pending = std::make_shared<PendingRequest>()] {
     std::string savedPath;
     if (request.source) savedPath = PhotoLibraryStore::find(*request.source, folder());
-    const NSErrorPtr error = savedPath.empty() ? save(request, &savedPath) : nullptr;
+    NSErrorPtr error;
+    if (savedPath.empty()) {
+      error = save(request, &savedPath);
+      if (!error) library().copiesForOthers.push_back(savedPath);
+    }
     completion(savedPath, error);
   });
 }

@@ -14,7 +14,8 @@ class PHPhotoLibrary {
   static PHPhotoLibrary& sharedPhotoLibrary();
 
   /// Runs `changeBlock` on a queue of the library, and when its requests have been carried out calls `completion` on
-  /// such a queue: whether all was saved, and the first error.
+  /// such a queue: whether all was saved, and the first error. A movie of which `locateOrSaveMovieAtPath` has made a
+  /// copy is not saved a second time: that copy is the saved movie from then on, if it still is as it was.
   void performChanges_completionHandler(std::function<void()> changeBlock,
                                         std::function<void(bool success, NSErrorPtr error)> completion);
 

@@ -29,5 +29,7 @@ NSErrorPtr save(PhotoLibrarySource& source, const std::string& folder, const std
 /// The path of a file in `folder` that is `source` itself, or a copy of it as `save` makes them: as long, as old, and
 /// the same in every part that is looked at. Empty when there is none.
 std::string find(PhotoLibrarySource& source, const std::string& folder);
+/// Whether the file at `path` is one that `find` would give.
+bool isCopy(PhotoLibrarySource& source, const std::string& path);
 
 }  // namespace PhotoLibraryStore

@@ -104,6 +104,12 @@ std::string PhotoLibraryStore::find(PhotoLibrarySource& opened, const std::strin
   return "";
 }
 
+bool PhotoLibraryStore::isCopy(PhotoLibrarySource& opened, const std::string& path) {
+  const int source = static_cast<OpenedFile&>(opened).file.get();
+  struct stat wanted {};
+  return fstat(source, &wanted) == 0 && isSameMovie(source, wanted, path);
+}
+
 std::string PhotoLibraryStore::defaultFolder() {
   return videoDirectory() + "/Zevanti";
 }
