@@ -120,10 +120,12 @@ ScriptStep parseStep(const std::vector<std::string>& words) {
     step.kind = Kind::Form;
     step.name = words[1];
     step.value = nameFrom(2);
-  } else if (verb == "share" || verb == "shake" || verb == "time" || verb == "state" || verb == "dump") {
+  } else if (verb == "share" || verb == "shake" || verb == "close" || verb == "time" || verb == "state" ||
+             verb == "dump") {
     needWords(words, 1, 1, verb.c_str());
     step.kind = verb == "share"   ? Kind::Share
                 : verb == "shake" ? Kind::Shake
+                : verb == "close" ? Kind::Close
                 : verb == "time"  ? Kind::Time
                 : verb == "state" ? Kind::State
                                   : Kind::Dump;

@@ -6,7 +6,23 @@
 
 /// One step of a script.
 struct ScriptStep {
-  enum class Kind { Wait, Tap, Drag, Key, Shake, Resize, Share, Activity, Alert, Form, Time, State, Dump, Screenshot };
+  enum class Kind {
+    Wait,
+    Tap,
+    Drag,
+    Key,
+    Shake,
+    Resize,
+    Share,
+    Activity,
+    Alert,
+    Form,
+    Close,
+    Time,
+    State,
+    Dump,
+    Screenshot
+  };
 
   int line = 0;  ///< in the file, from 1
   Kind kind = Kind::Wait;

@@ -139,6 +139,9 @@ ScriptAction::Answer ScriptRunner::begin(const ScriptStep& step) {
     case Kind::Shake:
       context_.automation().sendShake();
       return ScriptAction::done();
+    case Kind::Close:
+      context_.automation().closeWindow();
+      return ScriptAction::done();
     case Kind::Time:
     case Kind::State:
     case Kind::Dump:

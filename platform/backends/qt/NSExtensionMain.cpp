@@ -53,6 +53,7 @@ class ExtensionProcess {
   bool makePrincipalObjects();
   void present();
   void windowClosed();
+  void closeWindow();
   void hostLeft();
   void end(int status);
   int tidyUp(int status);
@@ -152,8 +153,18 @@ void ExtensionProcess::present() {
   if (!launch_.script.empty() && UIAutomation::driver()) UIAutomation::driver()(*window_, launch_.script);
 }
 
-/// The person has closed the window: that is the editor's Cancel. The host answers by dismissing the extension.
+/// The person closes the window. What is presented may want to ask something first.
 void ExtensionProcess::windowClosed() {
+  const auto close = [this] { closeWindow(); };
+  for (auto at = controller_ ? controller_->presentedViewController() : nullptr; at;
+       at = at->presentedViewController()) {
+    if (!at->windowShouldClose(close)) return;
+  }
+  closeWindow();
+}
+
+/// That is the editor's Cancel. The host answers by dismissing the extension.
+void ExtensionProcess::closeWindow() {
   closing_ = true;
   bool asked = false;
   if (controller_) {
