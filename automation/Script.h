@@ -28,8 +28,10 @@ struct ScriptStep {
   Kind kind = Kind::Wait;
   /// What is waited for, tapped or dragged, the key, the activity, the alert's button, or the picture's path.
   std::string name;
-  /// Form: what the field is to be. Waiting for a text: a part of it.
+  /// Form: what the field is to be. Waiting for a text: a part of it; for a file: its path.
   std::string value;
+  /// Alert: there may be none.
+  bool optional = false;
   /// Wait: how long at most. Drag: where to.
   double seconds = 0;
   /// Resize: points.

@@ -31,6 +31,8 @@ thread_local std::vector<SaveRequest>* currentChange = nullptr;
 struct Library {
   dispatch_queue_t queue = dispatch_queue_create("photo library");
   std::atomic<int> pending{0}, failed{0};
+  std::atomic<bool> latestFailed{false};
+  std::atomic<float> progress{0};
   std::mutex mutex;
   std::string folder, nameForPrivateFiles = "Recording";
   /// Paths of copies that other programs needed and the person has not asked for. Of `queue`.
@@ -95,12 +97,14 @@ NSErrorPtr carryOut(const SaveRequest& request, std::string* savedPath) {
   if (!request.source) return request.openError;
   const FileName file = libraryName(request.path);
   return PhotoLibraryStore::save(*request.source, PHPhotoLibrary::sharedPhotoLibrary().folder(), file.name,
-                                 file.extension, savedPath);
+                                 file.extension, savedPath, [](float value) { library().progress = value; });
 }
 
 /// One save from beginning to end, counted and reported.
 NSErrorPtr save(const SaveRequest& request, std::string* savedPath = nullptr) {
+  library().progress = 0;
   const NSErrorPtr error = carryOut(request, savedPath);
+  library().latestFailed = error != nullptr;
   if (error) {
     ++library().failed;
     std::fprintf(stderr, "zevanti: %s\n", error->localizedDescription().c_str());
@@ -116,6 +120,7 @@ NSErrorPtr saveForPerson(const SaveRequest& request) {
   });
   if (copy == copies.end()) return save(request);
   copies.erase(copy);
+  library().latestFailed = false;
   return nullptr;
 }
 
@@ -184,11 +189,22 @@ int PHPhotoLibrary::failedSaveCount() const {
   return library().failed;
 }
 
+bool PHPhotoLibrary::latestSaveFailed() const {
+  return library().latestFailed;
+}
+
+float PHPhotoLibrary::progress() const {
+  return library().progress;
+}
+
 void PHAssetChangeRequest::creationRequestForAssetFromVideoAtFileURL(const NSURL& url) {
   if (currentChange) currentChange->push_back(makeRequest(url.path()));
 }
 
-void UISaveVideoAtPathToSavedPhotosAlbum(const std::string& path) {
-  dispatch_async(library().queue,
-                 [request = makeRequest(path), pending = std::make_shared<PendingRequest>()] { save(request); });
+void UISaveVideoAtPathToSavedPhotosAlbum(const std::string& path, std::function<void(NSErrorPtr error)> completion) {
+  dispatch_async(library().queue, [request = makeRequest(path), completion = std::move(completion),
+                                   pending = std::make_shared<PendingRequest>()] {
+    const NSErrorPtr error = save(request);
+    if (completion) completion(error);
+  });
 }

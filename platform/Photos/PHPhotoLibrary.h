@@ -36,6 +36,10 @@ class PHPhotoLibrary {
   const std::string& folder() const;
   bool hasPendingSaves() const;  ///< any thread
   int failedSaveCount() const;   ///< any thread
+  /// Whether the save that ended last has failed. Any thread.
+  bool latestSaveFailed() const;
+  /// How far the save that is under way has come, 0 to 1. Any thread.
+  float progress() const;
 };
 
 /// One change: a new movie. Only inside a change block.
@@ -44,6 +48,7 @@ class PHAssetChangeRequest {
   static void creationRequestForAssetFromVideoAtFileURL(const NSURL& url);
 };
 
-/// Saves the movie at `path` to the library in the background and reports nothing back. The file is opened before the
-/// call returns. Main queue.
-void UISaveVideoAtPathToSavedPhotosAlbum(const std::string& path);
+/// Saves the movie at `path` to the library in the background and calls `completion` (may be null) on a queue of the
+/// library: null for the error when all went well. The file is opened before the call returns. Main queue.
+void UISaveVideoAtPathToSavedPhotosAlbum(const std::string& path,
+                                         std::function<void(NSErrorPtr error)> completion = nullptr);
