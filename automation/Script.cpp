@@ -76,8 +76,8 @@ ScriptStep parseStep(const std::vector<std::string>& words) {
   };
   if (verb == "wait") {
     step.kind = Kind::Wait;
-    if (words.size() > 1 && words[1] == "text") {
-      needWords(words, 3, 4, "wait text WORDS [SECONDS]");
+    if (words.size() > 1 && (words[1] == "text" || words[1] == "file")) {
+      needWords(words, 3, 4, words[1] == "text" ? "wait text WORDS [SECONDS]" : "wait file PATH [SECONDS]");
       step.name = words[1];
       step.value = words[2];
       step.seconds = words.size() > 3 ? seconds(words[3]) : Script::kDefaultWait;
@@ -85,7 +85,8 @@ ScriptStep parseStep(const std::vector<std::string>& words) {
     }
     needWords(words, 2, 3, "wait STATE [SECONDS]");
     step.name = words[1];
-    needOneOf(step.name, {"ready", "playing", "paused", "editing", "saved", "shared", "alert", "failed", "finished"});
+    needOneOf(step.name,
+              {"ready", "playing", "paused", "editing", "saved", "settled", "shared", "alert", "failed", "finished"});
     step.seconds = words.size() > 2 ? seconds(words[2]) : Script::kDefaultWait;
   } else if (verb == "tap") {
     needWords(words, 2, words.size() + 2, "tap NAME");
@@ -111,19 +112,22 @@ ScriptStep parseStep(const std::vector<std::string>& words) {
     step.kind = Kind::Screenshot;
     step.name = words[1];
     if (!step.name.ends_with(".png")) throw BadLine{"a picture's name ends in .png"};
-  } else if (verb == "activity" || verb == "alert") {
-    needWords(words, 2, words.size() + 2, verb == "alert" ? "alert BUTTON" : "activity NAME");
-    step.kind = verb == "alert" ? Kind::Alert : Kind::Activity;
+  } else if (verb == "activity" || verb == "alert" || verb == "answer") {
+    needWords(words, 2, words.size() + 2, verb == "activity" ? "activity NAME" : (verb + " BUTTON").c_str());
+    step.kind = verb == "activity" ? Kind::Activity : Kind::Alert;
     step.name = nameFrom(1);
+    step.optional = verb == "answer";
   } else if (verb == "form") {
     needWords(words, 3, words.size() + 3, "form FIELD VALUE");
     step.kind = Kind::Form;
     step.name = words[1];
     step.value = nameFrom(2);
-  } else if (verb == "share" || verb == "shake" || verb == "time" || verb == "state" || verb == "dump") {
+  } else if (verb == "share" || verb == "shake" || verb == "close" || verb == "time" || verb == "state" ||
+             verb == "dump") {
     needWords(words, 1, 1, verb.c_str());
     step.kind = verb == "share"   ? Kind::Share
                 : verb == "shake" ? Kind::Shake
+                : verb == "close" ? Kind::Close
                 : verb == "time"  ? Kind::Time
                 : verb == "state" ? Kind::State
                                   : Kind::Dump;

@@ -6,14 +6,32 @@
 
 /// One step of a script.
 struct ScriptStep {
-  enum class Kind { Wait, Tap, Drag, Key, Shake, Resize, Share, Activity, Alert, Form, Time, State, Dump, Screenshot };
+  enum class Kind {
+    Wait,
+    Tap,
+    Drag,
+    Key,
+    Shake,
+    Resize,
+    Share,
+    Activity,
+    Alert,
+    Form,
+    Close,
+    Time,
+    State,
+    Dump,
+    Screenshot
+  };
 
   int line = 0;  ///< in the file, from 1
   Kind kind = Kind::Wait;
   /// What is waited for, tapped or dragged, the key, the activity, the alert's button, or the picture's path.
   std::string name;
-  /// Form: what the field is to be. Waiting for a text: a part of it.
+  /// Form: what the field is to be. Waiting for a text: a part of it; for a file: its path.
   std::string value;
+  /// Alert: there may be none.
+  bool optional = false;
   /// Wait: how long at most. Drag: where to.
   double seconds = 0;
   /// Resize: points.

@@ -62,6 +62,9 @@ std::string ScriptContext::failure() {
     const NSErrorPtr error = editor->avPlayerItem()->error();
     return "the movie can't be played" + (error ? ": " + error->localizedDescription() : "");
   }
+  if (editor && editor->saveFailure() && editor->saveFailure() != acknowledgedFailure_) {
+    return "the movie could not be saved: " + editor->saveFailure()->localizedDescription();
+  }
   if (const auto session = session_.lock(); session && !isSame(acknowledgedSession_, session)) {
     if (session->status() == AVAssetExportSessionStatus::Cancelled) return "the export was cancelled";
     if (session->status() == AVAssetExportSessionStatus::Failed) {
@@ -76,6 +79,7 @@ std::string ScriptContext::failure() {
 }
 
 void ScriptContext::acknowledgeFailure() {
+  if (const auto editor = this->editor()) acknowledgedFailure_ = editor->saveFailure();
   acknowledgedSession_ = session_;
   acknowledgedFailedSaves_ = PHPhotoLibrary::sharedPhotoLibrary().failedSaveCount();
 }

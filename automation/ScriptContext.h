@@ -40,4 +40,5 @@ class ScriptContext {
   std::size_t acknowledgedSaves_ = 0, typesBeforeShare_ = 0;
   Weak<AVAssetExportSession> session_, acknowledgedSession_;
   int acknowledgedFailedSaves_ = 0;
+  NSErrorPtr acknowledgedFailure_;
 };

@@ -8,7 +8,9 @@
 #include "automation/ShareActions.h"
 #include "automation/TapAction.h"
 #include "automation/WaitAction.h"
+#include "platform/Dispatch/EssentialWork.h"
 #include "platform/Dispatch/dispatch.h"
+#include "platform/UIKit/UIAlertController.h"
 
 #include <cstdio>
 #include <iostream>
@@ -17,6 +19,7 @@ namespace {
 
 constexpr double kTick = 0.005;  // seconds
 constexpr double kFarewell = 5;  // seconds for the host to take the editor off the screen
+constexpr double kAnswer = 0.3;  // seconds for the host to hear of it
 
 /// `resize W H`: done when the window has that size.
 class ResizeAction : public ScriptAction {
@@ -139,6 +142,9 @@ ScriptAction::Answer ScriptRunner::begin(const ScriptStep& step) {
     case Kind::Shake:
       context_.automation().sendShake();
       return ScriptAction::done();
+    case Kind::Close:
+      context_.automation().closeWindow();
+      return ScriptAction::done();
     case Kind::Time:
     case Kind::State:
     case Kind::Dump:
@@ -170,11 +176,18 @@ void ScriptRunner::fail(int line, const std::string& why) {
   context_.automation().finish(kFailureStatus);
 }
 
+/// Whether a save has failed that the script does not care for: a person would have to say that they have read it.
+bool ScriptRunner::isKeptByAlert() {
+  const bool hadTime = ScriptContext::now() > endDeadline_ - kFarewell + kAnswer;
+  const auto front = context_.window().frontmostPresentedViewController();
+  return hadTime && !EssentialWork::isUnderWay() && std::dynamic_pointer_cast<UIAlertController>(front);
+}
+
 void ScriptRunner::end() {
   if (endDeadline_ == 0) {
     endDeadline_ = ScriptContext::now() + kFarewell;
     if (const Strong<ZVVideoEditorViewController> editor = context_.editor()) editor->doneAction();
-  } else if (ScriptContext::now() > endDeadline_ || !context_.editor()) {
+  } else if (ScriptContext::now() > endDeadline_ || !context_.editor() || isKeptByAlert()) {
     // No host, or nothing ever on screen: nobody will dismiss it.
     context_.automation().finish(0);
     return;

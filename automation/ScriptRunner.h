@@ -33,6 +33,7 @@ class ScriptRunner : public std::enable_shared_from_this<ScriptRunner> {
   ScriptAction::Answer print(const ScriptStep& step);
   void fail(int line, const std::string& why);
   void end();
+  bool isKeptByAlert();
   /// The first step that the end of the editor keeps from being done, or null.
   const ScriptStep* stepLeftOver();
 

@@ -82,6 +82,7 @@ ScriptAction::Answer AlertAction::tick() {
   const auto front = context_.window().frontmostPresentedViewController();
   if (!tap_) {
     const auto alert = std::dynamic_pointer_cast<UIAlertController>(front);
+    if (!alert && step_.optional) return done();
     if (!alert || CAAnimator::shared().isAnimating()) {
       return ScriptContext::now() < deadline_ ? pending() : failed("there is no alert");
     }

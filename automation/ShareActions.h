@@ -35,7 +35,8 @@ class ActivityAction : public ScriptAction {
   double deadline_;
 };
 
-/// `alert BUTTON`: waits for an alert, taps that button and waits until the alert has gone.
+/// `alert BUTTON`: waits for an alert, taps that button and waits until the alert has gone. `answer BUTTON`: the same,
+/// if there is an alert.
 class AlertAction : public ScriptAction {
  public:
   AlertAction(ScriptContext& context, const ScriptStep& step);

@@ -1,10 +1,12 @@
 #include "automation/WaitAction.h"
 
+#include "platform/Dispatch/EssentialWork.h"
 #include "platform/Photos/PHPhotoLibrary.h"
 #include "platform/QuartzCore/CAAnimator.h"
 #include "platform/UIKit/UIAlertController.h"
 #include "platform/UIKit/UIDevice.h"
 
+#include <filesystem>
 #include <sstream>
 
 namespace {
@@ -33,6 +35,12 @@ ScriptAction::Answer WaitAction::tick() {
   Answer answer = pending();
   if (state_ == "saved") {
     answer = tickSaved();
+  } else if (state_ == "settled" || (state_ == "finished" && !context_.failure().empty())) {
+    answer = tickSettled();  // a save that fails keeps the editor on screen
+    if (answer.done && state_ == "settled") {
+      context_.acknowledgeSaves();
+      context_.acknowledgeFailure();
+    }
   } else if (state_ == "shared") {
     if (context_.hasShared()) answer = done();
   } else if (state_ == "alert") {
@@ -42,11 +50,12 @@ ScriptAction::Answer WaitAction::tick() {
     for (const auto& found : context_.window().reachableElements()) {
       if (found.element.label.find(text_) != std::string::npos) answer = done();
     }
+  } else if (state_ == "file") {
+    std::error_code error;
+    if (std::filesystem::exists(text_, error)) answer = done();
   } else if (state_ == "failed") {
-    if (!context_.failure().empty() && !(editor && editor->isExporting())) {
-      context_.acknowledgeFailure();
-      answer = done();
-    }
+    if (!context_.failure().empty()) answer = tickSettled();
+    if (answer.done) context_.acknowledgeFailure();
   } else if (editor && isReached(*editor)) {
     answer = done();
   } else if (editor && state_ == "ready" && editor->avPlayerItem()->status() == AVPlayerItemStatus::Failed) {
@@ -67,6 +76,15 @@ ScriptAction::Answer WaitAction::tickSaved() {
   if (PHPhotoLibrary::sharedPhotoLibrary().hasPendingSaves()) return pending();
   context_.acknowledgeSaves();
   return done();
+}
+
+ScriptAction::Answer WaitAction::tickSettled() {
+  const Strong<ZVVideoEditorViewController> editor = context_.editor();
+  const bool isQuiet =
+      !(editor && editor->isExporting()) && !EssentialWork::isUnderWay() && !CAAnimator::shared().isAnimating();
+  // What has ended last may have something to say on its way to the main queue.
+  quietTicks_ = isQuiet ? quietTicks_ + 1 : 0;
+  return quietTicks_ > 1 ? done() : pending();
 }
 
 bool WaitAction::isReached(ZVVideoEditorViewController& editor) {

@@ -4,7 +4,7 @@
 #include "automation/ScriptAction.h"
 #include "automation/ScriptContext.h"
 
-/// `wait STATE [SECONDS]`, `wait text WORDS [SECONDS]`
+/// `wait STATE [SECONDS]`, `wait text WORDS [SECONDS]`, `wait file PATH [SECONDS]`
 class WaitAction : public ScriptAction {
  public:
   WaitAction(ScriptContext& context, const ScriptStep& step);
@@ -12,9 +12,11 @@ class WaitAction : public ScriptAction {
 
  private:
   Answer tickSaved();
+  Answer tickSettled();
   bool isReached(ZVVideoEditorViewController& editor);
 
   ScriptContext& context_;
   std::string state_, text_;
   double seconds_, deadline_;
+  int quietTicks_ = 0;
 };

@@ -5,25 +5,19 @@
 #include "platform/UIKit/UIActivity.h"
 #include "support/NSFileManagerZVExtensions.h"
 
-#include <atomic>
-#include <cstdio>
 #include <utility>
 
-namespace {
-
-std::atomic<bool> latestExportFailed = false;
-
-}  // namespace
-
-bool ZVVideoEditorViewController::latestSaveFailed() {
-  return latestExportFailed;
-}
-
 void ZVVideoEditorViewController::saveAction() {
-  latestExportFailed = false;
+  latestSaveFailed_ = false;
+  saveFailure_ = nullptr;
   activityTypes()->emplace_back(UIActivityTypeSaveToCameraRoll);
   if (isTrimming()) {
     exportTrimVideoSaveToCameraRoll();
+    return;
+  }
+  if (const auto failure = obstacleToSaving()) {
+    os_trace_error("Error writing video to camera roll: %d", failure->error->code());
+    saveDidFail(*failure);
     return;
   }
   // Held by the change until the library has taken hold of the file: the editor deletes it when it goes away.
@@ -31,9 +25,13 @@ void ZVVideoEditorViewController::saveAction() {
   doneAction();
   PHPhotoLibrary::sharedPhotoLibrary().performChanges_completionHandler(
       [self] { PHAssetChangeRequest::creationRequestForAssetFromVideoAtFileURL(self->videoURL()); },
-      [](bool, const NSErrorPtr& error) {
+      [weak = weakSelf()](bool, const NSErrorPtr& error) {
         if (error) os_trace_error("Error writing video to camera roll: %d", error->code());
+        dispatch_async(dispatch_get_main_queue(), [weak, error] {
+          if (const auto self = weak.lock()) self->librarySaveDidEnd(error);
+        });
       });
+  watchSaveProgress();
 }
 
 void ZVVideoEditorViewController::exportTrimVideoSaveToCameraRoll() {
@@ -43,6 +41,19 @@ void ZVVideoEditorViewController::exportTrimVideoSaveToCameraRoll() {
     exportAgain_ = range != exportedRange_;
     return;
   }
+  const auto session = AVAssetExportSession::initWithAsset_presetName(avAsset(), AVAssetExportPresetPassthrough);
+  const NSURL output = trimFileURL();
+  session->setOutputURL(output);
+  session->setOutputFileType(AVFileTypeM4V);
+  const std::int32_t timescale = avPlayer() ? avPlayer()->currentTime().timescale : 0;
+  const CMTime start = CMTimeMakeWithSeconds(editStartTime(), timescale);
+  const CMTime end = CMTimeMakeWithSeconds(editEndTime(), timescale);
+  session->setTimeRange(CMTimeRangeMake(start, CMTimeSubtract(end, start)));
+  if (const auto failure = obstacleToExporting(session)) {
+    os_trace("ZXVideoEditorViewController: Export Trim Video Failed, due to error: %i", failure->error->code());
+    saveDidFail(*failure);
+    return;
+  }
   exportedRange_ = range;
 
   // A trimmed copy that is on screen is what is exported from: it goes only after the export has succeeded, which also
@@ -50,7 +61,6 @@ void ZVVideoEditorViewController::exportTrimVideoSaveToCameraRoll() {
   NSFileManager& manager = NSFileManager::defaultManager();
   const NSURL shownCopy = avAsset()->URL() == originalVideoURL() ? NSURL() : avAsset()->URL();
   const NSURL previous = trimFilePath();
-  const NSURL output = trimFileURL();
   if (trimFileMade_ && !(previous == shownCopy)) {
     if (previous == output) {
       manager.removeItemAtPath_error(previous.path(), nullptr);  // at once: the name is used again
@@ -59,16 +69,8 @@ void ZVVideoEditorViewController::exportTrimVideoSaveToCameraRoll() {
     }
   }
   setExporting(true);
-  const auto session = AVAssetExportSession::initWithAsset_presetName(avAsset(), AVAssetExportPresetPassthrough);
   setExportSession(session);
   setTrimFilePath(output);
-  session->setOutputURL(trimFilePath());
-  session->setOutputFileType(AVFileTypeM4V);
-  const std::int32_t timescale = avPlayer() ? avPlayer()->currentTime().timescale : 0;
-  const CMTime start = CMTimeMakeWithSeconds(editStartTime(), timescale);
-  const CMTime end = CMTimeMakeWithSeconds(editEndTime(), timescale);
-  session->setTimeRange(CMTimeRangeMake(start, CMTimeSubtract(end, start)));
-
   session->exportAsynchronouslyWithCompletionHandler(
       [self = MainQueueReference(strongSelf()), weakSession = Weak<AVAssetExportSession>(session), shownCopy] {
         const auto ended = weakSession.lock();
@@ -78,9 +80,6 @@ void ZVVideoEditorViewController::exportTrimVideoSaveToCameraRoll() {
         } else if (status == AVAssetExportSessionStatus::Failed) {
           const NSErrorPtr error = ended->error();
           os_trace("ZXVideoEditorViewController: Export Trim Video Failed, due to error: %i", error->code());
-          latestExportFailed = true;
-          // The trace is for developers; the person should know what to do.
-          std::fprintf(stderr, "zevanti: the selected part was not saved: %s\n", error->localizedDescription().c_str());
         } else {
           dispatch_sync(dispatch_get_main_queue(), [&] { self->trimExportDidEnd(ended, shownCopy); });
           return;
@@ -92,6 +91,7 @@ void ZVVideoEditorViewController::exportTrimVideoSaveToCameraRoll() {
           self->exportAgain_ = false;
           self->setExporting(false);
           self->hideExportProgress();
+          if (self->exportSession()->error()) self->saveDidFail(self->failureOfExport(*self->exportSession()));
         });
       });
   watchExportProgress();
@@ -99,9 +99,14 @@ void ZVVideoEditorViewController::exportTrimVideoSaveToCameraRoll() {
 
 void ZVVideoEditorViewController::trimExportDidEnd(const Strong<AVAssetExportSession>& session,
                                                    const NSURL& replacedFile) {
-  UISaveVideoAtPathToSavedPhotosAlbum(session->outputURL().path());
+  UISaveVideoAtPathToSavedPhotosAlbum(session->outputURL().path(), [weak = weakSelf()](const NSErrorPtr& error) {
+    dispatch_async(dispatch_get_main_queue(), [weak, error] {
+      if (const auto self = weak.lock()) self->librarySaveDidEnd(error);
+    });
+  });
   setExporting(false);
   hideExportProgress();
+  watchSaveProgress();
   trimFileMade_ = true;
   if (std::exchange(exportAgain_, false) && isTrimming()) {
     exportTrimVideoSaveToCameraRoll();

@@ -1,5 +1,6 @@
 #include "editor/ZVVideoEditorViewController.h"
 #include "platform/Dispatch/dispatch.h"
+#include "platform/Photos/PHPhotoLibrary.h"
 #include "platform/UIKit/UIKitStrings.h"
 
 namespace {
@@ -22,6 +23,21 @@ void ZVVideoEditorViewController::lookAtExportProgressAfter(double seconds, cons
     if (!self || !session || session != self->exportSession() || !self->isExporting()) return;
     self->showExportProgress(session->progress());
     self->lookAtExportProgressAfter(kInterval, watched);
+  });
+}
+
+void ZVVideoEditorViewController::watchSaveProgress() {
+  lookAtSaveProgressAfter(kPatience);
+}
+
+void ZVVideoEditorViewController::lookAtSaveProgressAfter(double seconds) {
+  dispatch_after(seconds, dispatch_get_main_queue(), [weak = weakSelf()] {
+    const auto self = weak.lock();
+    const PHPhotoLibrary& library = PHPhotoLibrary::sharedPhotoLibrary();
+    // An export has a watch of its own.
+    if (!self || self->isExporting() || !library.hasPendingSaves()) return;
+    self->showExportProgress(library.progress());
+    self->lookAtSaveProgressAfter(kInterval);
   });
 }
 

@@ -48,6 +48,7 @@ void ZVVideoEditorViewController::itemDidFinishPlaying(const Strong<NSNotificati
   pauseAction();
   if (isUIHidden()) showUI();
   avPlayer()->seekToTime(kCMTimeZero);
+  tellOfChangedMovie();  // which then has ended early, or shown something else
 }
 
 void ZVVideoEditorViewController::playAction() {

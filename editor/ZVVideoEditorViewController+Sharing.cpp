@@ -2,6 +2,7 @@
 #include "platform/Dispatch/dispatch.h"
 #include "platform/Foundation/NSBundle.h"
 #include "platform/Foundation/NSExtension.h"
+#include "platform/Foundation/NSNumberFormatter.h"
 #include "platform/Foundation/NSStringFormat.h"
 #include "platform/Foundation/os_trace.h"
 #include "platform/Photos/PHPhotoLibrary.h"
@@ -30,7 +31,7 @@ std::string durationInWords(double seconds) {
   } else {
     std::snprintf(text, sizeof text, "%lld:%02lld", whole / 60, whole % 60);
   }
-  return text;
+  return NSNumberFormatter::stringInPersonsDigits(text);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "editor/ZVSaveFailure.h"
 #include "editor/ZVVideoEditorViewControllerDelegate.h"
 #include "platform/AVFoundation/AVAsset.h"
 #include "platform/AVFoundation/AVAssetExportSession.h"
@@ -22,6 +23,7 @@
 #include <atomic>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -190,9 +192,11 @@ class ZVVideoEditorViewController : public UIViewController,
 
   // Export and saving.
   void saveAction();
-  /// Whether the latest save that a person asked for, in any editor of this process, was a trim whose export failed.
-  /// Any thread.
-  static bool latestSaveFailed();
+  /// Whether the latest save that a person asked for, in any editor of this process, has failed before it came to the
+  /// library: there was too little room, or the export of a trim failed. Any thread.
+  static bool latestSaveFailed() { return latestSaveFailed_; }
+  /// Why the latest save has failed; null while it has not, and after a later one has begun.
+  const NSErrorPtr& saveFailure() const { return saveFailure_; }
   void exportTrimVideoSaveToCameraRoll();
 
   // Sharing.
@@ -224,8 +228,25 @@ class ZVVideoEditorViewController : public UIViewController,
   /// Shows the progress of `exportSession` in the edge of the top toolbar, unless it ends soon.
   void watchExportProgress();
   void lookAtExportProgressAfter(double seconds, const Weak<AVAssetExportSession>& watched);
+  /// The same for what the library is saving.
+  void watchSaveProgress();
+  void lookAtSaveProgressAfter(double seconds);
   void showExportProgress(float progress);
   void hideExportProgress();
+  // Failures of saving, and what stands in the way.
+  /// Whether the library has room for the movie on screen, which still is what was opened.
+  std::optional<ZVSaveFailure> obstacleToSaving();
+  /// The same for what `session` is going to export and for the library's copy of it.
+  std::optional<ZVSaveFailure> obstacleToExporting(const Strong<AVAssetExportSession>& session);
+  ZVSaveFailure failureOfExport(const AVAssetExportSession& session);
+  void librarySaveDidEnd(const NSErrorPtr& error);
+  /// For what the library has not said already.
+  void saveDidFail(const ZVSaveFailure& failure);
+  void tellOfFailure(const ZVSaveFailure& failure);
+  /// Says so when another program has changed the movie on screen. Once for each movie.
+  void tellOfChangedMovie();
+  /// Shows a message above the editor and whatever that presents.
+  void presentMessage(const std::string& title, const std::string& text);
   void presentShareSheet(const ZVStoreInfo& info, const NSURL& url);
   /// The first picture of the timeline or else the one on screen, for the head of the share sheet; null when there is
   /// none yet.
@@ -238,5 +259,8 @@ class ZVVideoEditorViewController : public UIViewController,
   std::pair<double, double> exportedRange_;    ///< of the running or latest export
   bool exportAgain_ = false;                   ///< another range was asked for while one was being exported
   Strong<UIProgressView> exportProgressView_;  ///< of an export that takes its time, else null
+  inline static std::atomic<bool> latestSaveFailed_ = false;
+  NSErrorPtr saveFailure_;
+  Weak<AVURLAsset> changedMovie_;  ///< that the person has been told of
   int shareRequests_ = 0, answeredShareRequests_ = 0;
 };

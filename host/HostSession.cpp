@@ -183,8 +183,10 @@ void HostSession::loadRequested(std::size_t item, ExtensionHostLink::Answer answ
 
 void HostSession::messageReceived(const std::string& selector, const std::vector<std::string>& argument) {
   if (selector != ZVExtensionDidFinishSelector) return;
+  // An editor that stays, because a save has failed, tells all of it once more at its end.
   std::string lines;
-  for (const std::string& type : argument) lines += type + "\n";
+  for (; activityTypesPrinted_ < argument.size(); ++activityTypesPrinted_)
+    lines += argument[activityTypesPrinted_] + "\n";
   if (std::fputs(lines.c_str(), stdout) < 0 || std::fflush(stdout) != 0) outputError_ = errno;
   link_->dismiss();
 }

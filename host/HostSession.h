@@ -51,7 +51,8 @@ class HostSession {
   bool movieIsGood_ = false;
   int percentShown_ = 0;    ///< the copy's progress, on a terminal
   std::string handedOver_;  ///< the path of the private movie; empty before
-  int outputError_ = 0;     ///< why the report could not be printed
-  int signal_ = 0;          ///< the first signal that asked for the end
+  std::size_t activityTypesPrinted_ = 0;
+  int outputError_ = 0;  ///< why the report could not be printed
+  int signal_ = 0;       ///< the first signal that asked for the end
   std::optional<int> status_;
 };

@@ -7,7 +7,9 @@
 #include "movie_tool/TrimOptions.h"
 #include "platform/AVFoundation/AVAssetExportSession.h"
 #include "platform/Dispatch/dispatch.h"
+#include "platform/Foundation/NSByteCountFormatter.h"
 #include "platform/Foundation/SignalWatcher.h"
+#include "support/NSFileManagerZVExtensions.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -41,6 +43,16 @@ std::string reason(const TrimOptions& options, const AVURLAsset& asset, const NS
                     : "from " + movie_time::clock(from) + " on");
 }
 
+/// Why the copy can't be written: too little room where it goes. Empty when there is enough.
+std::string lackOfSpace(const std::string& output, const AVAssetExportSession& session) {
+  const std::int64_t missing = session.missingSpaceWithReserve(ZVScreenRecorderRequiredFreeSpace);
+  if (missing == 0) return "";
+  const std::string parent = std::filesystem::path(output).parent_path().string();
+  return "there is not enough room in the folder " + quoted(parent.empty() ? "." : parent) + ": " +
+         NSByteCountFormatter::stringFromByteCount(missing) + " more are needed (" + std::to_string(missing) +
+         " bytes); make room on its disk, or give another file with -o";
+}
+
 int report(const std::string& output, CMTimeRange taken) {
   const double start = CMTimeGetSeconds(taken.start), length = CMTimeGetSeconds(taken.duration);
   const int printed =
@@ -71,6 +83,8 @@ int run(const TrimOptions& options) {
   constexpr CMTime kForever{1'000'000'000, 1};
   const CMTime from = options.from.value_or(kCMTimeZero);
   session->setTimeRange(CMTimeRangeMake(from, CMTimeSubtract(options.to.value_or(kForever), from)));
+
+  if (const std::string problem = lackOfSpace(output, *session); !problem.empty()) return fail(problem);
 
   // A limit on files is an error like others.
   std::signal(SIGXFSZ, SIG_IGN);

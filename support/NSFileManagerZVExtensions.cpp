@@ -138,6 +138,16 @@ bool _srDeviceHasSufficientFreeSpaceForRecording(const NSFileManager& manager) {
   return _srDeviceFreeDiskSpace(manager) > static_cast<std::uint64_t>(ZVScreenRecorderRequiredFreeSpace);
 }
 
+std::int64_t _srMissingSpaceForBytes_inFolder(const NSFileManager& manager, std::int64_t bytes,
+                                              const std::string& folder) {
+  const auto free = manager.fileSystemFreeSizeForPath_error(manager.existingFolderForPath(folder), nullptr);
+  constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max();
+  const std::int64_t needed =
+      bytes > most - ZVScreenRecorderRequiredFreeSpace ? most : bytes + ZVScreenRecorderRequiredFreeSpace;
+  if (!free || *free >= static_cast<std::uint64_t>(needed)) return 0;
+  return needed - static_cast<std::int64_t>(*free);
+}
+
 std::uint64_t _srDeviceFreeDiskSpace(const NSFileManager& manager) {
   return manager.fileSystemFreeSizeForPath_error(_srTempPath(manager), nullptr).value_or(0);
 }

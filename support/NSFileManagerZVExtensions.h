@@ -60,6 +60,12 @@ void _srDeleteFilesWithPrefix(const NSFileManager& manager, const std::string& p
 /// Whether more than `ZVScreenRecorderRequiredFreeSpace` bytes are free for the temporary directory.
 bool _srDeviceHasSufficientFreeSpaceForRecording(const NSFileManager& manager);
 
+/// How many bytes are missing at `folder`, which need not exist yet, to write `bytes` there and still have
+/// `ZVScreenRecorderRequiredFreeSpace` left; 0 when there is room, and when the file system does not say. Other than
+/// the operations above it works on any folder.
+std::int64_t _srMissingSpaceForBytes_inFolder(const NSFileManager& manager, std::int64_t bytes,
+                                              const std::string& folder);
+
 /// Bytes that this user can still write on the temporary directory's file system; 0 when that can't be read.
 std::uint64_t _srDeviceFreeDiskSpace(const NSFileManager& manager);
 

@@ -8,6 +8,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,11 @@ class AVURLAsset : public NSObject {
   /// lives, even when the name has been given to another file or removed. The plain path when the file could not be
   /// opened.
   const std::string& readablePath() const;
+  /// Bytes that this file has now, whatever has become of its name; nothing when it could not be opened.
+  std::optional<std::int64_t> fileLength() const;
+  /// Whether another program has shortened the file since the asset was made, or written something else at its
+  /// beginning. One that only grows has not changed, nor one that has lost its name to another.
+  bool hasChanged() const;
   /// The tracks of a media type in file order; cover pictures are not video tracks.
   std::vector<Strong<AVAssetTrack>> tracksWithMediaType(const std::string& mediaType) const;
   /// The end of the longest track in the times that the player shows.

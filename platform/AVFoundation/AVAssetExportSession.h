@@ -57,6 +57,15 @@ class AVAssetExportSession : public NSObject {
   /// Which sound tracks are mixed into the one that AVAssetExportPresetHighestQuality writes; null, as at first: all.
   void setAudioMix(const Strong<AVMutableAudioMix>& mix);
 
+  /// Bytes of the new file, estimated: the part of the source's bytes that the range has of its length. All of them
+  /// when the source does not say how long it is. Waits for the asset to be probed. Any thread.
+  std::int64_t estimatedOutputFileLength() const;
+  /// Bytes that are missing in the folder of `outputURL` for what the export would write there while it runs, by that
+  /// estimate, and `reserve` bytes more; 0 when there is room, and when the file system does not say how much it has.
+  /// Nothing is needed for blocks that the new file will share with the source, twice as much for a recording that is
+  /// repacked on the way. Any thread.
+  std::int64_t missingSpaceWithReserve(std::int64_t reserve) const;
+
   /// Returns at once; `handler` is called once, on a queue of the session's own, never on the main queue. The session
   /// keeps itself alive until then.
   void exportAsynchronouslyWithCompletionHandler(std::function<void()> handler);

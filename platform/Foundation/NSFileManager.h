@@ -41,4 +41,13 @@ class NSFileManager {
                                                                           NSErrorPtr* error) const;
   /// Free bytes for this user on the file system that holds `path` (NSFileSystemFreeSize).
   std::optional<std::uint64_t> fileSystemFreeSizeForPath_error(const std::string& path, NSErrorPtr* error) const;
+  /// Whether this user may change what is at `path`; of a folder: make files in it.
+  bool isWritableFileAtPath(const std::string& path) const;
+  /// `path`, or the nearest folder above it that exists: where its file system is asked about before it is made.
+  std::string existingFolderForPath(const std::string& path) const;
+  /// Whether what is written at one of these paths, made or not, takes room from the other.
+  bool isSameFileSystem(const std::string& path, const std::string& other) const;
+  /// Whether a copy of the file at `path` in `folder` would share its blocks, and so take no room. Tried with a few
+  /// bytes in a file without a name.
+  bool canShareBlocksOfItemAtPath_inFolder(const std::string& path, const std::string& folder) const;
 };

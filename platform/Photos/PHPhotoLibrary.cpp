@@ -4,6 +4,7 @@
 #include "platform/Dispatch/dispatch.h"
 #include "platform/Photos/PhotoLibraryStore.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <memory>
@@ -30,8 +31,12 @@ thread_local std::vector<SaveRequest>* currentChange = nullptr;
 struct Library {
   dispatch_queue_t queue = dispatch_queue_create("photo library");
   std::atomic<int> pending{0}, failed{0};
+  std::atomic<bool> latestFailed{false};
+  std::atomic<float> progress{0};
   std::mutex mutex;
   std::string folder, nameForPrivateFiles = "Recording";
+  /// Paths of copies that other programs needed and the person has not asked for. Of `queue`.
+  std::vector<std::string> copiesForOthers;
 };
 
 Library& library() {
@@ -92,17 +97,31 @@ NSErrorPtr carryOut(const SaveRequest& request, std::string* savedPath) {
   if (!request.source) return request.openError;
   const FileName file = libraryName(request.path);
   return PhotoLibraryStore::save(*request.source, PHPhotoLibrary::sharedPhotoLibrary().folder(), file.name,
-                                 file.extension, savedPath);
+                                 file.extension, savedPath, [](float value) { library().progress = value; });
 }
 
 /// One save from beginning to end, counted and reported.
 NSErrorPtr save(const SaveRequest& request, std::string* savedPath = nullptr) {
+  library().progress = 0;
   const NSErrorPtr error = carryOut(request, savedPath);
+  library().latestFailed = error != nullptr;
   if (error) {
     ++library().failed;
     std::fprintf(stderr, "zevanti: %s\n", error->localizedDescription().c_str());
   }
   return error;
+}
+
+/// A save that the person has asked for. A copy of the movie that is there only because it was shared becomes it.
+NSErrorPtr saveForPerson(const SaveRequest& request) {
+  auto& copies = library().copiesForOthers;
+  const auto copy = std::find_if(copies.begin(), copies.end(), [&](const std::string& path) {
+    return request.source && PhotoLibraryStore::isCopy(*request.source, path);
+  });
+  if (copy == copies.end()) return save(request);
+  copies.erase(copy);
+  library().latestFailed = false;
+  return nullptr;
 }
 
 }  // namespace
@@ -123,7 +142,7 @@ void PHPhotoLibrary::performChanges_completionHandler(std::function<void()> chan
     changeBlock = nullptr;  // what it holds is not needed while the files are written
     NSErrorPtr firstError;
     for (const SaveRequest& request : requests) {
-      const NSErrorPtr error = save(request);
+      const NSErrorPtr error = saveForPerson(request);
       if (!firstError) firstError = error;
     }
     if (completion) completion(!firstError, firstError);
@@ -136,7 +155,11 @@ void PHPhotoLibrary::locateOrSaveMovieAtPath_completionHandler(
                                    pending = std::make_shared<PendingRequest>()] {
     std::string savedPath;
     if (request.source) savedPath = PhotoLibraryStore::find(*request.source, folder());
-    const NSErrorPtr error = savedPath.empty() ? save(request, &savedPath) : nullptr;
+    NSErrorPtr error;
+    if (savedPath.empty()) {
+      error = save(request, &savedPath);
+      if (!error) library().copiesForOthers.push_back(savedPath);
+    }
     completion(savedPath, error);
   });
 }
@@ -166,11 +189,22 @@ int PHPhotoLibrary::failedSaveCount() const {
   return library().failed;
 }
 
+bool PHPhotoLibrary::latestSaveFailed() const {
+  return library().latestFailed;
+}
+
+float PHPhotoLibrary::progress() const {
+  return library().progress;
+}
+
 void PHAssetChangeRequest::creationRequestForAssetFromVideoAtFileURL(const NSURL& url) {
   if (currentChange) currentChange->push_back(makeRequest(url.path()));
 }
 
-void UISaveVideoAtPathToSavedPhotosAlbum(const std::string& path) {
-  dispatch_async(library().queue,
-                 [request = makeRequest(path), pending = std::make_shared<PendingRequest>()] { save(request); });
+void UISaveVideoAtPathToSavedPhotosAlbum(const std::string& path, std::function<void(NSErrorPtr error)> completion) {
+  dispatch_async(library().queue, [request = makeRequest(path), completion = std::move(completion),
+                                   pending = std::make_shared<PendingRequest>()] {
+    const NSErrorPtr error = save(request);
+    if (completion) completion(error);
+  });
 }

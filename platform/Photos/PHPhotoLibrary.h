@@ -14,7 +14,8 @@ class PHPhotoLibrary {
   static PHPhotoLibrary& sharedPhotoLibrary();
 
   /// Runs `changeBlock` on a queue of the library, and when its requests have been carried out calls `completion` on
-  /// such a queue: whether all was saved, and the first error.
+  /// such a queue: whether all was saved, and the first error. A movie of which `locateOrSaveMovieAtPath` has made a
+  /// copy is not saved a second time: that copy is the saved movie from then on, if it still is as it was.
   void performChanges_completionHandler(std::function<void()> changeBlock,
                                         std::function<void(bool success, NSErrorPtr error)> completion);
 
@@ -35,6 +36,10 @@ class PHPhotoLibrary {
   const std::string& folder() const;
   bool hasPendingSaves() const;  ///< any thread
   int failedSaveCount() const;   ///< any thread
+  /// Whether the save that ended last has failed. Any thread.
+  bool latestSaveFailed() const;
+  /// How far the save that is under way has come, 0 to 1. Any thread.
+  float progress() const;
 };
 
 /// One change: a new movie. Only inside a change block.
@@ -43,6 +48,7 @@ class PHAssetChangeRequest {
   static void creationRequestForAssetFromVideoAtFileURL(const NSURL& url);
 };
 
-/// Saves the movie at `path` to the library in the background and reports nothing back. The file is opened before the
-/// call returns. Main queue.
-void UISaveVideoAtPathToSavedPhotosAlbum(const std::string& path);
+/// Saves the movie at `path` to the library in the background and calls `completion` (may be null) on a queue of the
+/// library: null for the error when all went well. The file is opened before the call returns. Main queue.
+void UISaveVideoAtPathToSavedPhotosAlbum(const std::string& path,
+                                         std::function<void(NSErrorPtr error)> completion = nullptr);

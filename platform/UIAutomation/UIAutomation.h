@@ -24,6 +24,8 @@ class UIAutomation {
   virtual void sendText(const std::string& text) = 0;
   virtual void sendShake() = 0;
   virtual void resize(CGSize points) = 0;
+  /// What the button in the window's frame does.
+  virtual void closeWindow() = 0;
   /// Draws what is pending, then writes the window's picture as PNG and calls `done` (false: could not be written).
   virtual void screenshot(const std::string& path, std::function<void(bool)> done) = 0;
   /// The principal view controller of the extension.

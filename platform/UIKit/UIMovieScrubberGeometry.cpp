@@ -1,5 +1,7 @@
 #include "platform/UIKit/UIMovieScrubberGeometry.h"
 
+#include "platform/Foundation/NSNumberFormatter.h"
+
 #include <cmath>
 #include <cstdio>
 
@@ -42,5 +44,5 @@ std::string UIMovieScrubberTimeText(double seconds) {
   } else {
     std::snprintf(text, sizeof text, "%lld:%02lld.%02lld", whole / 60, whole % 60, hundredths % 100);
   }
-  return text;
+  return NSNumberFormatter::stringInPersonsDigits(text);
 }

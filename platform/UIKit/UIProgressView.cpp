@@ -1,5 +1,6 @@
 #include "platform/UIKit/UIProgressView.h"
 
+#include "platform/Foundation/NSNumberFormatter.h"
 #include "platform/UIKit/UILayoutDirection.h"
 
 #include <algorithm>
@@ -52,6 +53,6 @@ std::vector<UIAccessibilityElement> UIProgressView::accessibilityElements() {
   element.label = accessibilityLabel();
   element.role = UIAccessibilityRole::ProgressBar;
   element.frame = bounds();
-  element.value = std::to_string(static_cast<int>(progress_ * 100)) + " %";
+  element.value = NSNumberFormatter::percentStringFromPart(static_cast<double>(progress_));
   return {element};
 }

@@ -93,6 +93,9 @@ class UIViewController : public UIResponder {
   /// A touch has ended beside the presented view, where the presentation lets that close it. The base class dismisses
   /// the controller.
   virtual void cancelPresentation();
+  /// The person closes the window while this controller is on screen. NO keeps it open, for a question first; to call
+  /// `close` then closes it after all. The base class asks the children.
+  virtual bool windowShouldClose(const std::function<void()>& close);
   /// Whether `responder` is this controller, its view, or anything in them or in a child.
   bool isInResponderChainOf(const Strong<UIResponder>& responder) const;
 

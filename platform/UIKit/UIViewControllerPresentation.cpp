@@ -71,6 +71,12 @@ void UIViewController::cancelPresentation() {
   dismissViewControllerAnimated_completion(true, nullptr);
 }
 
+bool UIViewController::windowShouldClose(const std::function<void()>& close) {
+  const auto children = children_;
+  return std::all_of(children.begin(), children.end(),
+                     [&](const auto& child) { return child->windowShouldClose(close); });
+}
+
 bool UIViewController::isInResponderChainOf(const Strong<UIResponder>& responder) const {
   for (const UIResponder* at = responder.get(); at; at = at->nextResponder()) {
     if (at == this) return true;

@@ -1,6 +1,7 @@
 #include "plugins/PublishToYouTube/FormCells.h"
 
 #include "platform/UIKit/UILayoutDirection.h"
+#include "platform/UIKit/UIWindow.h"
 
 #include <algorithm>
 #include <cmath>
@@ -11,6 +12,7 @@ ZV_REGISTER_CLASS(PublishingDescriptionCell, "PublishingDescriptionCell", UITabl
                    {"setPlaceholderText:", runtime::method(&PublishingDescriptionCell::setPlaceholderText)}})
 ZV_REGISTER_CLASS(PublishingCategoryCell, "PublishingCategoryCell", UITableViewCell,
                   {{"setCategoryString:", runtime::method(&PublishingCategoryCell::setCategoryString)}})
+ZV_REGISTER_CLASS(PublishingControlCell, "PublishingControlCell", UITableViewCell, {})
 ZV_REGISTER_CLASS(PublishingViewCell, "PublishingViewCell", UITableViewCell, {})
 
 namespace {
@@ -23,6 +25,20 @@ std::string textOf(const Strong<NSString>& string) {
 }
 
 }  // namespace
+
+bool PublishingTap::follow(const UITouch& touch) {
+  constexpr float mostMovement = 10;  // points
+  if (touch.phase == UITouchPhase::Began) {
+    if (!start_) start_ = Start{touch.identifier, touch.locationInWindow};
+    return false;
+  }
+  if (!start_ || start_->identifier != touch.identifier) return false;
+  const CGPoint from = start_->at;
+  const bool strayed = std::hypot(touch.locationInWindow.x - from.x, touch.locationInWindow.y - from.y) > mostMovement;
+  if (touch.phase == UITouchPhase::Moved && !strayed) return false;
+  start_.reset();
+  return touch.phase == UITouchPhase::Ended && !strayed;
+}
 
 PublishingTextFieldCell::PublishingTextFieldCell() : field_(std::make_shared<UITextField>()) {
   detailTextLabel()->setHidden(true);
@@ -41,6 +57,11 @@ void PublishingTextFieldCell::layoutSubviews() {
   const CGFloat left = margin + caption;
   field_->setFrame(UIRectInLayoutDirection(CGRectMake(left, 0, std::max(size.width - margin - left, 0.0F), size.height),
                                            size.width));
+}
+
+void PublishingTextFieldCell::handleTouch(const UITouch& touch) {
+  UITableViewCell::handleTouch(touch);
+  if (tap_.follow(touch)) field_->becomeFirstResponder();
 }
 
 PublishingDescriptionCell::PublishingDescriptionCell() : text_(std::make_shared<UITextView>()) {
@@ -73,6 +94,33 @@ void PublishingDescriptionCell::layoutSubviews() {
   const CGFloat room = size.width - 2 * margin, top = padding + captionHeight + captionGap;
   textLabel()->setFrame(CGRectMake(margin, padding, room, captionHeight));
   text_->setFrame(CGRectMake(margin, top, room, std::max(size.height - top, 0.0F)));
+}
+
+void PublishingDescriptionCell::handleTouch(const UITouch& touch) {
+  UITableViewCell::handleTouch(touch);
+  if (tap_.follow(touch)) text_->becomeFirstResponder();
+}
+
+Strong<PublishingControlCell> PublishingControlCell::cellWithCaption_control(const std::string& caption,
+                                                                             const Strong<UIControl>& control) {
+  auto cell = std::make_shared<PublishingControlCell>();
+  cell->textLabel()->setText(caption);
+  cell->control_ = control;
+  control->setAccessibilityLabel(caption);
+  cell->setAccessoryView(control);
+  return cell;
+}
+
+void PublishingControlCell::handleTouch(const UITouch& touch) {
+  UITableViewCell::handleTouch(touch);
+  if (!tap_.follow(touch) || !window() || !control_->isUserInteractionEnabled()) return;
+  const auto elements = control_->accessibilityElements();
+  const auto chosen =
+      std::find_if(elements.begin(), elements.end(), [](const UIAccessibilityElement& each) { return each.checked; });
+  // Of several words the chosen one; a switch is one element.
+  if (chosen != elements.end() || elements.size() == 1) {
+    window()->setFocus(control_, (chosen != elements.end() ? *chosen : elements.front()).label);
+  }
 }
 
 void PublishingCategoryCell::setCategoryString(const Strong<NSString>& category) {

@@ -1,13 +1,29 @@
 #pragma once
 
 #include "platform/Foundation/NSValueObjects.h"
+#include "platform/UIKit/UIControl.h"
 #include "platform/UIKit/UITableViewCell.h"
 #include "platform/UIKit/UITextField.h"
 #include "platform/UIKit/UITextView.h"
 
+#include <optional>
 #include <string>
 
-/// A row with a caption and a line to type in.
+/// Tells taps beside a row's control from the beginning of a scroll.
+class PublishingTap {
+ public:
+  /// Whether the touch has just become a tap.
+  bool follow(const UITouch& touch);
+
+ private:
+  struct Start {
+    int identifier;
+    CGPoint at;
+  };
+  std::optional<Start> start_;
+};
+
+/// A row with a caption and a line to type in; a tap on the caption leads there, too.
 class PublishingTextFieldCell : public UITableViewCell {
   ZV_OBJECT(PublishingTextFieldCell)
  public:
@@ -15,9 +31,11 @@ class PublishingTextFieldCell : public UITableViewCell {
   void setCaption(const std::string& caption);
   const Strong<UITextField>& textField() const { return field_; }
   void layoutSubviews() override;
+  void handleTouch(const UITouch& touch) override;
 
  private:
   Strong<UITextField> field_;
+  PublishingTap tap_;
 };
 
 /// The row for the description: as high as its text. Answers `setValue:` and `setPlaceholderText:`, each with a text or
@@ -32,9 +50,24 @@ class PublishingDescriptionCell : public UITableViewCell {
   const Strong<UITextView>& textView() const { return text_; }
   CGFloat heightForWidth(CGFloat width) const override;
   void layoutSubviews() override;
+  void handleTouch(const UITouch& touch) override;
 
  private:
   Strong<UITextView> text_;
+  PublishingTap tap_;
+};
+
+/// A row with a caption and a control at its end; a tap on the caption gives the control the keyboard's focus.
+class PublishingControlCell : public UITableViewCell {
+  ZV_OBJECT(PublishingControlCell)
+ public:
+  static Strong<PublishingControlCell> cellWithCaption_control(const std::string& caption,
+                                                               const Strong<UIControl>& control);
+  void handleTouch(const UITouch& touch) override;
+
+ private:
+  Strong<UIControl> control_;
+  PublishingTap tap_;
 };
 
 /// The row that shows the category. Answers `setCategoryString:`.

@@ -8,11 +8,21 @@
 #include "plugins/PublishToYouTube/upload/LocalizedText.h"
 #include "plugins/PublishToYouTube/upload/ServiceAddresses.h"
 
+#include <chrono>
+#include <cstdio>
 #include <utility>
 
 using publishing::durationText, publishing::localized, publishing::percentText;
 
 ZV_REGISTER_CLASS(PublishToYouTubeAgent, "PublishToYouTubeAgent", NSObject, {})
+
+namespace {
+
+double now() {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+}  // namespace
 
 Strong<UINavigationController> PublishToYouTubeAgent::navigationController() {
   if (navigation_) return navigation_;
@@ -31,7 +41,11 @@ Strong<UINavigationController> PublishToYouTubeAgent::navigationController() {
                         const auto delegate = self ? self->delegate_.lock() : nullptr;
                         if (delegate) delegate->publishingAgentDoneButtonClicked(*self);
                       },
-                      forward(&PublishToYouTubeAgent::changeAccount)});
+                      forward(&PublishToYouTubeAgent::formChanged), forward(&PublishToYouTubeAgent::changeAccount),
+                      [weak](const std::function<void()>& close) {
+                        const auto self = weak.lock();
+                        return !self || self->windowShouldClose(close);
+                      }});
   navigation_ = UINavigationController::initWithRootViewController(form_);
   navigation_->setModalPresentationStyle(UIModalPresentationStyle::FormSheet);
   return navigation_;
@@ -40,11 +54,42 @@ Strong<UINavigationController> PublishToYouTubeAgent::navigationController() {
 void PublishToYouTubeAgent::showForm() {
   if (const auto delegate = delegate_.lock()) delegate->publishingAgentWillBeDisplayed(*this);
   if (stage_ != Stage::Form) return;
+  lookForAccount();
+  if (mediaIsReady_) lookForKept();
+  suggestToGoOn();
+  if (const auto error = checkClient()) {
+    tellFailure(error->localizedDescription(), [this] { return checkClient(); });
+  } else if (!form_->status().isFailure) {
+    showState();
+  }
+}
+
+NSErrorPtr PublishToYouTubeAgent::checkClient() const {
   NSErrorPtr error;
-  if (!publishing::ClientRegistration::load(publishing::ClientRegistration::defaultPath(), &error) && error) {
-    tellFailure(error->localizedDescription());
+  publishing::ClientRegistration::load(publishing::ClientRegistration::defaultPath(), &error);
+  return error;
+}
+
+void PublishToYouTubeAgent::formChanged() {
+  if (stage_ != Stage::Form) return;
+  if (!form_->status().isFailure) return showState();
+  if (!check_) return;
+  if (const auto error = check_()) {
+    tellFailure(error->localizedDescription(), std::move(check_));
   } else {
+    check_ = nullptr;
+    showState();
+  }
+}
+
+void PublishToYouTubeAgent::showState() {
+  if (stage_ != Stage::Form || preparationFailed_) return;
+  if (!mediaIsReady_) {
     showPreparation();
+  } else if (kept_) {
+    showKept();
+  } else {
+    form_->setStatus({});
   }
 }
 
@@ -53,11 +98,11 @@ void PublishToYouTubeAgent::showForm() {
 void PublishToYouTubeAgent::setMediaIsReady(bool ready) {
   mediaIsReady_ = ready;
   if (!ready || !form_) return;
+  lookForKept();
   if (stage_ == Stage::Preparation) {
     startUpload();
-  } else if (stage_ == Stage::Form && !form_->status().isFailure) {
-    form_->setStatus({});
-    suggestToGoOn();
+  } else if (!form_->status().isFailure) {
+    showState();
   }
 }
 
@@ -92,7 +137,10 @@ void PublishToYouTubeAgent::publish() {
   if (stage_ != Stage::Form || preparationFailed_) return;
   form_->view()->endEditing(true);
   if (const auto error = form_->details().check()) {
-    tellFailure(error->localizedDescription());
+    tellFailure(error->localizedDescription(), [form = std::weak_ptr(form_)]() -> NSErrorPtr {
+      const auto self = form.lock();
+      return self ? self->details().check() : nullptr;
+    });
     return;
   }
   form_->setEditable(false);
@@ -106,15 +154,22 @@ void PublishToYouTubeAgent::publish() {
 
 void PublishToYouTubeAgent::startUpload() {
   stage_ = Stage::Connection;
+  PublishingStatusView::Status status;
+  status.text = localized("Connecting…");
+  form_->setStatus(status);
+  if (search_ == Search::Running) return;  // goes on when that is done
+  if (kept_ && !goesOn() && !keptIsTold_) {
+    // Nobody knew yet that it begins anew.
+    stage_ = Stage::Form;
+    form_->setEditable(true);
+    return showKept();
+  }
   NSErrorPtr error;
   publisher_ = makePublisher(&error);
   if (!publisher_) {
     tellFailure(error ? error->localizedDescription() : std::string());
     return;
   }
-  PublishingStatusView::Status status;
-  status.text = localized("Connecting…");
-  form_->setStatus(std::move(status));
   publisher_->publish(mediaPath_, form_->details());
 }
 
@@ -128,16 +183,60 @@ Strong<publishing::Publisher> PublishToYouTubeAgent::makePublisher(NSErrorPtr* e
   return publishing::Publisher::create(*addresses, events(), std::move(options));
 }
 
-void PublishToYouTubeAgent::suggestToGoOn() {
+void PublishToYouTubeAgent::lookForKept() {
+  if (search_ != Search::NotYet) return;
   NSErrorPtr error;
+  search_ = Search::Done;
   publisher_ = makePublisher(&error);
   if (!publisher_) return;  // told when it matters
-  publisher_->findKeptDetails(mediaPath_, [weak = weak_from_this()](const publishing::VideoDetails& details) {
+  search_ = Search::Running;
+  publisher_->findKept(mediaPath_, [weak = weak_from_this()](const auto& kept) {
+    if (const auto self = std::static_pointer_cast<PublishToYouTubeAgent>(weak.lock())) self->keptWasFound(kept);
+  });
+}
+
+void PublishToYouTubeAgent::keptWasFound(const std::optional<publishing::Publisher::KeptUpload>& kept) {
+  search_ = Search::Done;
+  kept_ = kept;
+  if (stage_ == Stage::Connection) return startUpload();
+  suggestToGoOn();
+  if (!form_->status().isFailure) showState();
+}
+
+void PublishToYouTubeAgent::suggestToGoOn() {
+  if (stage_ == Stage::Form && kept_ && !form_->isFilledIn()) form_->suggestDetails(kept_->details);
+}
+
+void PublishToYouTubeAgent::showKept() {
+  keptIsTold_ = true;
+  PublishingStatusView::Status status;
+  if (goesOn()) {
+    status.text = localized("Publishing of this recording was interrupted at %@. It goes on when you tap Publish.",
+                            {percentText(kept_->part)});
+  } else {
+    status.text = localized(
+        "Publishing of this recording was interrupted at %@. With other details than then it starts "
+        "again from the beginning.",
+        {percentText(kept_->part)});
+    status.button = localized("Use the Earlier Details");
+    status.pressed = [weak = weak_from_this()] {
+      const auto self = std::static_pointer_cast<PublishToYouTubeAgent>(weak.lock());
+      if (!self || self->stage_ != Stage::Form || !self->kept_) return;
+      self->form_->view()->endEditing(true);
+      self->form_->suggestDetails(self->kept_->details);
+      self->showState();
+    };
+  }
+  form_->setStatus(std::move(status));
+}
+
+void PublishToYouTubeAgent::lookForAccount() {
+  NSErrorPtr error;
+  accountFinder_ = makePublisher(&error);
+  if (!accountFinder_) return;
+  accountFinder_->findSignIn([weak = weak_from_this()](bool isKept) {
     const auto self = std::static_pointer_cast<PublishToYouTubeAgent>(weak.lock());
-    if (!self || self->stage_ != Stage::Form || !self->form_->suggestDetails(details)) return;
-    PublishingStatusView::Status status;
-    status.text = localized("An upload of this video was interrupted. Publish it to go on where it stopped.");
-    self->form_->setStatus(std::move(status));
+    if (self && isKept) self->form_->setHasAccount(true);
   });
 }
 
@@ -147,6 +246,7 @@ void PublishToYouTubeAgent::changeAccount() {
   const auto publisher = makePublisher(&error);
   if (!publisher) return tellFailure(error ? error->localizedDescription() : std::string());
   publisher->signOut();
+  form_->setHasAccount(false);
   PublishingStatusView::Status status;
   status.text = localized("You will be asked to sign in when you publish.");
   form_->setStatus(std::move(status));
@@ -165,6 +265,7 @@ publishing::Publisher::Events PublishToYouTubeAgent::events() {
     const auto self = weak.lock();
     if (!self || self->stage_ != Stage::Connection) return;
     ++self->reports_;
+    self->form_->setHasAccount(true);
     PublishingStatusView::Status status;
     status.text = localized("Signed in. Connecting…");
     self->form_->setStatus(std::move(status));
@@ -211,12 +312,12 @@ void PublishToYouTubeAgent::showUpload(const publishing::Progress& progress) {
           : 0;
   PublishingStatusView::Status status;
   status.text = localized("Uploading… %@", {percentText(uploaded_)});
-  if (progress.secondsRemaining)
-    status.text += " · " + localized("%@ left", {durationText(*progress.secondsRemaining)});
+  if (const auto remaining = remaining_.tell(now(), progress.secondsRemaining))
+    status.text += " · " + localized("%@ left", {durationText(*remaining)});
   status.progress = uploaded_;
   status.button = localized("Cancel");
   status.pressed = [weak = weak_from_this()] {
-    if (const auto self = std::static_pointer_cast<PublishToYouTubeAgent>(weak.lock())) self->stop();
+    if (const auto self = std::static_pointer_cast<PublishToYouTubeAgent>(weak.lock())) self->cancel();
   };
   form_->setStatus(std::move(status));
 }
@@ -265,53 +366,113 @@ void PublishToYouTubeAgent::uploadSucceeded(const std::string& address) {
   if (stage_ != Stage::Upload) return;
   stage_ = Stage::Ended;
   mediaURL_ = address;
+  PublishToYouTubeForm::discardDraft();
+  // For whoever publishes to send the link on. The result's alert has no room for it.
+  UIPasteboard::generalPasteboard().setString(address);
+  std::fprintf(stderr, "zevanti: the video is at %s\n", address.c_str());
   PublishingStatusView::Status status;
-  status.text = localized("The video is at %@", {address});
+  status.text = localized("The address of the video is on the clipboard:");
+  status.address = address;
   form_->setStatus(std::move(status));
   endQuestion([self = std::static_pointer_cast<PublishToYouTubeAgent>(shared_from_this())] {
     if (const auto delegate = self->delegate_.lock()) delegate->publishingAgentDidEndPublishing_error(*self, nullptr);
   });
 }
 
+// The end.
+
 void PublishToYouTubeAgent::cancel() {
-  if (stage_ == Stage::Upload) {
-    askWhetherToStop();
-  } else {
-    stop();
-  }
+  if (stage_ == Stage::Upload) return askWhetherToStop(nullptr);
+  form_->keepDraft();
+  // An upload of a former use is not what the person cancels.
+  stop(kept_ ? Uploaded::Kept : Uploaded::Discarded);
 }
 
-void PublishToYouTubeAgent::askWhetherToStop() {
-  if (const auto question = question_.lock(); question && navigation_->presentedViewController() == question) return;
-  const auto question = UIAlertController::alertControllerWithTitle_message_preferredStyle(
-      localized("Stop the upload?"), localized("What has been uploaded so far is thrown away."),
-      UIAlertControllerStyle::Alert);
-  question->addAction(UIAlertAction::actionWithTitle_style_handler(
-      localized("Stop"), UIAlertActionStyle::Destructive, [weak = weak_from_this()](UIAlertAction&) {
-        if (const auto self = std::static_pointer_cast<PublishToYouTubeAgent>(weak.lock())) self->stop();
-      }));
-  question->addAction(
-      UIAlertAction::actionWithTitle_style_handler(localized("Continue"), UIAlertActionStyle::Cancel, nullptr));
+bool PublishToYouTubeAgent::windowShouldClose(const std::function<void()>& close) {
+  if (stage_ == Stage::Upload) {
+    askWhetherToStop(close);
+    return false;
+  }
+  if (stage_ == Stage::Ended || !form_->isFilledIn()) return true;
+  askWhetherToClose(close);
+  return false;
+}
+
+bool PublishToYouTubeAgent::isAsking() const {
+  const auto question = question_.lock();
+  return question && navigation_->presentedViewController() == question;
+}
+
+void PublishToYouTubeAgent::ask(const Strong<UIAlertController>& question) {
   question_ = question;
   navigation_->presentViewController_animated_completion(question, true, nullptr);
 }
 
+void PublishToYouTubeAgent::askWhetherToStop(std::function<void()> then) {
+  if (isAsking()) {
+    if (then) afterStop_ = std::move(then);
+    return;
+  }
+  afterStop_ = std::move(then);
+  const auto question = UIAlertController::alertControllerWithTitle_message_preferredStyle(
+      localized("Stop the upload?"),
+      localized("What has been uploaded so far can be kept for six days: publish this recording again, and it goes on "
+                "from there."),
+      UIAlertControllerStyle::Alert);
+  const auto add = [&](const std::string& title, UIAlertActionStyle style, std::optional<Uploaded> uploaded) {
+    auto action =
+        UIAlertAction::actionWithTitle_style_handler(title, style, [weak = weak_from_this(), uploaded](UIAlertAction&) {
+          const auto self = std::static_pointer_cast<PublishToYouTubeAgent>(weak.lock());
+          if (!self) return;
+          const auto next = std::exchange(self->afterStop_, nullptr);
+          if (!uploaded) return;
+          if (*uploaded == Uploaded::Discarded) self->form_->keepDraft();
+          self->stop(*uploaded);
+          if (next) next();
+        });
+    question->addAction(action);
+    return action;
+  };
+  add(localized("Keep for Later"), UIAlertActionStyle::Default, Uploaded::Kept);
+  add(localized("Discard"), UIAlertActionStyle::Destructive, Uploaded::Discarded);
+  question->setPreferredAction(add(localized("Continue Uploading"), UIAlertActionStyle::Cancel, std::nullopt));
+  ask(question);
+}
+
+void PublishToYouTubeAgent::askWhetherToClose(const std::function<void()>& close) {
+  if (isAsking()) return;
+  const auto question = UIAlertController::alertControllerWithTitle_message_preferredStyle(
+      localized("Close without publishing?"), localized("What you have filled in is thrown away."),
+      UIAlertControllerStyle::Alert);
+  question->addAction(UIAlertAction::actionWithTitle_style_handler(
+      localized("Close"), UIAlertActionStyle::Destructive, [weak = weak_from_this(), close](UIAlertAction&) {
+        const auto self = std::static_pointer_cast<PublishToYouTubeAgent>(weak.lock());
+        // It may have begun while the question was there.
+        if (self && self->stage_ == Stage::Upload) self->stop(Uploaded::Kept);
+        close();
+      }));
+  question->addAction(
+      UIAlertAction::actionWithTitle_style_handler(localized("Continue"), UIAlertActionStyle::Cancel, nullptr));
+  ask(question);
+}
+
 void PublishToYouTubeAgent::endQuestion(std::function<void()> then) {
-  const auto question = question_.lock();
-  if (!question || navigation_->presentedViewController() != question) return then();
+  afterStop_ = nullptr;
+  if (!isAsking()) return then();
   navigation_->dismissViewControllerAnimated_completion(false, std::move(then));
 }
 
-void PublishToYouTubeAgent::stop() {
+void PublishToYouTubeAgent::stop(Uploaded uploaded) {
   if (stage_ == Stage::Ended) return;
   stage_ = Stage::Ended;
-  if (publisher_) publisher_->cancel();
+  if (publisher_) uploaded == Uploaded::Kept ? publisher_->suspend() : publisher_->cancel();
   navigation_->view()->endEditing(true);
   if (const auto delegate = delegate_.lock()) delegate->publishingAgentCancelButtonClicked(*this);
 }
 
-void PublishToYouTubeAgent::tellFailure(const std::string& text) {
+void PublishToYouTubeAgent::tellFailure(const std::string& text, std::function<NSErrorPtr()> check) {
   stage_ = Stage::Form;
+  check_ = std::move(check);
   PublishingStatusView::Status status;
   status.text = text;
   status.isFailure = true;

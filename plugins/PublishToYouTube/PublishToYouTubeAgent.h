@@ -3,6 +3,7 @@
 #include "platform/UIKit/UIAlertController.h"
 #include "plugins/PublishToYouTube/PublishToYouTubeForm.h"
 #include "plugins/PublishToYouTube/upload/Publisher.h"
+#include "plugins/PublishToYouTube/upload/RemainingTime.h"
 #include "sharing/ZVPublishingAgent.h"
 
 #include <functional>
@@ -37,16 +38,29 @@ class PublishToYouTubeAgent : public NSObject, public ZVPublishingAgent {
     Ended
   };
   void showForm();
+  void formChanged();
   void publish();
   /// Ends publishing; while the upload runs, the person is asked first.
   void cancel();
-  void stop();
-  void askWhetherToStop();
+  /// What becomes of the part of the movie that is uploaded already.
+  enum class Uploaded { Kept, Discarded };
+  void stop(Uploaded uploaded);
+  bool windowShouldClose(const std::function<void()>& close);
+  /// `then`, if there is one, follows when the upload has been stopped.
+  void askWhetherToStop(std::function<void()> then);
+  void askWhetherToClose(const std::function<void()>& close);
+  void ask(const Strong<UIAlertController>& question);
+  bool isAsking() const;
   /// Calls `then` when the question, if it is on screen, has gone: what comes next may want its place.
   void endQuestion(std::function<void()> then);
   void changeAccount();
-  /// Looks for what a former use of the program has begun to upload.
+  void lookForAccount();
+  /// Looks for what a former use has begun to upload of this movie.
+  void lookForKept();
+  void keptWasFound(const std::optional<publishing::Publisher::KeptUpload>& kept);
   void suggestToGoOn();
+  /// Whether to publish what is in the form now goes on with that upload.
+  bool goesOn() const { return kept_ && form_->details() == kept_->details; }
   Strong<publishing::Publisher> makePublisher(NSErrorPtr* error);
   void startUpload();
   void beginUpload();
@@ -57,16 +71,27 @@ class PublishToYouTubeAgent : public NSObject, public ZVPublishingAgent {
   void showWaiting(const std::string& why, double seconds);
   void uploadFailed(const NSErrorPtr& error);
   void uploadSucceeded(const std::string& address);
-  /// Back to the form, with these words.
-  void tellFailure(const std::string& text);
+  /// Back to the form, with these words. They go as soon as `check`, which is asked after each change in the form,
+  /// finds nothing wrong any more; without it they stay until the next try.
+  void tellFailure(const std::string& text, std::function<NSErrorPtr()> check = nullptr);
+  NSErrorPtr checkClient() const;
+  /// What there is to say while the form is being filled in.
+  void showState();
   void showPreparation();
+  void showKept();
 
   Weak<ZVPublishingAgentDelegate> delegate_;
   std::string mediaPath_, mediaURL_;
   Strong<PublishToYouTubeForm> form_;
   Strong<UINavigationController> navigation_;
-  Strong<publishing::Publisher> publisher_;
+  Strong<publishing::Publisher> publisher_, accountFinder_;
   Weak<UIAlertController> question_;
+  std::function<void()> afterStop_;  ///< what follows when the question whether to stop is answered with yes
+  std::function<NSErrorPtr()> check_;
+  enum class Search { NotYet, Running, Done } search_ = Search::NotYet;
+  std::optional<publishing::Publisher::KeptUpload> kept_;
+  bool keptIsTold_ = false;
+  publishing::RemainingTime remaining_;
   Stage stage_ = Stage::Form;
   bool mediaIsReady_ = true, preparationFailed_ = false;
   float preparationProgress_ = 0;

@@ -6,6 +6,7 @@
 #include "sharing/ZVPublishingAgent.h"
 
 #include <algorithm>
+#include <utility>
 
 using publishing::localized;
 
@@ -15,20 +16,22 @@ constexpr CGFloat disabledAlpha = 0.5F;
 constexpr int titleLength = 100;             // characters, the service's limit
 constexpr const char* usualCategory = "23";  // of the service: Comedy
 
-/// The tags of a line: what stands between commas, without blanks around it.
-std::vector<std::string> tagsOf(const std::string& line) {
-  std::vector<std::string> tags;
-  std::size_t at = 0;
-  while (at <= line.size()) {
-    const std::size_t end = std::min(line.find(',', at), line.size());
-    const std::size_t first = line.find_first_not_of(" \t", at);
-    if (first < end) {
-      const std::size_t last = line.find_last_not_of(" \t", end - 1);
-      tags.push_back(line.substr(first, last + 1 - first));
-    }
-    at = end + 1;
-  }
-  return tags;
+/// What a person has said in a form and not published; the rest is as forms begin.
+struct Draft {
+  std::optional<std::string> title, description, categoryIdentifier;
+  std::optional<std::vector<std::string>> tags;
+  std::optional<publishing::VideoDetails::Visibility> visibility;
+  std::optional<bool> madeForChildren;
+};
+
+std::optional<Draft>& keptDraft() {
+  static std::optional<Draft> draft;
+  return draft;
+}
+
+template <class T>
+std::optional<T> changed(const T& now, const T& before) {
+  return now == before ? std::nullopt : std::optional(now);
 }
 
 }  // namespace
@@ -60,8 +63,8 @@ ZV_REGISTER_CLASS(PublishToYouTubeForm, "PublishToYouTubeForm", UIViewController
                    {"_selectComedyPickerRow", runtime::method(&PublishToYouTubeForm::_selectComedyPickerRow)},
                    {"cancel", runtime::method(&PublishToYouTubeForm::cancel)},
                    {"publish", runtime::method(&PublishToYouTubeForm::publish)},
-                   {"done", runtime::method(&PublishToYouTubeForm::done)},
-                   {"endTyping", runtime::method(&PublishToYouTubeForm::endTyping)}})
+                   {"controlChanged", runtime::method(&PublishToYouTubeForm::controlChanged)},
+                   {"discardDraft", [](NSObject&, const Strong<NSObject>&) { PublishToYouTubeForm::discardDraft(); }}})
 ZV_REGISTER_INSTANCE_VARIABLES(PublishToYouTubeForm,
                                {{"_table", runtime::instanceVariable(&PublishToYouTubeForm::table_)},
                                 {"_categories", runtime::instanceVariable(&PublishToYouTubeForm::categories_)},
@@ -74,15 +77,26 @@ void PublishToYouTubeForm::cancel() {
 }
 
 void PublishToYouTubeForm::publish() {
+  // One press is enough, wherever the cursor is.
+  if (isTyping() && handlers_.done) handlers_.done();
   if (handlers_.publish) handlers_.publish();
-}
-
-void PublishToYouTubeForm::done() {
-  if (handlers_.done) handlers_.done();
 }
 
 void PublishToYouTubeForm::endTyping() {
   view()->endEditing(true);
+}
+
+void PublishToYouTubeForm::controlChanged() {
+  endTyping();
+  personChanged();
+}
+
+void PublishToYouTubeForm::personChanged() {
+  if (handlers_.changed) handlers_.changed();
+}
+
+bool PublishToYouTubeForm::windowShouldClose(const std::function<void()>& close) {
+  return !handlers_.windowShouldClose || handlers_.windowShouldClose(close);
 }
 
 void PublishToYouTubeForm::loadView() {
@@ -106,18 +120,20 @@ void PublishToYouTubeForm::viewDidLoad() {
   picker_ = std::make_shared<UIPickerView>();
   picker_->setAccessibilityLabel(localized("Category"));
   picker_->setRows(std::move(labels));
-  picker_->setSelectionHandler([this](int row) { categoryChosen(row); });
+  picker_->setSelectionHandler([this](int row) {
+    categoryChosen(row);
+    personChanged();
+  });
   makeCells();
 
   const auto self = shared_from_this();
   cancelItem_ =
       UIBarButtonItem::initWithBarButtonSystemItem_target_action(UIBarButtonSystemItem::Cancel, self, "cancel");
-  doneItem_ = UIBarButtonItem::initWithBarButtonSystemItem_target_action(UIBarButtonSystemItem::Done, self, "done");
   publishItem_ = UIBarButtonItem::initWithTitle_style_target_action(localized("Publish"), UIBarButtonItemStyle::Done,
                                                                     self, "publish");
   navigationItem()->setTitle("YouTube");
   navigationItem()->setLeftBarButtonItem(cancelItem_);
-  showBarButtons();
+  navigationItem()->setRightBarButtonItem(publishItem_);
 }
 
 void PublishToYouTubeForm::makeCells() {
@@ -141,25 +157,21 @@ void PublishToYouTubeForm::makeCells() {
   pickerCell_->setHidden(true);
 
   visibility_ = UISegmentedControl::initWithItems({localized("Private"), localized("Unlisted"), localized("Public")});
-  visibility_->setAccessibilityLabel(localized("Visibility"));
-  const auto visibilityCell = std::make_shared<UITableViewCell>();
-  visibilityCell->textLabel()->setText(localized("Visibility"));
-  visibilityCell->setAccessoryView(visibility_);
+  const auto visibilityCell = PublishingControlCell::cellWithCaption_control(localized("Visibility"), visibility_);
   madeForChildren_ = std::make_shared<UISwitch>();
-  madeForChildren_->setAccessibilityLabel(localized("Made for Children"));
-  const auto childrenCell = std::make_shared<UITableViewCell>();
-  childrenCell->textLabel()->setText(localized("Made for Children"));
-  childrenCell->setAccessoryView(madeForChildren_);
+  const auto childrenCell =
+      PublishingControlCell::cellWithCaption_control(localized("Made for Children"), madeForChildren_);
 
   accountCell_ = std::make_shared<UITableViewCell>();
   accountCell_->textLabel()->setText(localized("Use Another Account"));
+  accountCell_->setHidden(true);
   accountCell_->setSelectionHandler([this] {
     if (handlers_.changeAccount) handlers_.changeAccount();
   });
 
   const auto self = shared_from_this();
   for (const Strong<UIControl>& control : std::initializer_list<Strong<UIControl>>{visibility_, madeForChildren_}) {
-    control->addTarget_action_forControlEvents(self, "endTyping", UIControlEventValueChanged);
+    control->addTarget_action_forControlEvents(self, "controlChanged", UIControlEventValueChanged);
   }
 
   table_->setSections(
@@ -174,9 +186,10 @@ void PublishToYouTubeForm::makeCells() {
 
 void PublishToYouTubeForm::viewWillAppear(bool animated) {
   UIViewController::viewWillAppear(animated);
-  if (!categoryIsChosen_) {
-    categoryIsChosen_ = true;
+  if (!untouched_) {
     performSelector("_selectComedyPickerRow");  // by name: others may have put theirs in its place
+    untouched_ = details();
+    takeDraft();
   }
   if (handlers_.willBeDisplayed) handlers_.willBeDisplayed();
 }
@@ -217,7 +230,7 @@ publishing::VideoDetails PublishToYouTubeForm::details() const {
   details.title = titleCell_->textField()->text();
   details.description = descriptionCell_->textView()->text();
   details.categoryIdentifier = defaultCategory_ ? defaultCategory_->text() : std::string();
-  details.tags = tagsOf(tagsCell_->textField()->text());
+  details.tags = publishing::tagsInLine(tagsCell_->textField()->text());
   using Visibility = publishing::VideoDetails::Visibility;
   constexpr Visibility choices[] = {Visibility::Private, Visibility::Unlisted, Visibility::Public};
   details.visibility = choices[visibility_->selectedSegmentIndex()];
@@ -225,20 +238,55 @@ publishing::VideoDetails PublishToYouTubeForm::details() const {
   return details;
 }
 
-bool PublishToYouTubeForm::suggestDetails(const publishing::VideoDetails& details) {
+void PublishToYouTubeForm::setDetails(const publishing::VideoDetails& details) {
   view();
-  if (!isEditable_ || !titleCell_->textField()->text().empty()) return false;
   titleCell_->textField()->setText(details.title);
   descriptionCell_->setValue(NSString::stringWithString(details.description));
   std::string tags;
   for (const std::string& tag : details.tags) tags += (tags.empty() ? "" : ", ") + tag;
   tagsCell_->textField()->setText(tags);
-  categoryIsChosen_ = true;
   chooseCategory(details.categoryIdentifier);
   visibility_->setSelectedSegmentIndex(static_cast<int>(details.visibility));
   madeForChildren_->setOn_animated(details.madeForChildren, false);
   table_->setNeedsLayout();
-  return true;
+}
+
+void PublishToYouTubeForm::suggestDetails(const publishing::VideoDetails& details) {
+  if (!untouched_) return;
+  setDetails(details);
+  untouched_ = this->details();
+}
+
+bool PublishToYouTubeForm::isFilledIn() const {
+  return untouched_ && details() != *untouched_;
+}
+
+void PublishToYouTubeForm::keepDraft() const {
+  if (!isFilledIn()) return;
+  const publishing::VideoDetails now = details();
+  keptDraft() = Draft{changed(now.title, untouched_->title),
+                      changed(now.description, untouched_->description),
+                      changed(now.categoryIdentifier, untouched_->categoryIdentifier),
+                      changed(now.tags, untouched_->tags),
+                      changed(now.visibility, untouched_->visibility),
+                      changed(now.madeForChildren, untouched_->madeForChildren)};
+}
+
+void PublishToYouTubeForm::takeDraft() {
+  const auto draft = std::exchange(keptDraft(), std::nullopt);
+  if (!draft) return;
+  publishing::VideoDetails details = *untouched_;
+  details.title = draft->title.value_or(details.title);
+  details.description = draft->description.value_or(details.description);
+  details.categoryIdentifier = draft->categoryIdentifier.value_or(details.categoryIdentifier);
+  details.tags = draft->tags.value_or(details.tags);
+  details.visibility = draft->visibility.value_or(details.visibility);
+  details.madeForChildren = draft->madeForChildren.value_or(details.madeForChildren);
+  setDetails(details);
+}
+
+void PublishToYouTubeForm::discardDraft() {
+  keptDraft().reset();
 }
 
 void PublishToYouTubeForm::setStatus(PublishingStatusView::Status status) {
@@ -279,16 +327,17 @@ void PublishToYouTubeForm::setCanPublish(bool can) {
   publishItem_->setEnabled(isEditable_ && canPublish_);
 }
 
-void PublishToYouTubeForm::showBarButtons() {
-  const bool isTyping = titleCell_->textField()->isFirstResponder() ||
-                        descriptionCell_->textView()->isFirstResponder() || tagsCell_->textField()->isFirstResponder();
-  navigationItem()->setRightBarButtonItem(isTyping ? doneItem_ : publishItem_);
+void PublishToYouTubeForm::setHasAccount(bool has) {
+  view();
+  accountCell_->setHidden(!has);
+  table_->setNeedsLayout();
 }
 
-void PublishToYouTubeForm::textInputDidBeginEditing(UITextInputView&) {
-  showBarButtons();
+bool PublishToYouTubeForm::isTyping() const {
+  return titleCell_->textField()->isFirstResponder() || descriptionCell_->textView()->isFirstResponder() ||
+         tagsCell_->textField()->isFirstResponder();
 }
 
-void PublishToYouTubeForm::textInputDidEndEditing(UITextInputView&) {
-  showBarButtons();
+void PublishToYouTubeForm::textInputDidChange(UITextInputView&) {
+  personChanged();
 }

@@ -25,19 +25,35 @@ class PublishToYouTubeForm : public UIViewController, private UITextInputDelegat
   ZV_INSTANCE_VARIABLES(PublishToYouTubeForm)
  public:
   struct Handlers {
-    std::function<void()> willBeDisplayed, cancel, publish, done, changeAccount;
+    std::function<void()> willBeDisplayed, cancel, publish;
+    std::function<void()> done;     ///< the person has finished typing, and goes on to publish
+    std::function<void()> changed;  ///< the person has changed something
+    std::function<void()> changeAccount;
+    /// See UIViewController.
+    std::function<bool(const std::function<void()>& close)> windowShouldClose;
   };
   void setHandlers(Handlers handlers) { handlers_ = std::move(handlers); }
 
   publishing::VideoDetails details() const;
-  /// Puts these in, unless the person has given a title already. Whether it did.
-  bool suggestDetails(const publishing::VideoDetails& details);
+  /// Puts these in, in place of what is there.
+  void setDetails(const publishing::VideoDetails& details);
+  /// The same, as what the form begins with: the person has not said it here. Does nothing before the form is on
+  /// screen.
+  void suggestDetails(const publishing::VideoDetails& details);
+  /// Whether the person has said something that was not in the form by itself.
+  bool isFilledIn() const;
+  /// Keeps what the person has said for the next form of this process, which is about the same recording. A draft that
+  /// has been shown again is kept by that form only.
+  void keepDraft() const;
+  static void discardDraft();
   void setStatus(PublishingStatusView::Status status);
   const PublishingStatusView::Status& status() const { return status_->status(); }
   /// NO while the details are in use: nothing can be changed or published.
   void setEditable(bool editable);
   /// NO for good: there is nothing to publish.
   void setCanPublish(bool can);
+  /// Whether there is an account to change. NO at first.
+  void setHasAccount(bool has);
   /// Moves the panel in front of everything in `view`, at its bottom.
   void raiseStatus(const Strong<UIView>& view);
 
@@ -46,19 +62,22 @@ class PublishToYouTubeForm : public UIViewController, private UITextInputDelegat
   // Actions of the bar.
   void cancel();
   void publish();
-  void done();
   void endTyping();
+  // Action of controls.
+  void controlChanged();
 
   void loadView() override;
   void viewDidLoad() override;
   void viewWillAppear(bool animated) override;
+  bool windowShouldClose(const std::function<void()>& close) override;
 
  private:
   class FormView;
-  void textInputDidBeginEditing(UITextInputView& input) override;
-  void textInputDidEndEditing(UITextInputView& input) override;
+  void textInputDidChange(UITextInputView& input) override;
+  bool isTyping() const;
+  void personChanged();
+  void takeDraft();
   void makeCells();
-  void showBarButtons();
   void togglePicker();
   void categoryChosen(int row);
   void chooseCategory(const std::string& identifier);
@@ -76,7 +95,8 @@ class PublishToYouTubeForm : public UIViewController, private UITextInputDelegat
   Strong<UISegmentedControl> visibility_;
   Strong<UISwitch> madeForChildren_;
   Strong<PublishingStatusView> status_ = std::make_shared<PublishingStatusView>();
-  Strong<UIBarButtonItem> cancelItem_, publishItem_, doneItem_;
-  bool categoryIsChosen_ = false;
+  Strong<UIBarButtonItem> cancelItem_, publishItem_;
+  /// What was in the form before the person began; nothing until it is on screen.
+  std::optional<publishing::VideoDetails> untouched_;
   bool isEditable_ = true, canPublish_ = true;
 };

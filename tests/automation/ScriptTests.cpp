@@ -25,9 +25,12 @@ TEST(Script, ReadsEveryStep) {
       "share\n"
       "activity Save a copy\n"
       "alert \"OK\"\n"
-      "wait text \"75 %\" 3");
+      "wait text \"75 %\" 3\n"
+      "wait settled\n"
+      "wait file /tmp/gone 60\n"
+      "answer OK");
   ASSERT_FALSE(script.error) << *script.error;
-  ASSERT_EQ(script.steps.size(), 17U);
+  ASSERT_EQ(script.steps.size(), 20U);
   const auto& steps = script.steps;
   EXPECT_EQ(steps[0].kind, Kind::Wait);
   EXPECT_EQ(steps[0].line, 2);
@@ -51,6 +54,10 @@ TEST(Script, ReadsEveryStep) {
   EXPECT_EQ(steps[15].name, "OK");
   EXPECT_EQ(steps[16].value, "75 %");
   EXPECT_DOUBLE_EQ(steps[16].seconds, 3);
+  EXPECT_EQ(steps[17].name, "settled");
+  EXPECT_EQ(steps[18].value, "/tmp/gone");
+  EXPECT_EQ(steps[19].kind, Kind::Alert);
+  EXPECT_TRUE(steps[19].optional && !steps[15].optional);
 }
 
 TEST(Script, NamesTheFirstLineThatMakesNoSense) {

@@ -35,7 +35,7 @@ TEST(Resuming, AnUploadGoesOnInTheNextRunOfTheProgram) {
   EXPECT_TRUE(service.videos().empty());
 
   ASSERT_EQ(session.run(movie,
-                        "wait ready\nshare\nactivity YouTube\nwait text \"go on where it stopped\" 90\ntap Publish\n"
+                        "wait ready\nshare\nactivity YouTube\nwait text \"interrupted at\" 90\ntap Publish\n"
                         "wait alert 90\nalert Close\nwait shared\ntap Done\nwait finished 60\n"),
             0)
       << session.errors() << service.log();
@@ -45,4 +45,32 @@ TEST(Resuming, AnUploadGoesOnInTheNextRunOfTheProgram) {
   const std::string details = VideoService::details(service.videos()[0]);
   EXPECT_NE(details.find(R"("title": "Rain")"), std::string::npos) << details;
   EXPECT_NE(details.find(R"("privacyStatus": "unlisted")"), std::string::npos) << details;
+}
+
+// The person closes the window in the middle of an upload, and is asked; the next run says what waits.
+TEST(Resuming, AClosedWindowKeepsTheUploadForTheNextRun) {
+  Session session;
+  const Desktop desktop(session);
+  desktop.tell("browser", "");
+  const VideoService service(session, desktop, {"chunk:stall"});
+  const fs::path movie = session.copyOf("basic.mp4");
+  ASSERT_EQ(session.run(movie,
+                        "wait ready\nshare\nactivity YouTube\nform Title Rain\ntap Publish\nwait text Uploading 90\n"
+                        "close\nwait alert\nstate\nalert \"Continue Uploading\"\n"
+                        "close\nalert \"Keep for Later\"\nwait finished 60\n"),
+            0)
+      << session.errors() << service.log();
+  EXPECT_EQ(session.output().find("ZVPublishToYouTube"), std::string::npos) << "nothing was published";
+  ASSERT_EQ(session.states().size(), 1U);
+  EXPECT_EQ(member(member(session.states()[0], "alert"), "title"), "\"Stop the upload?\"");
+  EXPECT_FALSE(fs::is_empty(desktop.home("state") / "zevanti/uploads"));
+  EXPECT_TRUE(session.leftovers().empty());
+
+  ASSERT_EQ(session.run(movie,
+                        "wait ready\nshare\nactivity YouTube\nwait text \"It goes on when you tap Publish\" 90\n"
+                        "tap Publish\nwait alert 90\nalert Close\nwait shared\ntap Done\nwait finished 60\n"),
+            0)
+      << session.errors() << service.log();
+  ASSERT_EQ(service.videos().size(), 1U) << service.log();
+  EXPECT_EQ(countOf(" starts, ", service.log()), 1) << service.log();
 }

@@ -151,8 +151,8 @@ TEST(Saving, OtherKindsOfRecordingsAreTrimmedToo) {
   }
 }
 
-TEST(Saving, AFailedExportLeavesTheEditorAsItWas) {
-  // A disk with room for the recording and little more.
+TEST(Saving, WithoutRoomForAnExportThePersonIsToldAndTheEditorIsAsItWas) {
+  // A disk with room for the recording, and not for all that is wanted beside a new file.
   Session session;
   const fs::path movie = session.copyOf("basic.mp4");
   const Identity before(movie);
@@ -166,15 +166,18 @@ TEST(Saving, AFailedExportLeavesTheEditorAsItWas) {
   } unmount{session.cache.string()};
 
   EXPECT_EQ(session.run(movie,
-                        "wait ready\ndrag start 5\nwait editing\ntap Done\nwait failed 60\nstate\n"
+                        "wait ready\ndrag start 5\nwait editing\ntap Done\nwait failed 60\nstate\nalert OK\n"
                         // Another try fails as cleanly, and what can be had still can.
-                        "tap Done\nwait failed 60\ntap Cancel\nstate\ntap Save\nwait saved\n"),
+                        "tap Done\nwait failed 60\nalert OK\ntap Cancel\nstate\ntap Save\nwait saved\n"),
             0)
       << session.errors();
   ASSERT_EQ(session.states().size(), 2U);
   EXPECT_EQ(member(member(session.states()[0], "flags"), "trimming"), "true");
   EXPECT_EQ(member(member(session.states()[0], "flags"), "exporting"), "false");
   EXPECT_NEAR(number(member(session.states()[0], "handles"), "start"), 5, 0.05);
+  const std::string message = member(member(session.states()[0], "alert"), "message");
+  EXPECT_NE(message.find((session.cache / "zevanti").string()), std::string::npos) << message;
+  EXPECT_NE(message.find(" MB more are needed"), std::string::npos) << message;
   EXPECT_EQ(member(member(session.states()[1], "flags"), "trimming"), "false");
   EXPECT_NE(session.errors().find("Export Trim Video Failed, due to error: "), std::string::npos) << session.errors();
   ASSERT_EQ(session.saved().size(), 1U);

@@ -160,6 +160,23 @@ TEST(Sharing, PublishesTheSavedMovie) {
   EXPECT_TRUE(filesBelow(desktop.home("state") / "zevanti/uploads").empty());
 }
 
+// What an activity has put into the library is what Save finds there.
+TEST(Sharing, SavingAfterSharingMakesNoSecondFile) {
+  Session session;
+  addCatalogue(session);
+  const Desktop desktop(session);
+  const fs::path movie = session.copyOf("basic.mp4", "rec.mp4");
+  ASSERT_EQ(session.run(movie,
+                        "wait ready\nshare\nactivity UIActivityTypeCopyToPasteboard\nwait shared 60\ntap Save\n"
+                        "wait finished 60\n"),
+            0)
+      << session.errors();
+  EXPECT_EQ(session.output(), "UIActivityTypeCopyToPasteboard\nUIActivityTypeSaveToCameraRoll\n");
+  ASSERT_EQ(session.saved().size(), 1U);
+  EXPECT_EQ(session.saved()[0].filename(), "rec.mp4");
+  EXPECT_EQ(contentOf(session.saved()[0]), contentOf(movie));
+}
+
 // All sound of a recording is mixed before it is published; one that is given up leaves nothing behind, here or there.
 TEST(Sharing, ConvertsWhatIsPublishedAndForgetsWhatIsCancelled) {
   Session session;
@@ -169,7 +186,7 @@ TEST(Sharing, ConvertsWhatIsPublishedAndForgetsWhatIsCancelled) {
   const VideoService service(session, desktop, {"chunk:stall"});
   ASSERT_EQ(session.run(session.copyOf("two_audio.mp4"),
                         "wait ready\nshare\nactivity YouTube\nform Title Rain\ntap Publish\nwait text Uploading 90\n"
-                        "tap Cancel\nstate\n"
+                        "tap Cancel\nalert Discard\nstate\n"
                         "share\nactivity YouTube\nform Title Rain\ntap Publish\nwait alert 90\nalert Close\n"
                         "wait shared\ntap Done\nwait finished 60\n"),
             0)

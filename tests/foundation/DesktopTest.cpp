@@ -1,5 +1,7 @@
 #include "platform/Foundation/DesktopFolders.h"
 #include "platform/Foundation/NSByteCountFormatter.h"
+#include "platform/Foundation/NSDateFormatter.h"
+#include "platform/Foundation/NSNumberFormatter.h"
 #include "platform/Foundation/PersonLanguages.h"
 #include "tests/foundation/ScratchFolder.h"
 
@@ -90,6 +92,30 @@ TEST_F(Desktop, SizesAreWrittenAsThePersonReadsThem) {
   EXPECT_EQ(size("de_AT.UTF-8", 1'540'000), "1,5 MB");
   EXPECT_EQ(size("fr_FR.UTF-8", 12'000'000), "12\u202fMo");
   EXPECT_EQ(size("ar_EG.UTF-8", 12'000'000).find("MB"), std::string::npos);
+}
+
+TEST_F(Desktop, NumbersHaveTheDigitsOfThePersonsLanguage) {
+  say("LANGUAGE", "");
+  const auto percent = [&](const char* locale, double part) {
+    say("LC_ALL", locale);
+    return NSNumberFormatter::percentStringFromPart(part);
+  };
+  EXPECT_EQ(percent("C", 0.42F), "42%");
+  EXPECT_EQ(percent("en_US.UTF-8", 0.9999), "99%") << "not all before it is all";
+  EXPECT_EQ(percent("en_US.UTF-8", 7), "100%");
+  EXPECT_EQ(percent("de_DE.UTF-8", 0.07), "7\u00a0%");
+  EXPECT_NE(percent("ar_EG.UTF-8", 0.42).find("٤٢"), std::string::npos);
+  // All numbers in a text are of one kind: sizes, times, and the date above.
+  const auto seconds = [] { return NSNumberFormatter::stringInPersonsDigits("1:05"); };
+  EXPECT_EQ(seconds(), "١:٠٥");
+  EXPECT_NE(NSByteCountFormatter::stringFromByteCount(12'000'000).find("١٢"), std::string::npos);
+  NSDateFormatter date;
+  date.setDateFormat("d");
+  date.setTimeZone(NSTimeZone::timeZoneWithName("UTC"));
+  EXPECT_EQ(date.stringFromDate(NSDate(0)), "١");
+  // In the west of the Arab world they are others.
+  EXPECT_NE(percent("ar_MA.UTF-8", 0.42).find("42"), std::string::npos);
+  EXPECT_EQ(seconds(), "1:05");
 }
 
 }  // namespace

@@ -61,12 +61,8 @@ class Library : public testing::Test {
     return result;
   }
 
-  ScratchFolder scratch_;
-  std::string library_;
-};
-
-TEST_F(Library, SavesAMovieThatIsToBeFoundOnlyOnce) {
-  auto locate = [](const std::string& path) {
+  /// As an activity does that hands the movie to another program; its path in the library, empty after a failure.
+  static std::string locate(const std::string& path) {
     std::atomic<bool> done{false};
     std::string found;
     PHPhotoLibrary::sharedPhotoLibrary().locateOrSaveMovieAtPath_completionHandler(
@@ -78,7 +74,13 @@ TEST_F(Library, SavesAMovieThatIsToBeFoundOnlyOnce) {
         });
     EXPECT_TRUE(dispatch_main::runUntil([&] { return done.load(); }, 30));
     return found;
-  };
+  }
+
+  ScratchFolder scratch_;
+  std::string library_;
+};
+
+TEST_F(Library, SavesAMovieThatIsToBeFoundOnlyOnce) {
   // One that was saved by the person, under another name.
   std::string content(1'000'000, 'a');
   const std::string trimmed = scratch_.write("ZVZevanti_Trim17.m4v", content);
@@ -102,6 +104,28 @@ TEST_F(Library, SavesAMovieThatIsToBeFoundOnlyOnce) {
   const int failed = PHPhotoLibrary::sharedPhotoLibrary().failedSaveCount();
   EXPECT_EQ(locate(scratch_ / "missing.mp4"), "");
   EXPECT_EQ(PHPhotoLibrary::sharedPhotoLibrary().failedSaveCount(), failed + 1);
+}
+
+TEST_F(Library, TheCopyThatSharingMadeIsTheOneThatIsSaved) {
+  using Names = std::vector<std::string>;
+  const std::string movie = scratch_.write("clip.mp4", std::string(100'000, 'x'));
+  ASSERT_EQ(locate(movie), library_ + "/clip.mp4");
+  EXPECT_EQ(save(movie), nullptr);
+  EXPECT_EQ(namesIn(library_), Names{"clip.mp4"});
+  EXPECT_EQ(save(movie), nullptr);
+  EXPECT_EQ(namesIn(library_), (Names{"clip 2.mp4", "clip.mp4"})) << "whoever saves twice gets two";
+  // The copy has gone, or has become another movie.
+  const std::string other = scratch_.write("other.mp4", std::string(100'000, 'o'));
+  ASSERT_EQ(locate(other), library_ + "/other.mp4");
+  fs::remove(library_ + "/other.mp4");
+  EXPECT_EQ(save(other), nullptr);
+  EXPECT_TRUE(fs::exists(library_ + "/other.mp4"));
+  const std::string edited = scratch_.write("edited.mp4", std::string(100'000, 'e'));
+  ASSERT_EQ(locate(edited), library_ + "/edited.mp4");
+  const auto age = fs::last_write_time(edited);
+  fs::last_write_time(scratch_.write("Videos/Zevanti/edited.mp4", std::string(100'000, 'f')), age);
+  EXPECT_EQ(save(edited), nullptr);
+  EXPECT_EQ(contentOf(library_ + "/edited 2.mp4"), contentOf(edited));
 }
 
 TEST_F(Library, NeverReplacesAndNumbersInstead) {

@@ -92,8 +92,7 @@ TEST_F(FormTest, TakesWhatAPersonTypesPastesAndChooses) {
   commit.setCommitString(QStringLiteral("語"));
   QCoreApplication::sendEvent(QGuiApplication::focusObject(), &commit);
   EXPECT_EQ(textIn("Title"), "Größe 日本 語");
-  EXPECT_TRUE(isReachable("Done"));
-  EXPECT_FALSE(isReachable("Publish"));
+  EXPECT_TRUE(isReachable("Publish")) << "while somebody types, too";
 
   key("Shift+Left");
   key("Control+C");
@@ -127,11 +126,102 @@ TEST_F(FormTest, TakesWhatAPersonTypesPastesAndChooses) {
   key("Space");
   EXPECT_TRUE(element("Made for Children").checked);
   press("Title");
-  press("Done");
-  EXPECT_EQ(delegate_->log.back(), "done");
+  key("Escape");
   EXPECT_EQ(UIResponder::firstResponder(), nullptr);
   key("Escape");
   EXPECT_EQ(delegate_->log.back(), "cancel");
+}
+
+TEST_F(FormTest, ACaptionLeadsToWhatStandsBesideIt) {
+  present();
+  const auto pressCaption = [&](const char* name) {
+    const auto caption = std::dynamic_pointer_cast<UIView>(std::string(name) == "Title"         ? cell(0, 0)
+                                                           : std::string(name) == "Description" ? cell(1, 0)
+                                                                                                : cell(2, 1));
+    ASSERT_NE(caption, nullptr);
+    const CGPoint origin = caption->convertPointToWindow({0, 0});
+    pressAt({origin.x + 30, origin.y + 20});
+  };
+  for (const char* name : {"Title", "Description", "Tags"}) {
+    pressCaption(name);
+    type("x");
+    EXPECT_EQ(textIn(name), "x") << name;
+  }
+  // A drag that begins on a caption scrolls.
+  key("Escape");
+  const CGPoint origin = std::dynamic_pointer_cast<UIView>(cell(0, 0))->convertPointToWindow({0, 0});
+  theWindow().sendPointer(UIAutomation::Pointer::Press, {origin.x + 30, origin.y + 20});
+  theWindow().sendPointer(UIAutomation::Pointer::Move, {origin.x + 30, origin.y + 50});
+  theWindow().sendPointer(UIAutomation::Pointer::Release, {origin.x + 30, origin.y + 50});
+  EXPECT_EQ(UIResponder::firstResponder(), nullptr);
+  // What has a control gets the keyboard's focus: nothing is switched by accident.
+  const auto control = std::dynamic_pointer_cast<UIView>(cell(0, 2));
+  const CGPoint visibility = control->convertPointToWindow({0, 0});
+  pressAt({visibility.x + 20, visibility.y + 20});
+  EXPECT_EQ(theWindow().window()->focusedLabel(), "Private");
+}
+
+TEST_F(FormTest, KeepsWhatWasFilledInWhenItIsCancelled) {
+  const auto begin = [&](const char* text) {
+    cell(1, 0)->performSelector_withObject("setValue:", NSString::stringWithString(text));
+    present();
+  };
+  begin("Recorded in a game.");
+  press("Title");
+  type("My video");
+  press("Tags");
+  type("one, two, one");
+  key("Escape");
+  press("Unlisted");
+  press("Cancel");
+  EXPECT_EQ(delegate_->log.back(), "cancel");
+
+  for (int again = 0; again < 2; ++again) {
+    SCOPED_TRACE(again);
+    closeAndStartAgain();
+    begin("Recorded in another game.");
+    EXPECT_EQ(textIn("Title"), "My video");
+    EXPECT_EQ(textIn("Tags"), "one, two");
+    EXPECT_EQ(textIn("Description"), "Recorded in another game.") << "the person has not changed it";
+    EXPECT_TRUE(element("Unlisted").checked);
+    EXPECT_FALSE(element("Made for Children").checked);
+    press("Cancel");
+  }
+  closeAndStartAgain();
+  begin("");
+  press("Title");
+  key("Control+A");
+  key("Delete");
+  press("Tags");
+  key("Control+A");
+  key("Delete");
+  key("Escape");
+  press("Private");
+  press("Cancel");
+  closeAndStartAgain();
+  begin("");
+  EXPECT_EQ(textIn("Title") + textIn("Tags"), "") << "nothing is left of what was taken out";
+}
+
+TEST_F(FormTest, AsksBeforeTheWindowTakesWhatWasFilledInAlong) {
+  int closed = 0;
+  const auto close = [&] { return agent_->navigationController()->windowShouldClose([&] { ++closed; }); };
+  present();
+  EXPECT_TRUE(close()) << "there is nothing to lose";
+  press("Title");
+  type("My video");
+  EXPECT_FALSE(close());
+  EXPECT_FALSE(close()) << "one question";
+  ASSERT_TRUE(waitUntil([&] { return isReachable("Continue"); }));
+  EXPECT_EQ(element("Close without publishing?").role, UIAccessibilityRole::StaticText);
+  press("Continue");
+  ASSERT_TRUE(waitUntil([&] { return isReachable("Title"); }));
+  EXPECT_EQ(closed, 0);
+  EXPECT_EQ(textIn("Title"), "My video");
+  EXPECT_FALSE(close());
+  ASSERT_TRUE(waitUntil([&] { return isReachable("Close"); }));
+  press("Close");
+  ASSERT_TRUE(waitUntil([&] { return closed == 1; }));
 }
 
 TEST_F(FormTest, SelectsWithTheMouseAndScrollsWithTheWheel) {

@@ -1,6 +1,7 @@
 #include "tests/plugin/PluginTest.h"
 
 #include "platform/Foundation/DynamicLibrary.h"
+#include "platform/UIKit/UIPasteboard.h"
 #include "platform/UIKit/UITableView.h"
 #include "tests/common/Requests.h"
 
@@ -25,6 +26,7 @@ Strong<UIView> panelIn(const Strong<UIView>& view) {
 
 void PluginTest::SetUp() {
   ASSERT_TRUE(server_.listen());
+  UIPasteboard::generalPasteboard().setString("");
   setenv("ZEVANTI_PUBLISHING_SERVER", server_.base().c_str(), 1);
   std::filesystem::remove_all(std::getenv("XDG_STATE_HOME"));
   movie_ = folder_.path().toStdString() + "/movie.mp4";
@@ -33,6 +35,7 @@ void PluginTest::SetUp() {
 
   ASSERT_NE(dlopen_now(library), nullptr) << dlerror_text();
   ASSERT_NO_FATAL_FAILURE(makeAgent());
+  form_->performSelector("discardDraft");  // of another test
 }
 
 void PluginTest::makeAgent() {

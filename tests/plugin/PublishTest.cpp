@@ -1,4 +1,6 @@
+#include "platform/Dispatch/dispatch.h"
 #include "platform/Foundation/os_trace.h"
+#include "platform/UIKit/UIPasteboard.h"
 #include "tests/common/Files.h"
 #include "tests/plugin/PluginTest.h"
 
@@ -20,6 +22,41 @@ class PublishTest : public PluginTest {
     type("My video");
     key("Escape");
   }
+  /// The question before an upload is stopped is there, in the same words whichever way it came.
+  void expectQuestion() {
+    ASSERT_TRUE(waitUntil([&] { return isReachable("Keep for Later"); }));
+    EXPECT_TRUE(isReachable("Discard") && isReachable("Continue Uploading"));
+    EXPECT_EQ(element("Stop the upload?").role, UIAccessibilityRole::StaticText);
+    EXPECT_EQ(delegate_->log.back(), "begin");
+  }
+  /// Presses the panel's button, the lower one of two with this name.
+  void pressCancelOfUpload() {
+    CGRect button = CGRectZero;
+    for (const auto& found : theWindow().window()->reachableElements()) {
+      if (found.element.label == "Cancel") button = found.element.frame;
+    }
+    EXPECT_GT(button.origin.y, 500);
+    pressAt({button.origin.x + button.size.width / 2, button.origin.y + button.size.height / 2});
+  }
+  static std::filesystem::path uploads() { return std::string(std::getenv("XDG_STATE_HOME")) + "/zevanti/uploads"; }
+  static bool isKept() { return std::filesystem::exists(uploads()) && !std::filesystem::is_empty(uploads()); }
+  /// The window closes in the middle of an upload; the next time the program makes the movie anew.
+  void interruptAndStartAgain() {
+    server_.add("chunk:stall");
+    press("Publish");
+    signIn();
+    ASSERT_TRUE(waitUntil([&] { return told("Uploading") && server_.counts().chunks > 0; })) << told();
+    ASSERT_TRUE(waitUntil([&] { return isKept(); }));
+    const auto content = contentOf(movie_);
+    closeAndStartAgain();
+    std::filesystem::remove(movie_);
+    movie_ += ".again.mp4";
+    std::ofstream(movie_, std::ios::binary) << content;
+    EXPECT_EQ(server_.openSessions(), 1);
+    agent_->setMediaPath(movie_);
+    agent_->setMediaIsReady(false);
+    present();
+  }
   bool hasEnded() const {
     return !delegate_->log.empty() && (delegate_->log.back() == "published" || delegate_->log.back() == "failed");
   }
@@ -39,6 +76,8 @@ TEST_F(PublishTest, SignsInUploadsAndSaysWhereTheVideoIs) {
   EXPECT_EQ(metadata["snippet"]["categoryId"].toString(), "23");
   EXPECT_EQ(metadata["status"]["privacyStatus"].toString(), "private") << "unless the person says otherwise";
   EXPECT_TRUE(agent_->mediaURL().find(server_.videos()[0].identifier.toStdString()) != std::string::npos);
+  EXPECT_EQ(UIPasteboard::generalPasteboard().string(), agent_->mediaURL()) << "to be sent on";
+  EXPECT_TRUE(told("on the clipboard")) << told();
   press("Publish");
   EXPECT_EQ(server_.counts().starts, 1) << "once";
 }
@@ -78,7 +117,22 @@ TEST_F(PublishTest, TellsWhatIsWrongInTheFormAndLetsThePersonTryAgain) {
   press("Publish");
   EXPECT_TRUE(told("needs a title")) << told();
   press("Title");
+  type("A");
+  EXPECT_EQ(told(), "") << "it is no longer so";
+  type("<");
+  EXPECT_EQ(told(), "") << "who types is not interrupted";
+  key("Escape");
+  press("Publish");
+  EXPECT_TRUE(told("may not contain")) << told();
+  press("Description");
+  type("b");
+  EXPECT_TRUE(told("may not contain")) << "this does not mend it: " << told();
+  press("Title");
+  key("Control+A");
+  key("Delete");
+  EXPECT_TRUE(told("needs a title")) << "another fault in the place of the first: " << told();
   type("Again");
+  EXPECT_EQ(told(), "");
   key("Escape");
   server_.add("start:quota");
   press("Publish");
@@ -94,8 +148,13 @@ TEST_F(PublishTest, TellsWhatIsWrongInTheFormAndLetsThePersonTryAgain) {
 TEST_F(PluginTest, SaysWhichFileIsMissingAndWhatBelongsThere) {
   std::remove(clientFile().c_str());
   present();
-  EXPECT_TRUE(told(clientFile()) && told("client_id")) << told();
+  EXPECT_TRUE(told("\n" + clientFile() + "\n") && told("\n{ \"client_id\"")) << told();
+  press("Title");
+  type("a");
+  EXPECT_TRUE(told("is missing")) << told();
   writeClientFile();
+  type("b");
+  EXPECT_EQ(told(), "") << "it is there now";
 }
 
 TEST_F(PublishTest, AFailureDuringTheUploadEndsItAndIsToldInFront) {
@@ -126,45 +185,64 @@ TEST_F(PublishTest, SaysThatItTriesAgainAndDoes) {
   EXPECT_EQ(delegate_->log, (Log{"displayed", "begin", "published"}));
 }
 
-TEST_F(PublishTest, CancelStopsTheUpload) {
-  server_.add("chunk:stall");
+TEST_F(PublishTest, OnePressPublishesWhereverTheCursorIs) {
+  press("Description");
+  type("still typing");
   press("Publish");
+  EXPECT_EQ(delegate_->log.back(), "done");
+  EXPECT_EQ(UIResponder::firstResponder(), nullptr);
   signIn();
-  ASSERT_TRUE(waitUntil([&] { return told("Uploading"); })) << told();
-  // The overlay over all of the form does not keep the panel from being pressed.
-  CGRect button = CGRectZero;
-  for (const auto& found : theWindow().window()->reachableElements()) {
-    if (found.element.label == "Cancel") button = found.element.frame;
-  }
-  EXPECT_GT(button.origin.y, 500);
-  pressAt({button.origin.x + button.size.width / 2, button.origin.y + button.size.height / 2});
-  EXPECT_EQ(delegate_->log, (Log{"displayed", "begin", "cancel"}));
-  EXPECT_TRUE(waitUntil([&] { return server_.openSessions() == 0; })) << "the service is told";
-  EXPECT_TRUE(server_.videos().empty());
+  ASSERT_TRUE(waitUntil([&] { return hasEnded(); })) << told();
+  EXPECT_EQ(server_.videos()[0].metadata["snippet"]["description"].toString(), "still typing");
 }
 
-TEST_F(PublishTest, EscapeAsksBeforeItStopsTheUpload) {
+TEST_F(PublishTest, AsksBeforeItStopsTheUploadWhicheverWayItIsCancelled) {
   server_.add("chunk:stall");
   press("Publish");
   signIn();
   ASSERT_TRUE(waitUntil([&] { return told("Uploading"); })) << told();
-  for (const char* answer : {"Escape", "Stop"}) {
-    SCOPED_TRACE(answer);
-    key("Escape");
-    ASSERT_TRUE(waitUntil([&] { return isReachable("Stop") && isReachable("Continue"); }));
-    EXPECT_EQ(element("Stop the upload?").role, UIAccessibilityRole::StaticText);
-    EXPECT_EQ(delegate_->log.back(), "begin");
-    if (std::string(answer) == "Stop") {
-      press(answer);
-    } else {
-      key(answer);
+  int closed = 0;
+  const std::vector<std::function<void()>> ways{
+      [&] { key("Escape"); }, [&] { pressCancelOfUpload(); },  // through the overlay over all of the form
+      [&] { EXPECT_FALSE(agent_->navigationController()->windowShouldClose([&] { ++closed; })); }};
+  for (const auto& way : ways) {
+    for (const char* goOn : {"Escape", "Return"}) {
+      SCOPED_TRACE(goOn);
+      way();
+      ASSERT_NO_FATAL_FAILURE(expectQuestion());
+      key(goOn);
       ASSERT_TRUE(waitUntil([&] { return isReachable("Cancel"); }));
       EXPECT_EQ(delegate_->log.back(), "begin") << "goes on";
       EXPECT_EQ(server_.openSessions(), 1);
     }
   }
+  pressCancelOfUpload();
+  ASSERT_NO_FATAL_FAILURE(expectQuestion());
+  press("Discard");
   ASSERT_TRUE(waitUntil([&] { return delegate_->log.back() == "cancel"; }));
-  EXPECT_TRUE(waitUntil([&] { return server_.openSessions() == 0; }));
+  EXPECT_TRUE(waitUntil([&] { return server_.openSessions() == 0; })) << "the service is told";
+  EXPECT_FALSE(isKept());
+  EXPECT_TRUE(server_.videos().empty());
+  EXPECT_EQ(closed, 0);
+  closeAndStartAgain();
+  present();
+  EXPECT_EQ(element("Title").value, "My video") << "the words need not be typed again";
+}
+
+TEST_F(PublishTest, TheWindowClosesAfterTheAnswerAndTheUploadCanBeKept) {
+  server_.add("chunk:stall");
+  press("Publish");
+  signIn();
+  ASSERT_TRUE(waitUntil([&] { return told("Uploading"); })) << told();
+  int closed = 0;
+  key("Escape");
+  ASSERT_NO_FATAL_FAILURE(expectQuestion());
+  EXPECT_FALSE(agent_->navigationController()->windowShouldClose([&] { ++closed; })) << "the question is there";
+  press("Keep for Later");
+  ASSERT_TRUE(waitUntil([&] { return closed == 1; }));
+  EXPECT_EQ(delegate_->log.back(), "cancel");
+  EXPECT_EQ(server_.openSessions(), 1);
+  EXPECT_TRUE(waitUntil([&] { return isKept(); }));
 }
 
 TEST_F(PublishTest, TheQuestionGoesWhenTheUploadEnds) {
@@ -173,38 +251,32 @@ TEST_F(PublishTest, TheQuestionGoesWhenTheUploadEnds) {
   signIn();
   ASSERT_TRUE(waitUntil([&] { return told("The next try comes in"); })) << told();
   key("Escape");
-  ASSERT_TRUE(waitUntil([&] { return isReachable("Stop"); }));
+  ASSERT_NO_FATAL_FAILURE(expectQuestion());
   ASSERT_TRUE(waitUntil([&] { return hasEnded(); })) << told();
   EXPECT_EQ(delegate_->log, (Log{"displayed", "begin", "published"}));
   EXPECT_EQ(agent_->navigationController()->presentedViewController(), nullptr) << "the result wants its place";
 }
 
-// The window closes in the middle of it; the next time the program makes the movie anew.
 TEST_F(PublishTest, GoesOnAfterAnEndWithWhatThePersonSaid) {
   press("Unlisted");
   press("Tags");
   type("one, two");
   key("Escape");
-  server_.add("chunk:stall");
-  press("Publish");
-  signIn();
-  ASSERT_TRUE(waitUntil([&] { return told("Uploading") && server_.counts().chunks > 0; })) << told();
-  const std::filesystem::path uploads = std::string(std::getenv("XDG_STATE_HOME")) + "/zevanti/uploads";
-  ASSERT_TRUE(waitUntil([&] { return std::filesystem::exists(uploads) && !std::filesystem::is_empty(uploads); }));
-  const auto content = contentOf(movie_);
-  closeAndStartAgain();
-  std::filesystem::remove(movie_);
-  movie_ += ".again.mp4";
-  std::ofstream(movie_, std::ios::binary) << content;
-  EXPECT_EQ(server_.openSessions(), 1);
-
-  agent_->setMediaPath(movie_);
-  agent_->setMediaIsReady(false);
-  present();
+  ASSERT_NO_FATAL_FAILURE(interruptAndStartAgain());
   agent_->setMediaIsReady(true);
-  ASSERT_TRUE(waitUntil([&] { return told("go on where it stopped"); })) << told();
+  ASSERT_TRUE(waitUntil([&] { return told("interrupted at "); })) << told();
+  EXPECT_TRUE(told("It goes on when you tap Publish")) << told();
   EXPECT_EQ(element("Title").value, "My video");
   EXPECT_EQ(element("Tags").value, "one, two");
+  EXPECT_TRUE(element("Unlisted").checked);
+  EXPECT_TRUE(agent_->navigationController()->windowShouldClose([] {})) << "nobody has said anything here";
+  // Other words would begin it anew, and that is told while they are typed.
+  press("Title");
+  type("!");
+  EXPECT_TRUE(told("starts again from the beginning")) << told();
+  press("Public");
+  press("Use the Earlier Details");
+  EXPECT_TRUE(told("It goes on")) << told();
   EXPECT_TRUE(element("Unlisted").checked);
   press("Publish");
   ASSERT_TRUE(waitUntil([&] { return hasEnded(); })) << told();
@@ -214,18 +286,47 @@ TEST_F(PublishTest, GoesOnAfterAnEndWithWhatThePersonSaid) {
   EXPECT_EQ(server_.videos()[0].metadata["status"]["privacyStatus"].toString(), "unlisted");
 }
 
+TEST_F(PublishTest, NeverBeginsAnewWithoutAWord) {
+  ASSERT_NO_FATAL_FAILURE(interruptAndStartAgain());
+  // Published before it is known that something was interrupted.
+  press("Title");
+  type("Another title");
+  press("Publish");
+  EXPECT_TRUE(told("Publishing begins when it is ready")) << told();
+  agent_->setMediaIsReady(true);
+  ASSERT_TRUE(waitUntil([&] { return told("starts again from the beginning"); })) << told();
+  EXPECT_EQ(element("Title").value, "Another title");
+  EXPECT_EQ(server_.counts().starts, 1);
+  // Given up, the upload stays for another time.
+  press("Cancel");
+  EXPECT_TRUE(isKept());
+  closeAndStartAgain();
+  present();
+  ASSERT_TRUE(waitUntil([&] { return told("starts again from the beginning"); })) << "the draft is another: " << told();
+  press("Publish");
+  ASSERT_TRUE(waitUntil([&] { return hasEnded(); })) << told();
+  EXPECT_EQ(server_.counts().starts, 2);
+  ASSERT_EQ(server_.videos().size(), 1U);
+  EXPECT_EQ(server_.videos()[0].metadata["snippet"]["title"].toString(), "Another title");
+}
+
 TEST_F(PublishTest, AsksForAnotherAccount) {
+  const auto hasAccount = [&] { return isReachable("Use Another Account"); };
+  EXPECT_TRUE(dispatch_main::waitForBackgroundWork(20));
+  EXPECT_FALSE(hasAccount()) << "there is none yet";
   press("Publish");
   signIn();
   ASSERT_TRUE(waitUntil([&] { return hasEnded(); })) << told();
   closeAndStartAgain();
   present();
+  ASSERT_TRUE(waitUntil(hasAccount));
   press("Title");
   type("Another");
   key("Escape");
   while (theWindow().window()->focusedLabel() != "Use Another Account") key("Tab");
   key("Space");
   EXPECT_TRUE(told("asked to sign in")) << told();
+  EXPECT_FALSE(hasAccount());
   press("Publish");
   signIn();
   ASSERT_TRUE(waitUntil([&] { return hasEnded(); })) << told();

@@ -35,6 +35,16 @@ class RestartTest : public PublishingTest {
     publisher_.reset();
     makePublisher();
   }
+  std::optional<publishing::Publisher::KeptUpload> findKept(const std::string& movie) {
+    bool answered = false;
+    std::optional<publishing::Publisher::KeptUpload> found;
+    publisher_->findKept(movie, [&](const auto& kept) {
+      answered = true;
+      found = kept;
+    });
+    EXPECT_TRUE(waitUntil([&] { return answered; }));
+    return found;
+  }
 };
 
 TEST_F(RestartTest, GoesOnWhereItStopped) {
@@ -57,11 +67,11 @@ TEST_F(RestartTest, GoesOnWithAnotherFileOfTheSameContent) {
   writeFile(movie_, content);
   const utimbuf times{1'000'000, 1'000'000};
   utime(movie_.c_str(), &times);
-  std::optional<publishing::VideoDetails> kept;
-  publisher_->findKeptDetails(movie_, [&](const publishing::VideoDetails& details) { kept = details; });
-  ASSERT_TRUE(waitUntil([&] { return kept.has_value(); })) << "what the person said is kept as well";
-  EXPECT_EQ(kept->json(), details_.json());
-  EXPECT_EQ(kept->tags, details_.tags);
+  const auto kept = findKept(movie_);
+  ASSERT_TRUE(kept) << "what the person said is kept as well";
+  EXPECT_EQ(kept->details, details_);
+  EXPECT_GE(kept->part, 2 * 512 * 1024 / float(movieSize));
+  EXPECT_LE(kept->part, 3 * 512 * 1024 / float(movieSize));
   ASSERT_NO_FATAL_FAILURE(publish());
   ASSERT_TRUE(movieArrived());
   EXPECT_EQ(server_->counts().starts, 1);
@@ -70,20 +80,47 @@ TEST_F(RestartTest, GoesOnWithAnotherFileOfTheSameContent) {
 }
 
 TEST_F(RestartTest, KnowsNothingOfAnotherMovie) {
-  const auto find = [&](const std::string& movie) {
-    bool found = false;
-    publisher_->findKeptDetails(movie, [&](const publishing::VideoDetails&) { found = true; });
-    EXPECT_TRUE(dispatch_main::waitForBackgroundWork(20));
-    return found;
-  };
-  EXPECT_TRUE(find(movie_));
+  EXPECT_TRUE(findKept(movie_));
   writeFile(path("other.mp4"), contentOf(movie_) + "x");
-  EXPECT_FALSE(find(path("other.mp4")));
-  EXPECT_FALSE(find(path("missing.mp4")));
+  EXPECT_FALSE(findKept(path("other.mp4")));
+  EXPECT_FALSE(findKept(path("missing.mp4")));
+  const std::string client = contentOf(options_.clientFile);
+  writeFile(options_.clientFile, R"({"client_id": "another"})");
+  EXPECT_FALSE(findKept(movie_)) << "it would not go on";
+  writeFile(options_.clientFile, client);
+  EXPECT_TRUE(findKept(movie_));
   writeFile(keptSessions()[0], "{\"details\": 7");
-  EXPECT_FALSE(find(movie_));
+  EXPECT_FALSE(findKept(movie_));
   std::filesystem::remove(keptSessions()[0]);
-  EXPECT_FALSE(find(movie_));
+  EXPECT_FALSE(findKept(movie_));
+}
+
+// The person keeps it for later: at once, before it is known what file it is, and though that goes away.
+TEST_F(RestartTest, AnUploadThatIsSuspendedCanBeTakenUpHoweverShortItRan) {
+  const std::string content = contentOf(movie_);
+  for (const double keepAfter : {0.0, 600.0}) {
+    SCOPED_TRACE(keepAfter);
+    for (const std::string& kept : keptSessions()) std::remove(kept.c_str());
+    options_.keepAfterSeconds = keepAfter;
+    makePublisher();
+    const auto& counts = server_->counts();
+    const int starts = counts.starts, chunks = counts.chunks, cancels = counts.cancels;
+    server_->add("chunk:ok");
+    server_->add("chunk:stall");
+    beginPublishing();
+    ASSERT_TRUE(waitUntil([&] { return counts.chunks == chunks + 2; }));
+    publisher_->suspend();
+    std::filesystem::remove(movie_);
+    publisher_.reset();
+    EXPECT_TRUE(dispatch_main::waitForBackgroundWork(20));
+    ASSERT_EQ(keptSessions().size(), 1u);
+    writeFile(movie_, content);
+    makePublisher();
+    ASSERT_NO_FATAL_FAILURE(publish());
+    EXPECT_TRUE(mediaURL_);
+    EXPECT_EQ(counts.starts, starts + 1);
+    EXPECT_EQ(counts.cancels, cancels) << "the service is not told to forget it";
+  }
 }
 
 // Only the very same upload is taken up again; anything else begins anew, and ends as it should.

@@ -132,6 +132,12 @@ TEST(VideoDetailsTest, NamesWhatTheServiceWouldRefuse) {
   EXPECT_EQ(says([](VideoDetails& d) { d.tags = {std::string(249, 'x'), std::string(250, 'y')}; }), "");
   EXPECT_NE(says([](VideoDetails& d) { d.tags = {std::string(249, 'x'), std::string(249, 'y') + " y"}; }), "");
 
+  using Tags = std::vector<std::string>;
+  EXPECT_EQ(publishing::tagsInLine(""), Tags{});
+  EXPECT_EQ(publishing::tagsInLine(" rain ,, two words,\t, Rain, STRASSE,straße,日本,日本"),
+            (Tags{"rain", "two words", "STRASSE", "straße", "日本"}))
+      << "each once";
+
   std::set<std::string> identifiers;
   for (const VideoCategory& category : videoCategories()) {
     EXPECT_TRUE(identifiers.insert(category.identifier).second);

@@ -29,6 +29,12 @@ class TokenStoreTest : public PublishingTest {
     EXPECT_TRUE(waitUntil([&] { return loaded.has_value(); }));
     return loaded.value_or(std::nullopt);
   }
+  static bool find(TokenStore& in) {
+    std::optional<bool> found;
+    in.find([&](bool isThere) { found = isThere; });
+    EXPECT_TRUE(waitUntil([&] { return found.has_value(); }));
+    return found.value_or(false);
+  }
   static std::string accessOf(const std::optional<Tokens>& tokens) { return tokens ? tokens->access : "none"; }
 };
 
@@ -112,6 +118,7 @@ TEST_F(TokenStoreTest, WithoutASecretServiceTheFileIsUsed) {
     TokenStore nobody = store(true);  // no session bus at all
     nobody.save({"A1", "R1", 5});
     EXPECT_EQ(accessOf(load(nobody)), "A1");
+    EXPECT_TRUE(find(nobody));
   }
   const FakeSecretService bus;
   TokenStore empty = store(true);
@@ -129,11 +136,13 @@ TEST_F(TokenStoreTest, TheSecretServiceComesFirst) {
   EXPECT_EQ(accessOf(load(tokens)), "in a file");  // from before there was one
   tokens.save({"A1", "R1", 5});
   EXPECT_EQ(accessOf(load(tokens)), "A1");
+  EXPECT_TRUE(find(tokens));
   EXPECT_EQ(Tokens::fromJson(service.secrets().value("one").toStdString())->refresh, "R1");
   EXPECT_FALSE(fs::exists(tokenFile()));  // no copy is left behind
   tokens.clear();
   EXPECT_EQ(accessOf(load(tokens)), "none");
   EXPECT_TRUE(service.secrets().isEmpty());
+  EXPECT_FALSE(find(tokens));
 
   // One that stays locked gets no file beside it.
   service.become(FakeSecretService::Behaviour::Fails);

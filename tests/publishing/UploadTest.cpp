@@ -1,9 +1,11 @@
+#include "plugins/PublishToYouTube/upload/RemainingTime.h"
 #include "plugins/PublishToYouTube/upload/TransferRate.h"
 #include "tests/publishing/PublishingTest.h"
 
 #include <QtCore/QJsonArray>
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 
@@ -249,6 +251,38 @@ TEST_F(UploadTest, TellsTheSpeedOfTheLastSeconds) {
   EXPECT_NEAR(*rate.bytesPerSecond(), 100'000, 1'000);  // the fast start is forgotten
   rate.add(41, 1'000'000);                              // the server has lost some
   EXPECT_FALSE(rate.bytesPerSecond());
+  // What disappears in the system's buffers at once is no speed.
+  publishing::TransferRate buffered;
+  buffered.add(0, 0);
+  buffered.add(0.1, 4'000'000);
+  for (int second = 1; second <= 6; ++second) buffered.add(second, 4'000'000 + second * 100'000);
+  EXPECT_NEAR(*buffered.bytesPerSecond(), 100'000, 10'000);
+}
+
+TEST_F(UploadTest, TellsTheTimeThatRemainsInStepsAPersonCanFollow) {
+  publishing::RemainingTime remaining;
+  EXPECT_FALSE(remaining.tell(0, std::nullopt));
+  // Two minutes, told ten times in a second by something that is off by a third, up and down.
+  constexpr int steps = 1200;
+  int changes = 0, rises = 0;
+  double last = 0, worst = 0;
+  for (int i = 0; i < steps; ++i) {
+    const double time = i / 10.0, truth = 120 - time;
+    const double told = *remaining.tell(time, truth * (i % 7 < 3 ? 1.33 : 0.75));
+    if (i > 0 && told != last) ++changes;
+    if (i > 0 && told > last) ++rises;
+    if (truth > 10) worst = std::max(worst, std::abs(told - truth) / truth);
+    last = told;
+  }
+  EXPECT_LE(changes, 20);
+  EXPECT_EQ(rises, 0);
+  EXPECT_LT(worst, 1.0);
+  EXPECT_EQ(last, 5);
+  // A line that becomes slower for good is told of.
+  for (int i = 0; i < 200; ++i) last = *remaining.tell(120 + i / 10.0, 300);
+  EXPECT_EQ(last, 300);
+  EXPECT_FALSE(remaining.tell(141, std::nullopt));
+  EXPECT_EQ(remaining.tell(142, 33), 35) << "anew after a break";
 }
 
 }  // namespace

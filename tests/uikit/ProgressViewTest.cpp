@@ -18,7 +18,7 @@ TEST(ProgressView, FillsAndTellsHowFar) {
   ASSERT_EQ(elements.size(), 1U);
   EXPECT_EQ(elements[0].role, UIAccessibilityRole::ProgressBar);
   EXPECT_EQ(elements[0].label, "Saving");
-  EXPECT_EQ(elements[0].value, "25 %");
+  EXPECT_EQ(elements[0].value, "25%");
 
   bar->setFrame(CGRectMake(0, 57, 640, 3));
   window->layoutIfNeeded();

@@ -2,16 +2,22 @@
 
 #include "platform/Dispatch/EssentialWork.h"
 #include "platform/Dispatch/dispatch.h"
+#include "platform/Foundation/NSFileManager.h"
 #include "platform/backends/ffmpeg/MovieExport.h"
 #include "platform/backends/ffmpeg/Transcoder.h"
+#include "platform/backends/isobmff/MovieReader.h"
+#include "platform/backends/posix/FileDescriptor.h"
 #include "platform/backends/posix/HiddenFile.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cmath>
 #include <filesystem>
 #include <memory>
 #include <mutex>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 struct AVAssetExportSession::Impl {
@@ -36,6 +42,10 @@ struct AVAssetExportSession::Impl {
   NSErrorPtr cut(const std::string& folder, int descriptor, CMTimeRange* taken);
   NSErrorPtr convert(const std::string& folder, int descriptor, CMTimeRange* taken);
   void finish(AVAssetExportSessionStatus ended, const NSErrorPtr& why);
+
+  std::string outputFolder() const;
+  /// What the person reads when the new file can't be written, less the reason.
+  std::string failureText() const;
 };
 
 namespace {
@@ -58,7 +68,52 @@ mode_t modeFor(const std::string& path, const AVURLAsset& asset) {
   return stat(asset.readablePath().c_str(), &status) == 0 ? status.st_mode : 0600;
 }
 
+/// Failures of writing: where it was, and how much room there was, is what the person needs to know.
+bool isFailureOfWriting(const NSError& error) {
+  const int code = error.code();
+  return error.domain() == NSPOSIXErrorDomain && (code == ENOSPC || code == EDQUOT || code == EFBIG || code == EROFS);
+}
+
 }  // namespace
+
+std::string AVAssetExportSession::Impl::outputFolder() const {
+  const std::filesystem::path parent = std::filesystem::path(outputURL.path()).parent_path();
+  return parent.empty() ? "." : parent.string();
+}
+
+std::string AVAssetExportSession::Impl::failureText() const {
+  const bool converts = preset == AVAssetExportPresetHighestQuality;
+  return std::string("The ") + (converts ? "converted" : "trimmed") + " movie could not be written to " +
+         outputURL.path();
+}
+
+std::int64_t AVAssetExportSession::estimatedOutputFileLength() const {
+  const std::int64_t whole = impl_->asset ? impl_->asset->fileLength().value_or(0) : 0;
+  if (whole == 0 || !impl_->range.duration.isValid() || !impl_->range.start.isValid()) return whole;
+  const double length = CMTimeGetSeconds(impl_->asset->duration());
+  const double start = CMTimeGetSeconds(impl_->range.start);
+  const double end = std::min(length, start + CMTimeGetSeconds(impl_->range.duration));
+  // Also where the length is no number.
+  if (!(length > 0)) return whole;
+  return static_cast<std::int64_t>(std::ceil(double(whole) * std::clamp((end - start) / length, 0.0, 1.0)));
+}
+
+std::int64_t AVAssetExportSession::missingSpaceWithReserve(std::int64_t reserve) const {
+  const NSFileManager& manager = NSFileManager::defaultManager();
+  const std::string folder = manager.existingFolderForPath(impl_->outputFolder());
+  const auto free = manager.fileSystemFreeSizeForPath_error(folder, nullptr);
+  if (!free || !impl_->asset) return 0;
+  const FileDescriptor source(open(impl_->asset->readablePath().c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  const bool isRepacked = source && !isobmff::isMovieFile(source.get());
+  const auto missing = [&](std::int64_t bytes) {
+    return std::max<std::int64_t>(0, reserve + bytes * (isRepacked ? 2 : 1) - std::int64_t(*free));
+  };
+  // Mostly there is far more room than that, and nothing needs to be known of the movie.
+  if (missing(impl_->asset->fileLength().value_or(0)) == 0) return 0;
+  const bool shares = !isRepacked && impl_->preset == AVAssetExportPresetPassthrough &&
+                      manager.canShareBlocksOfItemAtPath_inFolder(impl_->asset->readablePath(), folder);
+  return missing(shares ? 0 : estimatedOutputFileLength());
+}
 
 NSErrorPtr AVAssetExportSession::Impl::run() {
   const bool converts = preset == AVAssetExportPresetHighestQuality && fileType == AVFileTypeMPEG4;
@@ -67,18 +122,14 @@ NSErrorPtr AVAssetExportSession::Impl::run() {
     return std::make_shared<const NSError>(AVFoundationErrorDomain, AVErrorExportFailed,
                                            "This kind of export is not available.");
   }
-  const std::string what =
-      std::string("The ") + (converts ? "converted" : "trimmed") + " movie could not be written to " + outputURL.path();
-  const std::string name = outputURL.lastPathComponent();
-  const std::filesystem::path parent = std::filesystem::path(outputURL.path()).parent_path();
-  const std::string folder = parent.empty() ? std::string(".") : parent.string();
+  const std::string what = failureText(), name = outputURL.lastPathComponent(), folder = outputFolder();
   if (placeAt(outputURL.path(), *asset) == Place::Taken && !replacesExistingFile) return NSError::posix(EEXIST, what);
   std::optional<HiddenFile> file = HiddenFile::create(folder, modeFor(outputURL.path(), *asset));
   if (!file) return NSError::posix(errno, what);
 
   CMTimeRange taken{kCMTimeInvalid, kCMTimeInvalid};
   NSErrorPtr error = converts ? convert(folder, file->descriptor(), &taken) : cut(folder, file->descriptor(), &taken);
-  if (error) return error;
+  if (error) return isFailureOfWriting(*error) ? NSError::posix(error->code(), what) : error;
 
   const bool replace = replacesExistingFile || placeAt(outputURL.path(), *asset) == Place::OwnFile;
   if (cancelled) return NSError::posix(ECANCELED, what);

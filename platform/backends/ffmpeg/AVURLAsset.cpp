@@ -3,9 +3,11 @@
 #include "platform/backends/ffmpeg/MovieInput.h"
 #include "platform/backends/posix/FileDescriptor.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <mutex>
 #include <string_view>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -15,6 +17,8 @@ struct AVURLAsset::Impl {
   FileDescriptor file;
   int openError = 0;
   std::string readablePath;
+  std::int64_t length = 0;  // as it was first
+  std::vector<char> head;   // the same
 
   std::once_flag probed;
   std::vector<Strong<AVAssetTrack>> tracks;
@@ -52,6 +56,15 @@ Strong<AVAssetTrack> makeTrack(const AVStream* stream) {
     track->nominalFrameRate = float(av_q2d(stream->avg_frame_rate));
   }
   return track;
+}
+
+/// The beginning of a file: in what every container has there, one recording differs from another.
+std::vector<char> headOf(int file) {
+  constexpr std::size_t kHead = 4096;
+  std::vector<char> bytes(kHead);
+  const ssize_t count = pread(file, bytes.data(), bytes.size(), 0);
+  bytes.resize(count > 0 ? std::size_t(count) : 0);
+  return bytes;
 }
 
 }  // namespace
@@ -93,6 +106,8 @@ Strong<AVURLAsset> AVURLAsset::initWithURL_options(const NSURL& url, const char*
   if (impl.file) {
     impl.readablePath = "/proc/self/fd/" + std::to_string(impl.file.get());
     if (access(impl.readablePath.c_str(), R_OK) != 0) impl.readablePath = url.path();
+    impl.length = asset->fileLength().value_or(0);
+    impl.head = headOf(impl.file.get());
   } else {
     impl.openError = errno;
   }
@@ -108,6 +123,21 @@ const NSURL& AVURLAsset::URL() const {
 
 const std::string& AVURLAsset::readablePath() const {
   return impl_->readablePath;
+}
+
+std::optional<std::int64_t> AVURLAsset::fileLength() const {
+  struct stat status {};
+  if (!impl_->file || fstat(impl_->file.get(), &status) != 0) return {};
+  return status.st_size;
+}
+
+bool AVURLAsset::hasChanged() const {
+  const auto length = fileLength();
+  if (!length) return false;
+  if (*length < impl_->length) return true;
+  const std::vector<char> head = headOf(impl_->file.get());
+  // What was all of a short file is the beginning of a grown one.
+  return head.size() < impl_->head.size() || !std::equal(impl_->head.begin(), impl_->head.end(), head.begin());
 }
 
 std::vector<Strong<AVAssetTrack>> AVURLAsset::tracksWithMediaType(const std::string& mediaType) const {

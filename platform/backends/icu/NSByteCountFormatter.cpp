@@ -1,6 +1,6 @@
 #include "platform/Foundation/NSByteCountFormatter.h"
 
-#include "platform/Foundation/PersonLanguages.h"
+#include "platform/backends/icu/PersonLocale.h"
 
 #include <unicode/measunit.h>
 #include <unicode/numberformatter.h>
@@ -17,8 +17,7 @@ std::string NSByteCountFormatter::stringFromByteCount(std::int64_t bytes) {
     number /= step;
     ++unit;
   }
-  const auto languages = personLanguages();
-  const icu::Locale locale(languages.empty() ? "en" : languages.front().c_str());
+  const icu::Locale locale(personNumberLocale().c_str());
   const bool isSmall = unit > 0 && number < belowTen;
   UErrorCode status = U_ZERO_ERROR;
   const auto formatted =

@@ -1,5 +1,7 @@
 #include "platform/backends/icu/PersonLocale.h"
 
+#include "platform/Foundation/PersonLanguages.h"
+
 #include <algorithm>
 #include <cstdlib>
 
@@ -13,4 +15,9 @@ std::string personDateLocale() {
     return locale;
   }
   return "en_US";
+}
+
+std::string personNumberLocale() {
+  const auto languages = personLanguages();
+  return languages.empty() ? "en" : languages.front();
 }

@@ -104,7 +104,8 @@ void PlayerTimeline::showFragments(const Movie& movie) {
   } else if (movie.fragmented) {
     start += double(movie.origin);
   }
-  segments_.push_back({start, start + double(end_ - first_) / scale, double(first_) / scale, first_, end_, last});
+  segments_.push_back(
+      {start, start + double(end_ - first_) / scale, double(first_) / scale, first_, end_, last, 1 / scale});
 }
 
 void PlayerTimeline::showPictures(std::uint32_t movieTimescale) {
@@ -138,7 +139,14 @@ void PlayerTimeline::showPictures(std::uint32_t movieTimescale) {
     before = each.start + (each.shown.latest - each.shown.earliest);
     const double start = double(each.start) / scale;
     segments_.push_back({start, start + double(each.stretch.to - each.shown.earliest) / scale,
-                         double(each.shown.earliest) / scale, each.shown.earliest, each.stretch.to, each.shown.latest});
+                         double(each.shown.earliest) / scale, each.shown.earliest, each.stretch.to, each.shown.latest,
+                         1 / scale});
+  }
+  if (segments_.empty()) return;
+  // What was dropped at the beginning is not missing at the end: the last picture stays as long as the list says.
+  const Stretch& last = stretches.shown.back();
+  if (&last == &found.back().stretch) {
+    segments_.back().end = std::max(segments_.back().end, double(last.at + last.to - last.from) / scale);
   }
 }
 
@@ -158,7 +166,7 @@ void PlayerTimeline::showSound(std::uint32_t movieTimescale) {
     if (last && &stretch != &stretches.back()) to = std::max(to, last->end);
     const double start = double(stretch.at) / scale;
     segments_.push_back({start, start + double(to - from) / scale, double(from) / scale, from, to,
-                         last ? std::max(last->begin, from) : from});
+                         last ? std::max(last->begin, from) : from, 1 / scale});
   }
 }
 
@@ -170,7 +178,7 @@ void PlayerTimeline::showOthers(std::uint32_t movieTimescale) {
     const double start = double(stretch.at) / scale;
     const auto shown = order.between(stretch.from, stretch.to);
     segments_.push_back({start, start + double(stretch.to - stretch.from) / scale, double(stretch.from) / scale,
-                         stretch.from, stretch.to, shown ? shown->latest : stretch.from});
+                         stretch.from, stretch.to, shown ? shown->latest : stretch.from, 1 / scale});
   }
 }
 

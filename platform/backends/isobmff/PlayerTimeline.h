@@ -14,6 +14,7 @@ struct ShownSegment {
   std::int64_t firstTick = 0;  ///< samples that are presented earlier are not shown
   std::int64_t endTick = 0;    ///< nor those that are presented then or later
   std::int64_t lastTick = 0;   ///< when the sample that is presented last begins
+  double tick = 0;             ///< the length of one
 
   double mediaTime(double movieTime) const { return mediaStart + (movieTime - start); }
 };

@@ -199,10 +199,8 @@ std::vector<MediaRange> mediaRanges(const PlayerTimeline& timeline, bool visual,
           {from - start, segment->mediaTime(from), segment->mediaTime(to), held, segment->firstTick, segment->endTick});
     } else if (visual && start >= segment->end && start < until) {
       const std::int64_t tick = segment->lastTick;
-      const double length = double(std::max<std::int64_t>(segment->endTick - segment->firstTick, 1));
-      const double tickLength = (segment->end - segment->start) / length;
-      const double picture = segment->mediaStart + double(tick - segment->firstTick) * tickLength;
-      const double shown = std::min(double(segment->endTick - tick) * tickLength, until - start);
+      const double picture = segment->mediaStart + double(tick - segment->firstTick) * segment->tick;
+      const double shown = std::min(double(segment->endTick - tick) * segment->tick, until - start);
       ranges.push_back({0, picture, picture + shown, until - start - shown, tick, tick + 1});
     }
   }

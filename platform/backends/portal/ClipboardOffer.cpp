@@ -22,21 +22,14 @@ ClipboardContent makeContent(const std::string& path, const std::string& text) {
   return content;
 }
 
-}  // namespace
-
-void offerOnClipboard(const std::string& path, const std::string& text, std::function<void()> then) {
-  const ClipboardContent content = makeContent(path, text);
-  auto finish = [content, pending = std::make_shared<std::function<void()>>(std::move(then))](bool offered) {
-    const auto handler = std::exchange(*pending, nullptr);
-    if (!handler) return;
-    if (!offered) QGuiApplication::clipboard()->setMimeData(makeMimeData(content));
-    handler();
-  };
-  const QString program = QString::fromStdString(systemPath("/System/Library/CoreServices/zevanti-clipboard"));
+/// Has the content taken over by a program that outlives this one, where one is needed for that; `finish` is called at
+/// least once, later, with whether it was.
+void handOver(const ClipboardContent& content, const std::function<void(bool offered)>& finish) {
   if (QGuiApplication::platformName() != QStringLiteral("xcb")) {
     QTimer::singleShot(0, qGuiApp, [finish] { finish(false); });
     return;
   }
+  const QString program = QString::fromStdString(systemPath("/System/Library/CoreServices/zevanti-clipboard"));
   // Outlives this process; the object must not be destroyed before it ends.
   auto* keeper = new QProcess;
   keeper->setStandardErrorFile(QProcess::nullDevice());
@@ -54,4 +47,22 @@ void offerOnClipboard(const std::string& path, const std::string& text, std::fun
   keeper->start(program, {QStringLiteral("-platform"), QStringLiteral("xcb")});
   keeper->write(writeClipboardContent(content));
   keeper->closeWriteChannel();
+}
+
+}  // namespace
+
+void offerOnClipboard(const std::string& path, const std::string& text, std::function<void()> then) {
+  const ClipboardContent content = makeContent(path, text);
+  handOver(content, [content, pending = std::make_shared<std::function<void()>>(std::move(then))](bool offered) {
+    const auto handler = std::exchange(*pending, nullptr);
+    if (!handler) return;
+    if (!offered) QGuiApplication::clipboard()->setMimeData(makeMimeData(content));
+    handler();
+  });
+}
+
+void offerTextOnClipboard(const std::string& text) {
+  ClipboardContent content;
+  content.insert(QStringLiteral("text/plain"), QByteArray::fromStdString(text));
+  handOver(content, [](bool) {});
 }

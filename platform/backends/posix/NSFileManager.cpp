@@ -8,6 +8,7 @@
 
 #include <fcntl.h>
 #include <linux/fs.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -134,4 +135,42 @@ std::optional<std::uint64_t> NSFileManager::fileSystemFreeSizeForPath_error(cons
     return {};
   }
   return static_cast<std::uint64_t>(status.f_bavail) * status.f_frsize;
+}
+
+bool NSFileManager::isWritableFileAtPath(const std::string& path) const {
+  bool isDirectory = false;
+  return fileExistsAtPath_isDirectory(path, &isDirectory) &&
+         access(path.c_str(), isDirectory ? W_OK | X_OK : W_OK) == 0;
+}
+
+std::string NSFileManager::existingFolderForPath(const std::string& path) const {
+  std::filesystem::path folder = path.empty() ? "." : path;
+  for (bool isDirectory = false; !fileExistsAtPath_isDirectory(folder.string(), &isDirectory) || !isDirectory;) {
+    if (!folder.has_relative_path()) return folder.has_root_directory() ? "/" : ".";
+    folder = folder.parent_path();
+    if (folder.empty()) return ".";
+  }
+  return folder.string();
+}
+
+bool NSFileManager::isSameFileSystem(const std::string& path, const std::string& other) const {
+  struct stat one {
+  }, two{};
+  return stat(existingFolderForPath(path).c_str(), &one) == 0 &&
+         stat(existingFolderForPath(other).c_str(), &two) == 0 && one.st_dev == two.st_dev;
+}
+
+bool NSFileManager::canShareBlocksOfItemAtPath_inFolder(const std::string& path, const std::string& folder) const {
+  const FileDescriptor source(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!source) return false;
+  const FileDescriptor trial(open(existingFolderForPath(folder).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+  struct stat status {};
+  if (!trial || fstat(source.get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
+  struct statvfs blocks {};
+  if (fstatvfs(trial.get(), &blocks) != 0) return false;
+  file_clone_range range{};
+  range.src_fd = source.get();
+  // One block; the whole of a file that is smaller.
+  range.src_length = std::uint64_t(status.st_size) > blocks.f_bsize ? blocks.f_bsize : 0;
+  return ioctl(trial.get(), FICLONERANGE, &range) == 0;
 }

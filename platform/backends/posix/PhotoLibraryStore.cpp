@@ -1,6 +1,7 @@
 #include "platform/Photos/PhotoLibraryStore.h"
 
 #include "platform/backends/posix/FileCopy.h"
+#include "platform/backends/posix/FileFlush.h"
 #include "platform/backends/posix/HiddenFile.h"
 
 #include <algorithm>
@@ -80,6 +81,11 @@ bool haveSameContent(int first, int second, std::int64_t size) {
   return true;
 }
 
+bool isAsLong(int file, const struct stat& wanted) {
+  struct stat status {};
+  return fstat(file, &status) == 0 && status.st_size == wanted.st_size;
+}
+
 bool isSameMovie(int source, const struct stat& wanted, const std::string& path) {
   struct stat found {};
   if (stat(path.c_str(), &found) != 0 || !S_ISREG(found.st_mode) || found.st_size != wanted.st_size) return false;
@@ -104,6 +110,12 @@ std::string PhotoLibraryStore::find(PhotoLibrarySource& opened, const std::strin
   return "";
 }
 
+bool PhotoLibraryStore::isCopy(PhotoLibrarySource& opened, const std::string& path) {
+  const int source = static_cast<OpenedFile&>(opened).file.get();
+  struct stat wanted {};
+  return fstat(source, &wanted) == 0 && isSameMovie(source, wanted, path);
+}
+
 std::string PhotoLibraryStore::defaultFolder() {
   return videoDirectory() + "/Zevanti";
 }
@@ -124,7 +136,8 @@ std::shared_ptr<PhotoLibrarySource> PhotoLibraryStore::open(const std::string& p
 }
 
 NSErrorPtr PhotoLibraryStore::save(PhotoLibrarySource& opened, const std::string& folder, const std::string& name,
-                                   const std::string& extension, std::string* savedPath) {
+                                   const std::string& extension, std::string* savedPath,
+                                   const std::function<void(float)>& progress) {
   auto& source = static_cast<OpenedFile&>(opened);
   const std::string what = "“" + name + "." + extension + "” could not be saved in " + folder;
   std::error_code folderError;
@@ -135,7 +148,18 @@ NSErrorPtr PhotoLibraryStore::save(PhotoLibrarySource& opened, const std::string
   if (fstat(source.file.get(), &status) != 0) return NSError::posix(errno, what);
   std::optional<HiddenFile> file = HiddenFile::create(folder, status.st_mode);
   if (!file) return NSError::posix(errno, what);
-  int failure = cloneOrCopy(source.file.get(), file->descriptor());
+  const auto report = [&progress](float from, std::int64_t done, std::int64_t total) {
+    if (progress && total > 0) progress(std::min(from + 0.5F * float(double(done) / double(total)), 1.0F));
+    return true;
+  };
+  int failure = cloneOrCopy(source.file.get(), file->descriptor(),
+                            [&](std::int64_t done, std::int64_t total) { return report(0, done, total); });
+  if (failure == 0 && !(isAsLong(source.file.get(), status) && isAsLong(file->descriptor(), status)))
+    return NSError::posix(EIO, what + ": another program has changed it meanwhile");
+  if (failure == 0) {
+    failure =
+        flushFile(file->descriptor(), [&](std::int64_t done, std::int64_t total) { return report(0.5F, done, total); });
+  }
   // A saved movie keeps its age.
   const std::array<timespec, 2> times{timespec{0, UTIME_NOW}, status.st_mtim};
   if (failure == 0) futimens(file->descriptor(), times.data());

@@ -9,6 +9,7 @@
 #include "platform/Foundation/os_trace.h"
 #include "platform/Photos/PHPhotoLibrary.h"
 #include "platform/StoreServices/SSLookupRequest.h"
+#include "platform/UIKit/UIAlertController.h"
 #include "platform/UIKit/UIDevice.h"
 #include "platform/UIKit/UISystemActivities.h"
 #include "platform/UIKit/UIViewController.h"
@@ -16,6 +17,7 @@
 
 #include <QString>
 #include <QtGlobal>
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -53,7 +55,13 @@ class ExtensionProcess {
   bool makePrincipalObjects();
   void present();
   void windowClosed();
+  void closeWindow();
   void hostLeft();
+  void leave();
+  void leaveWhenSaved(double interval);
+  Strong<UIViewController> inFront() const;
+  bool isAlertInFront() const;
+  bool isSaving() const;
   void end(int status);
   int tidyUp(int status);
 
@@ -72,6 +80,8 @@ class ExtensionProcess {
   std::string folder_;  ///< the private folder of this run, made by the host
   bool presented_ = false;
   bool closing_ = false;
+  bool leaving_ = false;  ///< as soon as what is being saved is on disk
+  Weak<UIViewController> inFrontAtClosing_;
   bool isIdle_ = true;
   int signal_ = 0;
 };
@@ -84,7 +94,7 @@ int ExtensionProcess::run() {
                                          folder_ = folder;
                                          present();
                                        },
-                                       [this] { end(0); }, [this] { hostLeft(); }},
+                                       [this] { leave(); }, [this] { hostLeft(); }},
                                       &error);
   if (!link_) return fail(error->localizedDescription());
   SignalWatcher::watch({SIGINT, SIGTERM, SIGHUP}, [this](int number) {
@@ -152,11 +162,26 @@ void ExtensionProcess::present() {
   if (!launch_.script.empty() && UIAutomation::driver()) UIAutomation::driver()(*window_, launch_.script);
 }
 
-/// The person has closed the window: that is the editor's Cancel. The host answers by dismissing the extension.
+/// The person closes the window. What is presented may want to ask something first.
 void ExtensionProcess::windowClosed() {
+  const auto close = [this] { closeWindow(); };
+  for (auto at = controller_ ? controller_->presentedViewController() : nullptr; at;
+       at = at->presentedViewController()) {
+    if (!at->windowShouldClose(close)) return;
+  }
+  closeWindow();
+}
+
+/// That is the editor's Cancel. The host answers by dismissing the extension.
+void ExtensionProcess::closeWindow() {
   closing_ = true;
+  if (leaving_) {
+    end(0);  // the person does not want to wait; the saving goes on all the same
+    return;
+  }
   bool asked = false;
   if (controller_) {
+    inFrontAtClosing_ = inFront();
     for (const auto& child : controller_->childViewControllers()) {
       if (asked || !child->respondsToSelector("doneAction")) continue;
       child->performSelector("doneAction");
@@ -175,7 +200,55 @@ void ExtensionProcess::hostLeft() {
   }
 }
 
+/// The person is done. The window stays until all that is being saved is on disk: should that fail, the editor is still
+/// there to say so, and for another try.
+void ExtensionProcess::leave() {
+  if (leaving_ || !window_) return;
+  leaving_ = true;
+  constexpr double kFirstLook = 0.002;  // seconds
+  leaveWhenSaved(kFirstLook);
+}
+
+void ExtensionProcess::leaveWhenSaved(double interval) {
+  const bool underWay = isSaving();
+  if (controller_) controller_->view()->setUserInteractionEnabled(!underWay);
+  const auto lookAgain = [this, interval, underWay] {
+    if (!leaving_) return;
+    constexpr double kLongest = 0.05;
+    if (underWay) {
+      leaveWhenSaved(std::min(2 * interval, kLongest));
+    } else if (isAlertInFront()) {
+      leaving_ = closing_ = false;
+    } else {
+      end(0);
+    }
+  };
+  if (underWay)
+    dispatch_after(interval, dispatch_get_main_queue(), lookAgain);
+  else
+    dispatch_async(dispatch_get_main_queue(), lookAgain);  // behind what the work had to say at its end
+}
+
+Strong<UIViewController> ExtensionProcess::inFront() const {
+  Strong<UIViewController> front = controller_;
+  while (front && front->presentedViewController()) front = front->presentedViewController();
+  return front;
+}
+
+/// Whether the editor itself has work under way that may fail. What an activity does is over when the window goes.
+bool ExtensionProcess::isSaving() const {
+  return PHPhotoLibrary::sharedPhotoLibrary().hasPendingSaves() ||
+         (EssentialWork::isUnderWay() && inFront() == controller_);
+}
+
+/// Whether the person is being told something that was not there when they closed the window.
+bool ExtensionProcess::isAlertInFront() const {
+  const auto alert = std::dynamic_pointer_cast<UIAlertController>(inFront());
+  return alert && alert != inFrontAtClosing_.lock();
+}
+
 void ExtensionProcess::end(int status) {
+  leaving_ = false;
   if (!window_) return;
   window_->dismiss();
   window_->quit(status);
@@ -199,7 +272,7 @@ int ExtensionProcess::tidyUp(int status) {
     std::filesystem::remove(folder_, error);  // when it is empty
   }
   if (signal_ != 0) return 128 + signal_;
-  if (status == 0 && PHPhotoLibrary::sharedPhotoLibrary().failedSaveCount() > 0) return 1;  // the library has said why
+  if (status == 0 && PHPhotoLibrary::sharedPhotoLibrary().latestSaveFailed()) return 1;  // the library has said why
   return status;
 }
 

@@ -32,6 +32,7 @@ class QtEditorWindow : public QObject, public EditorWindow, private QAccessible:
   void sendText(const std::string& text) override;
   void sendShake() override;
   void resize(CGSize points) override;
+  void closeWindow() override { quickWindow_->close(); }
   void screenshot(const std::string& path, std::function<void(bool)> done) override;
   Strong<NSObject> principalObject() override;
   void finish(int status) override;

@@ -8,6 +8,8 @@
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 
+#include <cstdlib>
+
 namespace publishing {
 
 namespace {
@@ -15,12 +17,23 @@ namespace {
 constexpr qint64 largestFile = qint64(64) * 1024;
 constexpr const char* example = R"({ "client_id": "...", "client_secret": "..." })";
 
+/// As people write paths below their home folder.
+std::string shortPath(const std::string& path) {
+  const char* home = std::getenv("HOME");
+  const std::string folder = home && *home ? std::string(home) + "/" : std::string();
+  return !folder.empty() && path.starts_with(folder) ? "~/" + path.substr(folder.size()) : path;
+}
+
 NSErrorPtr unusable(const std::string& path, const std::string& what) {
+  // Path and content stand on lines of their own: broken in the middle they can't be read.
   return publishingError(
       PublishingErrorCode::NoClient,
-      localized("Publishing needs your own client identifier for the video service. %@ %@ must contain %@, as you were "
-                "given them when you registered a desktop application; the secret may be left out.",
-                {what, path, example}));
+      localized(
+          "Publishing needs your own client identifier for the video service. %@ Register a desktop application in "
+          "the service's developer console and save the file that it offers in this place:",
+          {what}) +
+          "\n" + shortPath(path) + "\n" + localized("Or write that file yourself:") + "\n" + example + "\n" +
+          localized("Then publish again."));
 }
 
 }  // namespace
@@ -42,7 +55,7 @@ std::optional<ClientRegistration> ClientRegistration::load(const std::string& pa
   const QJsonDocument document = QJsonDocument::fromJson(content, &failure);
   if (!document.isObject()) {
     const auto line = content.left(failure.offset).count('\n') + 1;
-    return fail(localized("The file with it is not valid JSON (line %@).", {std::to_string(line)}));
+    return fail(localized("The file with it is not valid JSON (line %@).", {numberText(line)}));
   }
   QJsonObject object = document.object();
   if (object["installed"].isObject()) object = object["installed"].toObject();

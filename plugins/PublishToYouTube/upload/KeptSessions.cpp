@@ -31,28 +31,36 @@ QString hashOf(const std::string& text) {
 
 }  // namespace
 
-std::optional<std::string> KeptSessions::find(const Upload& upload) const {
+/// A file's content.
+struct KeptSessions::Entry {
+  Session session;
+  Kept kept;
+};
+
+/// What is kept of this movie, for this client and server, unless it is too old.
+std::optional<KeptSessions::Entry> KeptSessions::read(const Upload& upload) const {
   sweep();
   const auto content = readPrivateFile(pathOf(upload.file));
   if (!content) return std::nullopt;
   const QJsonObject object = QJsonDocument::fromJson(QByteArray::fromStdString(*content)).object();
-  const bool same = object["details"].toString().toStdString() == upload.details &&
-                    object["client"].toString() == hashOf(upload.client) &&
-                    object["server"].toString().toStdString() == upload.server &&
-                    !isTooOld(object["begun"].toInteger());
-  const std::string address = object["session"].toString().toStdString();
-  if (same && !address.empty()) return address;
+  const Entry entry{
+      {object["session"].toString().toStdString(), object["begun"].toInteger()},
+      {object["details"].toString().toStdString(), object["sent"].toInteger(), object["size"].toInteger()}};
+  const bool isOurs = object["client"].toString() == hashOf(upload.client) &&
+                      object["server"].toString().toStdString() == upload.server && !isTooOld(entry.session.begun) &&
+                      !entry.session.address.empty();
+  return isOurs ? std::optional(entry) : std::nullopt;
+}
+
+std::optional<KeptSessions::Session> KeptSessions::find(const Upload& upload) const {
+  if (const auto entry = read(upload); entry && entry->kept.details == upload.details) return entry->session;
   drop(upload);
   return std::nullopt;
 }
 
-std::optional<std::string> KeptSessions::findDetails(const std::string& file) const {
-  sweep();
-  const auto content = readPrivateFile(pathOf(file));
-  if (!content) return std::nullopt;
-  const QJsonObject object = QJsonDocument::fromJson(QByteArray::fromStdString(*content)).object();
-  if (isTooOld(object["begun"].toInteger())) return std::nullopt;
-  return object["details"].toString().toStdString();
+std::optional<KeptSessions::Kept> KeptSessions::findMovie(const Upload& upload) const {
+  const auto entry = read(upload);
+  return entry ? std::optional(entry->kept) : std::nullopt;
 }
 
 bool KeptSessions::areThere() const {
@@ -61,12 +69,15 @@ bool KeptSessions::areThere() const {
   return !error && entry != std::filesystem::directory_iterator();
 }
 
-void KeptSessions::keep(const Upload& upload, const std::string& address) const {
-  const QJsonObject object{{"session", QString::fromStdString(address)},
+void KeptSessions::keep(const Upload& upload, const Session& session, std::int64_t sentBytes,
+                        std::int64_t totalBytes) const {
+  const QJsonObject object{{"session", QString::fromStdString(session.address)},
                            {"details", QString::fromStdString(upload.details)},
                            {"client", hashOf(upload.client)},
                            {"server", QString::fromStdString(upload.server)},
-                           {"begun", qint64(std::time(nullptr))}};
+                           {"sent", qint64(sentBytes)},
+                           {"size", qint64(totalBytes)},
+                           {"begun", qint64(session.begun)}};
   const int failure = writePrivateFile(pathOf(upload.file), QJsonDocument(object).toJson().toStdString());
   if (failure != 0) os_trace_error("Publishing: can't keep the upload for later: %s", std::strerror(failure));
 }

@@ -2,6 +2,7 @@
 
 #include "platform/Foundation/DynamicLibrary.h"
 #include "platform/Foundation/NSBundle.h"
+#include "platform/Foundation/NSNumberFormatter.h"
 #include "platform/Foundation/NSStringFormat.h"
 
 #include <algorithm>
@@ -16,13 +17,17 @@ std::string localized(const std::string& text, const std::vector<std::string>& v
   return values.empty() ? words : NSStringWithFormat(words, values);
 }
 
+std::string numberText(std::int64_t number) {
+  return NSNumberFormatter::stringInPersonsDigits(std::to_string(number));
+}
+
 std::string percentText(float part) {
-  return localized("%@%%", {std::to_string(static_cast<int>(std::clamp(part, 0.0F, 1.0F) * 100))});
+  return NSNumberFormatter::percentStringFromPart(static_cast<double>(part));
 }
 
 std::string durationText(double seconds) {
   constexpr double minute = 60, hour = 3600;
-  const auto rounded = [](double value) { return std::to_string(static_cast<long>(std::lround(value))); };
+  const auto rounded = [](double value) { return numberText(std::lround(value)); };
   if (seconds < minute - 0.5) return localized("%@ s", {rounded(std::max(seconds, 1.0))});
   if (seconds < hour - minute / 2) return localized("%@ min", {rounded(seconds / minute)});
   return localized("%@ h", {rounded(seconds / hour)});

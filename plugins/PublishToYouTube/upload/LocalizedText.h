@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,8 @@ namespace publishing {
 /// Any thread.
 std::string localized(const std::string& text, const std::vector<std::string>& values = {});
 
+/// In the digits of the person's language.
+std::string numberText(std::int64_t number);
 /// "42 %", the way it is written in the person's language. `part` is from 0 to 1.
 std::string percentText(float part);
 /// "3 min", "20 s": what remains, for a sentence. At least one second.

@@ -75,8 +75,7 @@ void Publisher::begin(const std::shared_ptr<Run>& run) {
   Authorization::Settings access;
   access.addresses = addresses_;
   access.client = run->client;
-  access.place = {run->client.identifier, originOf(addresses_.token), TokenStore::fileIn(options_.stateFolder),
-                  options_.secretService};
+  access.place = tokenPlace(run->client);
   access.signInSeconds = options_.signInSeconds;
   access.openPage = [weak](const std::string& address) {
     const auto self = weak.lock();
@@ -125,21 +124,47 @@ void Publisher::begin(const std::shared_ptr<Run>& run) {
   run->upload->start();
 }
 
-void Publisher::findKeptDetails(const std::string& path, std::function<void(const VideoDetails&)> then) {
+void Publisher::findKept(const std::string& path, std::function<void(const std::optional<KeptUpload>&)> then) {
   const std::weak_ptr<Publisher> weak = weak_from_this();
-  dispatch_async(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_LOW),
-                 [weak, path, then = std::move(then), kept = KeptSessions(options_.stateFolder)] {
-                   if (!kept.areThere()) return;
-                   NSErrorPtr error;
-                   const auto file = UploadFile::open(path, &error);
-                   const std::string identity = file ? file->identify([&] { return !weak.expired(); }) : std::string();
-                   const auto text = identity.empty() ? std::nullopt : kept.findDetails(identity);
-                   const auto details = text ? VideoDetails::fromJson(*text) : std::nullopt;
-                   if (!details) return;
-                   dispatch_async(dispatch_get_main_queue(), [weak, then, details] {
-                     if (!weak.expired()) then(*details);
-                   });
-                 });
+  dispatch_async(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_LOW), [=, then = std::move(then),
+                                                                          clientFile = options_.clientFile,
+                                                                          server = addresses_.upload,
+                                                                          kept = KeptSessions(options_.stateFolder)] {
+    const auto found = [&]() -> std::optional<KeptUpload> {
+      NSErrorPtr error;
+      const auto client = kept.areThere() ? ClientRegistration::load(clientFile, &error) : std::nullopt;
+      const auto file = client ? UploadFile::open(path, &error) : nullptr;
+      const std::string identity = file ? file->identify([&] { return !weak.expired(); }) : std::string();
+      const auto entry = identity.empty() ? std::nullopt : kept.findMovie({identity, "", client->identifier, server});
+      const auto details = entry ? VideoDetails::fromJson(entry->details) : std::nullopt;
+      if (!details) return std::nullopt;
+      const double part = entry->totalBytes > 0 ? double(entry->sentBytes) / double(entry->totalBytes) : 0;
+      return KeptUpload{*details, static_cast<float>(part)};
+    };
+    dispatch_async(dispatch_get_main_queue(), [weak, then, kept = found()] {
+      if (!weak.expired()) then(kept);
+    });
+  });
+}
+
+TokenStore::Place Publisher::tokenPlace(const ClientRegistration& client) const {
+  return {client.identifier, originOf(addresses_.token), TokenStore::fileIn(options_.stateFolder),
+          options_.secretService};
+}
+
+void Publisher::findSignIn(std::function<void(bool)> then) {
+  NSErrorPtr error;
+  const auto client = ClientRegistration::load(options_.clientFile, &error);
+  if (!client) {
+    dispatch_async(dispatch_get_main_queue(), [weak = weak_from_this(), then = std::move(then)] {
+      if (!weak.expired()) then(false);
+    });
+    return;
+  }
+  signInStore_ = std::make_unique<TokenStore>(tokenPlace(*client));
+  signInStore_->find([weak = weak_from_this(), then = std::move(then)](bool isThere) {
+    if (!weak.expired()) then(isThere);
+  });
 }
 
 void Publisher::cancel() {
@@ -147,13 +172,16 @@ void Publisher::cancel() {
   if (ended && ended->upload) ended->upload->cancel();
 }
 
+void Publisher::suspend() {
+  const auto ended = std::exchange(run_, nullptr);
+  if (ended && ended->upload) ended->upload->suspend();
+}
+
 void Publisher::signOut() {
   NSErrorPtr error;
   const auto client = ClientRegistration::load(options_.clientFile, &error);
   if (!client) return;
-  TokenStore({client->identifier, originOf(addresses_.token), TokenStore::fileIn(options_.stateFolder),
-              options_.secretService})
-      .clear();
+  TokenStore(tokenPlace(*client)).clear();
 }
 
 }  // namespace publishing

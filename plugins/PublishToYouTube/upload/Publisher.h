@@ -2,8 +2,10 @@
 
 #include "platform/Foundation/NSError.h"
 #include "platform/Foundation/NSObject.h"
+#include "plugins/PublishToYouTube/upload/ClientRegistration.h"
 #include "plugins/PublishToYouTube/upload/RetryDelays.h"
 #include "plugins/PublishToYouTube/upload/ServiceAddresses.h"
+#include "plugins/PublishToYouTube/upload/TokenStore.h"
 #include "plugins/PublishToYouTube/upload/VideoDetails.h"
 
 #include <cstdint>
@@ -59,12 +61,23 @@ class Publisher : public std::enable_shared_from_this<Publisher> {
   /// One at a time; a new one may follow after the end of the last. The file must stay as it is until then. An upload
   /// of the same file with the same details that a former run of the program began goes on where it stopped.
   void publish(const std::string& path, const VideoDetails& details);
-  /// Looks whether an upload of the same content has begun and waits to go on, and if so calls `then` with what the
-  /// person said about it, on the main queue. Not called otherwise, nor when this object has gone.
-  void findKeptDetails(const std::string& path, std::function<void(const VideoDetails& details)> then);
+  /// An upload that a former `publish` has begun and left, and that goes on when the same file is published with these
+  /// details.
+  struct KeptUpload {
+    VideoDetails details;
+    float part = 0;  ///< of the file that is there, 0 to 1, as far as it is known
+  };
+  /// Looks whether an upload of the same content waits to go on. All of the file is read for that, if any upload does.
+  /// `then` is called once, later; not when this object has gone.
+  void findKept(const std::string& path, std::function<void(const std::optional<KeptUpload>& kept)> then);
+  /// Whether a sign-in is kept, which `publish` would use. Nobody is asked to unlock anything. `then` is called once,
+  /// later, unless this object has gone.
+  void findSignIn(std::function<void(bool isKept)> then);
   /// Stops at once; the upload can't be taken up again, and the service is told. An object that just goes away leaves
-  /// what it has uploaded for the next time.
+  /// what it has uploaded for the next time, if there was time to write down what belongs to that.
   void cancel();
+  /// Stops at once, and sees to it that the upload can be taken up again; the file may go away.
+  void suspend();
   /// Forgets the sign-in that is kept, so that the next `publish` asks for one; for another account, say.
   void signOut();
 
@@ -72,11 +85,13 @@ class Publisher : public std::enable_shared_from_this<Publisher> {
   struct Run;
   Publisher(ServiceAddresses addresses, Events events, PublisherOptions options);
   void begin(const std::shared_ptr<Run>& run);
+  TokenStore::Place tokenPlace(const ClientRegistration& client) const;
 
   ServiceAddresses addresses_;
   Events events_;
   PublisherOptions options_;
   std::shared_ptr<Run> run_;
+  std::unique_ptr<TokenStore> signInStore_;  ///< that is looked into
 };
 
 }  // namespace publishing

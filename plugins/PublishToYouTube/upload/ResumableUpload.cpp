@@ -1,5 +1,6 @@
 #include "plugins/PublishToYouTube/upload/ResumableUpload.h"
 
+#include "platform/Dispatch/EssentialWork.h"
 #include "platform/Dispatch/dispatch.h"
 #include "plugins/PublishToYouTube/upload/LocalizedText.h"
 #include "plugins/PublishToYouTube/upload/PublishingError.h"
@@ -8,6 +9,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <ctime>
 #include <utility>
 
 namespace publishing {
@@ -45,10 +47,14 @@ ResumableUpload::ResumableUpload(Settings settings, std::shared_ptr<UploadFile> 
       delays_(settings_.delays),
       chunkSize_(settings_.smallestChunk) {}
 
+ResumableUpload::~ResumableUpload() {
+  if (!ended_ && sent_ > 0) keepSession();
+}
+
 void ResumableUpload::start() {
   const auto session = upload_.file.empty() ? std::nullopt : kept_.find(upload_);
   // Only what the same server gave us gets the file and the token.
-  if (session && originOf(*session) == originOf(settings_.address)) {
+  if (session && originOf(session->address) == originOf(settings_.address)) {
     session_ = *session;
     chunkEnd_ = file_->size();
   }
@@ -58,7 +64,7 @@ void ResumableUpload::start() {
       if (const auto self = weak.lock(); self && !self->ended_) self->identifyFile();
     });
   }
-  perform(session_.empty() ? Step::Start : Step::Ask);
+  perform(session_.address.empty() ? Step::Start : Step::Ask);
 }
 
 void ResumableUpload::identifyFile() {
@@ -74,7 +80,24 @@ void ResumableUpload::identifyFile() {
 }
 
 void ResumableUpload::keepSession() {
-  if (!upload_.file.empty() && !session_.empty()) kept_.keep(upload_, session_);
+  if (!upload_.file.empty() && !session_.address.empty()) kept_.keep(upload_, session_, sent_, file_->size());
+}
+
+void ResumableUpload::suspend() {
+  if (std::exchange(ended_, true)) return;
+  transfer_.abort();
+  if (session_.address.empty()) return;
+  if (!upload_.file.empty()) {
+    if (sent_ > 0) keepSession();
+    return;
+  }
+  // It is open still, wherever it has gone.
+  dispatch_async(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT),
+                 [work = std::make_shared<EssentialWork>(), file = file_, kept = kept_, upload = upload_,
+                  session = session_, sent = sent_]() mutable {
+                   upload.file = file->identify([] { return true; });
+                   if (!upload.file.empty()) kept.keep(upload, session, sent, file->size());
+                 });
 }
 
 void ResumableUpload::cancel() {
@@ -85,8 +108,8 @@ void ResumableUpload::cancel() {
 
 void ResumableUpload::giveSessionUp() {
   kept_.drop(upload_);
-  if (session_.empty()) return;
-  HttpTransfer::Request request{"DELETE", std::exchange(session_, {}), {"Content-Length: 0"}, {}, {}, 0, 0};
+  if (session_.address.empty()) return;
+  HttpTransfer::Request request{"DELETE", std::exchange(session_, {}).address, {"Content-Length: 0"}, {}, {}, 0, 0};
   if (!token_.empty()) request.headers.push_back("Authorization: Bearer " + token_);
   HttpTransfer::performAndForget(std::move(request));
 }
@@ -94,7 +117,11 @@ void ResumableUpload::giveSessionUp() {
 void ResumableUpload::fail(const NSErrorPtr& error, bool giveUp) {
   if (std::exchange(ended_, true)) return;
   transfer_.abort();
-  if (giveUp) giveSessionUp();
+  if (giveUp) {
+    giveSessionUp();
+  } else if (sent_ > 0) {
+    keepSession();
+  }
   events_.failed(error);
 }
 
@@ -122,7 +149,7 @@ void ResumableUpload::perform(Step step) {
 void ResumableUpload::send(Step step, const std::string& token) {
   if (const NSErrorPtr error = file_->check()) return fail(error, true);
   const std::string total = std::to_string(file_->size());
-  HttpTransfer::Request request{"PUT", session_, {"Authorization: Bearer " + token}, {}, {}, 0, 0};
+  HttpTransfer::Request request{"PUT", session_.address, {"Authorization: Bearer " + token}, {}, {}, 0, 0};
   switch (step) {
     case Step::Start:
       request.method = "POST";
@@ -158,6 +185,7 @@ void ResumableUpload::send(Step step, const std::string& token) {
 
 void ResumableUpload::report(std::int64_t sent) {
   if (ended_) return;
+  sent_ = sent;
   rate_.add(now(), sent);
   events_.progress(sent, rate_.secondsRemaining(file_->size()));
 }
@@ -213,7 +241,8 @@ void ResumableUpload::receiveStart(const HttpTransfer::Answer& answer) {
   // The token goes there as well: nobody but the service may have it.
   if (originOf(location->second) != originOf(settings_.address))
     return failOnWrongAnswer("an upload at another server");
-  session_ = location->second;
+  session_ = {location->second, std::time(nullptr)};
+  sent_ = 0;
   keepSession();
   authorization_->accept();
   delays_.reset();
@@ -230,6 +259,8 @@ void ResumableUpload::receiveIncomplete(Step step, const HttpTransfer::Answer& a
   received_ = *received;
   if (received_ == file_->size()) return retry(Step::Ask, serviceBusy(), {});  // it has all, and isn't done
   if (progress) noteProgress();
+  sent_ = received_;
+  if (step == Step::Send) keepSession();
   // After a chunk of which nothing arrived, the next try waits.
   if (step == Step::Send && !progress) return retry(Step::Ask, serviceBusy(), {});
   perform(Step::Send);
@@ -245,7 +276,7 @@ void ResumableUpload::adaptChunk(std::int64_t sent) {
 void ResumableUpload::receiveVideo(const HttpTransfer::Answer& answer) {
   noteProgress();
   kept_.drop(upload_);
-  session_.clear();
+  session_ = {};
   const auto identifier = videoIdentifier(answer);
   if (!identifier) {
     return fail(
@@ -261,7 +292,7 @@ void ResumableUpload::receiveVideo(const HttpTransfer::Answer& answer) {
 
 void ResumableUpload::beginAnew() {
   kept_.drop(upload_);
-  session_.clear();
+  session_ = {};
   rate_.reset();
   received_ = chunkEnd_ = 0;
   if (++sessionsLost_ > mostSessionsLost) return failOnWrongAnswer("it loses the upload again and again");

@@ -43,10 +43,15 @@ class ResumableUpload : public std::enable_shared_from_this<ResumableUpload> {
 
   ResumableUpload(Settings settings, std::shared_ptr<UploadFile> file, std::shared_ptr<Authorization> authorization,
                   Events events);
+  ~ResumableUpload();
+  ResumableUpload(const ResumableUpload&) = delete;
+  ResumableUpload& operator=(const ResumableUpload&) = delete;
 
   void start();
   /// Stops at once and gives the session up, here and at the service. No events come after it.
   void cancel();
+  /// Stops at once, and keeps the session for the next time, however short it has run. No events come after it.
+  void suspend();
 
  private:
   enum class Step { Start, Ask, Send };
@@ -67,8 +72,9 @@ class ResumableUpload : public std::enable_shared_from_this<ResumableUpload> {
   /// Ends with an error. With `giveUp`, the session is of no use any more.
   void fail(const NSErrorPtr& error, bool giveUp);
   void giveSessionUp();
-  /// Finds the file's identity out in the background, and then keeps the session for a next run of the program.
+  /// Finds the file's identity out in the background, without which no session can be taken up again.
   void identifyFile();
+  /// Writes down the session, if it can be taken up again, and how far it has come.
   void keepSession();
   void failOnWrongAnswer(const std::string& what);
 
@@ -81,9 +87,10 @@ class ResumableUpload : public std::enable_shared_from_this<ResumableUpload> {
   KeptSessions::Upload upload_;
   RetryDelays delays_;
   TransferRate rate_;
-  std::string session_;  // its address; empty without one
+  KeptSessions::Session session_;  // without an address when there is none
   std::string token_;
   std::int64_t received_ = 0;  // by the service, as it said
+  std::int64_t sent_ = 0;      // as it was reported last
   std::int64_t chunkEnd_ = 0;  // what the service may have at most
   std::int64_t chunkSize_;
   double chunkBegan_ = 0;

@@ -3,6 +3,7 @@
 #include "platform/Dispatch/dispatch.h"
 #include "platform/Foundation/DesktopFolders.h"
 
+#define SECRET_API_SUBJECT_TO_CHANGE  // to look without unlocking
 #include <libsecret/secret.h>
 
 namespace publishing {
@@ -82,6 +83,26 @@ SecretService::Outcome SecretService::lookUp(const std::string& client, const st
   *secret = found;
   secret_password_free(found);
   return Outcome::Done;
+}
+
+SecretService::Outcome SecretService::find(const std::string& client, const std::string& server) {
+  if (!prepareSessionBus(impl_->lookUps.get())) return Outcome::Unavailable;
+  const std::unique_ptr<GHashTable, decltype(&g_hash_table_unref)> attributes(
+      secret_attributes_build(schema(), "client", client.c_str(), "server", server.c_str(), nullptr),
+      g_hash_table_unref);
+  GError* error = nullptr;
+  const std::unique_ptr<::SecretService, decltype(&g_object_unref)> service(
+      secret_service_get_sync(SECRET_SERVICE_NONE, impl_->lookUps.get(), &error), g_object_unref);
+  if (error) return outcomeOf(error);
+  gchar** unlocked = nullptr;
+  gchar** locked = nullptr;
+  secret_service_search_for_dbus_paths_sync(service.get(), schema(), attributes.get(), impl_->lookUps.get(), &unlocked,
+                                            &locked, &error);
+  if (error) return outcomeOf(error);
+  const bool isThere = (unlocked && *unlocked) || (locked && *locked);
+  g_strfreev(unlocked);
+  g_strfreev(locked);
+  return isThere ? Outcome::Done : Outcome::NoSecret;
 }
 
 SecretService::Outcome SecretService::store(const std::string& client, const std::string& server,

@@ -23,6 +23,8 @@ class SecretService {
 
   /// The secret for a client identifier at a server (the origin of its address).
   Outcome lookUp(const std::string& client, const std::string& server, std::string* secret);
+  /// Whether there is a secret, be it locked; never waits for the person.
+  Outcome find(const std::string& client, const std::string& server);
   Outcome store(const std::string& client, const std::string& server, const std::string& secret);
   Outcome clear(const std::string& client, const std::string& server);
   /// Ends a look-up that waits, from any thread; that and all later ones give `Refused`.

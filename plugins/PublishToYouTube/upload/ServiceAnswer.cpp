@@ -20,6 +20,8 @@ namespace publishing {
 
 namespace {
 
+constexpr int hoursUntilMore = 24;  // the service counts the videos of an account by the day
+
 QJsonObject errorOf(const HttpTransfer::Answer& answer) {
   return QJsonDocument::fromJson(QByteArray::fromStdString(answer.body)).object()["error"].toObject();
 }
@@ -108,7 +110,8 @@ NSErrorPtr refusal(const HttpTransfer::Answer& answer) {
   if (reason == "uploadLimitExceeded") {
     return publishingError(Code::QuotaExceeded,
                            localized("The video was not published: your account has published as many videos as the "
-                                     "service takes for now. Publish again in 24 hours."));
+                                     "service takes for now. Publish again in %@ hours.",
+                                     {numberText(hoursUntilMore)}));
   }
   if (isAboutAccount(answer)) {
     return publishingError(Code::Refused, localized("Your account can't publish videos yet. Open the video service in "

@@ -84,6 +84,14 @@ void TokenStore::load(std::function<void(std::optional<Tokens>)> handler) {
   });
 }
 
+void TokenStore::find(std::function<void(bool)> handler) {
+  dispatch_async(queue(), [place = place_, service = service_, handler = std::move(handler)]() mutable {
+    const bool isThere = (place.secretService && service->find(place.client, place.server) == Outcome::Done) ||
+                         readFile(place.file).contains(keyOf(place));
+    dispatch_async(dispatch_get_main_queue(), [handler = std::move(handler), isThere] { handler(isThere); });
+  });
+}
+
 void TokenStore::save(const Tokens& tokens) {
   dispatch_async(queue(), [place = place_, service = service_, tokens] { publishing::save(place, *service, tokens); });
 }

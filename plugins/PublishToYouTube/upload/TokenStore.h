@@ -23,14 +23,17 @@ class TokenStore {
   };
 
   explicit TokenStore(Place place);
-  /// Ends a load that waits. What is to be saved or cleared still is, unless the desktop's store takes more than ten
-  /// seconds for that from now on.
+  /// Ends a load or find that waits. What is to be saved or cleared still is, unless the desktop's store takes more
+  /// than ten seconds for that from now on.
   ~TokenStore();
   TokenStore(const TokenStore&) = delete;
   TokenStore& operator=(const TokenStore&) = delete;
 
   /// The handler comes on the main queue, with nothing when there are no tokens.
   void load(std::function<void(std::optional<Tokens>)> handler);
+  /// Whether there are tokens, in a store that may be locked: nobody is asked to unlock it. The handler comes on the
+  /// main queue.
+  void find(std::function<void(bool)> handler);
   void save(const Tokens& tokens);
   void clear();
 

@@ -4,12 +4,14 @@ namespace publishing {
 
 namespace {
 
-constexpr double window = 20, least = 2;  // seconds
+constexpr double window = 10, least = 3, filling = 1;  // seconds
 
 }  // namespace
 
 void TransferRate::add(double time, std::int64_t bytes) {
   if (!samples_.empty() && bytes < samples_.back().bytes) samples_.clear();
+  if (samples_.empty()) began_ = time;
+  if (time - began_ <= filling) samples_.clear();
   samples_.push_back({time, bytes});
   while (samples_.size() > 2 && time - samples_[1].time >= window) samples_.pop_front();
 }

@@ -6,10 +6,13 @@
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
+#include <QtCore/QStringList>
 
 namespace publishing {
 
 namespace {
+
+constexpr int mostTitle = 100, mostDescription = 5000, mostTags = 500;
 
 bool hasAngleBrackets(const std::string& text) {
   return text.find_first_of("<>") != std::string::npos;
@@ -25,18 +28,33 @@ NSErrorPtr wrong(const std::string& text) {
 
 }  // namespace
 
+std::vector<std::string> tagsInLine(const std::string& line) {
+  std::vector<std::string> tags;
+  QStringList known;
+  for (const QString& part : QString::fromStdString(line).split(QLatin1Char(','))) {
+    const QString tag = part.trimmed();
+    if (tag.isEmpty() || known.contains(tag, Qt::CaseInsensitive)) continue;
+    known.append(tag);
+    tags.push_back(tag.toStdString());
+  }
+  return tags;
+}
+
 NSErrorPtr VideoDetails::check() const {
   if (QString::fromStdString(title).trimmed().isEmpty()) return wrong(localized("The video needs a title."));
-  if (characters(title) > 100) return wrong(localized("The title is too long: it may have 100 characters."));
+  if (characters(title) > mostTitle)
+    return wrong(localized("The title is too long: it may have %@ characters.", {numberText(mostTitle)}));
   if (hasAngleBrackets(title)) return wrong(localized("The title may not contain the characters < and >."));
-  if (description.size() > 5000) return wrong(localized("The description is too long: it may have 5000 bytes."));
+  if (description.size() > std::size_t(mostDescription))
+    return wrong(localized("The description is too long: it may have %@ bytes.", {numberText(mostDescription)}));
   if (hasAngleBrackets(description)) return wrong(localized("The description may not contain the characters < and >."));
   qsizetype tagCharacters = 0;
   for (const std::string& tag : tags) {
     if (hasAngleBrackets(tag)) return wrong(localized("A tag may not contain the characters < and >."));
     tagCharacters += characters(tag) + 1 + (tag.find(' ') != std::string::npos ? 2 : 0);
   }
-  if (tagCharacters > 501) return wrong(localized("The tags are too long: together they may have 500 characters."));
+  if (tagCharacters > mostTags + 1)
+    return wrong(localized("The tags are too long: together they may have %@ characters.", {numberText(mostTags)}));
   return nullptr;
 }
 

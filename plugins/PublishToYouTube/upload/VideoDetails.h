@@ -19,6 +19,7 @@ struct VideoDetails {
   Visibility visibility = Visibility::Private;
   bool madeForChildren = false;
 
+  bool operator==(const VideoDetails&) const = default;
   /// Null when the service takes these details; otherwise an error that names the field.
   NSErrorPtr check() const;
   /// The body of an upload session's start.
@@ -26,5 +27,9 @@ struct VideoDetails {
   /// What `json` was made of; nothing when the text can't be read.
   static std::optional<VideoDetails> fromJson(const std::string& text);
 };
+
+/// The tags in a line that a person has typed: what stands between commas, without blanks around it, each once, however
+/// its letters are written.
+std::vector<std::string> tagsInLine(const std::string& line);
 
 }  // namespace publishing

@@ -10,7 +10,7 @@ here=$(cd "$(dirname "$0")" && pwd)
 folder=${1:?usage: make_matrix.sh FOLDER}
 . "$here/../../data/making.sh"
 
-renew 2
+renew 3
 compile frame_source "$here/../../data/frame_source.cpp" "$here/../../data/FrameCode.h"
 compile retable "$here/retable.cpp"
 

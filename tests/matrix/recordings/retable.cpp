@@ -3,7 +3,7 @@
 // tables     64-bit chunk offsets (co64), sample sizes of 16 bits (stz2), and two sample descriptions that take turns
 //            half-way through each track
 // far        the media behind 5 GiB that take no room on the disk
-// edits      an edit list that leaves 1.6 s in the middle out
+// edits      an edit list that leaves 1.609 s in the middle out
 // gap        the same, with nothing at all for 0.8 s in its place
 // described  all boxes that tell how a picture is to be shown: light levels, Dolby Vision, clean aperture
 //
@@ -77,9 +77,9 @@ std::string wideOffsets(const std::string& payload, std::uint64_t shift) {
   return box("co64", payload.substr(0, 8) + entries);
 }
 
-/// Seconds 0 to 3.2 and 4.8 to 8 of a track that has an edit list of one entry, and 0.8 s of nothing between them where
-/// the form says so; the movie's unit is a millisecond. There a packet of AAC and a picture begin at the same time:
-/// anywhere else libav is a little off itself.
+/// Seconds 0 to 3.2 and 4.809 to 8 of a track that has an edit list of one entry: no picture and no packet of sound
+/// begins at 4.809 s. Or seconds 0 to 3.2 and 4.8 to 8, where both begin, and 0.8 s of nothing between them. The
+/// movie's unit is a millisecond.
 std::string editedTrack(const std::string& payload) {
   const std::uint32_t scale = number(find(payload, "mdia/mdhd"), 12);
   const std::uint32_t start = number(find(payload, "edts/elst"), 12);
@@ -87,12 +87,13 @@ std::string editedTrack(const std::string& payload) {
     return bytes(length, 4) + bytes(from, 4) + bytes(0x10000, 4);
   };
   const bool gap = form == Form::Gap;
-  const std::string edits = bytes(0, 4) + bytes(gap ? 3 : 2, 4) + edit(3200, start) + (gap ? edit(800, ~0U) : "") +
-                            edit(3200, start + scale / 5 * 24);
+  const auto moment = [&](std::uint64_t milliseconds) { return std::uint32_t(start + milliseconds * scale / 1000); };
+  const std::string edits = gap ? bytes(3, 4) + edit(3200, start) + edit(800, ~0U) + edit(3200, moment(4800))
+                                : bytes(2, 4) + edit(3200, start) + edit(3191, moment(4809));
   std::string result;
   for (std::size_t at = 0; at < payload.size(); at += number(payload, at)) {
     const bool list = payload.compare(at + 4, 4, "edts") == 0;
-    result += list ? box("edts", box("elst", edits)) : payload.substr(at, number(payload, at));
+    result += list ? box("edts", box("elst", bytes(0, 4) + edits)) : payload.substr(at, number(payload, at));
   }
   return result;
 }

@@ -1,5 +1,7 @@
 #include "platform/UIKit/UIPasteboard.h"
 
+#include "platform/backends/portal/ClipboardOffer.h"
+
 #include <QClipboard>
 #include <QGuiApplication>
 
@@ -14,4 +16,5 @@ std::string UIPasteboard::string() const {
 
 void UIPasteboard::setString(const std::string& text) {
   QGuiApplication::clipboard()->setText(QString::fromStdString(text));
+  offerTextOnClipboard(text);
 }

@@ -1,0 +1,75 @@
+#include "editor/ZVSaveFailure.h"
+
+#include "platform/Foundation/NSByteCountFormatter.h"
+#include "platform/Foundation/NSFileManager.h"
+#include "platform/Foundation/NSStringFormat.h"
+#include "platform/UIKit/UIKitStrings.h"
+
+#include <cerrno>
+
+namespace {
+
+/// As a person writes it.
+std::string shown(std::string folder) {
+  while (folder.size() > 1 && folder.ends_with('/')) folder.pop_back();
+  return folder;
+}
+
+}  // namespace
+
+ZVSaveFailure ZVSaveFailure::lackOfSpace(const std::string& folder, std::int64_t missingSpace) {
+  const std::string what =
+      "“" + shown(folder) + "” has not enough room, " + std::to_string(missingSpace) + " bytes more are needed";
+  return {NSError::posix(ENOSPC, what), folder, missingSpace};
+}
+
+ZVSaveFailure ZVSaveFailure::changedRecording() {
+  return {NSError::posix(EIO, "Another program has changed the recording since it was opened"), "", 0};
+}
+
+std::string ZVChangedRecordingMessage() {
+  return UIKitLocalizedString(
+      "Another program has changed this recording since it was opened. Close the window and open the recording again.");
+}
+
+std::string ZVSaveFailure::message() const {
+  const std::string place = shown(folder);
+  const NSFileManager& files = NSFileManager::defaultManager();
+  if (folder.empty()) return ZVChangedRecordingMessage();
+  const int code = error->domain() == NSPOSIXErrorDomain ? error->code() : 0;
+  if (code == ENOSPC && missingSpace > 0) {
+    return NSStringWithFormat(UIKitLocalizedString("There is not enough room in “%@”: %@ more are needed. Make room "
+                                                   "on its disk, then save again."),
+                              {place, NSByteCountFormatter::stringFromByteCount(missingSpace)});
+  }
+  if (code == ENOSPC) {
+    return NSStringWithFormat(
+        UIKitLocalizedString("There is no room left in “%@”. Make room on its disk, then save again."), {place});
+  }
+  if (code == EDQUOT) {
+    return NSStringWithFormat(UIKitLocalizedString("You have used up your share of the disk in “%@”. Delete something "
+                                                   "of yours there, then save again."),
+                              {place});
+  }
+  if (code == EFBIG) {
+    return NSStringWithFormat(UIKitLocalizedString("The movie is larger than a file in “%@” can be. Select a shorter "
+                                                   "part, then save again."),
+                              {place});
+  }
+  if (code == EROFS) {
+    return NSStringWithFormat(UIKitLocalizedString("Nothing can be written in “%@”: its disk is read-only. Make it "
+                                                   "writable, then save again."),
+                              {place});
+  }
+  // These may also be about the recording.
+  if ((code == EACCES || code == EPERM) && !files.isWritableFileAtPath(files.existingFolderForPath(folder))) {
+    return NSStringWithFormat(UIKitLocalizedString("You are not allowed to write in “%@”. Change the folder’s "
+                                                   "permissions, then save again."),
+                              {place});
+  }
+  if ((code == ENOENT || code == ENOTDIR) && !files.fileExistsAtPath(folder)) {
+    return NSStringWithFormat(
+        UIKitLocalizedString("The folder “%@” is not there any more. Make it again, then save again."), {place});
+  }
+  return error->localizedDescription();
+}
