@@ -52,7 +52,7 @@ struct Source {
   /// How many pictures after the key picture the first one comes that can be shown in a long file.
   int untilWhole() const {
     const Track& track = movie.tracks[0];
-    const DecodingStart start(movie, 0, file.get());
+    const DecodingStart start(movie, 0, file.get(), budget);
     for (std::uint32_t index = kKeyInterval; index < 100; ++index) {
       const std::int64_t time = track.runs[index].presentationTime();
       if (start.leadsTo(track.runs[kKeyInterval], {index, time, index + 60})) return int(index) - kKeyInterval;
@@ -62,6 +62,7 @@ struct Source {
 
   Movie movie;
   FileDescriptor file;
+  mutable CutBudget budget{{}, nullptr};
 };
 
 const Bytes kAVC{1, 0x64, 0, 0x1F, 0xFF, 0xE0, 0};                                       // lengths of four bytes
@@ -101,11 +102,26 @@ TEST(DecodingStart, LeavesRoomBehindAPictureThatDecodersDoNotTrustAtOnce) {
   const Bytes open{0, 0, 0, 5, 6, 6, 1, 0x80, 0x80, 0, 0, 0, 2, 0x61, 0x88};
   for (const Bytes& key : {open, Bytes{0, 0, 0, 2, 0x65, 0x88}}) {
     const Source source(fourCC("avc1"), fourCC("avcC"), kAVC, key, kReference);
-    const DecodingStart start(source.movie, 0, source.file.get());
+    const DecodingStart start(source.movie, 0, source.file.get(), source.budget);
     const std::int64_t time = source.movie.tracks[0].runs[22].presentationTime();
     EXPECT_EQ(start.leadsTo(source.movie.tracks[0].runs[20], {22, time, 25}), key != open);
     EXPECT_TRUE(start.leadsTo(source.movie.tracks[0].runs[20], {22, time, 70}));
   }
+}
+
+TEST(DecodingStart, ReadsEachPictureOnceAndBooksIt) {
+  // A refresh that is never over: from each key picture on all that follow are looked at. Four units come with one
+  // read.
+  const Bytes key{0, 0, 0, 5, 6, 6, 1, 0x18, 0x80, 0, 0, 0, 2, 9, 0xF0, 0, 0, 0, 2, 9, 0xF0, 0, 0, 0, 2, 0x61, 0x9A};
+  const Source source(fourCC("avc1"), fourCC("avcC"), kAVC, key, {0, 0, 0, 2, 9, 0xF0, 0, 0, 0, 2, 0x01, 0x9A});
+  const std::vector<SampleRun>& runs = source.movie.tracks[0].runs;
+  const auto tryAll = [&](std::uint64_t steps) {
+    CutBudget budget({0, 0, steps}, nullptr);
+    const DecodingStart start(source.movie, 0, source.file.get(), budget);
+    for (std::uint32_t at = 80; at > 0; at -= kKeyInterval) EXPECT_FALSE(start.leadsTo(runs[at], {99, 0, 99}));
+  };
+  EXPECT_NO_THROW(tryAll(80 * 100 + 20 + 40 + 60 + 80));
+  EXPECT_THROW(tryAll(80 * 100), CutRefused);
 }
 
 TEST(DecodingStart, PicturesThatAreAllCalledKeyPicturesAreLookedAt) {

@@ -20,7 +20,7 @@ class CutBudget {
   struct Limits {
     std::uint64_t samples = 8'000'000;     ///< planned one by one, or runs of those that are alike; 40 bytes each
     std::uint64_t tableBytes = 256 << 20;  ///< of the new file's sample tables
-    std::uint64_t steps = 400'000'000;     ///< samples looked at, of some nanoseconds each
+    std::uint64_t steps = 400'000'000;     ///< of some nanoseconds each: samples looked at; a read is a hundred
   };
 
   CutBudget(const Limits& limits, std::function<bool()> isCancelled)
@@ -41,7 +41,7 @@ class CutBudget {
   }
 
  private:
-  static constexpr std::uint64_t kBetweenQuestions = 1 << 20;
+  static constexpr std::uint64_t kBetweenQuestions = 1 << 16;
 
   static void take(std::uint64_t& left, std::uint64_t count) {
     if (count > left) throw CutRefused{};

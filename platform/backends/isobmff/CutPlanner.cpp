@@ -111,7 +111,7 @@ CutOutcome CutPlanner::cutTrack(std::size_t index, TrackCut& cut) const {
   const bool dependent = std::any_of(track.runs.begin(), track.runs.end(),
                                      [](const SampleRun& run) { return !run.sync || run.compositionOffset != 0; });
   if (visual || dependent) {
-    const DecodingStart decoding(movie_, index, descriptor_);
+    const DecodingStart decoding(movie_, index, descriptor_, budget_);
     return cutJoined(
         ranges, true,
         [&](const auto& some, bool beginning, TrackCut& part) {

@@ -22,6 +22,10 @@ constexpr std::uint32_t kUntilSettled = 40;
 constexpr std::uint32_t kReordering = 32;
 /// Pictures behind one that have to be of the same kind where the tables call all of them key pictures.
 constexpr std::uint32_t kIntraPictures = 8;
+/// What a read costs in steps of the budget.
+constexpr std::uint64_t kStepsOfRead = 100;
+/// Looks that are kept: those of neighbouring beginnings go over the same pictures.
+constexpr std::size_t kKnownLooks = 2 * kMaximumCount;
 
 /// The count in a recovery point message among the messages of a supplemental unit; nothing when it has none.
 std::optional<std::uint32_t> recoveryMessage(ByteSpan unit, bool hevc) {
@@ -53,12 +57,13 @@ std::optional<std::uint32_t> recoveryMessage(ByteSpan unit, bool hevc) {
 
 /// Calls `visit` with each sample by itself from the one with the number `first` on, until it returns false.
 template <class Visit>
-void forEachFrom(const std::vector<SampleRun>& runs, std::uint32_t first, Visit visit) {
+void forEachFrom(const std::vector<SampleRun>& runs, std::uint32_t first, CutBudget& budget, Visit visit) {
   auto run = std::upper_bound(runs.begin(), runs.end(), first,
                               [](std::uint32_t index, const SampleRun& candidate) { return index < candidate.index; });
   if (run != runs.begin()) --run;
   for (; run != runs.end(); ++run) {
     for (std::uint32_t i = first > run->index ? first - run->index : 0; i < run->count; ++i) {
+      budget.step();
       SampleRun sample = *run;
       sample.count = 1;
       sample.index += i;
@@ -71,18 +76,8 @@ void forEachFrom(const std::vector<SampleRun>& runs, std::uint32_t first, Visit 
 
 }  // namespace
 
-/// What the first bytes of a picture say.
-struct DecodingStart::Look {
-  bool understood = false;
-  bool refresh = false;                   ///< an instantaneous refresh, or HEVC's random access
-  bool leading = false;                   ///< HEVC: shown before the key picture that it follows
-  bool reference = false;                 ///< H.264: others are decoded from it
-  bool intra = false;                     ///< H.264: begins with a slice that is decoded by itself
-  std::optional<std::uint32_t> recovery;  ///< after how many pictures those shown are whole
-};
-
-DecodingStart::DecodingStart(const Movie& movie, std::size_t track, int descriptor)
-    : track_(movie.tracks[track]), descriptor_(descriptor) {
+DecodingStart::DecodingStart(const Movie& movie, std::size_t track, int descriptor, CutBudget& budget)
+    : track_(movie.tracks[track]), descriptor_(descriptor), budget_(budget) {
   for (std::size_t i = 0; i < std::min<std::size_t>(track_.formats.size(), 64); ++i) {
     Description description;
     if (const auto entry = SampleDescription::find(movie, track, i + 1)) {
@@ -116,7 +111,7 @@ bool DecodingStart::wholeByReferences(std::uint32_t start, std::uint32_t count, 
   bool whole = false, gradual = count > 0, refreshing = true;
   std::uint32_t left = count;      // of the refresh
   std::uint32_t settling = start;  // where the decoder begins to give out pictures
-  forEachFrom(track_.runs, start, [&](const SampleRun& sample) {
+  forEachFrom(track_.runs, start, budget_, [&](const SampleRun& sample) {
     if (sample.index > goal.index || sample.index - start > kMaximumCount) return false;
     const Look picture = sample.index > start ? look(sample) : Look{};
     if (!refreshing) {
@@ -143,7 +138,7 @@ bool DecodingStart::wholeByReferences(std::uint32_t start, std::uint32_t count, 
 bool DecodingStart::wholeByOrder(const SampleRun& start, std::uint32_t count, const Goal& goal) const {
   if (goal.time < start.presentationTime()) return false;
   std::uint32_t between = 0;
-  forEachFrom(track_.runs, start.index, [&](const SampleRun& sample) {
+  forEachFrom(track_.runs, start.index, budget_, [&](const SampleRun& sample) {
     const std::int64_t time = sample.presentationTime();
     if (time > start.presentationTime() && time <= goal.time) ++between;
     return between < count && sample.index - start.index < kMaximumCount && sample.index < goal.index + kReordering;
@@ -154,7 +149,7 @@ bool DecodingStart::wholeByOrder(const SampleRun& start, std::uint32_t count, co
 /// Whether the pictures behind one are decoded by themselves, too: then all of them are key pictures in truth.
 bool DecodingStart::isAmongIntraPictures(std::uint32_t index) const {
   bool all = true;
-  forEachFrom(track_.runs, index, [&](const SampleRun& sample) {
+  forEachFrom(track_.runs, index, budget_, [&](const SampleRun& sample) {
     const Look picture = look(sample);
     all = picture.refresh || picture.intra;
     return all && sample.index - index < kIntraPictures;
@@ -172,24 +167,47 @@ void DecodingStart::correctMarks(std::vector<SampleRun>& samples) const {
 }
 
 DecodingStart::Look DecodingStart::look(const SampleRun& sample) const {
+  if (known_.empty()) known_.resize(kKnownLooks);
+  KnownLook& known = known_[sample.index % kKnownLooks];
+  if (known.index != sample.index) known = {sample.index, lookIntoFile(sample)};
+  return known.look;
+}
+
+DecodingStart::Look DecodingStart::lookIntoFile(const SampleRun& sample) const {
   Look found;
   if (descriptor_ < 0 || sample.description == 0 || sample.description > descriptions_.size()) return found;
   const Description& description = descriptions_[sample.description - 1U];
   if (description.coding == Coding::Other) return found;
   const bool hevc = description.coding == Coding::HEVC;
+  const std::size_t header = description.lengthSize + (hevc ? 2 : 1);
+  constexpr std::size_t kSliceHead = 16;  // all that is looked at of a picture itself
   std::array<std::uint8_t, 512> bytes;
-  std::uint64_t at = 0;
-  for (int unit = 0; unit < 64 && at + description.lengthSize < sample.size; ++unit) {
-    const std::size_t wanted = std::min<std::uint64_t>(bytes.size(), sample.size - at);
-    const ssize_t got = pread(descriptor_, bytes.data(), wanted, off_t(sample.offset + at));
-    const std::size_t header = description.lengthSize + (hevc ? 2 : 1);
-    if (got < ssize_t(header)) return found;
+  std::uint64_t at = 0, begin = 0;  // of the unit and of the bytes, in the sample
+  std::size_t count = 0;            // of the bytes
+  for (int unit = 0; unit < 64 && at + header <= sample.size; ++unit) {
+    const auto has = [&](std::uint64_t length) { return at + std::min(length, sample.size - at) <= begin + count; };
+    const auto read = [&] {
+      budget_.step(kStepsOfRead);
+      const std::size_t wanted = std::min<std::uint64_t>(bytes.size(), sample.size - at);
+      const ssize_t got = pread(descriptor_, bytes.data(), wanted, off_t(sample.offset + at));
+      begin = at;
+      count = got > 0 ? std::size_t(got) : 0;
+    };
+    // Small units come with the one before.
+    if (!has(header + kSliceHead)) read();
+    if (!has(header)) return found;
     std::uint64_t length = 0;
-    for (std::uint32_t i = 0; i < description.lengthSize; ++i) length = length << 8 | bytes[i];
-    const std::uint8_t first = bytes[description.lengthSize];
-    const int type = hevc ? first >> 1 & 0x3F : first & 0x1F;
-    const std::size_t end = std::size_t(std::min<std::uint64_t>(std::uint64_t(got), description.lengthSize + length));
-    const ByteSpan content = end > header ? ByteSpan(bytes).subspan(header, end - header) : ByteSpan();
+    for (std::uint32_t i = 0; i < description.lengthSize; ++i) length = length << 8 | bytes[at - begin + i];
+    const auto typeOf = [hevc](std::uint8_t first) { return hevc ? first >> 1 & 0x3F : first & 0x1F; };
+    const int supplemental = hevc ? 39 : 6;
+    const bool isMessage = typeOf(bytes[at - begin + description.lengthSize]) == supplemental;
+    if (at > begin && isMessage && !has(std::min<std::uint64_t>(description.lengthSize + length, bytes.size()))) read();
+    if (!has(header)) return found;
+    const ByteSpan here = ByteSpan(bytes).subspan(at - begin, count - (at - begin));
+    const std::uint8_t first = here[description.lengthSize];
+    const int type = typeOf(first);
+    const std::size_t end = std::size_t(std::min<std::uint64_t>(here.size(), description.lengthSize + length));
+    const ByteSpan content = end > header ? here.subspan(header, end - header) : ByteSpan();
     if (hevc ? type < 32 : type >= 1 && type <= 5) {  // the picture itself
       found.understood = true;
       found.refresh = hevc ? type >= 16 && type <= 23 : type == 5;
@@ -203,7 +221,7 @@ DecodingStart::Look DecodingStart::look(const SampleRun& sample) const {
       }
       return found;
     }
-    if (type == (hevc ? 39 : 6) && !found.recovery) found.recovery = recoveryMessage(content, hevc);
+    if (type == supplemental && !found.recovery) found.recovery = recoveryMessage(content, hevc);
     at += description.lengthSize + length;
   }
   return found;

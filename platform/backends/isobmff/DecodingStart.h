@@ -1,8 +1,10 @@
 #pragma once
 
+#include "platform/backends/isobmff/CutBudget.h"
 #include "platform/backends/isobmff/Movie.h"
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace isobmff {
@@ -13,8 +15,10 @@ namespace isobmff {
 /// writers forget to say that not every picture is a key picture.
 class DecodingStart {
  public:
-  /// The movie must outlive this object. `descriptor` is the source, open for reading; -1: the tables are believed.
-  DecodingStart(const Movie& movie, std::size_t track, int descriptor);
+  /// The movie and the budget must outlive this object. `descriptor` is the source, open for reading; -1: the tables
+  /// are believed. Every look into the file and every picture gone through is taken from the budget: all functions may
+  /// throw CutRefused.
+  DecodingStart(const Movie& movie, std::size_t track, int descriptor, CutBudget& budget);
 
   /// What has to be shown: a picture, with its time in ticks, in a file that ends with the sample `lastIndex`.
   struct Goal {
@@ -36,17 +40,32 @@ class DecodingStart {
     Coding coding = Coding::Other;
     std::uint32_t lengthSize = 4;  ///< bytes of the length before each unit
   };
-  struct Look;
+  /// What the first bytes of a picture say.
+  struct Look {
+    bool understood = false;
+    bool refresh = false;                   ///< an instantaneous refresh, or HEVC's random access
+    bool leading = false;                   ///< HEVC: shown before the key picture that it follows
+    bool reference = false;                 ///< H.264: others are decoded from it
+    bool intra = false;                     ///< H.264: begins with a slice that is decoded by itself
+    std::optional<std::uint32_t> recovery;  ///< after how many pictures those shown are whole
+  };
+  struct KnownLook {
+    std::optional<std::uint32_t> index;  ///< of the picture
+    Look look;
+  };
 
   Look look(const SampleRun& sample) const;
+  Look lookIntoFile(const SampleRun& sample) const;
   bool wholeByReferences(std::uint32_t start, std::uint32_t count, const Goal& goal) const;
   bool wholeByOrder(const SampleRun& start, std::uint32_t count, const Goal& goal) const;
   bool isAmongIntraPictures(std::uint32_t index) const;
 
   const Track& track_;
   int descriptor_;
+  CutBudget& budget_;
   std::vector<Description> descriptions_;  ///< as in stsd
   bool allSync_ = true;                    ///< every sample is said to be a key picture
+  mutable std::vector<KnownLook> known_;   ///< the latest look at a picture with this number modulo the size
 };
 
 }  // namespace isobmff

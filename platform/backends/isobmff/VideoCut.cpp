@@ -11,9 +11,8 @@ namespace isobmff {
 namespace {
 
 constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
-/// Key pictures that are looked at before the file's beginning is taken, and what a look into the file costs in steps.
+/// Key pictures that are looked at before the file's beginning is taken.
 constexpr std::size_t kMaximumTries = 2048;
-constexpr std::uint64_t kStepsOfTry = 4096;
 
 SampleRun sampleOf(const SampleRun& run, std::uint32_t position) {
   SampleRun sample = run;
@@ -120,11 +119,9 @@ std::uint32_t VideoCut::decodingStart() const {
     latestBefore = std::max(latestBefore, time);
     return sample.index < firstShown_;
   });
-  // A look into the file for each, but not for ever.
   for (std::size_t tries = 0; tries < kMaximumTries && !candidates.empty(); ++tries) {
     const std::uint32_t candidate = candidates.back();
     bool leads = false;
-    budget_.step(kStepsOfTry);
     forEachSample(track_.runs, candidate, budget_, [&](const SampleRun& sample) {
       leads = decoding_.leadsTo(sample, {firstShown_, firstShownTime_, lastNeeded_});
       return false;
