@@ -120,8 +120,9 @@ TEST(DecodingStart, ReadsEachPictureOnceAndBooksIt) {
     const DecodingStart start(source.movie, 0, source.file.get(), budget);
     for (std::uint32_t at = 80; at > 0; at -= kKeyInterval) EXPECT_FALSE(start.leadsTo(runs[at], {99, 0, 99}));
   };
-  EXPECT_NO_THROW(tryAll(80 * 100 + 20 + 40 + 60 + 80));
-  EXPECT_THROW(tryAll(80 * 100), CutRefused);
+  constexpr std::uint64_t reads = 8000, pictures = 20 + 40 + 60 + 80;
+  EXPECT_NO_THROW(tryAll(reads + pictures));
+  EXPECT_THROW(tryAll(reads), CutRefused);
 }
 
 TEST(DecodingStart, PicturesThatAreAllCalledKeyPicturesAreLookedAt) {

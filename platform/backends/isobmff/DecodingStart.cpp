@@ -25,7 +25,7 @@ constexpr std::uint32_t kIntraPictures = 8;
 /// What a read costs in steps of the budget.
 constexpr std::uint64_t kStepsOfRead = 100;
 /// Looks that are kept: those of neighbouring beginnings go over the same pictures.
-constexpr std::size_t kKnownLooks = 2 * kMaximumCount;
+constexpr std::uint32_t kKnownLooks = 2 * kMaximumCount;
 
 /// The count in a recovery point message among the messages of a supplemental unit; nothing when it has none.
 std::optional<std::uint32_t> recoveryMessage(ByteSpan unit, bool hevc) {
