@@ -24,7 +24,8 @@ class AVVideoOutput {
 
   /// Connects to an OpenGL context; `getProcAddress` looks up its functions.
   virtual void startOpenGL(std::function<void*(const char*)> getProcAddress) = 0;
-  /// Draws the newest picture, fitted with black bars, into a frame buffer of width × height pixels.
+  /// Draws the newest picture, fitted with black bars, into a frame buffer of width × height pixels. What is in there
+  /// stays until there is a picture.
   virtual void renderOpenGL(int framebuffer, int width, int height) = 0;
   virtual void stopOpenGL() = 0;
 };

@@ -352,7 +352,14 @@ void MpvVideoOutput::renderOpenGL(int framebuffer, int width, int height) {
   if (!context_) {
     return;
   }
-  mpv_render_context_update(context_);
+  const bool newFrame = (mpv_render_context_update(context_) & MPV_RENDER_UPDATE_FRAME) != 0;
+  {
+    const std::lock_guard lock(mutex_);
+    haveFrame_ = haveFrame_ || newFrame;
+    if (!haveFrame_) {
+      return;
+    }
+  }
   mpv_opengl_fbo target{framebuffer, width, height, 0};
   int flip = 0;
   int wait = 0;

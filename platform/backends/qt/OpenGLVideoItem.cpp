@@ -124,14 +124,21 @@ class OpenGLVideoItem::Renderer : public QQuickFramebufferObject::Renderer {
     }
   }
 
+  QOpenGLFramebufferObject* createFramebufferObject(const QSize& size) override {
+    isBlank_ = true;
+    return QQuickFramebufferObject::Renderer::createFramebufferObject(size);
+  }
+
   void render() override {
     QOpenGLFramebufferObject* target = framebufferObject();
-    if (output_) {
-      output_->renderOpenGL(static_cast<int>(target->handle()), target->width(), target->height());
-    } else {
+    if (std::exchange(isBlank_, false) || !output_) {
       QOpenGLFunctions* gl = QOpenGLContext::currentContext()->functions();
       gl->glClearColor(0, 0, 0, 1);
       gl->glClear(GL_COLOR_BUFFER_BIT);
+    }
+    // A new player's first picture takes the place of the last one, or the screen would be black in between.
+    if (output_) {
+      output_->renderOpenGL(static_cast<int>(target->handle()), target->width(), target->height());
     }
     if (copyWanted_) {
       copyWanted_ = false;
@@ -149,6 +156,7 @@ class OpenGLVideoItem::Renderer : public QQuickFramebufferObject::Renderer {
   std::shared_ptr<AVVideoOutput> output_;
   std::shared_ptr<Mailbox> mailbox_;
   bool copyWanted_ = false;
+  bool isBlank_ = true;  // nothing has been drawn into the frame buffer
 };
 
 QQuickFramebufferObject::Renderer* OpenGLVideoItem::Screen::createRenderer() const {
