@@ -47,6 +47,12 @@ void CALayer::setMasksToBounds(bool masks) {
   CATransaction::setNeedsCommit();
 }
 
+void CALayer::setCornerRadius(CGFloat radius) {
+  if (radius == cornerRadius_) return;
+  cornerRadius_ = radius;
+  CATransaction::setNeedsCommit();
+}
+
 void CALayer::setBackgroundColor(std::optional<UIColor> color) {
   if (color == backgroundColor_) return;
   backgroundColor_ = color;

@@ -30,6 +30,10 @@ class CALayer : public NSObject {
   /// Whether what is in the layer is cut off at its edges.
   bool masksToBounds() const { return masksToBounds_; }
   void setMasksToBounds(bool masks);
+  /// How round the corners are at which it is cut off, in points. Where the layer masks, they cut background colours
+  /// and what is blurred; texts and pictures have to stay clear of them.
+  CGFloat cornerRadius() const { return cornerRadius_; }
+  void setCornerRadius(CGFloat radius);
 
   /// What is shown now: the model's values, or values on the way to them while an animation runs.
   CGRect presentationFrame() const;
@@ -56,6 +60,7 @@ class CALayer : public NSObject {
   float opacity_ = 1;
   bool hidden_ = false;
   bool masksToBounds_ = false;
+  CGFloat cornerRadius_ = 0;
   std::optional<UIColor> backgroundColor_;
   std::vector<Strong<CALayer>> sublayers_;
   CALayer* superlayer_ = nullptr;

@@ -17,6 +17,7 @@ Strong<UIViewController> UINavigationController::topViewController() const {
 void UINavigationController::loadView() {
   UIViewController::loadView();
   const Strong<UIView> whole = view();
+  whole->setBackgroundColor(UIColor::whiteColor());  // what the bar lets through
   const CGSize size = whole->bounds().size;
   if (!bar_) bar_ = std::make_shared<UINavigationBar>();
   const CGFloat height = bar_->sizeThatFits().height;

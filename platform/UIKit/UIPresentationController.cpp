@@ -15,6 +15,7 @@ constexpr double transitionDuration = 0.25;  // seconds
 constexpr CGFloat compactWidth = 600;        // a window narrower than this has no room for a form sheet
 constexpr CGSize formSheetSize{540, 620};
 constexpr CGFloat leastMargin = 20;
+constexpr CGFloat formSheetCornerRadius = 12;
 constexpr float formSheetDimming = 0.4f;
 
 }  // namespace
@@ -27,12 +28,13 @@ void UIPresentationController::containerViewNeedsLayout() {
   if (container_) container_->setNeedsLayout();
 }
 
-CGRect UIPresentationController::frameOfPresentedViewInContainerView(CGSize container) {
+bool UIPresentationController::isFormSheet() const {
   const auto presented = presented_.lock();
-  if (!presented || presented->modalPresentationStyle() != UIModalPresentationStyle::FormSheet ||
-      container.width < compactWidth) {
-    return {{0, 0}, container};
-  }
+  return presented && presented->modalPresentationStyle() == UIModalPresentationStyle::FormSheet;
+}
+
+CGRect UIPresentationController::frameOfPresentedViewInContainerView(CGSize container) {
+  if (!isFormSheet() || container.width < compactWidth) return {{0, 0}, container};
   const CGFloat width = std::min(formSheetSize.width, container.width - 2 * leastMargin);
   const CGFloat height = std::min(formSheetSize.height, std::max(container.height - 2 * leastMargin, 0.0f));
   return CGRectMake((container.width - width) / 2, (container.height - height) / 2, width, height);
@@ -63,6 +65,11 @@ void UIPresentationController::layout() {
   const float alpha = isInPlace && !isShown_ ? 0.0f : 1.0f;
   presented->view()->setFrame(frame);
   presented->view()->setAlpha(alpha);
+  if (isFormSheet()) {
+    const bool coversWindow = frame.size == size;
+    presented->view()->layer()->setMasksToBounds(!coversWindow);
+    presented->view()->layer()->setCornerRadius(coversWindow ? 0 : formSheetCornerRadius);
+  }
   if (const auto& decoration = container_->decoration()) {
     layoutDecoration(*decoration, frame);
     decoration->setAlpha(alpha);

@@ -58,6 +58,7 @@ class UIPresentationController : public NSObject {
   virtual void containerWillDisappear() {}
 
  private:
+  bool isFormSheet() const;
   void layout();
 
   Weak<UIViewController> presented_, presenting_;

@@ -4,6 +4,7 @@
 #include "platform/UIKit/UIAlertController.h"
 #include "platform/UIKit/UIBarButtonItem.h"
 #include "platform/UIKit/UIImageView.h"
+#include "platform/UIKit/UINavigationController.h"
 #include "platform/UIKit/UIPopoverPresentationController.h"
 #include "platform/UIKit/UIToolbar.h"
 #include "tests/window/Pictures.h"
@@ -175,6 +176,39 @@ TEST_F(PresentationLooksTest, AnAlertStandsInTheMiddle) {
   }
   EXPECT_LT(at(picture, card.origin.x, card.origin.y).lightness(), 200) << "the corner is round";
   EXPECT_LT(at(picture, card.origin.x, card.maxY() - 1).lightness(), 200);
+}
+
+// The renderers clip at rectangles only. What moves under the corners, and dims all, is cut as well.
+TEST_F(PresentationLooksTest, AFormSheetHasRoundCornersWhateverLiesInThem) {
+  root()->setBackgroundColor(UIColor::blackColor());
+  root()->subviews().back()->removeFromSuperview();
+  theWindow().resize({700, 500});
+  ASSERT_TRUE(waitUntil([] { return theWindow().window()->bounds().size.width == 700; }));
+  const auto content = std::make_shared<UIViewController>();
+  const auto form = UINavigationController::initWithRootViewController(content);
+  form->setModalPresentationStyle(UIModalPresentationStyle::FormSheet);
+  controller_->presentViewController_animated_completion(form, false, nullptr);
+  const CGRect sheet = form->view()->frame();
+  const auto add = [](UIView& to, CGRect frame, UIColor color) {
+    const auto view = std::make_shared<UIView>();
+    view->setFrame(frame);
+    view->setBackgroundColor(color);
+    to.addSubview(view);
+  };
+  // Ends in the middle of the lower corners, as what scrolls does.
+  add(*content->view(), {{0, 0}, {sheet.size.width, content->view()->bounds().size.height - 3}}, UIColor::whiteColor());
+  add(*form->view(), form->view()->bounds(), UIColor::colorWithWhite_alpha(1, 0.5F));
+  const QImage picture = look("form-sheet");
+  for (const CGFloat x : {sheet.origin.x + 1, sheet.maxX() - 2}) {
+    for (const CGFloat y : {sheet.origin.y + 1, sheet.maxY() - 2}) {
+      EXPECT_TRUE(isDark(at(picture, x, y))) << x << " " << y;
+    }
+  }
+  EXPECT_GT(at(picture, sheet.origin.x + 6, sheet.maxY() - 6).lightness(), 200) << "nothing else is";
+  EXPECT_GT(at(picture, sheet.maxX() - 1, sheet.origin.y + 14).lightness(), 200);
+  theWindow().resize({375, 667});
+  ASSERT_TRUE(waitUntil([] { return theWindow().window()->bounds().size.width == 375; }));
+  EXPECT_GT(at(look("form-sheet-narrow"), 0, 0).lightness(), 200) << "there it covers the window";
 }
 
 TEST_F(PresentationLooksTest, TheWheelTurnsWhileItIsThereAndCostsNothingAfterwards) {

@@ -66,10 +66,17 @@ void BackdropItem::updatePolish() {
     }
   }
   QImage picture = blur.result();
-  if (!cuts_.empty()) {
+  const bool isRounded = host_.clip().cuts(place);
+  if (isRounded || !cuts_.empty()) {
     const qreal ratio = mirror_.pixelRatio();
     picture = picture.scaled((size() * ratio).toSize(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
                   .convertToFormat(QImage::Format_ARGB32_Premultiplied);
+  }
+  if (isRounded) {
+    host_.clip().cut(picture, place);
+  }
+  if (!cuts_.empty()) {
+    const qreal ratio = mirror_.pixelRatio();
     QPainter painter(&picture);
     painter.scale(ratio, ratio);
     painter.setRenderHint(QPainter::SmoothPixmapTransform);

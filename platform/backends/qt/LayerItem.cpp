@@ -33,6 +33,15 @@ void LayerItem::takeOver(CALayer& layer, const LayerItem* parent) {
   setOpacity(opacity);
   setVisible(!layer.isHidden() && opacity > 0);
   setClip(layer.masksToBounds());
+  if (layer.masksToBounds() && layer.cornerRadius() > 0) {
+    clip_ = {{pixelOrigin_, size()}, onPixel(layer.cornerRadius())};
+  } else {
+    clip_ = parent ? parent->clip() : RoundedClip();
+  }
+  if (const RoundedClip clip = clip_.translated(-pixelOrigin_); clip != ownClip_) {
+    ownClip_ = clip;
+    update();
+  }
 
   const QColor background = layer.backgroundColor() ? toQColor(*layer.backgroundColor()) : QColor(Qt::transparent);
   if (background != background_) {
@@ -72,11 +81,24 @@ void LayerItem::putVisualItemsFirst() {
 }
 
 QSGNode* LayerItem::updatePaintNode(QSGNode* old, UpdatePaintNodeData*) {
-  auto* node = static_cast<QSGRectangleNode*>(old);
   if (background_.alpha() == 0 || width() <= 0 || height() <= 0) {
-    delete node;
+    delete old;
     return nullptr;
   }
+  auto* fill = dynamic_cast<RoundedFill*>(old);
+  if (ownClip_.cuts(boundingRect())) {
+    if (!fill) {
+      delete old;
+      fill = new RoundedFill;
+    }
+    fill->show(*window(), boundingRect(), background_, ownClip_, pixelRatio());
+    return fill;
+  }
+  if (fill) {
+    delete old;
+    old = nullptr;
+  }
+  auto* node = static_cast<QSGRectangleNode*>(old);
   if (!node) {
     node = window()->createRectangleNode();
   }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/QuartzCore/CALayer.h"
+#include "platform/backends/qt/RoundedFill.h"
 
 #include <QColor>
 #include <QQuickItem>
@@ -30,6 +31,9 @@ class LayerItem : public QQuickItem {
   /// The item's own origin in the window; in points.
   QPointF pixelOrigin() const { return pixelOrigin_; }
 
+  /// What cuts the layer and its sublayers; in the window.
+  const RoundedClip& clip() const { return clip_; }
+
   /// Takes over the layer's values; `parent` is the superlayer's item (null for the root).
   void takeOver(CALayer& layer, const LayerItem* parent);
 
@@ -43,6 +47,7 @@ class LayerItem : public QQuickItem {
   Weak<CALayer> layer_;
   QColor background_ = Qt::transparent;
   QPointF exactOrigin_, pixelOrigin_;
+  RoundedClip clip_, ownClip_;  // ownClip_: the same in the item
   unsigned shownVersion_ = 0;
   QSizeF shownSize_;
   qreal shownRatio_ = 0;
