@@ -1,6 +1,7 @@
 #include "platform/Foundation/os_trace.h"
 #include "platform/MobileCoreServices/LSApplicationWorkspace.h"
 #include "platform/MobileGestalt/MobileGestalt.h"
+#include "platform/UIKit/UIPasteboard.h"
 #include "platform/UIKit/UISystemActivities.h"
 #include "platform/UIKit/UIViewController.h"
 #include "platform/backends/portal/SessionBus.h"
@@ -131,6 +132,14 @@ TEST_F(ServicesTest, CopiesAFileThatStaysAndAText) {
   EXPECT_EQ(data->text().toStdString(), "Look at Rainfall by Cloud Works.\nhttps://rainfall.example.org/");
   EXPECT_TRUE(fs::exists(path));
   EXPECT_FALSE(perform(UIActivityTypeCopyToPasteboard)) << "there is no movie any more";
+}
+
+TEST_F(ServicesTest, CopiesAText) {
+  UIPasteboard::generalPasteboard().setString("https://video.example/1");
+  if (QGuiApplication::platformName() == QStringLiteral("xcb")) {
+    EXPECT_TRUE(waitUntil([] { return !QGuiApplication::clipboard()->ownsClipboard(); })) << "another program keeps it";
+  }
+  EXPECT_EQ(UIPasteboard::generalPasteboard().string(), "https://video.example/1");
 }
 
 TEST_F(ServicesTest, PostsTheLinkInTheBrowser) {
