@@ -105,8 +105,11 @@ std::optional<UIWindow::Reachable> UIWindow::focusedElement() {
   const auto view = focusedView_.lock();
   if (!view || focusLabel_.empty()) return std::nullopt;
   const auto elements = reachableElements();
+  const auto isThere = [&](const Reachable& r) { return r.view == view && canHaveFocus(r.element); };
+  // A view with one element may have given it another name.
+  const bool isOnly = std::count_if(elements.begin(), elements.end(), isThere) == 1;
   const auto place = std::find_if(elements.begin(), elements.end(), [&](const Reachable& r) {
-    return r.view == view && canHaveFocus(r.element) && isSameFocus(focusLabel_, r.element.label);
+    return isThere(r) && (isOnly || isSameFocus(focusLabel_, r.element.label));
   });
   if (place == elements.end()) return std::nullopt;
   focusLabel_ = place->element.label;

@@ -1,5 +1,6 @@
 #include "platform/UIKit/UIButton.h"
 #include "platform/UIKit/UILabel.h"
+#include "platform/UIKit/UIPanelButton.h"
 #include "platform/UIKit/UIToolbar.h"
 #include "tests/uikit/UIKitTestSupport.h"
 
@@ -116,6 +117,17 @@ TEST_F(Keyboard, TheFocusStaysWhenPlayTurnsIntoPauseAndReturnsAfterAFade) {
   EXPECT_TRUE(window->focusRing());
   bottom->removeFromSuperview();
   EXPECT_FALSE(window->focusRing());
+}
+
+TEST_F(Keyboard, TheFocusStaysOnAButtonThatTakesAnotherTitle) {
+  const auto button = std::make_shared<UIPanelButton>();
+  button->setFrame(CGRectMake(20, 200, 100, 40));
+  button->setTitle("Copy");
+  window->addSubview(button);
+  window->setFocus(button, "Copy");
+  button->setTitle("Copied");
+  ASSERT_TRUE(window->focusRing());
+  EXPECT_EQ(window->focusedLabel(), "Copied");
 }
 
 TEST_F(Keyboard, KeysGoByTheirMeaningAlsoWhenTheBarsAreFadedOut) {
