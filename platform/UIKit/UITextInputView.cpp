@@ -45,6 +45,12 @@ void UITextInputView::setEnabled(bool enabled) {
   setNeedsDisplay();
 }
 
+void UITextInputView::setEditable(bool editable) {
+  if (editable == editable_) return;
+  editable_ = editable;
+  setNeedsDisplay();
+}
+
 bool UITextInputView::becomeFirstResponder() {
   if (isFirstResponder()) return true;
   if (!UIView::becomeFirstResponder()) return false;

@@ -38,6 +38,9 @@ class UITextInputView : public UIView {
   void setMaximumLength(int length);
   bool isEnabled() const { return enabled_; }
   void setEnabled(bool enabled);
+  /// Whether what is there can be changed, and not only selected and copied.
+  bool isEditable() const { return editable_; }
+  void setEditable(bool editable);
   UITextInputDelegate* delegate() const { return delegate_; }
   /// Not owned.
   void setDelegate(UITextInputDelegate* delegate) { delegate_ = delegate; }
@@ -71,7 +74,7 @@ class UITextInputView : public UIView {
   std::string text_, placeholder_;
   UIFont font_;
   int maximumLength_ = 0;
-  bool enabled_ = true;
+  bool enabled_ = true, editable_ = true;
   UITextInputDelegate* delegate_ = nullptr;
   struct Tap {
     int identifier;

@@ -8,6 +8,7 @@
 #include "plugins/PublishToYouTube/upload/LocalizedText.h"
 #include "plugins/PublishToYouTube/upload/ServiceAddresses.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <utility>
@@ -210,14 +211,22 @@ void PublishToYouTubeAgent::suggestToGoOn() {
 void PublishToYouTubeAgent::showKept() {
   keptIsTold_ = true;
   PublishingStatusView::Status status;
+  const std::string part = percentText(kept_->part);
+  const bool isWorthTelling = part != percentText(0);
   if (goesOn()) {
-    status.text = localized("Publishing of this recording was interrupted at %@. It goes on when you tap Publish.",
-                            {percentText(kept_->part)});
+    status.text =
+        isWorthTelling
+            ? localized("Publishing of this recording was interrupted at %@. It goes on when you tap Publish.", {part})
+            : localized("Publishing of this recording was interrupted. It goes on when you tap Publish.");
   } else {
-    status.text = localized(
-        "Publishing of this recording was interrupted at %@. With other details than then it starts "
-        "again from the beginning.",
-        {percentText(kept_->part)});
+    status.text = isWorthTelling
+                      ? localized(
+                            "Publishing of this recording was interrupted at %@. With other details than then it "
+                            "starts again from the beginning.",
+                            {part})
+                      : localized(
+                            "Publishing of this recording was interrupted. With other details than then it "
+                            "starts again from the beginning.");
     status.button = localized("Use the Earlier Details");
     status.pressed = [weak = weak_from_this()] {
       const auto self = std::static_pointer_cast<PublishToYouTubeAgent>(weak.lock());
@@ -289,7 +298,14 @@ void PublishToYouTubeAgent::showSignIn(const std::string& address) {
       "Continue in your browser: a page has opened there to sign in. If none has, copy this address into the browser.");
   status.address = address;
   status.button = localized("Copy Address");
-  status.pressed = [address] { UIPasteboard::generalPasteboard().setString(address); };
+  status.pressed = [weak = weak_from_this(), address] {
+    UIPasteboard::generalPasteboard().setString(address);
+    const auto self = std::static_pointer_cast<PublishToYouTubeAgent>(weak.lock());
+    if (!self) return;
+    PublishingStatusView::Status copied = self->form_->status();
+    copied.button = localized("Copied");
+    self->form_->setStatus(std::move(copied));
+  };
   form_->setStatus(std::move(status));
 }
 
@@ -310,9 +326,12 @@ void PublishToYouTubeAgent::showUpload(const publishing::Progress& progress) {
       progress.totalBytes > 0
           ? static_cast<float>(static_cast<double>(progress.sentBytes) / static_cast<double>(progress.totalBytes))
           : 0;
+  // Until the service has said so it is not done, although the last byte is on its way.
+  constexpr float mostUnconfirmed = 0.99F;
+  const bool isAllSent = progress.sentBytes >= progress.totalBytes;
   PublishingStatusView::Status status;
-  status.text = localized("Uploading… %@", {percentText(uploaded_)});
-  if (const auto remaining = remaining_.tell(now(), progress.secondsRemaining))
+  status.text = localized("Uploading… %@", {percentText(std::min(uploaded_, mostUnconfirmed))});
+  if (const auto remaining = remaining_.tell(now(), isAllSent ? std::nullopt : progress.secondsRemaining))
     status.text += " · " + localized("%@ left", {durationText(*remaining)});
   status.progress = uploaded_;
   status.button = localized("Cancel");

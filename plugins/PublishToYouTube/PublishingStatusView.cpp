@@ -9,9 +9,11 @@ ZV_REGISTER_CLASS(PublishingStatusView, "PublishingStatusView", UIView, {})
 
 namespace {
 
-constexpr CGFloat margin = 16, gap = 10, pointSize = 15, barHeight = 3, fieldHeight = 30, buttonHeight = 40;  // points
+constexpr CGFloat margin = 16, gap = 10, pointSize = 15, barHeight = 3, buttonHeight = 40, radius = 8;  // points
+constexpr CGFloat addressPointSize = 13, addressPadding = 8;
 constexpr UIColor background{0.98F, 0.98F, 0.99F, 1};
 constexpr UIColor lineColor{0.78F, 0.78F, 0.8F, 1};
+constexpr UIColor addressColor{0.92F, 0.92F, 0.94F, 1};
 constexpr UIColor failureColor{0.75F, 0.07F, 0.05F, 1};
 constexpr UIColor buttonColor{0.9F, 0.94F, 1, 1}, pressedColor{0.78F, 0.86F, 1, 1}, titleColor{0, 0.42F, 0.9F, 1};
 
@@ -21,17 +23,23 @@ PublishingStatusView::PublishingStatusView()
     : line_(std::make_shared<UIView>()),
       text_(std::make_shared<UILabel>()),
       bar_(std::make_shared<UIProgressView>()),
-      address_(std::make_shared<UITextField>()),
+      addressCard_(std::make_shared<UICardView>()),
+      address_(std::make_shared<UITextView>()),
       button_(std::make_shared<UIPanelButton>()) {
   setBackgroundColor(background);
   line_->setBackgroundColor(lineColor);
   text_->setFont(UIFont::systemFontOfSize(pointSize));
   text_->setNumberOfLines(0);
-  address_->setFont(UIFont::systemFontOfSize(pointSize));
-  address_->setBackgroundColor(UIColor::whiteColor());
+  addressCard_->setColor(addressColor);
+  addressCard_->setCornerRadius(radius);
+  addressCard_->layer()->setMasksToBounds(true);
+  addressCard_->addSubview(address_);
+  address_->setFont(UIFont::systemFontOfSize(addressPointSize));
+  address_->setEditable(false);
   button_->setColors(buttonColor, pressedColor);
+  button_->card()->setCornerRadius(radius);
   button_->titleLabel()->setTextColor(titleColor);
-  for (const Strong<UIView>& view : std::initializer_list<Strong<UIView>>{line_, text_, bar_, address_, button_}) {
+  for (const Strong<UIView>& view : std::initializer_list<Strong<UIView>>{line_, text_, bar_, addressCard_, button_}) {
     addSubview(view);
   }
   setStatus({});
@@ -44,7 +52,7 @@ void PublishingStatusView::setStatus(Status status) {
   bar_->setHidden(!status_.progress);
   bar_->setAccessibilityLabel(status_.text);
   bar_->setProgress_animated(status_.progress.value_or(0), false);
-  address_->setHidden(status_.address.empty());
+  addressCard_->setHidden(status_.address.empty());
   address_->setAccessibilityLabel(status_.text);
   address_->setText(status_.address);
   button_->setHidden(status_.button.empty());
@@ -54,12 +62,17 @@ void PublishingStatusView::setStatus(Status status) {
   setNeedsLayout();
 }
 
+CGFloat PublishingStatusView::addressHeight(CGFloat room) const {
+  const CGFloat textRoom = std::max(room - 2 * addressPadding, 1.0F);
+  return std::ceil(UITextSizeInWidth(status_.address, address_->font(), textRoom).height) + 2 * addressPadding;
+}
+
 CGFloat PublishingStatusView::heightForWidth(CGFloat width) const {
   if (status_.text.empty()) return 0;
   const CGFloat room = std::max(width - 2 * margin, 1.0F);
   CGFloat height = 2 * gap + std::ceil(UITextSizeInWidth(status_.text, text_->font(), room).height);
   if (status_.progress) height += gap + barHeight;
-  if (!status_.address.empty()) height += gap + fieldHeight;
+  if (!status_.address.empty()) height += gap + addressHeight(room);
   if (!status_.button.empty()) height += gap + buttonHeight;
   return height;
 }
@@ -75,6 +88,11 @@ void PublishingStatusView::layoutSubviews() {
   };
   place(*text_, std::ceil(UITextSizeInWidth(status_.text, text_->font(), room).height));
   place(*bar_, barHeight);
-  place(*address_, fieldHeight);
+  // Where there is no room for all of it, the button counts for more than the end of the address.
+  const CGFloat below = button_->isHidden() ? gap : gap + buttonHeight + gap;
+  place(*addressCard_, std::clamp(bounds().size.height - below - y, 0.0F, addressHeight(room)));
+  const CGFloat textRoom = std::max(room - 2 * addressPadding, 1.0F);
+  // Down to where the line around it ends at the same distance from the edge as above.
+  address_->setFrame(CGRectMake(addressPadding, addressPadding, textRoom, addressHeight(room) - addressPadding + 2));
   place(*button_, buttonHeight);
 }

@@ -3,7 +3,7 @@
 #include "platform/UIKit/UILabel.h"
 #include "platform/UIKit/UIPanelButton.h"
 #include "platform/UIKit/UIProgressView.h"
-#include "platform/UIKit/UITextField.h"
+#include "platform/UIKit/UITextView.h"
 #include "platform/UIKit/UIView.h"
 
 #include <functional>
@@ -19,7 +19,7 @@ class PublishingStatusView : public UIView {
     std::string text;  ///< empty: there is nothing to tell, and the panel takes no room
     bool isFailure = false;
     std::optional<float> progress;  ///< 0 to 1
-    std::string address;            ///< shown to be copied
+    std::string address;            ///< shown whole, to be copied
     std::string button;             ///< its words; empty: none
     std::function<void()> pressed;
   };
@@ -31,10 +31,13 @@ class PublishingStatusView : public UIView {
   void layoutSubviews() override;
 
  private:
+  CGFloat addressHeight(CGFloat room) const;
+
   Status status_;
   Strong<UIView> line_;
   Strong<UILabel> text_;
   Strong<UIProgressView> bar_;
-  Strong<UITextField> address_;
+  Strong<UICardView> addressCard_;
+  Strong<UITextView> address_;
   Strong<UIPanelButton> button_;
 };

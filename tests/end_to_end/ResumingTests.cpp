@@ -35,7 +35,7 @@ TEST(Resuming, AnUploadGoesOnInTheNextRunOfTheProgram) {
   EXPECT_TRUE(service.videos().empty());
 
   ASSERT_EQ(session.run(movie,
-                        "wait ready\nshare\nactivity YouTube\nwait text \"interrupted at\" 90\ntap Publish\n"
+                        "wait ready\nshare\nactivity YouTube\nwait text \"was interrupted\" 90\ntap Publish\n"
                         "wait alert 90\nalert Close\nwait shared\ntap Done\nwait finished 60\n"),
             0)
       << session.errors() << service.log();

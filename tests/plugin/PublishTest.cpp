@@ -66,6 +66,10 @@ class PublishTest : public PluginTest {
 
 TEST_F(PublishTest, SignsInUploadsAndSaysWhereTheVideoIs) {
   press("Publish");
+  ASSERT_TRUE(waitUntil([&] { return isReachable("Copy Address"); })) << told();
+  press("Copy Address");
+  EXPECT_TRUE(isReachable("Copied"));
+  EXPECT_TRUE(UIPasteboard::generalPasteboard().string().find("/authorize?") != std::string::npos);
   signIn();
   ASSERT_TRUE(waitUntil([&] { return hasEnded(); })) << told();
   EXPECT_EQ(delegate_->log, (Log{"displayed", "begin", "published"})) << told();
@@ -264,8 +268,7 @@ TEST_F(PublishTest, GoesOnAfterAnEndWithWhatThePersonSaid) {
   key("Escape");
   ASSERT_NO_FATAL_FAILURE(interruptAndStartAgain());
   agent_->setMediaIsReady(true);
-  ASSERT_TRUE(waitUntil([&] { return told("interrupted at "); })) << told();
-  EXPECT_TRUE(told("It goes on when you tap Publish")) << told();
+  ASSERT_TRUE(waitUntil([&] { return told("was interrupted. It goes on when you tap Publish"); })) << told();
   EXPECT_EQ(element("Title").value, "My video");
   EXPECT_EQ(element("Tags").value, "one, two");
   EXPECT_TRUE(element("Unlisted").checked);

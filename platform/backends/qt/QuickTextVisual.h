@@ -42,7 +42,7 @@ class QuickTextVisual : public TextInputVisual {
   void show(const UITextInputView& view) override {
     const QString text = QString::fromStdString(view.text());
     item_->setFont(toQFont(view.font(), text));
-    item_->setReadOnly(!view.isEnabled());
+    item_->setReadOnly(!view.isEnabled() || !view.isEditable());
     item_->setColor(colorOf(view));
     if (text != item_->text()) {
       item_->setText(text);

@@ -64,7 +64,8 @@ void TextInputVisual::offerToScreenReaders(const UITextInputView& view) {
     accessible_ =
         qobject_cast<QQuickAccessibleAttached*>(qmlAttachedPropertiesObject<QQuickAccessibleAttached>(&item(), true));
     accessible_->setRole(QAccessible::EditableText);
-    accessible_->set_editable(true);
+    accessible_->set_editable(view.isEditable());
+    accessible_->set_readOnly(!view.isEditable());
     accessible_->set_focusable(true);
     accessible_->set_multiLine(view.isMultiline());
   }

@@ -3,4 +3,5 @@
 TextViewVisual::TextViewVisual(LayerItem& host) : QuickTextVisual(host) {
   item().setTextFormat(QQuickTextEdit::PlainText);
   item().setWrapMode(QQuickTextEdit::Wrap);
+  item().setSelectByKeyboard(true);  // also where nothing can be typed
 }

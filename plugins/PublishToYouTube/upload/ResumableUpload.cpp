@@ -80,7 +80,7 @@ void ResumableUpload::identifyFile() {
 }
 
 void ResumableUpload::keepSession() {
-  if (!upload_.file.empty() && !session_.address.empty()) kept_.keep(upload_, session_, sent_, file_->size());
+  if (!upload_.file.empty() && !session_.address.empty()) kept_.keep(upload_, session_, received_, file_->size());
 }
 
 void ResumableUpload::suspend() {
@@ -94,9 +94,9 @@ void ResumableUpload::suspend() {
   // It is open still, wherever it has gone.
   dispatch_async(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT),
                  [work = std::make_shared<EssentialWork>(), file = file_, kept = kept_, upload = upload_,
-                  session = session_, sent = sent_]() mutable {
+                  session = session_, received = received_]() mutable {
                    upload.file = file->identify([] { return true; });
-                   if (!upload.file.empty()) kept.keep(upload, session, sent, file->size());
+                   if (!upload.file.empty()) kept.keep(upload, session, received, file->size());
                  });
 }
 
