@@ -52,7 +52,9 @@ void BackdropItem::updatePolish() {
   if (place.isEmpty() || !isVisible()) {
     return;
   }
-  BackdropBlur blur(place, QRectF(QPointF(0, 0), QSizeF(window()->size())));
+  const RoundedClip& clip = host_.clip();
+  // What is beside a sheet does not shine into it.
+  BackdropBlur blur(place, clip.radius > 0 ? clip.rect : QRectF(QPointF(0, 0), QSizeF(window()->size())));
   std::vector<LayerMirror::Behind> behind = mirror_.behind(host_);
   std::erase_if(behind, [&](const LayerMirror::Behind& part) { return !part.place.intersects(blur.reach()); });
   if (behind == shown_ && place == shownPlace_ && !cutsChanged_) {
@@ -66,14 +68,14 @@ void BackdropItem::updatePolish() {
     }
   }
   QImage picture = blur.result();
-  const bool isRounded = host_.clip().cuts(place);
+  const bool isRounded = clip.cuts(place);
   if (isRounded || !cuts_.empty()) {
     const qreal ratio = mirror_.pixelRatio();
     picture = picture.scaled((size() * ratio).toSize(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
                   .convertToFormat(QImage::Format_ARGB32_Premultiplied);
   }
   if (isRounded) {
-    host_.clip().cut(picture, place);
+    clip.cut(picture, place);
   }
   if (!cuts_.empty()) {
     const qreal ratio = mirror_.pixelRatio();
