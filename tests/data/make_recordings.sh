@@ -58,6 +58,9 @@ make lossless.mkv 320 180 30 60 -map 0 -map 1 -c:v ffv1 -c:a vorbis -strict -2 -
 # Begins between two key frames: what is decoded from the one before is hidden by an edit list.
 [ -e cut_lead_in.mp4 ] || { ffmpeg -nostdin -v error -y -ss 3.3 -i basic.mp4 -t 10 -c copy making-cut.mp4 &&
   mv making-cut.mp4 cut_lead_in.mp4; }
+# The sound begins after 0.4 s, the pictures half a second later.
+[ -e late.mp4 ] || { ffmpeg -nostdin -v error -y -itsoffset 0.9 -t 2 -i basic.mp4 -itsoffset 0.4 -t 2 -i basic.mp4 \
+  -map 0:v -map 1:a -c copy making-late.mp4 && mv making-late.mp4 late.mp4; }
 # Tiny ones, to be cut at every picture: key pictures that are no fresh start (an open group, gradual refresh), in other
 # containers too, and one whose index calls every picture a key picture.
 tiny="-map 0 -c:v libx264 -preset veryfast -crf 24 -g 16 -keyint_min 16 -sc_threshold 0"

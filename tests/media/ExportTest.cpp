@@ -147,6 +147,12 @@ TEST_F(Export, GapsAreKept) {
   EXPECT_NEAR(read_back::facts(scratch_ / "cut1.m4v")->duration, 9, 0.034);
 }
 
+TEST_F(Export, BeforeAllPicturesThereIsSoundAlone) {
+  const auto facts = read_back::facts(cut("late.mp4", 0, 0.6));
+  ASSERT_TRUE(facts);
+  EXPECT_NEAR(facts->duration, 0.6, 0.022);
+}
+
 TEST_F(Export, CutsOfCutsStayExact) {
   const std::string first = cut("bframes60.mp4", 3.3, 13.3, 15360);
   const std::string second = cut(first, 2.1, 6.6, 15360);

@@ -40,6 +40,8 @@ NSErrorPtr openingError(int averror, const std::string& name) {
       return NSError::posix(AVUNERROR(averror), "“" + name + "” can't be opened");
     case AVERROR_EOF:
       return notAMovie(name, "is empty.");
+    case AVERROR(EINVAL):  // a format that is not among these
+      return notAMovie(name, "is not a movie of a kind that can be opened.");
     case AVERROR_INVALIDDATA:
       return notAMovie(name, "is damaged, or not a movie.");
     default:
@@ -63,11 +65,14 @@ bool knowsAll(const AVFormatContext* format) {
   return true;
 }
 
+bool isMP4(const AVFormatContext* format) {
+  return std::string_view(format->iformat->name).find("mp4") != std::string_view::npos;
+}
+
 /// Whether the player counts from the container's own zero, where MP4 and Matroska have one: a recording may begin long
 /// after it, and what there is before it is lead-in of sound. In other formats it counts from what comes first.
 bool hasOwnZero(const AVFormatContext* format) {
-  const std::string_view name = format->iformat->name;
-  return name.find("mp4") != name.npos || name.find("matroska") != name.npos;
+  return isMP4(format) || std::string_view(format->iformat->name).find("matroska") != std::string_view::npos;
 }
 
 /// When an MP4 file that begins late ends, in microseconds; 0 when that can't be found out. Of fragments libavformat
@@ -84,7 +89,7 @@ std::unique_ptr<MovieInput> MovieInput::open(const std::string& path, const std:
                                              std::function<bool()> isCancelled) {
   auto input = open(nullptr, "file:" + path, displayName, error, std::move(isCancelled));
   const bool isLate = input && input->startTime_ == 0 && input->firstTime_ > 0;
-  if (isLate && std::string_view(input->format_->iformat->name).find("mp4") != std::string_view::npos) {
+  if (isLate && isMP4(input->format_)) {
     if (const std::int64_t end = endOfLateMovie(path)) input->duration_ = end;
   }
   if (input && input->duration_ == 0) {
@@ -147,7 +152,9 @@ std::unique_ptr<MovieInput> MovieInput::open(std::unique_ptr<FileReader> reader,
     if (type != AVMEDIA_TYPE_VIDEO && type != AVMEDIA_TYPE_AUDIO) continue;
     anything = true;
     std::int64_t streamStart = 0;
-    if (stream->start_time != AV_NOPTS_VALUE) {
+    // A stream of which no sample is known is given the whole file's start time.
+    const bool hasStart = !isMP4(input->format_) || avformat_index_get_entries_count(stream) > 0;
+    if (hasStart && stream->start_time != AV_NOPTS_VALUE) {
       streamStart = av_rescale_q(stream->start_time, stream->time_base, av_get_time_base_q());
       if (start == AV_NOPTS_VALUE || streamStart < start) start = streamStart;
     }
