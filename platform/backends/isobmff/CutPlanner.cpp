@@ -29,6 +29,8 @@ bool isProtected(FourCC format) {
 
 /// Thirty years. Nothing that is counted in ticks overflows.
 constexpr double kMaximumLength = 1e9;
+/// A millisecond, less what is lost in rounding.
+constexpr double kMinimumLength = 0.000'999;
 
 std::uint64_t samplesOf(const TrackPlan& plan) {
   std::uint64_t samples = 0;
@@ -87,6 +89,9 @@ NSErrorPtr CutPlanner::limit(CMTimeRange range, CutPlan& plan) {
     return failure(AVErrorInvalidTimeRange, "The selection lies behind the end of “" + name_ + "”.");
   }
   end_ = std::min(start_ + CMTimeGetSeconds(range.duration), end);
+  if (end_ - start_ < kMinimumLength) {
+    return failure(AVErrorInvalidTimeRange, "There is nothing between the two ends of the selection.");
+  }
   if (end_ - start_ > kMaximumLength) {
     return failure(AVErrorExportFailed, "The times in “" + name_ + "” are too large for a trimmed copy.");
   }
