@@ -53,11 +53,10 @@ void AVPlayer::Impl::connect() {
   item->clock_ = now;
   observers = std::make_shared<TimeObservers>(
       TimeObservers::Source{now, whileAlive([](Impl& self) { self.updateBoundary(); })});
-  seeks =
-      std::make_shared<SeekCoordinator>(SeekCoordinator::Callbacks{[] {}, whileAlive([](Impl& self) {
-                                                                     self.playConfirmed = false;
-                                                                     self.core->setProperty("pause", false, playReply);
-                                                                   })});
+  seeks = std::make_shared<SeekCoordinator>(SeekCoordinator::Callbacks{[] {}, whileAlive([](Impl& self) {
+                                                                         self.playConfirmed = false;
+                                                                         self.core->setFlag("pause", false, playReply);
+                                                                       })});
   PlaybackEnd::Source source;
   source.position = [weak] {
     const auto self = weak.lock();
@@ -327,7 +326,7 @@ void AVPlayer::Impl::pause() {
   playing = false;
   end->cancel();
   if (opened) {
-    core->setProperty("pause", true);
+    core->setFlag("pause", true);
     seeks->setPlaying(false);
   }
   clock.setRunning(false);

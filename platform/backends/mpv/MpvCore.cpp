@@ -195,7 +195,7 @@ void MpvCore::command(std::initializer_list<std::string> words, std::uint64_t re
   mpv_command_async(handle_, reply, arguments.data());
 }
 
-void MpvCore::setProperty(const char* name, bool value, std::uint64_t reply) {
+void MpvCore::setFlag(const char* name, bool value, std::uint64_t reply) {
   int flag = value ? 1 : 0;
   mpv_set_property_async(handle_, reply, name, MPV_FORMAT_FLAG, &flag);
 }

@@ -35,7 +35,7 @@ class MpvCore : public std::enable_shared_from_this<MpvCore> {
 
   /// `reply` 0 asks for no answer; any other value comes back with the MPV_EVENT_COMMAND_REPLY event.
   void command(std::initializer_list<std::string> words, std::uint64_t reply = 0);
-  void setProperty(const char* name, bool value, std::uint64_t reply = 0);
+  void setFlag(const char* name, bool value, std::uint64_t reply = 0);
   void setProperty(const char* name, const std::string& value);
 
   // These wait for the core, which answers between two pictures. Not from the render thread.

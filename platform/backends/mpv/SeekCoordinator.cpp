@@ -256,7 +256,7 @@ void SeekCoordinator::launch(Flight flight, double position) {
 
 void SeekCoordinator::setFirstPictureDelay(double frame, double time) {
   // Pictures before the target must all be decoded, or the one that is meant could be left out.
-  core_->setProperty("hr-seek-framedrop", false);
+  core_->setFlag("hr-seek-framedrop", false);
   core_->setProperty("vf", "lavfi=[setpts='if(between(T," + decimal(frame - coreTolerance / 10) + "," +
                                decimal(frame + coreTolerance / 10) + ")," + decimal(time) + "/TB,PTS)']");
   firstPictureDelayed_ = true;
@@ -265,7 +265,7 @@ void SeekCoordinator::setFirstPictureDelay(double frame, double time) {
 void SeekCoordinator::clearFirstPictureDelay() {
   if (firstPictureDelayed_) {
     core_->setProperty("vf", std::string());
-    core_->setProperty("hr-seek-framedrop", true);
+    core_->setFlag("hr-seek-framedrop", true);
     firstPictureDelayed_ = false;
   }
 }
