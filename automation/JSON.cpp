@@ -1,5 +1,8 @@
 #include "automation/JSON.h"
 
+#include "platform/Foundation/ShownText.h"
+#include "platform/Foundation/UTF8.h"
+
 #include <charconv>
 #include <cmath>
 
@@ -12,37 +15,13 @@ std::string number(Number value) {
   return {text, std::to_chars(text, text + sizeof text, value).ptr};
 }
 
-/// How many bytes the UTF-8 sequence at `at` has; 0 when there is none.
-std::size_t sequenceLength(const std::string& text, std::size_t at) {
-  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[at + i]); };
-  const unsigned char first = byte(0);
-  const std::size_t length = first < 0x80   ? 1
-                             : first < 0xC2 ? 0
-                             : first < 0xE0 ? 2
-                             : first < 0xF0 ? 3
-                             : first < 0xF5 ? 4
-                                            : 0;
-  if (length == 0 || at + length > text.size()) return 0;
-  for (std::size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xC0) != 0x80) return 0;
-  }
-  // Too long a form, half of a surrogate pair, beyond the last code point.
-  if (length > 2) {
-    if ((first == 0xE0 && byte(1) < 0xA0) || (first == 0xED && byte(1) >= 0xA0) || (first == 0xF0 && byte(1) < 0x90) ||
-        (first == 0xF4 && byte(1) >= 0x90)) {
-      return 0;
-    }
-  }
-  return length;
-}
-
 }  // namespace
 
 std::string jsonString(const std::string& text) {
   static const char* const kDigits = "0123456789abcdef";
   std::string out = "\"";
   for (std::size_t at = 0; at < text.size();) {
-    const std::size_t length = sequenceLength(text, at);
+    const auto [code, length] = UTF8CharacterAt(text, at);
     const char c = text[at];
     if (length == 0) {
       out += "\xEF\xBF\xBD";
@@ -55,10 +34,9 @@ std::string jsonString(const std::string& text) {
       out += "\\n";
     } else if (c == '\t') {
       out += "\\t";
-    } else if (length == 1 && (static_cast<unsigned char>(c) < 0x20 || c == 0x7F)) {
-      out += "\\u00";
-      out += kDigits[c >> 4];
-      out += kDigits[c & 15];
+    } else if (!isPrintable(code)) {  // whoever looks at it sees it, too
+      out += "\\u";
+      for (int shift = 12; shift >= 0; shift -= 4) out += kDigits[code >> shift & 15];
     } else {
       out.append(text, at, length);
     }

@@ -1,6 +1,7 @@
 #include "editor/NSDateZVExtensions.h"
 #include "editor/ZVVideoEditorViewController.h"
 #include "overlay/ZVVideoOverlayButton.h"
+#include "platform/Foundation/ShownText.h"
 #include "platform/UIKit/UIDevice.h"
 #include "platform/UIKit/UIScreen.h"
 #include "platform/UIKit/UITapGestureRecognizer.h"
@@ -72,7 +73,7 @@ void ZVVideoEditorViewController::buildTitle(const NSURL& url) {
   titleLabel()->setFont(UIFont::systemFontOfSize(16));
   titleLabel()->setBackgroundColor(UIColor::clearColor());
   titleLabel()->setTextColor(UIColor::blackColor());
-  titleLabel()->setText(applicationName());
+  titleLabel()->setText(displayName(applicationName()));
   titleLabel()->setTextAlignment(NSTextAlignment::Center);
 
   const auto dateLabel = std::make_shared<UILabel>();

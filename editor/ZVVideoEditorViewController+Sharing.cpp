@@ -4,6 +4,7 @@
 #include "platform/Foundation/NSExtension.h"
 #include "platform/Foundation/NSNumberFormatter.h"
 #include "platform/Foundation/NSStringFormat.h"
+#include "platform/Foundation/ShownText.h"
 #include "platform/Foundation/os_trace.h"
 #include "platform/Photos/PHPhotoLibrary.h"
 #include "platform/UIKit/UIActivityViewController.h"
@@ -67,8 +68,8 @@ void ZVVideoEditorViewController::displayShareSheetWithVideoURL(const NSURL& url
 void ZVVideoEditorViewController::presentShareSheet(const ZVStoreInfo& info, const NSURL& url) {
   const std::string format =
       NSBundle::mainBundle()->localizedStringForKey_value_table("SHARE_TEXT_FORMAT", "SHARE_TEXT_FORMAT", "");
-  const std::vector<UIActivityItem> items = {NSStringWithFormat(format, {info.appName(), info.author()}),
-                                             info.itemURL(), url};
+  const std::vector<UIActivityItem> items = {
+      NSStringWithFormat(format, {displayName(info.appName()), displayName(info.author())}), info.itemURL(), url};
   std::vector<std::string> order = {UIActivityTypeMail, UIActivityTypeMessage, UIActivityTypeCopyToPasteboard,
                                     UIActivityTypePostToFacebook};
   std::vector<Strong<UIActivity>> applicationActivities;

@@ -2,6 +2,8 @@
 
 #include "extension/ZVVideoEditorExtensionConstants.h"
 #include "host/ProgramFolder.h"
+#include "platform/Foundation/Environment.h"
+#include "platform/Foundation/ShownText.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -12,21 +14,14 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
 namespace {
 
-void tell(const std::string& what) {
-  std::fputs(("zevanti: " + what + "\n").c_str(), stderr);
-}
-
 bool hasDisplay() {
-  for (const char* name : {"WAYLAND_DISPLAY", "DISPLAY", "QT_QPA_PLATFORM"}) {
-    if (const char* value = std::getenv(name); value && *value) return true;
-  }
-  return false;
+  const auto names = {"WAYLAND_DISPLAY", "DISPLAY", "QT_QPA_PLATFORM"};
+  return std::any_of(names.begin(), names.end(), [](const char* name) { return !environmentVariable(name).empty(); });
 }
 
 }  // namespace
@@ -186,7 +181,7 @@ void HostSession::messageReceived(const std::string& selector, const std::vector
   // An editor that stays, because a save has failed, tells all of it once more at its end.
   std::string lines;
   for (; activityTypesPrinted_ < argument.size(); ++activityTypesPrinted_)
-    lines += argument[activityTypesPrinted_] + "\n";
+    lines += printableText(argument[activityTypesPrinted_]) + "\n";
   if (std::fputs(lines.c_str(), stdout) < 0 || std::fflush(stdout) != 0) outputError_ = errno;
   link_->dismiss();
 }
@@ -232,7 +227,7 @@ bool HostSession::signalIsWaiting() const {
 }
 
 void HostSession::fail(const std::string& what) {
-  tell(what);
+  printMessage(what);
   end(1);
 }
 

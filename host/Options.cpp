@@ -1,5 +1,7 @@
 #include "host/Options.h"
 
+#include "platform/Foundation/UTF8.h"
+
 #include <getopt.h>
 #include <unistd.h>
 #include <cerrno>
@@ -51,42 +53,13 @@ constexpr option kOptions[] = {{"app-name", required_argument, nullptr, AppName}
                                {"version", no_argument, nullptr, Version},
                                {nullptr, 0, nullptr, 0}};
 
-/// The length of the well-formed UTF-8 character at the start of `text`, or 0.
-std::size_t characterLength(const std::string& text, std::size_t at) {
-  auto byte = [&](std::size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U; };
-  unsigned first = byte(at), second = byte(at + 1);
-  if (first < 0x80) return 1;
-  std::size_t length = first >= 0xC2 && first < 0xE0   ? 2
-                       : first >= 0xE0 && first < 0xF0 ? 3
-                       : first >= 0xF0 && first < 0xF5 ? 4
-                                                       : 0;
-  for (std::size_t i = 1; i < length; ++i) {
-    if ((byte(at + i) & 0xC0) != 0x80) return 0;
-  }
-  // Longer forms than needed, surrogates, and what lies beyond the last character.
-  bool wrong = (first == 0xE0 && second < 0xA0) || (first == 0xED && second >= 0xA0) ||
-               (first == 0xF0 && second < 0x90) || (first == 0xF4 && second >= 0x90);
-  return wrong ? 0 : length;
-}
-
-/// File names may hold any bytes; texts that travel and are shown may not.
-std::string validUTF8(const std::string& text) {
-  std::string valid;
-  for (std::size_t at = 0; at < text.size();) {
-    std::size_t length = characterLength(text, at);
-    valid += length > 0 ? text.substr(at, length) : "\xEF\xBF\xBD";
-    at += length > 0 ? length : 1;
-  }
-  return valid;
-}
-
 bool setOption(int option, const std::string& value, Options& options, std::string& problem) {
   switch (option) {
     case AppName:
-      options.appName = validUTF8(value);
+      options.appName = UTF8Valid(value);
       break;
     case BundleId:
-      options.bundleIdentifier = validUTF8(value);
+      options.bundleIdentifier = UTF8Valid(value);
       break;
     case Idiom:
       options.launch.pad = value == "pad";
@@ -156,7 +129,7 @@ bool parseOptions(int argc, char* const argv[], Options& options, std::string& p
     return false;
   }
   options.movie = argv[optind];
-  if (!appNameGiven) options.appName = validUTF8(std::filesystem::path(options.movie).stem().string());
+  if (!appNameGiven) options.appName = UTF8Valid(std::filesystem::path(options.movie).stem().string());
   options.launch.appName = options.appName;
   return true;
 }

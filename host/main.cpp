@@ -1,6 +1,8 @@
 #include "host/HostSession.h"
 #include "host/Options.h"
 #include "host/ProgramFolder.h"
+#include "platform/Foundation/Environment.h"
+#include "platform/Foundation/ShownText.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -30,7 +32,7 @@ int runMovieTool(char* argv[]) {
   std::string program = programFolder() + "/zevanti-movie";
   argv[0] = program.data();
   execv(program.c_str(), argv);
-  std::fprintf(stderr, "zevanti: can't start '%s': %s\n", program.c_str(), std::strerror(errno));
+  printMessage("can't start '" + program + "': " + std::strerror(errno));
   return 1;
 }
 
@@ -38,12 +40,16 @@ int runMovieTool(char* argv[]) {
 
 int main(int argc, char* argv[]) {
   occupyStandardStreams();
+  if (hasOthersRights()) {
+    printMessage("this program is not made to run with another user's rights; take the set-user-ID mark off its file");
+    return 1;
+  }
   if (argc > 1 && (std::strcmp(argv[1], "info") == 0 || std::strcmp(argv[1], "trim") == 0)) return runMovieTool(argv);
   Options options;
   std::string problem;
   if (!parseOptions(argc, argv, options, problem)) {
-    std::fprintf(stderr, "zevanti: %s\nUsage: zevanti [OPTION]... MOVIE\nTry 'zevanti --help' for more.\n",
-                 problem.c_str());
+    printMessage(problem);
+    std::fputs("Usage: zevanti [OPTION]... MOVIE\nTry 'zevanti --help' for more.\n", stderr);
     return 2;
   }
   if (options.request == Options::Request::Help) return print(usageText);

@@ -5,10 +5,6 @@
 /// What both commands say to a person, in the same words and marks.
 namespace message {
 
-/// `text` without anything that a terminal takes for its own or that breaks a line: control characters, those that
-/// change the direction of writing, and bytes that are not UTF-8 become \n, \t or \x1b, byte by byte.
-std::string printable(const std::string& text);
-
 /// A name as messages show it: “name”.
 std::string quoted(const std::string& name);
 

@@ -1,6 +1,7 @@
 #include "movie_tool/OutputFile.h"
 
 #include "movie_tool/Message.h"
+#include "platform/Foundation/UTF8.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -38,13 +39,6 @@ bool mayEndIn(const std::string& ending, const std::string& movie, const SourceF
   return known && ending == ::ending(movie) && source.isBoxed();
 }
 
-/// At most `size` bytes of UTF-8, whole characters.
-std::string shortened(const std::string& text, std::size_t size) {
-  if (text.size() <= size) return text;
-  while (size > 0 && (text[size] & 0xC0) == 0x80) --size;
-  return text.substr(0, size);
-}
-
 std::string folderOf(const std::string& path) {
   const std::string folder = fs::path(path).parent_path().string();
   return folder.empty() ? "." : folder;
@@ -69,7 +63,7 @@ std::string output_file::defaultPath(const std::string& movie, const SourceFile&
   const std::string suffix = " trimmed" + (mayEndIn(ending(path), movie, source)   ? path.extension().string()
                                            : source.kind() == MovieKind::QuickTime ? ".mov"
                                                                                    : ".mp4");
-  const std::string name = shortened(path.stem().string(), NAME_MAX - suffix.size()) + suffix;
+  const std::string name = UTF8Shortened(path.stem().string(), NAME_MAX - suffix.size()) + suffix;
   return (path.parent_path() / name).string();
 }
 

@@ -1,13 +1,12 @@
-#include "movie_tool/Message.h"
 #include "movie_tool/MovieTime.h"
 #include "movie_tool/ReportPrinter.h"
+#include "platform/Foundation/ShownText.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
 
-using message::printable;
 using movie_time::clock;
 
 namespace {
@@ -62,14 +61,14 @@ std::string keys(const TrackReport& track) {
 
 Row row(const TrackReport& track) {
   return {std::to_string(track.identifier),
-          printable(track.kind),
-          printable(track.format),
+          printableText(track.kind),
+          printableText(track.format),
           shape(track),
           clock(track.duration),
           std::to_string(track.samples) +
               (track.kind == "video" && track.rate > 0 ? " (" + decimal(track.rate, 3) + " a second)" : ""),
           keys(track),
-          printable(track.language + (track.language.empty() || track.name.empty() ? "" : " ") + track.name)};
+          printableText(track.language + (track.language.empty() || track.name.empty() ? "" : " ") + track.name)};
 }
 
 std::string edits(const TrackReport& track) {
@@ -85,7 +84,7 @@ std::string edits(const TrackReport& track) {
 }  // namespace
 
 std::string reportAsTable(const MovieReport& report) {
-  std::string text = printable(report.file) + ": " + report.container + (report.fragmented ? " in fragments" : "") +
+  std::string text = printableText(report.file) + ": " + report.container + (report.fragmented ? " in fragments" : "") +
                      ", " + clock(report.duration) + ", " + size(report.bytes) + "\n\n";
   std::vector<Row> rows = {
       {"track", "kind", "format", "shape", "length", "samples", "key frames", "language and name"}};

@@ -8,6 +8,7 @@
 #include "platform/AVFoundation/AVAssetExportSession.h"
 #include "platform/Dispatch/dispatch.h"
 #include "platform/Foundation/NSByteCountFormatter.h"
+#include "platform/Foundation/ShownText.h"
 #include "platform/Foundation/SignalWatcher.h"
 #include "support/NSFileManagerZVExtensions.h"
 
@@ -56,7 +57,7 @@ std::string lackOfSpace(const std::string& output, const AVAssetExportSession& s
 int report(const std::string& output, CMTimeRange taken) {
   const double start = CMTimeGetSeconds(taken.start), length = CMTimeGetSeconds(taken.duration);
   const int printed =
-      std::printf("%s: %.3f s, from %.3f to %.3f\n", message::printable(output).c_str(), length, start, start + length);
+      std::printf("%s: %.3f s, from %.3f to %.3f\n", printableText(output).c_str(), length, start, start + length);
   if (printed > 0 && std::fflush(stdout) == 0) return 0;
   return fail(quoted(output) + " is saved, but standard output can't be written to: " + std::strerror(errno));
 }

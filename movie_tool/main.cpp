@@ -3,11 +3,17 @@
 
 #include "movie_tool/InfoCommand.h"
 #include "movie_tool/TrimCommand.h"
+#include "platform/Foundation/Environment.h"
+#include "platform/Foundation/ShownText.h"
 
 #include <cstdio>
 #include <string>
 
 int main(int argc, char* argv[]) {
+  if (hasOthersRights()) {
+    printMessage("this program is not made to run with another user's rights; take the set-user-ID mark off its file");
+    return 1;
+  }
   const std::string command = argc > 1 ? argv[1] : "";
   if (command == "info") return infoCommand(argc - 1, argv + 1);
   if (command == "trim") return trimCommand(argc - 1, argv + 1);

@@ -1,21 +1,16 @@
 #include "platform/Foundation/DesktopFolders.h"
 
+#include "platform/Foundation/Environment.h"
+
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 
 namespace {
 
-std::string environment(const char* name, const std::string& otherwise) {
-  const char* value = std::getenv(name);
-  return value && *value ? value : otherwise;
-}
-
 std::vector<std::string> folders(const char* own, const char* inHome, const char* shared, const char* usual) {
-  const std::string home = environment("HOME", "/");
-  const std::string first = environment(own, "");
-  std::vector<std::string> found{first.starts_with('/') ? first : home + inHome};
-  const std::string list = environment(shared, usual);
+  const std::string first = environmentFolder(own), given = environmentVariable(shared);
+  std::vector<std::string> found{first.empty() ? homeFolder() + inHome : first};
+  const std::string list = given.empty() ? usual : given;
   for (std::size_t start = 0; start < list.size();) {
     const std::size_t end = std::min(list.find(':', start), list.size());
     if (list[start] == '/') found.push_back(list.substr(start, end - start));
@@ -35,10 +30,8 @@ std::vector<std::string> desktopConfigurationFolders() {
 }
 
 std::string sessionBusAddress() {
-  if (const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS")) {
-    if (*address) return address;
-  }
-  const std::string runtime = environment("XDG_RUNTIME_DIR", "");
+  if (std::string address = environmentVariable("DBUS_SESSION_BUS_ADDRESS"); !address.empty()) return address;
+  const std::string runtime = environmentVariable("XDG_RUNTIME_DIR");
   if (runtime.empty()) return {};
   const std::string path = runtime + "/bus";
   std::error_code error;

@@ -1,5 +1,7 @@
 #include "platform/Foundation/ExtensionLaunch.h"
 
+#include "platform/Foundation/Environment.h"
+
 #include <charconv>
 #include <cstdlib>
 #include <string_view>
@@ -15,11 +17,6 @@ constexpr const char* kAppName = "ZEVANTI_APP_NAME";
 constexpr const char* kScript = "ZEVANTI_SCRIPT";
 constexpr const char* kConnection = "ZEVANTI_CONNECTION";
 constexpr const char* kQuality = "ZEVANTI_GRAPHICS_QUALITY";
-
-std::string variable(const char* name) {
-  const char* value = std::getenv(name);
-  return value ? value : "";
-}
 
 /// The whole text as a number within the limits.
 template <class Number>
@@ -52,15 +49,15 @@ std::optional<float> parseScale(const std::string& text) {
 
 ExtensionLaunch ExtensionLaunch::takeFromEnvironment() {
   ExtensionLaunch launch;
-  launch.size = parseSize(variable(kSize));
-  launch.scale = parseScale(variable(kScale)).value_or(0);
-  launch.offscreen = variable(kOffscreen) == "1";
-  launch.pad = variable(kIdiom) == "pad";
-  launch.library = variable(kLibrary);
-  launch.appName = variable(kAppName);
-  launch.script = variable(kScript);
-  launch.connection = parse<int>(variable(kConnection), 3, 1 << 20).value_or(-1);
-  launch.quality = parse<int>(variable(kQuality), 0, 1000);
+  launch.size = parseSize(environmentVariable(kSize));
+  launch.scale = parseScale(environmentVariable(kScale)).value_or(0);
+  launch.offscreen = environmentVariable(kOffscreen) == "1";
+  launch.pad = environmentVariable(kIdiom) == "pad";
+  launch.library = environmentVariable(kLibrary);
+  launch.appName = environmentVariable(kAppName);
+  launch.script = environmentVariable(kScript);
+  launch.connection = parse<int>(environmentVariable(kConnection), 3, 1 << 20).value_or(-1);
+  launch.quality = parse<int>(environmentVariable(kQuality), 0, 1000);
   unsetenv(kConnection);
   return launch;
 }

@@ -1,20 +1,14 @@
 #include "platform/Foundation/DynamicLibrary.h"
+#include "platform/Foundation/Environment.h"
 #include "platform/Foundation/NSBundle.h"
 #include "platform/Foundation/NSExtension.h"
 #include "platform/Foundation/NSFileManager.h"
 
-#include <cstdlib>
-
 namespace {
 
-std::string environment(const char* name) {
-  const char* value = std::getenv(name);
-  return value ? value : "";
-}
-
 bool isDisabled(const std::string& identifier) {
-  std::string configuration = environment("XDG_CONFIG_HOME");
-  if (configuration.empty()) configuration = environment("HOME") + "/.config";
+  std::string configuration = environmentFolder("XDG_CONFIG_HOME");
+  if (configuration.empty()) configuration = homeFolder() + "/.config";
   return NSFileManager::defaultManager().fileExistsAtPath(configuration + "/zevanti/disabled-extensions/" + identifier);
 }
 

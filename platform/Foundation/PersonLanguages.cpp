@@ -1,7 +1,8 @@
 #include "platform/Foundation/PersonLanguages.h"
 
+#include "platform/Foundation/Environment.h"
+
 #include <algorithm>
-#include <cstdlib>
 
 std::vector<std::string> personLanguages() {
   std::vector<std::string> names;
@@ -10,15 +11,13 @@ std::vector<std::string> personLanguages() {
     if (!locale.empty() && locale != "C" && locale != "POSIX") names.push_back(locale);
   };
   for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
-    const char* value = std::getenv(name);
-    if (!value || !*value) continue;
+    const std::string value = environmentVariable(name);
+    if (value.empty()) continue;
     add(value);
     break;
   }
   if (names.empty()) return names;
-  const char* list = std::getenv("LANGUAGE");
-  if (!list) return names;
-  const std::string own = names.front(), wanted = list;
+  const std::string own = names.front(), wanted = environmentVariable("LANGUAGE");
   names.clear();
   for (std::size_t start = 0; start <= wanted.size();) {
     const std::size_t end = std::min(wanted.find(':', start), wanted.size());

@@ -2,6 +2,8 @@
 
 #include "platform/Dispatch/EssentialWork.h"
 #include "platform/Dispatch/dispatch.h"
+#include "platform/Foundation/ShownText.h"
+#include "platform/Foundation/UTF8.h"
 #include "platform/Photos/PhotoLibraryStore.h"
 
 #include <algorithm>
@@ -62,13 +64,9 @@ std::string cleanName(std::string text) {
     if (c == '/' || static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = '-';
   }
   text.erase(0, text.find_first_not_of(" ."));
-  // File systems take 255 bytes; the number and the extension need some. Never cut inside a UTF-8 character.
+  // File systems take 255 bytes; the number and the extension need some.
   constexpr std::size_t kLongest = 200;
-  if (text.size() > kLongest) {
-    std::size_t end = kLongest;
-    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80) --end;
-    text.resize(end);
-  }
+  text = UTF8Shortened(text, kLongest);
   text.erase(text.find_last_not_of(' ') + 1);
   return text.empty() ? "Recording" : text;
 }
@@ -107,7 +105,7 @@ NSErrorPtr save(const SaveRequest& request, std::string* savedPath = nullptr) {
   library().latestFailed = error != nullptr;
   if (error) {
     ++library().failed;
-    std::fprintf(stderr, "zevanti: %s\n", error->localizedDescription().c_str());
+    printMessage(error->localizedDescription());
   }
   return error;
 }

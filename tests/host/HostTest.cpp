@@ -179,6 +179,33 @@ TEST(Host, RefusesATemporaryDirectoryThatIsNotItsOwn) {
   EXPECT_EQ(fs::status(host.temporaryDirectory()).permissions(), fs::perms::owner_all);
 }
 
+TEST(Host, RefusesToRunWithAnotherUsersRights) {
+  if (geteuid() != 0) GTEST_SKIP() << "such a program takes root to make";
+  HostProgram host;
+  const std::string movie = host.movie();
+  host.dropPrivileges();
+  ASSERT_EQ(chmod((host.folder() / "bin/zevanti").c_str(), 04755), 0);
+  const auto result = host.run("finish", {movie});
+  EXPECT_EQ(result.status, 1);
+  expectOneLine(result.errors, "set-user-ID");
+  EXPECT_FALSE(fs::exists(host.cacheFolder()));
+}
+
+TEST(Host, NamesNeitherBreakALineNorReachTheTerminal) {
+  HostProgram host;
+  for (const std::string& name : {std::string("two\nzevanti: lines.mp4"), std::string("\x1b[2J\x07.mp4"),
+                                  std::string("%s%n%@.mp4"), std::string("\u202E4pm.mp4"), std::string(255, 'x')}) {
+    const auto result = host.run("finish", {host.folder().write(name, "no movie")});
+    EXPECT_EQ(result.status, 1);
+    expectOneLine(result.errors, "not a movie");
+    EXPECT_EQ(result.errors.find_first_of("\x1b\x07"), std::string::npos);
+    EXPECT_EQ(result.errors.find("\u202E"), std::string::npos);
+  }
+  const auto result = host.run("finish", {"--size", "1x\n2", "x"});
+  EXPECT_NE(result.errors.find("not '1x\\n2'\nUsage"), std::string::npos) << result.errors;
+  EXPECT_EQ(host.run("finish", {host.folder() / std::string(4096, 'x')}).status, 1);
+}
+
 TEST(Host, SweepsWhatACrashLeftButNothingThatIsInUse) {
   HostProgram host;
   const std::string movie = host.movie(), outside = host.folder().write("outside/file", "x");

@@ -1,13 +1,13 @@
 #include "platform/StoreServices/SSCatalogue.h"
 
 #include "platform/Foundation/DesktopFolders.h"
+#include "platform/Foundation/Environment.h"
 #include "platform/Foundation/PersonLanguages.h"
 #include "platform/Foundation/os_trace.h"
 #include "platform/backends/appstream/AppStreamLibrary.h"
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -105,8 +105,7 @@ class Pool {
 
 /// For tests, and for looking into a catalogue before it is published: the folder that stands for the machine's own.
 std::string givenFolder() {
-  const char* folder = std::getenv("ZEVANTI_STORE_CATALOGUE");
-  return folder ? folder : "";
+  return environmentVariable("ZEVANTI_STORE_CATALOGUE");
 }
 
 // Pools are never destroyed: nobody should have to wait for that at exit.

@@ -1,15 +1,14 @@
 #include "platform/backends/icu/PersonLocale.h"
 
+#include "platform/Foundation/Environment.h"
 #include "platform/Foundation/PersonLanguages.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 std::string personDateLocale() {
   for (const char* name : {"LC_ALL", "LC_TIME", "LANG"}) {
-    const char* value = std::getenv(name);
-    if (!value || !*value) continue;
-    std::string locale = value;
+    std::string locale = environmentVariable(name);
+    if (locale.empty()) continue;
     locale.erase(std::min(locale.find_first_of(".@"), locale.size()));
     if (locale == "C" || locale == "POSIX" || locale.empty()) break;
     return locale;

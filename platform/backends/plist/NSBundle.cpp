@@ -1,10 +1,10 @@
 #include "platform/Foundation/NSBundle.h"
 
 #include "platform/Foundation/DynamicLibrary.h"
+#include "platform/Foundation/Environment.h"
 #include "platform/Foundation/PersonLanguages.h"
 #include "platform/backends/plist/StringsFile.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -58,10 +58,8 @@ std::mutex& tablesMutex() {
 
 std::shared_ptr<NSBundle> NSBundle::mainBundle() {
   static const std::shared_ptr<NSBundle> bundle = [] {
-    std::string folder;
-    if (const char* given = std::getenv("ZEVANTI_BUNDLE"); given && *given) {
-      folder = given;
-    } else {
+    std::string folder = environmentVariable("ZEVANTI_BUNDLE");
+    if (folder.empty()) {
       std::error_code error;
       folder = std::filesystem::read_symlink("/proc/self/exe", error).parent_path().string();
     }

@@ -1,10 +1,10 @@
 #include "platform/backends/portal/AddressHandlers.h"
 
 #include "platform/Foundation/DesktopFolders.h"
+#include "platform/Foundation/Environment.h"
 
 #include <QStandardPaths>
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -119,11 +119,11 @@ void readApplications(const fs::path& folder, Associations& associations) {
 }  // namespace
 
 std::set<std::string> handledSchemes(const std::set<std::string>& schemes) {
-  const char* desktops = std::getenv("XDG_CURRENT_DESKTOP");
+  const auto desktops = split(environmentVariable("XDG_CURRENT_DESKTOP"), ':');
   Associations associations;
   for (const std::string& folder : desktopConfigurationFolders()) {
     associations.readChoices(fs::path(folder) / "mimeapps.list");
-    for (const std::string& desktop : split(desktops ? desktops : "", ':')) {
+    for (const std::string& desktop : desktops) {
       std::string name = desktop;
       std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return std::tolower(c); });
       associations.readChoices(fs::path(folder) / (name + "-mimeapps.list"));

@@ -1,5 +1,6 @@
 #include "platform/Photos/PhotoLibraryStore.h"
 
+#include "platform/Foundation/Environment.h"
 #include "platform/backends/posix/FileCopy.h"
 #include "platform/backends/posix/FileFlush.h"
 #include "platform/backends/posix/HiddenFile.h"
@@ -14,7 +15,6 @@
 #include <vector>
 
 #include <fcntl.h>
-#include <pwd.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -27,21 +27,10 @@ class OpenedFile : public PhotoLibrarySource {
   std::string name;
 };
 
-std::string environment(const char* name) {
-  const char* value = std::getenv(name);
-  return value && value[0] == '/' ? value : "";
-}
-
-std::string homeDirectory() {
-  if (std::string home = environment("HOME"); !home.empty()) return home;
-  const passwd* user = getpwuid(getuid());
-  return user && user->pw_dir ? user->pw_dir : "/";
-}
-
 /// As written by the desktop: XDG_VIDEOS_DIR="$HOME/Videos".
 std::string videoDirectory() {
-  if (std::string named = environment("XDG_VIDEOS_DIR"); !named.empty()) return named;
-  const std::string home = homeDirectory(), configured = environment("XDG_CONFIG_HOME");
+  if (std::string named = environmentFolder("XDG_VIDEOS_DIR"); !named.empty()) return named;
+  const std::string home = homeFolder(), configured = environmentFolder("XDG_CONFIG_HOME");
   std::ifstream file((configured.empty() ? home + "/.config" : configured) + "/user-dirs.dirs");
   constexpr std::string_view kKey = "XDG_VIDEOS_DIR=\"";
   for (std::string line; std::getline(file, line);) {

@@ -1,10 +1,12 @@
 #include "platform/AVFoundation/AVPlayer.h"
 #include "platform/Dispatch/EssentialWork.h"
 #include "platform/Dispatch/dispatch.h"
+#include "platform/Foundation/Environment.h"
 #include "platform/Foundation/ExtensionLaunch.h"
 #include "platform/Foundation/ExtensionLink.h"
 #include "platform/Foundation/NSBundle.h"
 #include "platform/Foundation/NSExtension.h"
+#include "platform/Foundation/ShownText.h"
 #include "platform/Foundation/SignalWatcher.h"
 #include "platform/Foundation/os_trace.h"
 #include "platform/Photos/PHPhotoLibrary.h"
@@ -66,7 +68,7 @@ class ExtensionProcess {
   int tidyUp(int status);
 
   static int fail(const std::string& what) {
-    std::fputs(("zevanti: " + what + "\n").c_str(), stderr);
+    printMessage(what);
     return 1;
   }
 
@@ -87,7 +89,8 @@ class ExtensionProcess {
 };
 
 int ExtensionProcess::run() {
-  if (launch_.connection < 0) return fail("this program is a part of zevanti and is started by it");
+  if (hasOthersRights() || launch_.connection < 0)
+    return fail("this program is a part of zevanti and is started by it");
   NSErrorPtr error;
   link_ = ExtensionClientLink::create(launch_.connection,
                                       {[this](const std::string& folder) {
@@ -107,7 +110,7 @@ int ExtensionProcess::run() {
     options.size = CGSize{static_cast<float>(launch_.size->width), static_cast<float>(launch_.size->height)};
   options.scale = launch_.scale;
   options.offscreen = launch_.offscreen;
-  options.title = launch_.appName;
+  options.title = displayName(launch_.appName);
   window_ = EditorWindow::create(argc_, argv_, options);
   windowSystemIsConnected = true;
   UIDevice::currentDevice()->setUserInterfaceIdiom(launch_.pad ? UIUserInterfaceIdiom::Pad

@@ -1,9 +1,9 @@
 #include "platform/backends/qt/WindowSystem.h"
 
+#include "platform/Foundation/Environment.h"
 #include "platform/UIKit/UIDevice.h"
 #include "platform/backends/qt/QtConversions.h"
 
-#include <QByteArray>
 #include <QGuiApplication>
 #include <QOffscreenSurface>
 #include <QOpenGLContext>
@@ -27,7 +27,7 @@ bool hasGraphicsProcessor() {
 }
 
 bool wantsOpenGL(bool offscreen) {
-  const QByteArray choice = qgetenv("ZEVANTI_RENDERER");
+  const std::string choice = environmentVariable("ZEVANTI_RENDERER");
   if (choice == "software" || choice == "opengl") {
     return choice == "opengl";
   }

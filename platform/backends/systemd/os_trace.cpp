@@ -2,6 +2,8 @@
 
 #include "platform/Dispatch/dispatch.h"
 #include "platform/Foundation/DynamicLibrary.h"
+#include "platform/Foundation/Environment.h"
+#include "platform/Foundation/ShownText.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -42,16 +44,13 @@ std::string formatted(const char* format, va_list arguments) {
 void write(TraceLevel level, std::string text, bool alwaysShown = false) {
   static const bool journal = access("/run/systemd/journal/socket", W_OK) == 0;
   static const bool wanted = [] {
-    const char* value = std::getenv("ZEVANTI_TRACE");
-    return value && *value && std::strcmp(value, "0") != 0;
+    const std::string value = environmentVariable("ZEVANTI_TRACE");
+    return !value.empty() && value != "0";
   }();
   const bool isError = level == TraceLevel::Error;
   if (journal)
     sd_journal_send("SYSLOG_IDENTIFIER=zevanti", "PRIORITY=%i", isError ? 3 : 5, "MESSAGE=%s", text.c_str(), nullptr);
-  if (wanted || alwaysShown || (isError && !journal)) {
-    // One call, so that lines of several threads don't mix.
-    std::fputs(("zevanti: " + text + "\n").c_str(), stderr);
-  }
+  if (wanted || alwaysShown || (isError && !journal)) printMessage(text);
   bool onMain = dispatch_is_current(dispatch_get_main_queue());
   Kept& store = kept();
   std::lock_guard lock(store.mutex);

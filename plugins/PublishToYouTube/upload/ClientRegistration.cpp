@@ -1,5 +1,6 @@
 #include "plugins/PublishToYouTube/upload/ClientRegistration.h"
 
+#include "platform/Foundation/Environment.h"
 #include "plugins/PublishToYouTube/upload/LocalizedText.h"
 #include "plugins/PublishToYouTube/upload/PersonFolders.h"
 #include "plugins/PublishToYouTube/upload/PublishingError.h"
@@ -7,8 +8,6 @@
 #include <QtCore/QFile>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
-
-#include <cstdlib>
 
 namespace publishing {
 
@@ -19,9 +18,8 @@ constexpr const char* example = R"({ "client_id": "...", "client_secret": "..." 
 
 /// As people write paths below their home folder.
 std::string shortPath(const std::string& path) {
-  const char* home = std::getenv("HOME");
-  const std::string folder = home && *home ? std::string(home) + "/" : std::string();
-  return !folder.empty() && path.starts_with(folder) ? "~/" + path.substr(folder.size()) : path;
+  const std::string folder = homeFolder() + "/";
+  return path.starts_with(folder) ? "~/" + path.substr(folder.size()) : path;
 }
 
 NSErrorPtr unusable(const std::string& path, const std::string& what) {

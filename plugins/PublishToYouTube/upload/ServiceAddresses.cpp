@@ -1,11 +1,10 @@
 #include "plugins/PublishToYouTube/upload/ServiceAddresses.h"
 
+#include "platform/Foundation/Environment.h"
 #include "plugins/PublishToYouTube/upload/LocalizedText.h"
 #include "plugins/PublishToYouTube/upload/PublishingError.h"
 
 #include <QtCore/QUrl>
-
-#include <cstdlib>
 
 namespace publishing {
 
@@ -39,8 +38,8 @@ std::optional<ServiceAddresses> ServiceAddresses::loopback(const std::string& ba
 }
 
 std::optional<ServiceAddresses> ServiceAddresses::configured(NSErrorPtr* error) {
-  const char* base = secure_getenv("ZEVANTI_PUBLISHING_SERVER");
-  return base && *base ? loopback(base, error) : service();
+  const std::string base = environmentVariable("ZEVANTI_PUBLISHING_SERVER");
+  return base.empty() ? service() : loopback(base, error);
 }
 
 std::string originOf(const std::string& address) {
