@@ -3,6 +3,7 @@
 #include "platform/Foundation/NSByteCountFormatter.h"
 #include "platform/Foundation/NSFileManager.h"
 #include "platform/Foundation/NSStringFormat.h"
+#include "platform/Foundation/ShownText.h"
 #include "platform/UIKit/UIKitStrings.h"
 
 #include <cerrno>
@@ -12,7 +13,7 @@ namespace {
 /// As a person writes it.
 std::string shown(std::string folder) {
   while (folder.size() > 1 && folder.ends_with('/')) folder.pop_back();
-  return folder;
+  return displayName(folder);
 }
 
 }  // namespace
@@ -23,8 +24,18 @@ ZVSaveFailure ZVSaveFailure::lackOfSpace(const std::string& folder, std::int64_t
   return {NSError::posix(ENOSPC, what), folder, missingSpace};
 }
 
+ZVSaveFailure ZVSaveFailure::foreignFolder(const std::string& folder) {
+  return {NSError::posix(ENOTDIR, "“" + shown(folder) + "” is a link, or belongs to another user"), folder, 0};
+}
+
 ZVSaveFailure ZVSaveFailure::changedRecording() {
   return {NSError::posix(EIO, "Another program has changed the recording since it was opened"), "", 0};
+}
+
+std::string ZVUnreadableCopyMessage(const std::string& folder) {
+  return NSStringWithFormat(
+      UIKitLocalizedString("The copy of the selected part in “%@” can’t be read. Here is the whole recording again."),
+      {shown(folder)});
 }
 
 std::string ZVChangedRecordingMessage() {
@@ -67,9 +78,14 @@ std::string ZVSaveFailure::message() const {
                                                    "permissions, then save again."),
                               {place});
   }
+  if (code == ENOTDIR && files.fileExistsAtPath(folder)) {
+    return NSStringWithFormat(UIKitLocalizedString("The folder “%@” isn’t yours any more: something else has taken its "
+                                                   "place. Remove that, then save again."),
+                              {place});
+  }
   if ((code == ENOENT || code == ENOTDIR) && !files.fileExistsAtPath(folder)) {
     return NSStringWithFormat(
         UIKitLocalizedString("The folder “%@” is not there any more. Make it again, then save again."), {place});
   }
-  return error->localizedDescription();
+  return displayText(error->localizedDescription());
 }

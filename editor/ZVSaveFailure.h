@@ -17,9 +17,14 @@ struct ZVSaveFailure {
 
   /// There is not enough room in `folder`.
   static ZVSaveFailure lackOfSpace(const std::string& folder, std::int64_t missingSpace);
+  /// Something that is not this user's has taken the place of `folder`: a link, another user's folder.
+  static ZVSaveFailure foreignFolder(const std::string& folder);
   /// The recording is not any more what was opened.
   static ZVSaveFailure changedRecording();
 };
+
+/// What a person is told about a trimmed copy in `folder` that was made and can't be read.
+std::string ZVUnreadableCopyMessage(const std::string& folder);
 
 /// What a person is told about a recording that another program has shortened or overwritten.
 std::string ZVChangedRecordingMessage();

@@ -112,9 +112,8 @@ void ZVVideoEditorViewController::trimExportDidEnd(const Strong<AVAssetExportSes
     exportTrimVideoSaveToCameraRoll();
     return;
   }
-  NSNotificationCenter::defaultCenter().removeObserver(this);
-  reloadAVLayerWithURL(session->outputURL());
-  observeEndOfMovie();
+  tellOfChangedMovie();  // what was cut out is whole, but may not be what was seen
+  showMovie(session->outputURL());
   if (replacedFile && !(replacedFile == session->outputURL())) {
     ZVExtensions::_srRemoveFile_completion(NSFileManager::defaultManager(), replacedFile, nullptr);
   }

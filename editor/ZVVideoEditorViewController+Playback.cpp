@@ -44,6 +44,12 @@ void ZVVideoEditorViewController::reloadAVLayerWithURL(const NSURL& url) {
   addPlaybackTimeObserver();
 }
 
+void ZVVideoEditorViewController::showMovie(const NSURL& url) {
+  NSNotificationCenter::defaultCenter().removeObserver(this);
+  reloadAVLayerWithURL(url);
+  observeEndOfMovie();
+}
+
 void ZVVideoEditorViewController::itemDidFinishPlaying(const Strong<NSNotification>&) {
   pauseAction();
   if (isUIHidden()) showUI();

@@ -1,5 +1,7 @@
 #include "editor/ZVVideoEditorViewController.h"
 #include "platform/Dispatch/dispatch.h"
+#include "platform/Foundation/ShownText.h"
+#include "platform/Foundation/os_trace.h"
 #include "platform/Photos/PHPhotoLibrary.h"
 #include "platform/UIKit/UIAlertController.h"
 #include "platform/UIKit/UIKitStrings.h"
@@ -7,7 +9,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <cstdio>
 #include <future>
 #include <memory>
 #include <utility>
@@ -35,6 +36,13 @@ Obstacle lackOfSpace(const std::string& folder, std::int64_t missing) {
   return ZVSaveFailure::lackOfSpace(folder, missing);
 }
 
+/// Whether a link or somebody else's folder has taken the place of the user's own. One that is gone is nobody's.
+bool isForeign(std::string folder) {
+  while (folder.ends_with('/')) folder.pop_back();  // with it a link would be followed
+  const auto found = NSFileManager::defaultManager().attributesOfItemAtPath_error(folder, nullptr);
+  return found && !(found->isDirectory && found->isOwnedByUser);
+}
+
 }  // namespace
 
 std::optional<ZVSaveFailure> ZVVideoEditorViewController::obstacleToSaving() {
@@ -57,6 +65,7 @@ std::optional<ZVSaveFailure> ZVVideoEditorViewController::obstacleToExporting(
         if (asset->hasChanged()) return ZVSaveFailure::changedRecording();
         const NSFileManager& files = NSFileManager::defaultManager();
         const std::string& temporary = ZVExtensions::_srTempPath(files);
+        if (isForeign(temporary)) return ZVSaveFailure::foreignFolder(temporary);
         const bool shared = files.canShareBlocksOfItemAtPath_inFolder(asset->readablePath(), library);
         const std::int64_t copy = shared ? 0 : session->estimatedOutputFileLength();
         // The library's copy comes when the trimmed one is there.
@@ -94,8 +103,8 @@ void ZVVideoEditorViewController::librarySaveDidEnd(const NSErrorPtr& error) {
 void ZVVideoEditorViewController::saveDidFail(const ZVSaveFailure& failure) {
   latestSaveFailed_ = true;
   // The trace is for developers. Who has closed the window reads it here.
-  std::fprintf(stderr, "zevanti: the %s was not saved: %s\n", isTrimming() ? "selected part" : "movie",
-               failure.error->localizedDescription().c_str());
+  printMessage(std::string("the ") + (isTrimming() ? "selected part" : "movie") +
+               " was not saved: " + failure.error->localizedDescription());
   tellOfFailure(failure);
 }
 
@@ -108,6 +117,19 @@ void ZVVideoEditorViewController::tellOfChangedMovie() {
   if (changedMovie_.lock() == avAsset() || !avAsset()->hasChanged()) return;
   changedMovie_ = avAsset();
   presentMessage(UIKitLocalizedString("The recording has changed"), ZVChangedRecordingMessage());
+}
+
+void ZVVideoEditorViewController::tellOfUnreadableMovie() {
+  const NSErrorPtr error = avPlayerItem()->error();
+  os_trace_error("the movie on screen can't be read: %i", error ? error->code() : 0);
+  const bool isCopy = !(videoURL() == originalVideoURL());
+  std::string text = error ? displayText(error->localizedDescription()) : "";
+  if (isCopy)
+    text = ZVUnreadableCopyMessage(ZVExtensions::_srTempPath(NSFileManager::defaultManager()));
+  else if (avAsset()->hasChanged())
+    text = ZVChangedRecordingMessage();
+  presentMessage(UIKitLocalizedString("The movie can’t be shown"), text);
+  if (isCopy) showMovie(originalVideoURL());
 }
 
 void ZVVideoEditorViewController::presentMessage(const std::string& title, const std::string& text) {

@@ -9,6 +9,12 @@ void ZVVideoEditorViewController::observeValueForKeyPath_ofObject_change_context
                                                                                  const Strong<NSObject>& object,
                                                                                  const void*, void*) {
   if (object != avPlayer()->currentItem() || keyPath != "status") return;
+  if (avPlayer()->currentItem()->status() == AVPlayerItemStatus::Failed) {
+    // After the player has told everybody: another movie may take its place.
+    dispatch_async(dispatch_get_main_queue(), [weak = weakSelf(), item = avPlayer()->currentItem()] {
+      if (const auto self = weak.lock(); self && self->avPlayerItem() == item) self->tellOfUnreadableMovie();
+    });
+  }
   if (avPlayer()->currentItem()->status() != AVPlayerItemStatus::ReadyToPlay) return;
   setThumbnailGenerator(nullptr);
   setCachedTimeStamps(nullptr);
@@ -91,7 +97,10 @@ void ZVVideoEditorViewController::movieScrubber_requestThumbnailImageForTimestam
       {CMTimeMakeWithSeconds(timestamp.doubleValue(), nanoseconds)},
       [self = MainQueueReference(strongSelf()), timestamp, cache = cachedTimeStamps()](
           CMTime, const CGImageRef& image, CMTime, const NSErrorPtr& error) {
-        if (error || !image) return;
+        if (error || !image) {
+          dispatch_async(dispatch_get_main_queue(), [self] { self->tellOfChangedMovie(); });  // if that is why
+          return;
+        }
         // The cache belongs to the main queue. A picture that comes after the cache was dropped goes with it.
         dispatch_async(dispatch_get_main_queue(), [self, timestamp, cache, image] {
           cache->insert_or_assign(timestamp, image);

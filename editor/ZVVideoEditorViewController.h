@@ -153,6 +153,8 @@ class ZVVideoEditorViewController : public UIViewController,
 
   // Playback.
   void reloadAVLayerWithURL(const NSURL& url);
+  /// The same, and then its end is waited for instead of that of the movie before.
+  void showMovie(const NSURL& url);
   void itemDidFinishPlaying(const Strong<NSNotification>& notification);
   void playAction();
   void pauseAction();
@@ -245,6 +247,7 @@ class ZVVideoEditorViewController : public UIViewController,
   void tellOfFailure(const ZVSaveFailure& failure);
   /// Says so when another program has changed the movie on screen. Once for each movie.
   void tellOfChangedMovie();
+  void tellOfUnreadableMovie();
   /// Shows a message above the editor and whatever that presents.
   void presentMessage(const std::string& title, const std::string& text);
   void presentShareSheet(const ZVStoreInfo& info, const NSURL& url);

@@ -17,6 +17,7 @@ struct NSFileAttributes {
   std::optional<NSDate> fileModificationDate;
   std::int64_t fileSize = 0;  ///< bytes
   bool isDirectory = false;
+  bool isOwnedByUser = false;  ///< by whom this program runs for
 };
 
 /// Files by path. All calls are synchronous and safe from any thread. Symbolic links are not followed by

@@ -3,6 +3,7 @@
 #include "tests/data/Recordings.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -68,6 +69,12 @@ void Session::start(const fs::path& movie, const std::string& script) {
   arguments.insert(arguments.end(), options.begin(), options.end());
   if (!movie.empty()) arguments.push_back(movie.string());
 
+  constexpr uid_t nobody = 65534;
+  const bool drops = unprivileged && geteuid() == 0;
+  if (drops) {
+    ASSERT_EQ(chown(folder_.c_str(), nobody, nobody), 0);
+    for (const fs::path& entry : entries(folder_, true)) ASSERT_EQ(lchown(entry.c_str(), nobody, nobody), 0);
+  }
   pid_ = fork();
   ASSERT_GE(pid_, 0);
   if (pid_ == 0) {
@@ -86,6 +93,7 @@ void Session::start(const fs::path& movie, const std::string& script) {
       close(STDOUT_FILENO);
     }
     dup2(err, STDERR_FILENO);
+    if (drops && (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0)) _exit(126);
     std::vector<char*> argv;
     for (std::string& argument : arguments) argv.push_back(argument.data());
     argv.push_back(nullptr);

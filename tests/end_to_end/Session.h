@@ -25,6 +25,8 @@ class Session {
   std::vector<std::string> options;
   std::vector<std::string> environment;  ///< "NAME=value"
   std::filesystem::path cache;           ///< XDG_CACHE_HOME
+  /// Runs as a user without privileges, where this one has any: who may write everywhere is refused nothing.
+  bool unprivileged = false;
   /// What standard output is; read it with `output` only when it is a file.
   enum class StandardOutput { File, PipeWithoutReader, Full, Closed } standardOutput = StandardOutput::File;
 

@@ -28,6 +28,41 @@ void FaultSession::start(const std::string& before, const std::string& first, co
                              second);
 }
 
+bool FaultSession::canInject() {
+#ifdef ZEVANTI_SANITIZED
+  return false;  // the sanitizers' runtime wants to be the first library itself
+#else
+  return true;
+#endif
+}
+
+void FaultSession::injectFault(int number, int error, const std::vector<std::string>& more) {
+  environment = {std::string("LD_PRELOAD=") + ZEVANTI_FAULT_INJECTOR,
+                 "ZEVANTI_FAULT_PROGRAM=ZVVideoEditorExtension",
+                 "ZEVANTI_FAULT_FOLDERS=" + library().string() + ":" + cache.string(),
+                 "ZEVANTI_FAULT_SWITCH=" + goOnFile().string(),
+                 "ZEVANTI_FAULT_NUMBER=" + std::to_string(number),
+                 "ZEVANTI_FAULT_ERRNO=" + std::to_string(error),
+                 "ZEVANTI_FAULT_LOG=" + (folder() / "faults").string()};
+  environment.insert(environment.end(), more.begin(), more.end());
+}
+
+std::vector<std::string> FaultSession::injected() const {
+  std::vector<std::string> lines;
+  std::ifstream log(folder() / "faults");
+  for (std::string line; std::getline(log, line);) lines.push_back(line);
+  return lines;
+}
+
+pid_t FaultSession::editor() const {
+  const std::string host = std::to_string(process());
+  std::ifstream children("/proc/" + host + "/task/" + host + "/children");
+  for (pid_t child; children >> child;) {
+    if (contentOf("/proc/" + std::to_string(child) + "/comm").starts_with("ZVVideoEditorE")) return child;
+  }
+  return 0;
+}
+
 bool FaultSession::reachPoint() {
   return waitForOutput("\n", kLongest);
 }

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 /// A session with a fault in the middle: somebody comes to a point, the disk changes for the worse, a save fails, the
 /// disk gets well again, and the next save is to succeed. The script and the test wait for each other by files.
@@ -13,6 +14,16 @@ class FaultSession : public Session {
 
   /// `before` leads to the point, `first` is to fail, `second` is another try.
   void start(const std::string& before, const std::string& first, const std::string& second);
+
+  /// Has the editor's calls that write below the library and the temporary directory fail, from one on (0: none), while
+  /// the first try goes on; see the injector, and for more of its settings.
+  void injectFault(int number, int error, const std::vector<std::string>& more = {});
+  /// The calls that counted, a line each.
+  std::vector<std::string> injected() const;
+  static bool canInject();
+
+  /// The editor's process, which the host has started; 0 when there is none.
+  pid_t editor() const;
 
   /// Waits until the script has come to the point. It goes on with `goOn`.
   bool reachPoint();

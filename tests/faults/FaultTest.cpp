@@ -35,40 +35,15 @@ struct Errno {
 };
 constexpr Errno errors[] = {{ENOSPC, "ENOSPC"}, {EACCES, "EACCES"}, {EROFS, "EROFS"}, {EDQUOT, "EDQUOT"}, {EIO, "EIO"}};
 
-bool canInject() {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  return false;  // the sanitizers' runtime wants to be the first library itself
-#else
-  return true;
-#endif
-}
-
-void setUp(FaultSession& session, int number, int error) {
-  session.environment = {std::string("LD_PRELOAD=") + ZEVANTI_FAULT_INJECTOR,
-                         "ZEVANTI_FAULT_PROGRAM=ZVVideoEditorExtension",
-                         "ZEVANTI_FAULT_FOLDERS=" + session.library().string() + ":" + session.cache.string(),
-                         "ZEVANTI_FAULT_SWITCH=" + session.goOnFile().string(),
-                         "ZEVANTI_FAULT_NUMBER=" + std::to_string(number),
-                         "ZEVANTI_FAULT_ERRNO=" + std::to_string(error),
-                         "ZEVANTI_FAULT_LOG=" + (session.folder() / "faults").string()};
-}
-
-std::vector<std::string> logged(const FaultSession& session) {
-  std::vector<std::string> lines;
-  std::ifstream log(session.folder() / "faults");
-  for (std::string line; std::getline(log, line);) lines.push_back(line);
-  return lines;
-}
-
 /// How many calls there are in the first try when none fails.
 int countCalls(const Scenario& scenario) {
   FaultSession session("basic.mp4");
-  setUp(session, 0, EIO);
+  session.injectFault(0, EIO);
   session.start(scenario.before, scenario.first, "");
   EXPECT_TRUE(session.reachPoint()) << session.errors();
   session.goOn();
   session.reachFailure();
-  const auto count = static_cast<int>(logged(session).size());
+  const auto count = static_cast<int>(session.injected().size());
   session.tryAgain();
   session.wait();
   EXPECT_EQ(session.wholeMoviesInLibrary(scenario.savedLength), 1U) << session.errors();
@@ -78,12 +53,12 @@ int countCalls(const Scenario& scenario) {
 /// Whether the first try to save has failed.
 bool runWithFault(const Scenario& scenario, int number, const Errno& error) {
   FaultSession session("basic.mp4");
-  setUp(session, number, error.number);
+  session.injectFault(number, error.number);
   session.start(scenario.before, scenario.first, scenario.second);
   EXPECT_TRUE(session.reachPoint()) << session.errors();
   session.goOn();
   const bool stays = session.reachFailure();
-  const auto lines = logged(session);
+  const auto lines = session.injected();
   const auto failed =
       std::find_if(lines.begin(), lines.end(), [](const auto& line) { return line.ends_with(" fails"); });
   const std::string message = session.message();
@@ -112,7 +87,7 @@ bool runWithFault(const Scenario& scenario, int number, const Errno& error) {
 }  // namespace
 
 TEST(Faults, AtEachOpenAndWriteAreToldAndLoseNothing) {
-  if (!canInject()) GTEST_SKIP() << "the sanitizer's runtime and a preloaded library don't go together";
+  if (!FaultSession::canInject()) GTEST_SKIP() << "the sanitizer's runtime and a preloaded library don't go together";
   struct Fault {
     const Scenario* scenario;
     int number;

@@ -74,6 +74,7 @@ std::optional<NSFileAttributes> NSFileManager::attributesOfItemAtPath_error(cons
   }
   attributes.fileSize = static_cast<std::int64_t>(status.stx_size);
   attributes.isDirectory = S_ISDIR(status.stx_mode);
+  attributes.isOwnedByUser = status.stx_uid == geteuid();
   return attributes;
 }
 

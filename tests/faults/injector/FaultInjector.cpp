@@ -6,6 +6,8 @@
 //   ZEVANTI_FAULT_SWITCH   calls count, and fail, while this file is there
 //   ZEVANTI_FAULT_NUMBER   the first call to fail, from 1; 0 for none
 //   ZEVANTI_FAULT_ERRNO    the error
+//   ZEVANTI_FAULT_STOPS    set: the program stops at that call instead, as by SIGSTOP, and all calls go well
+//   ZEVANTI_FAULT_READ     opens for reading of files whose names begin so fail, and nothing else does
 //   ZEVANTI_FAULT_LOG      gets a line for each call that counts
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -17,6 +19,7 @@
 #include <atomic>
 #include <cerrno>
 #include <climits>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -26,10 +29,13 @@
 
 namespace {
 
+constexpr const char* kRead = "open to read";
+
 struct Plan {
   bool isMeant = false;
   std::vector<std::string> folders;
-  std::string switchFile, log;
+  std::string switchFile, log, readPrefix;
+  bool stops = false;
   int number = 0, error = EIO;
 };
 
@@ -50,6 +56,8 @@ const Plan& plan() {
     }
     plan->switchFile = setting("ZEVANTI_FAULT_SWITCH");
     plan->log = setting("ZEVANTI_FAULT_LOG");
+    plan->stops = !setting("ZEVANTI_FAULT_STOPS").empty();
+    plan->readPrefix = setting("ZEVANTI_FAULT_READ");
     plan->number = std::atoi(setting("ZEVANTI_FAULT_NUMBER").c_str());
     if (const int error = std::atoi(setting("ZEVANTI_FAULT_ERRNO").c_str()); error > 0) plan->error = error;
     return plan;
@@ -78,12 +86,14 @@ bool fails(const char* call, const std::string& path) {
     return path.compare(0, folder.size(), folder) == 0 && (path.size() == folder.size() || path[folder.size()] == '/');
   };
   bool counts = false;
+  const bool reads = std::strcmp(call, kRead) == 0;
+  if (reads == plan.readPrefix.empty()) return false;
   for (const std::string& folder : plan.folders) counts = counts || isBelow(folder);
   if (!counts || access(plan.switchFile.c_str(), F_OK) != 0) return false;
 
   static std::atomic<int> calls{0};
   const int number = ++calls;
-  const bool fail = plan.number > 0 && number >= plan.number;
+  const bool fail = plan.number > 0 && number >= plan.number && !plan.stops;
   const std::string line = std::to_string(number) + " " + call + " " + path + (fail ? " fails" : "") + "\n";
   const auto log =
       static_cast<int>(syscall(SYS_openat, AT_FDCWD, plan.log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600));
@@ -91,6 +101,7 @@ bool fails(const char* call, const std::string& path) {
     syscall(SYS_write, log, line.data(), line.size());
     syscall(SYS_close, log);
   }
+  if (plan.stops && number == plan.number) raise(SIGSTOP);
   if (fail) errno = plan.error;
   return fail;
 }
@@ -104,6 +115,11 @@ bool fails(const char* call, int folder, const char* name) {
 /// What is shown meanwhile is still read: only opens that lead to a new file fail, its folder's included.
 bool openFails(int folder, const char* name, int flags) {
   const bool writes = (flags & O_ACCMODE) != O_RDONLY || (flags & O_CREAT) != 0;
+  const std::string& prefix = plan().readPrefix;
+  if (!prefix.empty()) {
+    const std::string path = pathOf(folder, name);
+    return !writes && path.compare(path.rfind('/') + 1, prefix.size(), prefix) == 0 && fails(kRead, path);
+  }
   if (!writes && (flags & O_DIRECTORY) == 0) return false;
   return fails(writes ? "open to write" : "open", folder, name);
 }
