@@ -206,6 +206,11 @@ TEST_F(PresentationLooksTest, AFormSheetHasRoundCornersWhateverLiesInThem) {
   }
   EXPECT_GT(at(picture, sheet.origin.x + 6, sheet.maxY() - 6).lightness(), 200) << "nothing else is";
   EXPECT_GT(at(picture, sheet.maxX() - 1, sheet.origin.y + 14).lightness(), 200);
+  const Strong<UIView> lower = content->view()->subviews().back();
+  lower->setFrame({{0, 20}, {sheet.size.width, content->view()->bounds().size.height - 20}});
+  const QImage changed = look("form-sheet-changed");
+  EXPECT_TRUE(isDark(at(changed, 5, 25))) << "and nothing is beside the sheet";
+  EXPECT_TRUE(isDark(at(changed, sheet.origin.x + 1, sheet.maxY() - 2)));
   theWindow().resize({375, 667});
   ASSERT_TRUE(waitUntil([] { return theWindow().window()->bounds().size.width == 375; }));
   EXPECT_GT(at(look("form-sheet-narrow"), 0, 0).lightness(), 200) << "there it covers the window";

@@ -85,16 +85,11 @@ QSGNode* LayerItem::updatePaintNode(QSGNode* old, UpdatePaintNodeData*) {
     delete old;
     return nullptr;
   }
-  auto* fill = dynamic_cast<RoundedFill*>(old);
   if (ownClip_.cuts(boundingRect())) {
-    if (!fill) {
-      delete old;
-      fill = new RoundedFill;
-    }
-    fill->show(*window(), boundingRect(), background_, ownClip_, pixelRatio());
-    return fill;
+    delete old;
+    return new RoundedFill(*window(), boundingRect(), background_, ownClip_, pixelRatio());
   }
-  if (fill) {
+  if (dynamic_cast<RoundedFill*>(old)) {
     delete old;
     old = nullptr;
   }

@@ -47,12 +47,8 @@ void RoundedClip::cut(QImage& image, const QRectF& place) const {
   cutter.drawImage(QPoint(0, 0), mask);
 }
 
-void RoundedFill::show(QQuickWindow& window, const QRectF& rect, const QColor& color, const RoundedClip& clip,
-                       qreal ratio) {
-  while (QSGNode* child = firstChild()) {
-    removeChildNode(child);
-    delete child;
-  }
+RoundedFill::RoundedFill(QQuickWindow& window, const QRectF& rect, const QColor& color, const RoundedClip& clip,
+                         qreal ratio) {
   // What dims has to cover the smooth edges of what it lies on, or they shine through.
   const RoundedClip outline = color.alpha() < 255 ? clip.widened(0.5 / ratio) : clip;
   const QRectF inside = rect & clip.rect;

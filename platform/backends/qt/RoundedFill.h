@@ -26,8 +26,9 @@ struct RoundedClip {
 /// themselves clip at rectangles only.
 class RoundedFill : public QSGNode {
  public:
-  /// `ratio`: pixels in a point.
-  void show(QQuickWindow& window, const QRectF& rect, const QColor& color, const RoundedClip& clip, qreal ratio);
+  /// `ratio`: pixels in a point. What is shown never changes: the software renderer would put nodes that come later in
+  /// the wrong place.
+  RoundedFill(QQuickWindow& window, const QRectF& rect, const QColor& color, const RoundedClip& clip, qreal ratio);
 
  private:
   void addRectangle(QQuickWindow& window, const QRectF& rect, const QColor& color);
