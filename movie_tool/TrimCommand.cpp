@@ -19,6 +19,7 @@
 #include <cstring>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 using message::fail;
 using message::quoted;
@@ -52,6 +53,13 @@ std::string lackOfSpace(const std::string& output, const AVAssetExportSession& s
   return "there is not enough room in the folder " + quoted(parent.empty() ? "." : parent) + ": " +
          NSByteCountFormatter::stringFromByteCount(missing) + " more are needed (" + std::to_string(missing) +
          " bytes); make room on its disk, or give another file with -o";
+}
+
+/// One line on standard error about what the new file has no place for.
+void reportLeftOut(const std::vector<std::string>& tracks) {
+  std::string list;
+  for (const std::string& track : tracks) list += (list.empty() ? "" : ", ") + track;
+  if (!list.empty()) message::fail("left out, as an MP4 file can't hold it: " + list);
 }
 
 int report(const std::string& output, CMTimeRange taken) {
@@ -103,6 +111,7 @@ int run(const TrimOptions& options) {
   }
   switch (session->status()) {
     case AVAssetExportSessionStatus::Completed:
+      reportLeftOut(session->tracksLeftOut());
       return report(output, session->exportedTimeRange());
     case AVAssetExportSessionStatus::Cancelled:
       fail("interrupted; nothing was written");

@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 /// Nothing is coded anew; AVFileTypeM4V.
 inline constexpr const char* AVAssetExportPresetPassthrough = "AVAssetExportPresetPassthrough";
@@ -78,6 +79,10 @@ class AVAssetExportSession : public NSObject {
   /// What was really taken, in the times that the asset's player shows: the end is the movie's where the range reached
   /// further. Invalid until completed. Any thread.
   CMTimeRange exportedTimeRange() const;
+  /// The tracks of a repacked recording for which an MP4 file has no place, as subtitles that are pictures; in the
+  /// trace log too. Each in words that are not translated: “track 3 (subtitles, dvd_subtitle, deu)”. Empty until
+  /// completed. Any thread.
+  std::vector<std::string> tracksLeftOut() const;
 
  private:
   struct Impl;

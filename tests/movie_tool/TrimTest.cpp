@@ -39,6 +39,23 @@ TEST_F(Trim, SavesAPartBesideTheMovie) {
   EXPECT_EQ(files(), (std::vector<std::string>{"My talk trimmed.MP4", "My talk.MP4", "end"}));
 }
 
+TEST_F(Trim, SaysWhichTracksHaveNoPlaceInTheCopy) {
+  // Subtitles that are pictures, two empty ones; those of text come along.
+  folder_.write("text.srt", "1\n00:00:00,500 --> 00:00:01,500\nHello\n");
+  folder_.write("pictures.sup", std::string("PG\0\1\x5f\x90\0\0\0\0\x80\0\0PG\0\2\xbf\x20\0\0\0\0\x80\0\0", 26));
+  const std::string inputs = "cd '" + folder_.path() + "' && ffmpeg -nostdin -v error -i '" +
+                             recordings::path("basic.mkv") + "' -i text.srt -i pictures.sup -t 3 -map 0 -map 2 ";
+  for (const auto& [arguments, track] :
+       {std::pair{"-map 1 -c copy -metadata:s:s:0 language=deu a.mkv", "track 3 (subtitles, hdmv_pgs_subtitle, deu)"},
+        {"-c copy a.ts", "track 258 (data, bin_data)"}}) {
+    ASSERT_EQ(std::system((inputs + arguments).c_str()), 0);
+    const std::string movie = std::string(arguments).substr(std::string(arguments).rfind(' ') + 1);
+    const Outcome outcome = trim({movie, "--to", "2", "--force", "-o", "a.mp4"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.errors, std::string("zevanti: left out, as an MP4 file can't hold it: ") + track + "\n");
+  }
+}
+
 TEST_F(Trim, NamesTheFileAfterWhatIsInIt) {
   bring("basic.mp4", "a.mp4");
   bring("basic.mp4", "unnamed");

@@ -3,6 +3,7 @@
 #include "platform/Dispatch/EssentialWork.h"
 #include "platform/Dispatch/dispatch.h"
 #include "platform/Foundation/NSFileManager.h"
+#include "platform/Foundation/os_trace.h"
 #include "platform/backends/ffmpeg/MovieExport.h"
 #include "platform/backends/ffmpeg/Transcoder.h"
 #include "platform/backends/isobmff/MovieReader.h"
@@ -16,6 +17,8 @@
 #include <filesystem>
 #include <memory>
 #include <mutex>
+#include <string>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -36,6 +39,7 @@ struct AVAssetExportSession::Impl {
   std::unique_ptr<EssentialWork> work;  ///< from the request until its handler has returned, or until it is cancelled
   NSErrorPtr error;
   CMTimeRange exported{kCMTimeInvalid, kCMTimeInvalid};
+  std::vector<std::string> leftOut;
 
   /// Null when the file is there under its name.
   NSErrorPtr run();
@@ -151,6 +155,9 @@ NSErrorPtr AVAssetExportSession::Impl::cut(const std::string& folder, int descri
   job.progress = [this](float value) { progress = value; };
   if (NSErrorPtr error = job.run()) return error;
   *taken = CMTimeRangeMake(job.start, CMTimeSubtract(job.end, job.start));
+  for (const std::string& track : job.leftOut) os_trace("Left out of the trimmed copy: %s", track.c_str());
+  const std::lock_guard lock(mutex);
+  leftOut = std::move(job.leftOut);
   return nullptr;
 }
 
@@ -267,4 +274,9 @@ float AVAssetExportSession::progress() const {
 CMTimeRange AVAssetExportSession::exportedTimeRange() const {
   const std::lock_guard lock(impl_->mutex);
   return impl_->exported;
+}
+
+std::vector<std::string> AVAssetExportSession::tracksLeftOut() const {
+  const std::lock_guard lock(impl_->mutex);
+  return impl_->leftOut;
 }

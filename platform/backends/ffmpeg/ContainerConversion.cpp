@@ -50,6 +50,24 @@ bool isMedia(const AVStream* stream) {
   return codec->codec_type == AVMEDIA_TYPE_AUDIO && codec->sample_rate > 0;
 }
 
+/// “track 3 (subtitles, dvd_subtitle, deu)”
+std::string describe(const AVStream* stream) {
+  const AVCodecParameters* codec = stream->codecpar;
+  std::string text = "track " + std::to_string(stream->id > 0 ? stream->id : stream->index + 1) + " (";
+  if (isCoverPicture(stream)) {
+    text += "cover picture";
+  } else if (codec->codec_type == AVMEDIA_TYPE_SUBTITLE) {
+    text += "subtitles";
+  } else {
+    const char* kind = av_get_media_type_string(codec->codec_type);
+    text += kind ? kind : "unknown";
+  }
+  if (codec->codec_id != AV_CODEC_ID_NONE) text += std::string(", ") + avcodec_get_name(codec->codec_id);
+  const AVDictionaryEntry* language = av_dict_get(stream->metadata, "language", nullptr, 0);
+  if (language && *language->value) text += std::string(", ") + language->value;
+  return text + ")";
+}
+
 /// What the writer says of VP8 is not true.
 bool canHold(const AVOutputFormat* format, AVCodecID codec) {
   return codec != AV_CODEC_ID_VP8 && avformat_query_codec(format, codec, FF_COMPLIANCE_NORMAL) == 1;
@@ -169,7 +187,10 @@ NSErrorPtr Conversion::addTracks() {
     AVStream* stream = source->streams[i];
     const bool taken = isMedia(stream) || ConvertedTrack::isText(stream);
     stream->discard = taken ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
-    if (!taken) continue;
+    if (!taken) {
+      job_.leftOut.push_back(describe(stream));
+      continue;
+    }
     auto track = ConvertedTrack::add(output_.format, stream);
     if (!track) return writingError(AVERROR(ENOMEM));
     const bool isPrimary = input_.video() ? stream == input_.video() : !primary_ && isMedia(stream);

@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 class MovieInput;
 
@@ -13,7 +14,7 @@ class MovieInput;
 /// only that one can hold what the source has), packet by packet, without coding pictures or sound anew: everything
 /// from a key frame at least a second before the range to behind its end. All tracks of pictures, sound and text;
 /// titles of text are rewritten as MP4 has them, and chapters come along. Not so pictures of titles and other data, for
-/// which MP4 has no place. Refused where the container does not tell when pictures are shown.
+/// which MP4 has no place (see `leftOut`). Refused where the container does not tell when pictures are shown.
 ///
 /// Sound whose times the source only states in coarse ticks (Matroska's milliseconds) is laid out by its lengths, as it
 /// is heard.
@@ -31,4 +32,6 @@ struct ContainerConversion {
   /// Afterwards: the source's player's time of what a player of the new file shows at 0, in seconds: not after the
   /// range's start.
   double start = 0;
+  /// The tracks that stay behind, each as a person reads it: “track 3 (subtitles, dvd_subtitle, deu)”.
+  std::vector<std::string> leftOut;
 };

@@ -81,6 +81,7 @@ NSErrorPtr MovieExport::convertAndCut() {
   conversion.isCancelled = isCancelled;
   conversion.progress = [this](float value) { progress(value * kConverted); };
   if (NSErrorPtr error = conversion.run()) return error;
+  leftOut = std::move(conversion.leftOut);
 
   constexpr std::int32_t kNanoseconds = 1'000'000'000;
   const double from = CMTimeGetSeconds(range.start) - conversion.start;

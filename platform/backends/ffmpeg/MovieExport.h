@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace isobmff {
 struct CutPlan;
@@ -30,6 +31,8 @@ struct MovieExport {
 
   /// Afterwards: what was really taken, in the source's times.
   CMTime start = kCMTimeInvalid, end = kCMTimeInvalid;
+  /// The tracks that could not come along, in words.
+  std::vector<std::string> leftOut;
 
  private:
   NSErrorPtr convertAndCut();
