@@ -47,6 +47,7 @@ int exportWithoutRoom(const std::string& name, const std::string& folder) {
 TEST(DiskFull, EndsTheExportAtOnceWhateverTheContainer) {
   for (const char* name : {"basic.mp4", "basic.mkv", "stream.ts"}) {
     const ScratchFolder scratch;
+    recordings::path(name);  // made, if need be, while there is room
     const pid_t child = fork();
     if (child == 0) _exit(exportWithoutRoom(name, scratch.path()));
     int status = 0;
