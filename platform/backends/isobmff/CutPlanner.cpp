@@ -110,17 +110,18 @@ CutOutcome CutPlanner::cutTrack(std::size_t index, TrackCut& cut) const {
   if (track.handler == fourCC("soun")) {
     const SoundFormat format = soundFormat(movie_, index);
     return cutJoined(
-        ranges, false,
-        [&](const auto& some, bool, TrackCut& part) { return cutSound(track, some, format, budget_, part); }, cut);
+        ranges, JoinedMedia::Sound,
+        [&](const auto& some, JoinedPart, TrackCut& part) { return cutSound(track, some, format, budget_, part); },
+        cut);
   }
   const bool dependent = std::any_of(track.runs.begin(), track.runs.end(),
                                      [](const SampleRun& run) { return !run.sync || run.compositionOffset != 0; });
   if (visual || dependent) {
     const DecodingStart decoding(movie_, index, descriptor_, budget_);
     return cutJoined(
-        ranges, true,
-        [&](const auto& some, bool beginning, TrackCut& part) {
-          return cutPictures(track, some, decoding, beginning, budget_, part);
+        ranges, JoinedMedia::Pictures,
+        [&](const auto& some, JoinedPart place, TrackCut& part) {
+          return cutPictures(track, some, decoding, place == JoinedPart::First, budget_, part);
         },
         cut);
   }

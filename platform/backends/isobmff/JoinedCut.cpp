@@ -113,15 +113,15 @@ bool append(TrackCut& cut, TrackCut&& next) {
   return true;
 }
 
-bool join(std::vector<TrackCut>& parts, bool pictures, TrackCut& cut) {
+bool join(std::vector<TrackCut>& parts, JoinedMedia media, TrackCut& cut) {
   std::uint32_t scale = 0;
   for (const TrackCut& part : parts) scale = std::max(scale, part.plan.timescale);
   for (TrackCut& part : parts) {
     if (scale % part.plan.timescale != 0 || !multiplyTimes(part, scale / part.plan.timescale)) return false;
   }
-  if (pictures && !setLeads(parts)) return false;
+  if (media == JoinedMedia::Pictures && !setLeads(parts)) return false;
   for (auto part = parts.begin(); part != parts.end(); ++part) {
-    if (!pictures && std::next(part) != parts.end()) addSilence(*part, *std::next(part));
+    if (media == JoinedMedia::Sound && std::next(part) != parts.end()) addSilence(*part, *std::next(part));
   }
   cut = std::move(parts.front());
   return std::all_of(std::next(parts.begin()), parts.end(),
@@ -148,13 +148,13 @@ bool multiplyTimes(TrackCut& cut, std::int64_t factor) {
   return true;
 }
 
-CutOutcome cutJoined(const std::vector<MediaRange>& ranges, bool pictures, const RangesCutter& cutRanges,
+CutOutcome cutJoined(const std::vector<MediaRange>& ranges, JoinedMedia media, const RangesCutter& cutRanges,
                      TrackCut& cut) {
-  if (ranges.size() < 2 || ranges.size() > kMany) return cutRanges(ranges, true, cut);
+  if (ranges.size() < 2 || ranges.size() > kMany) return cutRanges(ranges, JoinedPart::First, cut);
   std::vector<TrackCut> parts;
   for (const MediaRange& range : ranges) {
     TrackCut part;
-    const CutOutcome outcome = cutRanges({range}, parts.empty(), part);
+    const CutOutcome outcome = cutRanges({range}, parts.empty() ? JoinedPart::First : JoinedPart::Later, part);
     if (outcome == CutOutcome::Overflow) return outcome;
     if (outcome == CutOutcome::Done) parts.push_back(std::move(part));
   }
@@ -163,7 +163,7 @@ CutOutcome cutJoined(const std::vector<MediaRange>& ranges, bool pictures, const
     cut = std::move(parts.front());
     return CutOutcome::Done;
   }
-  return join(parts, pictures, cut) ? CutOutcome::Done : cutRanges(ranges, true, cut);
+  return join(parts, media, cut) ? CutOutcome::Done : cutRanges(ranges, JoinedPart::First, cut);
 }
 
 }  // namespace isobmff
