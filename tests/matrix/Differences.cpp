@@ -10,6 +10,16 @@ const std::vector<matrix::Difference>& matrix::differences() {
        [](Exactness& e) { e.soundStart = 0.001, e.soundLag = 48; },
        "the source's times are whole milliseconds: no sample's place is exact"},
 
+      {"",
+       {"vorbis.mkv"},
+       [](Exactness& e) { e.soundStart = 0.022; },
+       "players hear nothing of a Vorbis packet in which an edit begins, so each cut begins with a whole one, up to "
+       "21 ms late, and nothing sounds until then"},
+      {"libav plain",
+       {"mp3.mkv"},
+       [](Exactness& e) { e.soundApart = 0.13; },
+       "of small MP3 packets a decoder needs four before the first one that counts, and sounds them"},
+
       // libav and mpv.
       {"libav plain", {}, [](Exactness& e) { e.tolerant = true; }, "told to ignore edit lists"},
       {"libav plain",
@@ -26,7 +36,7 @@ const std::vector<matrix::Difference>& matrix::differences() {
        {},
        [](Exactness& e) {
          e.allSounds = false, e.fromPicture = true;
-         e.soundStart = 0.001, e.soundLag += 2;
+         e.soundStart = std::max(e.soundStart, 0.001), e.soundLag += 2;
        },
        "its recording holds one sound track, begins with the first picture and rounds the times of sound packets"},
       {"our mpv",

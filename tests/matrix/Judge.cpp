@@ -135,6 +135,9 @@ matrix::Verdict matrix::judgeExact(const Truth& truth, const Range& asked, const
     } else if (match.error > kSoundError) {
       complaints.push_back(
           text("sound track %zu: not the source's sound within 15 ms (%.0f %% off)", i + 1, match.error * 100));
+    } else if (match.firstError > kSoundError) {
+      complaints.push_back(
+          text("sound track %zu: its first 20 ms are not the source's (%.0f %% off)", i + 1, match.firstError * 100));
     } else if (std::abs(match.lag) > slack) {
       complaints.push_back(text("sound track %zu: %d samples (%.2f ms) %s", i + 1, std::abs(match.lag),
                                 1000.0 * std::abs(match.lag) / sources[i].rate, match.lag > 0 ? "late" : "early"));
@@ -192,7 +195,7 @@ matrix::Verdict matrix::judgeTolerant(const Truth& truth, const Range& asked, co
     Sound sound = reading.sounds[0];
     sound.start -= zero;
     if (exactness.soundAtOnce) sound.start += audible(sources[0], range).start;
-    const double limit = std::max(2 * frame, 0.1);
+    const double limit = std::max(2 * frame, exactness.soundApart);
     const auto compare = [&](double from, double to) {
       const SoundMatch match = matchSound(sources[0], sound, range.start, to, limit, from + kSqueezed);
       if (!match.reason.empty()) {

@@ -15,6 +15,7 @@ struct Exactness {
   double duration = 0.001;      ///< seconds that the told length may be off
   double soundStart = 0;        ///< seconds that the first sample may be off, besides a sample
   int soundLag = 0;             ///< samples that the sound may be off against its times
+  double soundApart = 0.1;      ///< seconds that it may be off where edit lists are ignored; two pictures always
   double soundMissing = 0.001;  ///< seconds of sound that may be missing at the end
   bool allSounds = true;        ///< false: the player plays the first sound track only
   bool fromPicture = false;     ///< the player begins with the first picture, whatever sounds before it

@@ -97,8 +97,10 @@ TEST(MatrixJudge, SeesEveryFault) {
   const Range cut{"cut", 3.5, 5.5};
   EXPECT_TRUE(has(judgeTolerant(truth, cut, readWithLibav(plain, EditLists::Ignored), {}), "expected picture"));
 
-  // Sound of another rate, and too little of it.
-  Reading resampled = libav(source), cutOff = resampled;
+  // Sound of another rate, too little of it, and a beginning that the decoder has made up.
+  Reading resampled = libav(source), cutOff = resampled, torn = resampled;
+  std::fill_n(torn.sounds[0].samples.begin(), 400, 0.0F);
+  EXPECT_TRUE(has(judgeExact(truth, whole, torn, {}), "its first 20 ms"));
   resampled.sounds[0].rate = 44100;
   EXPECT_TRUE(has(judgeExact(truth, whole, resampled, {}), "expected 48000 Hz, heard 44100 Hz"));
   cutOff.sounds[0].samples.resize(150);

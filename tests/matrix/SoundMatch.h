@@ -7,9 +7,10 @@
 namespace matrix {
 
 struct SoundMatch {
-  int lag = 0;         ///< samples that the copy sounds late (negative: early)
-  double error = 0;    ///< what is different there, as a part of the source's power
-  std::string reason;  ///< why they can't be compared; empty when they were
+  int lag = 0;            ///< samples that the copy sounds late (negative: early)
+  double error = 0;       ///< what is different there, as a part of the source's power
+  double firstError = 0;  ///< the same of the first 20 ms
+  std::string reason;     ///< why they can't be compared; empty when they were
 };
 
 /// Finds how far a copy's sound lies from its source's: the copy's time 0 is the source's time `offset`. Looks

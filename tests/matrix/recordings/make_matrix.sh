@@ -49,6 +49,8 @@ make h264.mp4 30 -map 0 -map 1 $(h264 60 0) $aac
 make bframes.mp4 60 -map 0 -map 1 $(h264 120 3) -x264-params b-pyramid=normal $aac
 make opengop.mp4 30 -map 0 -map 1 $(h264 60 3) -x264-params open-gop=1 $aac
 make refresh.mp4 30 -map 0 -map 1 -c:v libx264 -preset veryfast -crf 24 -x264-params intra-refresh=1:keyint=60:scenecut=0:bframes=0 $aac
+make refreshb.mp4 30 -map 0 -map 1 -c:v libx264 -preset veryfast -crf 24 -x264-params intra-refresh=1:keyint=60:scenecut=0:bframes=2 $aac
+make hevcrefresh.mp4 30 -map 0 -map 1 $(hevc 60 0 intra-refresh=1) -tag:v hvc1 $aac
 make intra.mp4 30 -map 0 -map 1 $(h264 1 0) $aac
 make hvc1.mp4 30 -map 0 -map 1 $(hevc 60 3 open-gop=0) -tag:v hvc1 $aac
 make hev1.mp4 30 -map 0 -map 1 $(hevc 60 0 open-gop=0) -tag:v hev1 $aac
@@ -128,6 +130,10 @@ retable gap.mp4 h264.mp4 gap
   rm plain.mp4
 }
 copy matroska.mkv bframes.mp4
+copy mp3.mkv mp3.mp4
+make vorbis.mkv 30 -map 0 -map 1 $(h264 60 2) -c:a libvorbis
+copy hevcrefresh.mkv hevcrefresh.mp4
+copy hevcrefresh.ts hevcrefresh.mp4
 copy web.webm vp9.mp4
 make stream.ts 30 -map 0 -map 1 $(h264 60 2) $aac
 copy hevc.ts hvc1.mp4
