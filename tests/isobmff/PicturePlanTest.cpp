@@ -317,6 +317,29 @@ TEST(PicturePlan, EveryStretchBeginsWhereOurPlayerBeginsIt) {
   }
 }
 
+TEST(PicturePlan, EndsWithTheEditListWhateverIsAskedFor) {
+  // Ten seconds of media. An edit of no length shows nothing, as in libavformat.
+  const std::pair<std::vector<EditSegment>, double> lists[] = {
+      {{{1000, 620}, {1500, 3320}}, 2.5}, {{{1000, 3320}, {0, 620}}, 1}, {{{0, 620}, {1000, 3320}}, 1}};
+  for (const auto& [edits, length] : lists) {
+    SCOPED_TRACE(length);
+    Builder builder;
+    builder.addPictures(600, synthetic::steadyPictures(300, 20, 30, 2));
+    builder.track(0).edits = edits;
+    const Movie movie = builder.finish();
+    EXPECT_NEAR(playerDuration(movie), length, 0.1);  // seams lie between pictures
+
+    for (const double to : {length - 0.3, length, length + 0.001, length + 100}) {
+      const double end = std::min(to, playerDuration(movie));
+      const auto cut = plan(movie, 0.5, to);
+      ASSERT_TRUE(cut);
+      expectSameShown(movie, *cut, 0.5, end);
+      EXPECT_NEAR(CMTimeGetSeconds(cut->sourceEnd), end, 1e-6);
+      EXPECT_NEAR(double(cut->duration) / cut->timescale, end - 0.5, 1e-3);
+    }
+  }
+}
+
 TEST(PicturePlan, TheLastPictureOfAStretchFillsTheGapBehindIt) {
   // 1 s to 2 s, a second of nothing, then 5.5 s to 6.5 s. More pictures lie behind each.
   Builder builder;

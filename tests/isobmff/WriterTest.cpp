@@ -64,6 +64,17 @@ std::unique_ptr<Movie> readBack(int file) {
   return movie;
 }
 
+/// A part of a movie, written from made-up media and read back; null when that fails.
+std::unique_ptr<Movie> cutAndReadBack(const Movie& movie, double from, double to, int output) {
+  const FileDescriptor source = scratchFile();
+  fillSource(source.get(), 0, movie.fileSize);
+  const auto plan = planned(movie, from, to);
+  if (!plan) return nullptr;
+  const NSErrorPtr error = writeMovie(movie, *plan, source.get(), output, nullptr, nullptr);
+  EXPECT_FALSE(error) << error->localizedDescription();
+  return error ? nullptr : readBack(output);
+}
+
 std::vector<SampleRun> eachSample(const std::vector<SampleRun>& runs) {
   std::vector<SampleRun> samples;
   for (const SampleRun& run : runs) {
@@ -310,12 +321,8 @@ TEST(Writer, TellsTheRangeOfTheNewOffsetsWhereTheSourceDoes) {
     const std::string numbers = box_builder::u32s({0, 9, 9, 9, 9, 9});
     if (told) builder.sampleTable(0).children.push_back({fourCC("cslg"), Bytes(numbers.begin(), numbers.end()), {}});
     const Movie movie = builder.finish();
-    const FileDescriptor source = scratchFile(), output = scratchFile();
-    fillSource(source.get(), 0, movie.fileSize);
-    const auto plan = planned(movie, 1.1, 2.5);
-    ASSERT_TRUE(plan);
-    ASSERT_FALSE(writeMovie(movie, *plan, source.get(), output.get(), nullptr, nullptr));
-    const auto copy = readBack(output.get());
+    const FileDescriptor output = scratchFile();
+    const auto copy = cutAndReadBack(movie, 1.1, 2.5, output.get());
     ASSERT_TRUE(copy);
     const Bytes index = readBytes(output.get(), 0, 8192);
     const std::string_view type = "cslg";
@@ -345,12 +352,8 @@ TEST(Writer, LeavesHintTracksOutAndNobodyRefersToThem) {
                                       0, 0, 0, 16, 'c', 'd', 's', 'c', 0, 0, 0, 2, 0, 0, 0, 1},
                                      {}});  // to both
   const Movie movie = builder.finish();
-  const FileDescriptor source = scratchFile(), output = scratchFile();
-  fillSource(source.get(), 0, movie.fileSize);
-  const auto plan = planned(movie, 0.5, 2.5);
-  ASSERT_TRUE(plan);
-  ASSERT_FALSE(writeMovie(movie, *plan, source.get(), output.get(), nullptr, nullptr));
-  const auto copy = readBack(output.get());
+  const FileDescriptor output = scratchFile();
+  const auto copy = cutAndReadBack(movie, 0.5, 2.5, output.get());
   ASSERT_TRUE(copy);
   ASSERT_EQ(copy->tracks.size(), 1U);
   const Box* references = descendant(copy->moov.children[copy->trackBoxes[0]], {fourCC("tref")});
