@@ -126,3 +126,18 @@ TEST(Recordings, ATrimmedCopyThatCannotBeReadGivesWayToTheRecording) {
   session.expectNothingLeft();
   session.expectMovieUntouched();
 }
+
+TEST(Recordings, ThatGiveTheirNameToAnotherAreStillTheOnesThatAreSaved) {
+  FaultSession session("basic.mp4");
+  const std::string content = contentOf(session.movie());
+  session.start("", "tap Save\n", "");
+  ASSERT_TRUE(session.reachPoint()) << session.errors();
+  replace(session.movie());
+  session.goOn();
+  session.reachFailure();
+  session.tryAgain();
+  session.wait();
+  ASSERT_EQ(session.saved().size(), 1U);
+  EXPECT_EQ(contentOf(session.saved()[0]), content);
+  EXPECT_EQ(contentOf(session.movie()), "another file");
+}
