@@ -1,6 +1,8 @@
 #include "movie_tool/SourceFile.h"
 
 #include "movie_tool/Message.h"
+#include "platform/backends/ffmpeg/ContainerConversion.h"
+#include "platform/backends/ffmpeg/MovieInput.h"
 #include "platform/backends/isobmff/ByteReader.h"
 #include "platform/backends/isobmff/FileScanner.h"
 #include "platform/backends/isobmff/MovieReader.h"
@@ -38,7 +40,15 @@ bool SourceFile::isBoxed() const {
 }
 
 MovieKind SourceFile::kind() const {
-  if (!isBoxed()) return MovieKind::MP4;
+  if (!kind_) kind_ = readKind();
+  return *kind_;
+}
+
+MovieKind SourceFile::readKind() const {
+  if (!isBoxed()) {
+    const auto input = MovieInput::open("/proc/self/fd/" + std::to_string(descriptor()), "", nullptr);
+    return input && isPackedAsQuickTime(*input) ? MovieKind::QuickTime : MovieKind::MP4;
+  }
   try {
     isobmff::FileScanner scanner(descriptor());
     isobmff::FileBox box;

@@ -3,9 +3,12 @@
 #include "platform/Foundation/NSError.h"
 #include "platform/backends/posix/FileDescriptor.h"
 
+#include <cstdint>
+#include <optional>
 #include <string>
 
-/// What a trimmed copy of a movie is: other containers than these two become MP4.
+/// What a trimmed copy of a movie is: other containers than these two become MP4, or QuickTime where MP4 can't hold
+/// what is in them, such as sound that is not coded.
 enum class MovieKind { MP4, QuickTime };
 
 /// A movie that a person has named: opened once, only ever read.
@@ -20,10 +23,14 @@ class SourceFile {
   std::uint64_t size() const { return size_; }
   /// Whether the file is an MP4 or QuickTime movie, by its beginning.
   bool isBoxed() const;
-  /// By the file's own words; a file of boxes that does not say is QuickTime.
+  /// By the file's own words; a file of boxes that does not say is QuickTime. Other containers are opened and looked
+  /// at.
   MovieKind kind() const;
 
  private:
+  MovieKind readKind() const;
+
   FileDescriptor file_;
+  mutable std::optional<MovieKind> kind_;
   std::uint64_t size_ = 0;
 };

@@ -19,6 +19,7 @@
 #include <cstring>
 #include <filesystem>
 #include <string>
+#include <system_error>
 #include <vector>
 
 using message::fail;
@@ -28,8 +29,11 @@ namespace {
 
 constexpr double kProgressStep = 0.1;  // seconds
 
+/// The path as it is when the working folder has been removed.
 std::string absolute(const std::string& path) {
-  return std::filesystem::absolute(path).string();
+  std::error_code error;
+  const std::filesystem::path absolute = std::filesystem::absolute(path, error);
+  return error ? path : absolute.string();
 }
 
 /// The exporter's words; for a range with nothing in it those of the person who asked, and how long the movie is.

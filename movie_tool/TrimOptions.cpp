@@ -20,8 +20,8 @@ is never changed.
       --help              show this help
 
 The new file is an MP4 movie (.mp4, .m4v), also when MOVIE is Matroska, WebM or
-MPEG-TS, or a QuickTime movie (.mov) when MOVIE is one. Put -- before a MOVIE
-whose name begins with a dash.
+MPEG-TS, or a QuickTime movie (.mov) when MOVIE is one or has sound that is not
+coded. Put -- before a MOVIE whose name begins with a dash.
 
 Prints the new file, its length, and from when to when it was taken; what is not
 text in the file's name as \x1b. Shows its progress on a terminal.

@@ -64,6 +64,9 @@ TEST_F(Trim, NamesTheFileAfterWhatIsInIt) {
   std::string quickTime = contents(recordings::path("basic.mp4"));
   quickTime.replace(8, 4, "qt  ");
   for (const char* name : {"q.mov", "r", "q.mp4"}) folder_.write(name, quickTime);
+  // Nine seconds of 16 bits, 8000 a second, as they are: nothing for MP4.
+  constexpr char head[] = "RIFF\xA4\x32\2\0WAVEfmt \x10\0\0\0\1\0\1\0\x40\x1F\0\0\x80\x3E\0\0\2\0\x10\0data\x80\x32\2";
+  folder_.write("sound.wav", std::string(head, sizeof head) + std::string(144'000, '\0'));
   const std::string longest = std::string(251, 'x') + ".mp4";
   bring("basic.mp4", longest);
   const std::pair<std::string, std::string> written[] = {{"a.mp4", "a trimmed.mp4"},
@@ -73,6 +76,7 @@ TEST_F(Trim, NamesTheFileAfterWhatIsInIt) {
                                                          {"misnamed.mov", "misnamed trimmed.mp4"},
                                                          {"q.mp4", "q trimmed.mp4"},
                                                          {"r", "r trimmed.mov"},
+                                                         {"sound.wav", "sound trimmed.mov"},
                                                          {"./a.mp4", "./a trimmed.mp4"},
                                                          {longest, std::string(243, 'x') + " trimmed.mp4"}};
   for (const auto& [movie, name] : written) {

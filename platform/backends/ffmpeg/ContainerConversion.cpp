@@ -356,3 +356,9 @@ NSErrorPtr ContainerConversion::run() {
   const std::unique_ptr<MovieInput> input = MovieInput::open(sourcePath, sourceName, &error, isCancelled);
   return input ? Conversion(*this, *input).run() : error;
 }
+
+bool isPackedAsQuickTime(const MovieInput& source) {
+  const AVStream* refused = nullptr;
+  const AVOutputFormat* container = containerFor(source.format(), &refused);
+  return container && container->name == std::string_view("mov");
+}

@@ -35,3 +35,6 @@ struct ContainerConversion {
   /// The tracks that stay behind, each as a person reads it: “track 3 (subtitles, dvd_subtitle, deu)”.
   std::vector<std::string> leftOut;
 };
+
+/// Whether the packed movie would be QuickTime. Not so where neither can hold what the source has.
+bool isPackedAsQuickTime(const MovieInput& source);
