@@ -1,12 +1,15 @@
 #include "EditorFixture.h"
+#include "platform/Dispatch/ThreadPool.h"
 #include "platform/Foundation/os_trace.h"
 #include "platform/UIKit/UIActivity.h"
+#include "platform/UIKit/UIProgressView.h"
 #include "support/NSFileManagerZVExtensions.h"
 
 #include <sys/mount.h>
 #include <algorithm>
 #include <cerrno>
 #include <fstream>
+#include <future>
 #include <iterator>
 
 namespace fs = std::filesystem;
@@ -115,6 +118,29 @@ TEST_F(EditorTest, LeavingDuringAnExportStillSavesIt) {
   select(1, 59);
   editor->saveAction();
   close();
+  ASSERT_TRUE(pumpUntil([] { return !PHPhotoLibrary::sharedPhotoLibrary().hasPendingSaves(); }));
+  EXPECT_EQ(libraryFiles().size(), 1U);
+}
+
+TEST_F(EditorTest, AnExportThatTakesItsTimeShowsHowFarItIs) {
+  openReady("basic.mp4");
+  select(1, 50);
+  const auto bar = [&] {
+    const auto& views = editor->topToolBar()->subviews();
+    return std::any_of(views.begin(), views.end(),
+                       [](const auto& view) { return dynamic_cast<const UIProgressView*>(view.get()) != nullptr; });
+  };
+  // Nothing is left to run it.
+  std::promise<void> end;
+  const auto ended = end.get_future().share();
+  for (int i = 0; i < ThreadPool::maxThreads; ++i) {
+    dispatch_async(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_HIGH), [ended] { ended.wait(); });
+  }
+  editor->saveAction();
+  EXPECT_FALSE(bar()) << "most exports are done in a moment";
+  EXPECT_TRUE(pumpUntil(bar));
+  end.set_value();
+  ASSERT_TRUE(pumpUntil([&] { return !editor->isExporting() && !bar(); }));
   ASSERT_TRUE(pumpUntil([] { return !PHPhotoLibrary::sharedPhotoLibrary().hasPendingSaves(); }));
   EXPECT_EQ(libraryFiles().size(), 1U);
 }
