@@ -29,8 +29,8 @@ bool isProtected(FourCC format) {
 
 /// Thirty years. Nothing that is counted in ticks overflows.
 constexpr double kMaximumLength = 1e9;
-/// A millisecond, less what is lost in rounding.
-constexpr double kMinimumLength = 0.000'999;
+/// Less is left only by mistake where more was asked for: a millisecond, less what is lost in rounding.
+constexpr double kMinimumRest = 0.000'999;
 
 std::uint64_t samplesOf(const TrackPlan& plan) {
   std::uint64_t samples = 0;
@@ -89,7 +89,7 @@ NSErrorPtr CutPlanner::limit(CMTimeRange range, CutPlan& plan) {
     return failure(AVErrorInvalidTimeRange, "The selection lies behind the end of “" + name_ + "”.");
   }
   end_ = std::min(start_ + CMTimeGetSeconds(range.duration), end);
-  if (end_ - start_ < kMinimumLength) {
+  if (end_ - start_ < kMinimumRest && end < start_ + CMTimeGetSeconds(range.duration)) {
     return failure(AVErrorInvalidTimeRange, "There is nothing between the two ends of the selection.");
   }
   if (end_ - start_ > kMaximumLength) {
