@@ -52,11 +52,15 @@ const std::vector<matrix::Difference>& matrix::differences() {
       {"gstreamer",
        {},
        [](Exactness& e) {
-         e.soundStart = 0.002, e.soundLag = 48, e.soundMissing = 0.11;
+         e.soundStart = std::max(e.soundStart, 0.002), e.soundLag = 48, e.soundMissing = 0.11;
          e.shortest = 2;
        },
        "ends each track early by what its edit list hides at the beginning: sound by its lead-in's length, and of two "
        "pictures or less nothing may be left"},
+      {"gstreamer",
+       {},
+       [](Exactness& e) { e.soundFirst = 2; },
+       "decodes sound from the packet on in which an edit begins, without the one before: the first 20 ms fade in"},
       {"gstreamer",
        {"av1.mp4", "vp9.mp4", "web.webm"},
        [](Exactness& e) { e.tolerant = true; },
@@ -73,7 +77,8 @@ const std::vector<matrix::Difference>& matrix::differences() {
 
       // Browsers.
       {"chromium",
-       {"hvc1.mp4", "hev1.mp4", "hevcopen.mp4", "hdr.mp4", "hevc.mkv", "hevc.ts"},
+       {"hvc1.mp4", "hev1.mp4", "hevcopen.mp4", "hdr.mp4", "hevc.mkv", "hevc.ts", "hevcrefresh.mp4", "hevcrefresh.mkv",
+        "hevcrefresh.ts"},
        [](Exactness& e) { e.mayRefuse = true; },
        "has no decoder for HEVC unless the machine's graphics do it"},
       {"chromium",
@@ -90,17 +95,26 @@ const std::vector<matrix::Difference>& matrix::differences() {
        [](Exactness& e) { e.mayRefuse = true; },
        "ends in a decoder's error where it seeks into an open group of pictures, in the source as well"},
       {"chromium",
+       {"refreshb.mp4"},
+       [](Exactness& e) { e.mayRefuse = e.asSource = e.isStrict = true; },
+       "ends in a decoder's error at a picture that refers to one before the beginning of a gradual refresh, where it "
+       "seeks in the source as well"},
+      {"chromium",
        {"refresh.mp4"},
        [](Exactness& e) { e.asSource = true; },
        "after a seek it shows nothing until a gradual refresh is complete, in the source as well"},
       {"firefox",
-       {"refresh.mp4"},
+       {"refresh.mp4", "refreshb.mp4"},
        [](Exactness& e) { e.asSource = true; },
        "after a seek it shows nothing until a gradual refresh is complete, in the source as well"},
       {"firefox",
        {"edits.mp4"},
        [](Exactness& e) { e.lastSeam = 3.2; },
        "plays the first stretch of an edit list only, of the source as well"},
+      {"firefox",
+       {"vorbis.mkv"},
+       [](Exactness& e) { e.duration = 0.022; },
+       "so a cut that ends with its sound is the shorter by the nothing that this begins with"},
       {"firefox",
        {},
        [](Exactness& e) { e.pictures = 2; },

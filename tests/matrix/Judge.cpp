@@ -135,7 +135,7 @@ matrix::Verdict matrix::judgeExact(const Truth& truth, const Range& asked, const
     } else if (match.error > kSoundError) {
       complaints.push_back(
           text("sound track %zu: not the source's sound within 15 ms (%.0f %% off)", i + 1, match.error * 100));
-    } else if (match.firstError > kSoundError) {
+    } else if (match.firstError > exactness.soundFirst) {
       complaints.push_back(
           text("sound track %zu: its first 20 ms are not the source's (%.0f %% off)", i + 1, match.firstError * 100));
     } else if (std::abs(match.lag) > slack) {

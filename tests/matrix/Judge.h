@@ -15,6 +15,7 @@ struct Exactness {
   double duration = 0.001;      ///< seconds that the told length may be off
   double soundStart = 0;        ///< seconds that the first sample may be off, besides a sample
   int soundLag = 0;             ///< samples that the sound may be off against its times
+  double soundFirst = 0.05;     ///< what may be different in the first 20 ms, as a part of the sound's power
   double soundApart = 0.1;      ///< seconds that it may be off where edit lists are ignored; two pictures always
   double soundMissing = 0.001;  ///< seconds of sound that may be missing at the end
   bool allSounds = true;        ///< false: the player plays the first sound track only
@@ -27,6 +28,7 @@ struct Exactness {
   bool fromFirst = false;       ///< it counts from the first picture or sound: a range before any is not judged
   bool asSource = false;        ///< it may show a wrong picture where it shows the same one of the source
   bool mayRefuse = false;       ///< it may fail to play what it can't play of the source, either
+  bool isStrict = false;        ///< it may fail at what its decoder does not accept, wherever it met that in the source
 };
 
 /// What a judge has to say of one range in one player; nothing means right.

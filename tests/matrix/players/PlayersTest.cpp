@@ -107,8 +107,12 @@ void askBrowser(const Place& place, BrowserPlayer& player) {
         judgeBrowser(place.truth, place.range, moments, reading, exactness, &own).complaints.empty()) {
       reason = "shows the same picture";
     }
+    if (!reason.empty())
+      reason = "the source, too: " + reason;
+    else if (exactness.isStrict)
+      reason = whyRefused(reading);
     if (!reason.empty()) {
-      table.addNotApplicable(place.source, place.range.name, player.name(), "the source, too: " + reason);
+      table.addNotApplicable(place.source, place.range.name, player.name(), reason);
       return;
     }
   }
