@@ -370,6 +370,7 @@ void PublishToYouTubeAgent::uploadFailed(const NSErrorPtr& error) {
     return;
   }
   stage_ = Stage::Ended;
+  form_->keepDraft();
   PublishingStatusView::Status status;
   status.text = words;
   status.isFailure = true;
@@ -402,7 +403,7 @@ void PublishToYouTubeAgent::uploadSucceeded(const std::string& address) {
 
 void PublishToYouTubeAgent::cancel() {
   if (stage_ == Stage::Upload) return askWhetherToStop(nullptr);
-  form_->keepDraft();
+  if (form_->isFilledIn()) form_->keepDraft();  // what is only suggested comes again
   // An upload of a former use is not what the person cancels.
   stop(kept_ ? Uploaded::Kept : Uploaded::Discarded);
 }

@@ -254,16 +254,17 @@ void PublishToYouTubeForm::setDetails(const publishing::VideoDetails& details) {
 void PublishToYouTubeForm::suggestDetails(const publishing::VideoDetails& details) {
   if (!untouched_) return;
   setDetails(details);
-  untouched_ = this->details();
+  suggested_ = this->details();
 }
 
 bool PublishToYouTubeForm::isFilledIn() const {
-  return untouched_ && details() != *untouched_;
+  return untouched_ && details() != (suggested_ ? *suggested_ : *untouched_);
 }
 
 void PublishToYouTubeForm::keepDraft() const {
-  if (!isFilledIn()) return;
+  if (!untouched_) return;
   const publishing::VideoDetails now = details();
+  if (now == *untouched_) return;
   keptDraft() = Draft{changed(now.title, untouched_->title),
                       changed(now.description, untouched_->description),
                       changed(now.categoryIdentifier, untouched_->categoryIdentifier),

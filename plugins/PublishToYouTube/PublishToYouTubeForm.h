@@ -42,8 +42,8 @@ class PublishToYouTubeForm : public UIViewController, private UITextInputDelegat
   void suggestDetails(const publishing::VideoDetails& details);
   /// Whether the person has said something that was not in the form by itself.
   bool isFilledIn() const;
-  /// Keeps what the person has said for the next form of this process, which is about the same recording. A draft that
-  /// has been shown again is kept by that form only.
+  /// Keeps what the form says, suggested or not, for the next form of this process, which is about the same recording.
+  /// A draft that has been shown again is kept by that form only.
   void keepDraft() const;
   static void discardDraft();
   void setStatus(PublishingStatusView::Status status);
@@ -97,6 +97,7 @@ class PublishToYouTubeForm : public UIViewController, private UITextInputDelegat
   Strong<PublishingStatusView> status_ = std::make_shared<PublishingStatusView>();
   Strong<UIBarButtonItem> cancelItem_, publishItem_;
   /// What was in the form before the person began; nothing until it is on screen.
-  std::optional<publishing::VideoDetails> untouched_;
+  std::optional<publishing::VideoDetails> untouched_;  ///< what it began with
+  std::optional<publishing::VideoDetails> suggested_;
   bool isEditable_ = true, canPublish_ = true;
 };

@@ -176,6 +176,31 @@ TEST_F(PublishTest, AFailureDuringTheUploadEndsItAndIsToldInFront) {
   }));
 }
 
+TEST_F(PublishTest, AnUploadThatTheServiceRefusesDoesNotCostTheWords) {
+  ASSERT_NO_FATAL_FAILURE(interruptAndStartAgain());
+  agent_->setMediaIsReady(true);
+  ASSERT_TRUE(waitUntil([&] { return element("Title").value == "My video"; })) << "from the upload that is kept";
+  server_.add("chunk:status=400");
+  press("Publish");
+  ASSERT_TRUE(waitUntil([&] { return hasEnded(); })) << told();
+  EXPECT_EQ(delegate_->log.back(), "failed");
+  EXPECT_FALSE(isKept()) << "it can't go on";
+  closeAndStartAgain();
+  present();
+  EXPECT_EQ(element("Title").value, "My video");
+  // Words of the person's own as well.
+  server_.add("chunk:status=400");
+  press("Title");
+  type("!");
+  key("Escape");
+  const std::string title = element("Title").value;
+  press("Publish");
+  ASSERT_TRUE(waitUntil([&] { return delegate_->log.back() == "failed"; }));
+  closeAndStartAgain();
+  present();
+  EXPECT_EQ(element("Title").value, title);
+}
+
 TEST_F(PublishTest, SaysThatItTriesAgainAndDoes) {
   server_.add("chunk:close=600000");
   press("Publish");
