@@ -472,7 +472,7 @@ void PublishToYouTubeAgent::askWhetherToClose(const std::function<void()>& close
         close();
       }));
   question->addAction(
-      UIAlertAction::actionWithTitle_style_handler(localized("Continue"), UIAlertActionStyle::Cancel, nullptr));
+      UIAlertAction::actionWithTitle_style_handler(localized("Keep Editing"), UIAlertActionStyle::Cancel, nullptr));
   ask(question);
 }
 

@@ -212,9 +212,9 @@ TEST_F(FormTest, AsksBeforeTheWindowTakesWhatWasFilledInAlong) {
   type("My video");
   EXPECT_FALSE(close());
   EXPECT_FALSE(close()) << "one question";
-  ASSERT_TRUE(waitUntil([&] { return isReachable("Continue"); }));
+  ASSERT_TRUE(waitUntil([&] { return isReachable("Keep Editing"); }));
   EXPECT_EQ(element("Close without publishing?").role, UIAccessibilityRole::StaticText);
-  press("Continue");
+  press("Keep Editing");
   ASSERT_TRUE(waitUntil([&] { return isReachable("Title"); }));
   EXPECT_EQ(closed, 0);
   EXPECT_EQ(textIn("Title"), "My video");
