@@ -103,5 +103,6 @@ class UIWindow : public UIView {
   std::map<int, std::shared_ptr<Tracking>> touches_;
   std::string focusLabel_;
   Weak<UIView> focusedView_;
+  bool focusIsAlone_ = false;  ///< no bar's, and the only element of its view when it was last seen
   Weak<UIView> hovered_;
 };

@@ -106,13 +106,18 @@ std::optional<UIWindow::Reachable> UIWindow::focusedElement() {
   if (!view || focusLabel_.empty()) return std::nullopt;
   const auto elements = reachableElements();
   const auto isThere = [&](const Reachable& r) { return r.view == view && canHaveFocus(r.element); };
-  // A view with one element may have given it another name.
-  const bool isOnly = std::count_if(elements.begin(), elements.end(), isThere) == 1;
-  const auto place = std::find_if(elements.begin(), elements.end(), [&](const Reachable& r) {
-    return isThere(r) && (isOnly || isSameFocus(focusLabel_, r.element.label));
+  auto place = std::find_if(elements.begin(), elements.end(), [&](const Reachable& r) {
+    return isThere(r) && isSameFocus(focusLabel_, r.element.label);
   });
+  const bool isAlone =
+      std::count_if(elements.begin(), elements.end(), [&](const Reachable& r) { return r.view == view; }) == 1;
+  // What was a view's only element before is the same one by another name.
+  if (place == elements.end() && isAlone && focusIsAlone_)
+    place = std::find_if(elements.begin(), elements.end(), isThere);
   if (place == elements.end()) return std::nullopt;
   focusLabel_ = place->element.label;
+  // The items of a bar are replaced by others.
+  focusIsAlone_ = isAlone && !std::dynamic_pointer_cast<UIToolbar>(view);
   return *place;
 }
 
@@ -143,6 +148,7 @@ bool UIWindow::moveFocus(bool backwards) {
 void UIWindow::setFocus(const Strong<UIView>& view, const std::string& label) {
   focusedView_ = view;
   focusLabel_ = label;
+  focusIsAlone_ = false;
   setNeedsDisplay();
   if (!view || label.empty()) return;
   // Who types goes on to the next element with the focus.

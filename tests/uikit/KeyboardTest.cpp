@@ -130,6 +130,27 @@ TEST_F(Keyboard, TheFocusStaysOnAButtonThatTakesAnotherTitle) {
   EXPECT_EQ(window->focusedLabel(), "Copied");
 }
 
+TEST_F(Keyboard, TheFocusNeverGoesToAnotherButtonByItself) {
+  top->setItems({cancel, flexible, save});
+  window->setFocus(top, "Save");
+  save->setEnabled(false);
+  EXPECT_FALSE(window->focusRing());
+  key("Return");
+  top->setItems({cancel, flexible});
+  EXPECT_FALSE(window->focusRing()) << "and not when it is gone";
+  key("Return");
+  EXPECT_TRUE(target->log.empty());
+  save->setEnabled(true);
+  top->setItems({cancel, flexible, save});
+  EXPECT_TRUE(window->focusRing()) << "it is where it was";
+
+  bottom->setItems({share});
+  window->setFocus(bottom, "Share");
+  ASSERT_TRUE(window->focusRing());
+  bottom->setItems({play});
+  EXPECT_FALSE(window->focusRing()) << "another item of a bar with one";
+}
+
 TEST_F(Keyboard, KeysGoByTheirMeaningAlsoWhenTheBarsAreFadedOut) {
   for (const float alpha : {1.0f, 0.0f}) {
     target->log.clear();
