@@ -6,6 +6,7 @@
 #include "platform/UIKit/UIPasteboard.h"
 #include "plugins/PublishToYouTube/upload/ClientRegistration.h"
 #include "plugins/PublishToYouTube/upload/LocalizedText.h"
+#include "plugins/PublishToYouTube/upload/PublishingError.h"
 #include "plugins/PublishToYouTube/upload/ServiceAddresses.h"
 
 #include <algorithm>
@@ -87,6 +88,10 @@ void PublishToYouTubeAgent::showState() {
   if (stage_ != Stage::Form || preparationFailed_) return;
   if (!mediaIsReady_) {
     showPreparation();
+  } else if (isElsewhere_) {
+    PublishingStatusView::Status status;
+    status.text = publishing::alreadyUploading()->localizedDescription();
+    form_->setStatus(std::move(status));
   } else if (kept_) {
     showKept();
   } else {
@@ -158,6 +163,10 @@ void PublishToYouTubeAgent::startUpload() {
   PublishingStatusView::Status status;
   status.text = localized("Connecting…");
   form_->setStatus(status);
+  if (std::exchange(isElsewhere_, false)) {
+    search_ = Search::NotYet;  // it may have ended since
+    lookForKept();
+  }
   if (search_ == Search::Running) return;  // goes on when that is done
   if (kept_ && !goesOn() && !keptIsTold_) {
     // Nobody knew yet that it begins anew.
@@ -198,7 +207,10 @@ void PublishToYouTubeAgent::lookForKept() {
 
 void PublishToYouTubeAgent::keptWasFound(const std::optional<publishing::Publisher::KeptUpload>& kept) {
   search_ = Search::Done;
-  kept_ = kept;
+  isElsewhere_ = kept && kept->isUploading;
+  kept_ = isElsewhere_ ? std::nullopt : kept;
+  if (isElsewhere_ && stage_ == Stage::Connection)
+    return tellFailure(publishing::alreadyUploading()->localizedDescription());
   if (stage_ == Stage::Connection) return startUpload();
   suggestToGoOn();
   if (!form_->status().isFailure) showState();

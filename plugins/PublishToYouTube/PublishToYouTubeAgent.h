@@ -91,6 +91,7 @@ class PublishToYouTubeAgent : public NSObject, public ZVPublishingAgent {
   enum class Search { NotYet, Running, Done } search_ = Search::NotYet;
   std::optional<publishing::Publisher::KeptUpload> kept_;
   bool keptIsTold_ = false;
+  bool isElsewhere_ = false;  ///< another window was publishing this movie when that was looked for
   publishing::RemainingTime remaining_;
   Stage stage_ = Stage::Form;
   bool mediaIsReady_ = true, preparationFailed_ = false;

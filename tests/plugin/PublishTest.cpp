@@ -9,6 +9,9 @@
 #include <filesystem>
 #include <fstream>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace {
 
 using Log = std::vector<std::string>;
@@ -312,6 +315,32 @@ TEST_F(PublishTest, GoesOnAfterAnEndWithWhatThePersonSaid) {
   EXPECT_EQ(server_.counts().starts, 1);
   ASSERT_EQ(server_.videos().size(), 1U);
   EXPECT_EQ(server_.videos()[0].metadata["status"]["privacyStatus"].toString(), "unlisted");
+}
+
+TEST_F(PublishTest, SaysThatAnotherWindowPublishesTheRecording) {
+  ASSERT_NO_FATAL_FAILURE(interruptAndStartAgain());
+  const std::string name = std::filesystem::directory_iterator(uploads())->path().stem();
+  const auto folder = uploads().parent_path() / "uploading";
+  std::filesystem::create_directories(folder);
+  int lock = open((folder / (name + ".lock")).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  struct flock whole {};
+  whole.l_type = F_WRLCK;
+  ASSERT_EQ(fcntl(lock, F_OFD_SETLK, &whole), 0);
+  agent_->setMediaIsReady(true);
+  ASSERT_TRUE(waitUntil([&] { return told("in another window"); })) << told();
+  EXPECT_EQ(element("Title").value, "") << "nothing is offered";
+  press("Title");
+  type("Another title");
+  key("Escape");
+  press("Publish");
+  ASSERT_TRUE(waitUntil([&] { return isReachable("Publish"); }));
+  EXPECT_TRUE(told("in another window")) << told();
+  EXPECT_EQ(delegate_->log, (Log{"displayed"})) << "nothing has begun";
+  EXPECT_TRUE(isKept());
+  close(lock);
+  press("Publish");
+  ASSERT_TRUE(waitUntil([&] { return told("starts again from the beginning"); })) << "it has ended since: " << told();
+  EXPECT_EQ(server_.counts().starts, 1);
 }
 
 TEST_F(PublishTest, NeverBeginsAnewWithoutAWord) {

@@ -122,6 +122,55 @@ TEST_F(RestartTest, AnUploadThatIsSuspendedCanBeTakenUpHoweverShortItRan) {
   }
 }
 
+// Two windows with one recording: what the first uploads is neither used nor given up by the second.
+TEST_F(RestartTest, OnlyOneOfTwoUploadsARecording) {
+  const auto& counts = server_->counts();
+  const int chunks = counts.chunks;
+  server_->add("chunk:stall");
+  beginPublishing();
+  ASSERT_TRUE(waitUntil([&] { return counts.chunks == chunks + 1; }));
+  const auto first = publisher_;
+  makePublisher();
+  const auto kept = findKept(movie_);
+  EXPECT_TRUE(kept && kept->isUploading);
+  for (const char* title : {"", "With other details"}) {
+    if (*title) details_.title = title;
+    error_ = nullptr;
+    ASSERT_NO_FATAL_FAILURE(publish());
+    EXPECT_TRUE(publishing::isPublishingError(error_, publishing::PublishingErrorCode::AlreadyUploading));
+    publisher_->cancel();
+  }
+  EXPECT_EQ(counts.starts, 1);
+  EXPECT_EQ(counts.cancels, 0);
+  EXPECT_EQ(keptSessions().size(), 1u);
+  first->suspend();
+  EXPECT_FALSE(findKept(movie_)->isUploading);
+  details_ = findKept(movie_)->details;
+  error_ = nullptr;
+  ASSERT_NO_FATAL_FAILURE(publish());
+  EXPECT_TRUE(movieArrived());
+  EXPECT_EQ(counts.starts, 1) << "goes on";
+}
+
+// Both begin before it is known what movie it is.
+TEST_F(RestartTest, OneOfTwoThatBeginAtOnceEnds) {
+  for (const std::string& kept : keptSessions()) std::remove(kept.c_str());
+  const auto& counts = server_->counts();
+  options_.keepAfterSeconds = 0.3;
+  server_->add("chunk:stall");
+  server_->add("chunk:stall");
+  makePublisher();
+  beginPublishing();
+  const auto first = publisher_;
+  makePublisher();
+  beginPublishing();
+  ASSERT_TRUE(waitUntil([&] { return hasEnded(); }));
+  EXPECT_TRUE(publishing::isPublishingError(error_, publishing::PublishingErrorCode::AlreadyUploading));
+  EXPECT_TRUE(waitUntil([] { return dispatch_main::waitForBackgroundWork(0); }));
+  EXPECT_LE(counts.cancels, 1) << "the session of one only";
+  EXPECT_TRUE(waitUntil([&] { return keptSessions().size() == 1; }));
+}
+
 // Only the very same upload is taken up again; anything else begins anew, and ends as it should.
 TEST_F(RestartTest, BeginsAnewWhenSomethingIsDifferent) {
   const std::string content = contentOf(movie_);

@@ -79,6 +79,13 @@ int writePrivateFile(const std::string& path, const std::string& content) {
   return failure;
 }
 
+int openPrivateFile(const std::string& path, bool create) {
+  const FileDescriptor folder = openFolder(path, create);
+  if (!folder) return -1;
+  return openat(folder.get(), nameOf(path).c_str(),
+                O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | (create ? O_CREAT : 0), S_IRUSR | S_IWUSR);
+}
+
 void removePrivateFile(const std::string& path) {
   const FileDescriptor folder = openFolder(path, false);
   if (folder) unlinkat(folder.get(), nameOf(path).c_str(), 0);

@@ -14,6 +14,9 @@ std::optional<std::string> readPrivateFile(const std::string& path);
 /// Writes the content in mode 0600 from the first moment, replacing the file as a whole; missing folders are made in
 /// mode 0700. Returns 0 or an errno value.
 int writePrivateFile(const std::string& path, const std::string& content);
+/// Opens the file for reading and writing, as one to be locked; with `create`, in mode 0600 where there is none yet.
+/// Returns a descriptor, which the caller closes, or -1.
+int openPrivateFile(const std::string& path, bool create);
 void removePrivateFile(const std::string& path);
 
 }  // namespace publishing

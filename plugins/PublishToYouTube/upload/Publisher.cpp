@@ -5,6 +5,7 @@
 #include "plugins/PublishToYouTube/upload/ClientRegistration.h"
 #include "plugins/PublishToYouTube/upload/PersonFolders.h"
 #include "plugins/PublishToYouTube/upload/ResumableUpload.h"
+#include "plugins/PublishToYouTube/upload/UploadClaim.h"
 
 #include <utility>
 
@@ -129,6 +130,7 @@ void Publisher::findKept(const std::string& path, std::function<void(const std::
   dispatch_async(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_LOW), [=, then = std::move(then),
                                                                           clientFile = options_.clientFile,
                                                                           server = addresses_.upload,
+                                                                          folder = options_.stateFolder,
                                                                           kept = KeptSessions(options_.stateFolder)] {
     const auto found = [&]() -> std::optional<KeptUpload> {
       NSErrorPtr error;
@@ -139,7 +141,7 @@ void Publisher::findKept(const std::string& path, std::function<void(const std::
       const auto details = entry ? VideoDetails::fromJson(entry->details) : std::nullopt;
       if (!details) return std::nullopt;
       const double part = entry->totalBytes > 0 ? double(entry->sentBytes) / double(entry->totalBytes) : 0;
-      return KeptUpload{*details, static_cast<float>(part)};
+      return KeptUpload{*details, static_cast<float>(part), UploadClaim::isTaken(folder, identity)};
     };
     dispatch_async(dispatch_get_main_queue(), [weak, then, kept = found()] {
       if (!weak.expired()) then(kept);

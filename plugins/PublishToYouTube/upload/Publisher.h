@@ -65,7 +65,8 @@ class Publisher : public std::enable_shared_from_this<Publisher> {
   /// details.
   struct KeptUpload {
     VideoDetails details;
-    float part = 0;  ///< of the file that is there, 0 to 1, as far as it is known
+    float part = 0;            ///< of the file that is there, 0 to 1, as far as it is known
+    bool isUploading = false;  ///< another window or process is at it: `publish` fails until that has ended
   };
   /// Looks whether an upload of the same content waits to go on. All of the file is read for that, if any upload does.
   /// `then` is called once, later; not when this object has gone.

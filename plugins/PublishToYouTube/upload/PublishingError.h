@@ -22,9 +22,12 @@ enum class PublishingErrorCode {
   QuotaExceeded,           ///< the service takes no more today
   Refused,                 ///< the service refuses this video or account
   WrongAnswer,             ///< the service's answer makes no sense
+  AlreadyUploading,        ///< the same recording is being published by another window
 };
 
 NSErrorPtr publishingError(PublishingErrorCode code, std::string text);
+/// AlreadyUploading.
+NSErrorPtr alreadyUploading();
 bool isPublishingError(const NSErrorPtr& error, PublishingErrorCode code);
 
 }  // namespace publishing

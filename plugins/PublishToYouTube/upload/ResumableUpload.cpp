@@ -51,7 +51,18 @@ ResumableUpload::~ResumableUpload() {
   if (!ended_ && sent_ > 0) keepSession();
 }
 
+bool ResumableUpload::claim(const std::string& identity) {
+  if (identity.empty()) return true;
+  claim_ = UploadClaim::take(settings_.stateFolder, identity);
+  if (claim_) return true;
+  // What is kept is the other's.
+  upload_.file.clear();
+  fail(alreadyUploading(), true);
+  return false;
+}
+
 void ResumableUpload::start() {
+  if (!claim(upload_.file)) return;
   const auto session = upload_.file.empty() ? std::nullopt : kept_.find(upload_);
   // Only what the same server gave us gets the file and the token.
   if (session && originOf(session->address) == originOf(settings_.address)) {
@@ -72,7 +83,7 @@ void ResumableUpload::identifyFile() {
     const std::string identity = file->identify([&] { return !weak.expired(); });
     dispatch_async(dispatch_get_main_queue(), [weak, identity] {
       const auto self = weak.lock();
-      if (!self || self->ended_) return;
+      if (!self || self->ended_ || !self->claim(identity)) return;
       self->upload_.file = identity;
       self->keepSession();
     });
@@ -89,14 +100,17 @@ void ResumableUpload::suspend() {
   if (session_.address.empty()) return;
   if (!upload_.file.empty()) {
     if (sent_ > 0) keepSession();
+    claim_.reset();
     return;
   }
   // It is open still, wherever it has gone.
   dispatch_async(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT),
                  [work = std::make_shared<EssentialWork>(), file = file_, kept = kept_, upload = upload_,
-                  session = session_, received = received_]() mutable {
+                  session = session_, received = received_, folder = settings_.stateFolder]() mutable {
                    upload.file = file->identify([] { return true; });
-                   if (!upload.file.empty()) kept.keep(upload, session, received, file->size());
+                   if (upload.file.empty()) return;
+                   const auto claim = UploadClaim::take(folder, upload.file);
+                   if (claim) kept.keep(upload, session, received, file->size());
                  });
 }
 
@@ -104,6 +118,7 @@ void ResumableUpload::cancel() {
   if (std::exchange(ended_, true)) return;
   transfer_.abort();
   giveSessionUp();
+  claim_.reset();
 }
 
 void ResumableUpload::giveSessionUp() {
@@ -122,6 +137,7 @@ void ResumableUpload::fail(const NSErrorPtr& error, bool giveUp) {
   } else if (sent_ > 0) {
     keepSession();
   }
+  claim_.reset();
   events_.failed(error);
 }
 
@@ -286,6 +302,7 @@ void ResumableUpload::receiveVideo(const HttpTransfer::Answer& answer) {
         false);
   }
   ended_ = true;
+  claim_.reset();
   events_.progress(file_->size(), 0.0);
   events_.finished(*identifier);
 }

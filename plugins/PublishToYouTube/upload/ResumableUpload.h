@@ -6,6 +6,7 @@
 #include "plugins/PublishToYouTube/upload/KeptSessions.h"
 #include "plugins/PublishToYouTube/upload/RetryDelays.h"
 #include "plugins/PublishToYouTube/upload/TransferRate.h"
+#include "plugins/PublishToYouTube/upload/UploadClaim.h"
 #include "plugins/PublishToYouTube/upload/UploadFile.h"
 
 #include <cstdint>
@@ -17,7 +18,8 @@
 namespace publishing {
 
 /// Uploads one file in chunks, and comes through all that can be come through: lost connections, busy servers, tokens
-/// that end, sessions that are gone, and, with what KeptSessions has, the end of the program. Main queue only.
+/// that end, sessions that are gone, and, with what KeptSessions has, the end of the program. Of several uploads of one
+/// recording, in whatever process, only the first goes on. Main queue only.
 class ResumableUpload : public std::enable_shared_from_this<ResumableUpload> {
  public:
   struct Settings {
@@ -76,6 +78,8 @@ class ResumableUpload : public std::enable_shared_from_this<ResumableUpload> {
   void identifyFile();
   /// Writes down the session, if it can be taken up again, and how far it has come.
   void keepSession();
+  /// Claims the recording for this upload; when another has it, this one ends.
+  bool claim(const std::string& identity);
   void failOnWrongAnswer(const std::string& what);
 
   Settings settings_;
@@ -85,6 +89,7 @@ class ResumableUpload : public std::enable_shared_from_this<ResumableUpload> {
   HttpTransfer transfer_;
   KeptSessions kept_;
   KeptSessions::Upload upload_;
+  std::unique_ptr<UploadClaim> claim_;  // as soon as the file's identity is known
   RetryDelays delays_;
   TransferRate rate_;
   KeptSessions::Session session_;  // without an address when there is none
