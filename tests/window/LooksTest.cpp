@@ -301,4 +301,7 @@ TEST(LooksAtScale, AllLooksHoldAtOtherScales) {
                                 "' --gtest_filter='LooksTest.*:GeometryTest.*:PresentationLooksTest.*' >&2";
     EXPECT_EQ(std::system(command.c_str()), 0) << "at scale " << scale;
   }
+  const std::string command =
+      "ZEVANTI_TEST_SCALE=1.25 '" + theProgram() + "' --gtest_filter='PresentationLooksTest.WhatRoundCorners*' >&2";
+  EXPECT_EQ(std::system(command.c_str()), 0) << "at scale 1.25";
 }

@@ -216,6 +216,32 @@ TEST_F(PresentationLooksTest, AFormSheetHasRoundCornersWhateverLiesInThem) {
   EXPECT_GT(at(look("form-sheet-narrow"), 0, 0).lightness(), 200) << "there it covers the window";
 }
 
+TEST_F(PresentationLooksTest, WhatRoundCornersCutHasNoGapsWhenWhatIsBehindChanges) {
+  root()->subviews().back()->removeFromSuperview();
+  const auto add = [](UIView& to, CGRect frame, UIColor color) {
+    const auto view = std::make_shared<UIView>();
+    view->setFrame(frame);
+    view->setBackgroundColor(color);
+    to.addSubview(view);
+    return view;
+  };
+  for (const float fraction : {0.0F, 0.2F, 0.4F, 0.6F, 0.8F}) {
+    const auto card =
+        add(*root(), {{20 + fraction, 100 + fraction}, {300, 300}}, UIColor::colorWithWhite_alpha(0.8F, 1));
+    card->layer()->setMasksToBounds(true);
+    card->layer()->setCornerRadius(12);
+    const auto behind = add(*card, card->bounds(), UIColor::colorWithWhite_alpha(0, 0.5F));
+    add(*card, card->bounds(), UIColor::whiteColor());
+    theWindow().grab();
+    behind->setBackgroundColor(UIColor::colorWithWhite_alpha(0, 0.6F));
+    const QImage picture = look("rounded-fill");
+    // As far as the corners leave room.
+    const CGRect inside = {{25 + fraction, 105 + fraction}, {290, 290}};
+    EXPECT_EQ(count(picture, inside, [](QColor color) { return color != Qt::white; }), 0) << "off by " << fraction;
+    card->removeFromSuperview();
+  }
+}
+
 TEST_F(PresentationLooksTest, TheWheelTurnsWhileItIsThereAndCostsNothingAfterwards) {
   const auto wheel = UIActivityIndicatorView::initWithActivityIndicatorStyle(UIActivityIndicatorViewStyle::WhiteLarge);
   const auto behind = std::make_shared<UIView>();

@@ -9,6 +9,7 @@
 #include <QSGTexture>
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <utility>
 
 namespace {
@@ -49,16 +50,24 @@ void RoundedClip::cut(QImage& image, const QRectF& place) const {
 
 RoundedFill::RoundedFill(QQuickWindow& window, const QRectF& rect, const QColor& color, const RoundedClip& clip,
                          qreal ratio) {
+  const bool isOpaque = color.alpha() == 255;
   // What dims has to cover the smooth edges of what it lies on, or they shine through.
-  const RoundedClip outline = color.alpha() < 255 ? clip.widened(0.5 / ratio) : clip;
+  const RoundedClip outline = isOpaque ? clip : clip.widened(0.5 / ratio);
   const QRectF inside = rect & clip.rect;
   const QRectF between = clip.rect.adjusted(clip.radius, 0, -clip.radius, 0);
   const QRectF middle = clip.rect.adjusted(0, clip.radius, 0, -clip.radius);
   addRectangle(window, inside & middle, color);
-  addRectangle(window, inside & QRectF(between.topLeft(), QPointF(between.right(), middle.top())), color);
-  addRectangle(window, inside & QRectF(QPointF(between.left(), middle.bottom()), between.bottomRight()), color);
+  if (isOpaque) {
+    addRectangle(window, inside & between, color);
+  } else {
+    addRectangle(window, inside & QRectF(between.topLeft(), QPointF(between.right(), middle.top())), color);
+    addRectangle(window, inside & QRectF(QPointF(between.left(), middle.bottom()), between.bottomRight()), color);
+  }
+  // The software renderer counts in whole points: where an opaque rectangle begins within one, it may draw what is
+  // behind over it. So the opaque pieces overlap by more than a point.
+  const qreal overlap = isOpaque ? std::ceil(ratio) / ratio : 0;
   for (const QRectF& square : corners(clip)) {
-    const QRectF part = inside & square;
+    const QRectF part = inside & square.adjusted(-overlap, -overlap, overlap, overlap);
     QImage picture((part.size() * ratio).toSize(), QImage::Format_ARGB32_Premultiplied);
     if (picture.isNull()) {
       continue;
