@@ -51,13 +51,13 @@ void DesktopInventory::askBus(std::function<void()> then) {
     }
     // Services that run, and those that the bus can start.
     auto names = std::make_shared<QStringList>();
+    auto unanswered = std::make_shared<int>(2);
     for (const char* list : {"ListNames", "ListActivatableNames"}) {
       const auto message = QDBusMessage::createMethodCall(kBus, QStringLiteral("/org/freedesktop/DBus"), kBus,
                                                           QString::fromLatin1(list));
-      const bool last = list[4] == 'A';
-      SessionBus::shared().call(message, kReplyTime, [this, names, last, then](const QDBusMessage& reply) {
+      SessionBus::shared().call(message, kReplyTime, [this, names, unanswered, then](const QDBusMessage& reply) {
         *names += reply.arguments().value(0).toStringList();
-        if (!last) return;  // replies of one service come in order
+        if (--*unanswered > 0) return;  // in any order: one that was there before it was waited for is told later
         fileManager_ = names->contains(kFileManager);
         if (!names->contains(kPortal)) {
           portals_.clear();
