@@ -132,6 +132,7 @@ void Publisher::findKept(const std::string& path, std::function<void(const std::
                                                                           server = addresses_.upload,
                                                                           folder = options_.stateFolder,
                                                                           kept = KeptSessions(options_.stateFolder)] {
+    UploadClaim::sweep(folder);
     const auto found = [&]() -> std::optional<KeptUpload> {
       NSErrorPtr error;
       const auto client = kept.areThere() ? ClientRegistration::load(clientFile, &error) : std::nullopt;

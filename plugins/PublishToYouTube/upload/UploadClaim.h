@@ -2,6 +2,7 @@
 
 #include "platform/backends/posix/FileDescriptor.h"
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <utility>
@@ -17,6 +18,8 @@ class UploadClaim {
   static std::unique_ptr<UploadClaim> take(const std::string& stateFolder, const std::string& file);
   /// Whether another has it.
   static bool isTaken(const std::string& stateFolder, const std::string& file);
+  /// Removes what processes have left that were killed: files that are older than `age` and nobody holds.
+  static void sweep(const std::string& stateFolder, std::chrono::seconds age = std::chrono::minutes(1));
 
   UploadClaim(const UploadClaim&) = delete;
   UploadClaim& operator=(const UploadClaim&) = delete;
