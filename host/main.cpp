@@ -41,7 +41,7 @@ int runMovieTool(char* argv[]) {
 int main(int argc, char* argv[]) {
   occupyStandardStreams();
   if (hasOthersRights()) {
-    printMessage("this program is not made to run with another user's rights; take the set-user-ID mark off its file");
+    printMessage(OthersRightsMessage);
     return 1;
   }
   if (argc > 1 && (std::strcmp(argv[1], "info") == 0 || std::strcmp(argv[1], "trim") == 0)) return runMovieTool(argv);

@@ -4,6 +4,7 @@
 /// A program of its own: it looks at files that may be made to break it, and it may be killed.
 
 #include <fcntl.h>
+#include <sys/auxv.h>
 #include <sys/resource.h>
 #include <unistd.h>
 #include <cerrno>
@@ -83,6 +84,11 @@ int main(int argc, char* argv[]) {
     std::fputs("Usage: zevanti-probe MOVIE\n", stderr);
     return 2;
   }
+  // What it says of a file is for who may read that.
+  if (getauxval(AT_SECURE) != 0)
+    return no(
+        "can't be examined: zevanti-probe is not made to run with another user's rights; take the set-user-ID mark "
+        "off its file");
   // A file that keeps the reader busy for ever, or wants more memory than any movie needs, is no movie to edit.
   rlimit seconds{kLongest, kLongest + 1};
   setrlimit(RLIMIT_CPU, &seconds);

@@ -23,7 +23,7 @@ int lackOfMemory() {
 
 int main(int argc, char* argv[]) {
   if (hasOthersRights()) {
-    printMessage("this program is not made to run with another user's rights; take the set-user-ID mark off its file");
+    printMessage(OthersRightsMessage);
     return 1;
   }
   const std::string command = argc > 1 ? argv[1] : "";

@@ -13,5 +13,8 @@ std::string environmentFolder(const char* name);
 /// The user's home folder, without a separator at its end: $HOME, or what the user database says.
 std::string homeFolder();
 
-/// Whether this program runs with other rights than those of who started it. None of ours is made for that.
+/// Whether this program runs with other rights than those of who started it. None of ours is made for that: it says
+/// `OthersRightsMessage` and does nothing.
 bool hasOthersRights();
+inline constexpr const char* OthersRightsMessage =
+    "this program is not made to run with another user's rights; take the set-user-ID mark off its file";

@@ -5,9 +5,16 @@
 #include "VideoService.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <fstream>
 #include <map>
 #include <regex>
@@ -48,7 +55,97 @@ void expectPlainLines(const std::string& text) {
   EXPECT_EQ(text.find("\u202E"), std::string::npos) << text;
 }
 
+struct Ended {
+  int status;  ///< 128 + N after signal N
+  std::string said;
+};
+
+/// Runs a program as a user without privileges; what it prints, on either stream, goes to a file in `folder`.
+Ended runAsNobody(const fs::path& folder, std::vector<std::string> words, const std::string& variable) {
+  const fs::path said = folder / "said";
+  const pid_t child = fork();
+  if (child == 0) {
+    constexpr uid_t nobody = 65534;
+    const int out = open(said.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    dup2(out, STDOUT_FILENO);
+    dup2(out, STDERR_FILENO);
+    if (!variable.empty()) putenv(strdup(variable.c_str()));
+    setenv("XDG_CACHE_HOME", (folder / "their cache").c_str(), 1);
+    if (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0) _exit(126);
+    std::vector<char*> argv;
+    for (std::string& word : words) argv.push_back(word.data());
+    argv.push_back(nullptr);
+    execv(argv[0], argv.data());
+    _exit(127);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), contentOf(said)};
+}
+
 }  // namespace
+
+// Whoever calls such a program has a file read, or written, that is not theirs.
+TEST(Neighbours, NoProgramLendsItsOwnersRights) {
+#ifdef ZEVANTI_SANITIZED
+  GTEST_SKIP() << "a sanitizer's runtime does not start that way";
+#endif
+  Session session;
+  struct statvfs disk {};
+  if (geteuid() != 0 || statvfs(session.folder().c_str(), &disk) != 0 || (disk.f_flag & ST_NOSUID) != 0)
+    GTEST_SKIP() << "a set-user-ID program takes root to make, and a disk that has such";
+  const fs::path secret = session.copyOf("basic.mp4", "secret.mp4"), open = session.copyOf("basic.mp4");
+  fs::permissions(session.folder(), fs::perms(0777));
+  fs::permissions(secret, fs::perms::owner_read);
+  fs::permissions(open, fs::perms(0644));
+  // A connection as a host gives it to the extension.
+  int ends[2];
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+  const std::string connection = "ZEVANTI_CONNECTION=" + std::to_string(ends[0]);
+  const struct {
+    std::string path;
+    std::vector<std::string> arguments;
+    std::string variable;
+    int usual;  ///< with the caller's own rights, and a movie that is theirs; -1 where that takes more than this
+  } programs[] = {{"zevanti", {"--offscreen", "MOVIE"}, "", -1},
+                  {"zevanti", {"info", "MOVIE"}, "", -1},
+                  {"zevanti-movie", {"info", "MOVIE"}, "", 0},
+                  {"zevanti-movie", {"trim", "--from", "1", "-o", "TRIMMED", "MOVIE"}, "", 0},
+                  {"zevanti-probe", {"MOVIE"}, "", 0},
+                  {"zevanti-probe", {"--", "MOVIE"}, "", 0},
+                  {"ZVVideoEditorExtension.appex/ZVVideoEditorExtension", {}, connection, -1}};
+  for (const auto& each : programs) {
+    SCOPED_TRACE(each.path);
+    const fs::path program = session.folder() / fs::path(each.path).filename();
+    const fs::path trimmed = session.folder() / "trimmed.m4v";
+    fs::copy_file(fs::path(ZEVANTI_BUILD_DIR) / each.path, program, fs::copy_options::overwrite_existing);
+    const auto run = [&](const fs::path& movie) {
+      std::vector<std::string> words{program.string()};
+      for (const std::string& word : each.arguments)
+        words.push_back(word == "MOVIE" ? movie.string() : word == "TRIMMED" ? trimmed.string() : word);
+      return runAsNobody(session.folder(), words, each.variable);
+    };
+    ASSERT_EQ(chmod(program.c_str(), 0755), 0);
+    if (each.usual >= 0) {
+      const Ended usual = run(open);
+      EXPECT_EQ(usual.status, each.usual) << usual.said;
+    }
+    fs::remove(trimmed);
+    fs::remove_all(session.folder() / "their cache");
+    ASSERT_EQ(chmod(program.c_str(), 04755), 0);
+    for (const fs::path& movie : {secret, open}) {
+      const Ended refused = run(movie);
+      EXPECT_EQ(refused.status, 1);
+      EXPECT_NE(refused.said.find("with another user's rights; take the set-user-ID mark off"), std::string::npos)
+          << refused.said;
+      EXPECT_EQ(std::count(refused.said.begin(), refused.said.end(), '\n'), 1) << refused.said;
+      EXPECT_FALSE(fs::exists(trimmed));
+      EXPECT_FALSE(fs::exists(session.folder() / "their cache"));
+    }
+  }
+  close(ends[0]);
+  close(ends[1]);
+}
 
 TEST(Neighbours, NobodyElseReachesTheConnectionOfHostAndEditor) {
   Session session;

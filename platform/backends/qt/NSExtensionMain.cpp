@@ -89,8 +89,8 @@ class ExtensionProcess {
 };
 
 int ExtensionProcess::run() {
-  if (hasOthersRights() || launch_.connection < 0)
-    return fail("this program is a part of zevanti and is started by it");
+  if (hasOthersRights()) return fail(OthersRightsMessage);
+  if (launch_.connection < 0) return fail("this program is a part of zevanti and is started by it");
   NSErrorPtr error;
   link_ = ExtensionClientLink::create(launch_.connection,
                                       {[this](const std::string& folder) {
