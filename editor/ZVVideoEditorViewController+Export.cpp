@@ -24,7 +24,10 @@ void ZVVideoEditorViewController::saveAction() {
   const auto self = MainQueueReference(strongSelf());
   doneAction();
   PHPhotoLibrary::sharedPhotoLibrary().performChanges_completionHandler(
-      [self] { PHAssetChangeRequest::creationRequestForAssetFromVideoAtFileURL(self->videoURL()); },
+      [self, asset = avAsset()] {
+        PHAssetChangeRequest::creationRequestForAssetFromVideoAtFileURL(self->videoURL(),
+                                                                        [asset] { return asset->hasChanged(); });
+      },
       [weak = weakSelf()](bool, const NSErrorPtr& error) {
         if (error) os_trace_error("Error writing video to camera roll: %d", error->code());
         dispatch_async(dispatch_get_main_queue(), [weak, error] {

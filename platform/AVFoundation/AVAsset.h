@@ -46,8 +46,9 @@ class AVURLAsset : public NSObject {
   const std::string& readablePath() const;
   /// Bytes that this file has now, whatever has become of its name; nothing when it could not be opened.
   std::optional<std::int64_t> fileLength() const;
-  /// Whether another program has shortened the file since the asset was made, or written something else at its
-  /// beginning. One that only grows has not changed, nor one that has lost its name to another.
+  /// Whether another program has shortened the file since the asset was made, or written into what was there. One that
+  /// only grows has not changed, nor one that has lost its name to another, or has new times or rights. Reads little;
+  /// may take 50 ms.
   bool hasChanged() const;
   /// The tracks of a media type in file order; cover pictures are not video tracks.
   std::vector<Strong<AVAssetTrack>> tracksWithMediaType(const std::string& mediaType) const;

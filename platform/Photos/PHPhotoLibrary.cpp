@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <cstdio>
 #include <memory>
 #include <mutex>
@@ -195,8 +196,15 @@ float PHPhotoLibrary::progress() const {
   return library().progress;
 }
 
-void PHAssetChangeRequest::creationRequestForAssetFromVideoAtFileURL(const NSURL& url) {
-  if (currentChange) currentChange->push_back(makeRequest(url.path()));
+void PHAssetChangeRequest::creationRequestForAssetFromVideoAtFileURL(const NSURL& url,
+                                                                     const std::function<bool()>& hasChanged) {
+  if (!currentChange) return;
+  SaveRequest request = makeRequest(url.path());
+  if (request.source && hasChanged && hasChanged()) {
+    request.source = nullptr;
+    request.openError = NSError::posix(EIO, "“" + url.path() + "” could not be saved: another program has changed it");
+  }
+  currentChange->push_back(std::move(request));
 }
 
 void UISaveVideoAtPathToSavedPhotosAlbum(const std::string& path, std::function<void(NSErrorPtr error)> completion) {

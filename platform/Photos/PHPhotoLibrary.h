@@ -45,7 +45,10 @@ class PHPhotoLibrary {
 /// One change: a new movie. Only inside a change block.
 class PHAssetChangeRequest {
  public:
-  static void creationRequestForAssetFromVideoAtFileURL(const NSURL& url);
+  /// `hasChanged` (may be null) is asked once the file has been opened: whether it is no longer the movie that the
+  /// person has seen, which is then not saved. What changes later is noticed as well.
+  static void creationRequestForAssetFromVideoAtFileURL(const NSURL& url,
+                                                        const std::function<bool()>& hasChanged = nullptr);
 };
 
 /// Saves the movie at `path` to the library in the background and calls `completion` (may be null) on a queue of the

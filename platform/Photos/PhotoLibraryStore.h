@@ -24,8 +24,8 @@ std::shared_ptr<PhotoLibrarySource> open(const std::string& path, NSErrorPtr* er
 /// Saves `source` in `folder` (made when missing) as "name.extension", "name 2.extension", ..., the first of these that
 /// is free; `savedPath` (may be null) is set to the new file's path. Returns when the file and its name are on disk;
 /// after a failure nothing is left behind. The error's text says what could not be saved, where and why; a source that
-/// becomes shorter or longer meanwhile is not saved either. `progress` (may be null) is called on the calling thread,
-/// rising, from 0 to 1.
+/// becomes shorter or longer meanwhile, or into which somebody has written since it was opened, is not saved either.
+/// `progress` (may be null) is called on the calling thread, rising, from 0 to 1.
 NSErrorPtr save(PhotoLibrarySource& source, const std::string& folder, const std::string& name,
                 const std::string& extension, std::string* savedPath = nullptr,
                 const std::function<void(float)>& progress = nullptr);

@@ -3,7 +3,9 @@
 #include "FaultSession.h"
 #include "tests/common/Files.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -15,6 +17,7 @@ namespace {
 
 constexpr const char* kTrim = "drag end 8\nwait editing\ndrag start 4\n";
 constexpr double kTrimmed = 4;  // seconds
+constexpr int kHiddenFile = 3;  // the call of a save that opens one; the recording has been opened by then
 constexpr const char* kChanged = "Another program has changed this recording";
 
 bool says(const FaultSession& session, const char* words) {
@@ -36,6 +39,18 @@ void overwrite(const fs::path& movie) {
   std::fstream file(movie, std::ios::in | std::ios::out | std::ios::binary);
   const std::string noise(fs::file_size(movie) / 2, 'x');
   file.write(noise.data(), static_cast<std::streamsize>(noise.size()));
+}
+
+/// Some bytes in the middle, which nothing but the kernel's notes and the time tells of.
+void writeInTheMiddle(const fs::path& movie) {
+  std::fstream file(movie, std::ios::in | std::ios::out | std::ios::binary);
+  file.seekp(static_cast<std::streamoff>(fs::file_size(movie) / 2 + 12345)) << "another picture";
+}
+
+/// As by a backup.
+void setTime(const fs::path& movie) {
+  ASSERT_EQ(utimensat(AT_FDCWD, movie.c_str(), nullptr, 0), 0);
+  fs::permissions(movie, fs::perms::others_read, fs::perm_options::remove);
 }
 
 /// The name goes to another file; the editor keeps the one that it has opened.
@@ -75,7 +90,11 @@ TEST(Recordings, ThatChangeDuringAnExportAreTold) {
     const char* name;
     void (*change)(const fs::path& movie);
     bool isHarmless;
-  } changes[] = {{"cut off", cutOff, false}, {"overwritten", overwrite, false}, {"replaced", replace, true}};
+  } changes[] = {{"cut off", cutOff, false},
+                 {"overwritten", overwrite, false},
+                 {"written to in the middle", writeInTheMiddle, false},
+                 {"touched", setTime, true},
+                 {"replaced", replace, true}};
   for (const auto& [name, change, isHarmless] : changes) {
     for (const int call : {2, 4}) {
       SCOPED_TRACE(std::string(name) + " at call " + std::to_string(call));
@@ -101,6 +120,32 @@ TEST(Recordings, ThatChangeDuringAnExportAreTold) {
       session.wait();
       session.expectNothingLeft();
     }
+  }
+}
+
+// The same while the recording as it is goes into the library.
+TEST(Recordings, ThatChangeDuringASaveAreTold) {
+  if (!FaultSession::canInject()) GTEST_SKIP() << "the sanitizer's runtime and a preloaded library don't go together";
+  for (const auto& [change, isHarmless] : {std::pair(&writeInTheMiddle, false), std::pair(&setTime, true)}) {
+    SCOPED_TRACE(isHarmless ? "touched" : "written to in the middle");
+    FaultSession session("basic.mp4");
+    session.injectFault(kHiddenFile, 0, {"ZEVANTI_FAULT_STOPS=1"});
+    session.start("", "tap Save\n", "");
+    ASSERT_TRUE(session.reachPoint()) << session.errors();
+    const pid_t editor = session.editor();
+    session.goOn();
+    ASSERT_TRUE(waitUntil(60, [&] { return isStopped(editor); })) << session.errors();
+    const auto calls = session.injected();
+    std::printf("%s\n", calls.back().c_str());
+    change(session.movie());
+    ASSERT_EQ(kill(editor, SIGCONT), 0);
+    session.reachFailure();
+    EXPECT_TRUE(isHarmless || says(session, kChanged)) << session.message();
+    EXPECT_EQ(session.saved().size(), isHarmless ? 1U : 0U);
+    session.tryAgain();
+    session.wait();
+    EXPECT_EQ(session.saved().size(), isHarmless ? 1U : 0U);
+    session.expectNothingLeft();
   }
 }
 

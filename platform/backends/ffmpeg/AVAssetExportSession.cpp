@@ -1,5 +1,6 @@
 #include "platform/AVFoundation/AVAssetExportSession.h"
 
+#include "platform/AVFoundation/AVError.h"
 #include "platform/Dispatch/EssentialWork.h"
 #include "platform/Dispatch/dispatch.h"
 #include "platform/Foundation/NSFileManager.h"
@@ -137,6 +138,11 @@ NSErrorPtr AVAssetExportSession::Impl::run() {
 
   const bool replace = replacesExistingFile || placeAt(outputURL.path(), *asset) == Place::OwnFile;
   if (cancelled) return NSError::posix(ECANCELED, what);
+  if (asset->hasChanged()) {
+    return std::make_shared<const NSError>(
+        AVFoundationErrorDomain, AVErrorExportFailed,
+        "“" + asset->URL().lastPathComponent() + "” has been changed by another program since it was opened.");
+  }
   const int failure = replace ? file->publishReplacing(name) : file->publish(name);
   if (failure != 0) return NSError::posix(failure, what);
   const std::lock_guard lock(mutex);

@@ -1,11 +1,12 @@
 #include "platform/AVFoundation/AVAsset.h"
 #include "platform/Dispatch/dispatch.h"
 #include "platform/backends/ffmpeg/MovieInput.h"
+#include "platform/backends/posix/ContentWatch.h"
 #include "platform/backends/posix/FileDescriptor.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <mutex>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -17,8 +18,7 @@ struct AVURLAsset::Impl {
   FileDescriptor file;
   int openError = 0;
   std::string readablePath;
-  std::int64_t length = 0;  // as it was first
-  std::vector<char> head;   // the same
+  std::optional<ContentWatch> watch;  // ends before the file is closed
 
   std::once_flag probed;
   std::vector<Strong<AVAssetTrack>> tracks;
@@ -58,19 +58,11 @@ Strong<AVAssetTrack> makeTrack(const AVStream* stream) {
   return track;
 }
 
-/// The beginning of a file: in what every container has there, one recording differs from another.
-std::vector<char> headOf(int file) {
-  constexpr std::size_t kHead = 4096;
-  std::vector<char> bytes(kHead);
-  const ssize_t count = pread(file, bytes.data(), bytes.size(), 0);
-  bytes.resize(count > 0 ? std::size_t(count) : 0);
-  return bytes;
-}
-
 }  // namespace
 
 void AVURLAsset::Impl::probe() {
   const std::string name = url.lastPathComponent();
+  if (watch) watch->rememberPlaces();
   struct stat status {};
   if (file && fstat(file.get(), &status) == 0) {
     if (S_ISDIR(status.st_mode))
@@ -106,8 +98,7 @@ Strong<AVURLAsset> AVURLAsset::initWithURL_options(const NSURL& url, const char*
   if (impl.file) {
     impl.readablePath = "/proc/self/fd/" + std::to_string(impl.file.get());
     if (access(impl.readablePath.c_str(), R_OK) != 0) impl.readablePath = url.path();
-    impl.length = asset->fileLength().value_or(0);
-    impl.head = headOf(impl.file.get());
+    impl.watch.emplace(impl.file.get());
   } else {
     impl.openError = errno;
   }
@@ -132,12 +123,7 @@ std::optional<std::int64_t> AVURLAsset::fileLength() const {
 }
 
 bool AVURLAsset::hasChanged() const {
-  const auto length = fileLength();
-  if (!length) return false;
-  if (*length < impl_->length) return true;
-  const std::vector<char> head = headOf(impl_->file.get());
-  // What was all of a short file is the beginning of a grown one.
-  return head.size() < impl_->head.size() || !std::equal(impl_->head.begin(), impl_->head.end(), head.begin());
+  return impl_->watch && impl_->watch->hasChanged();
 }
 
 std::vector<Strong<AVAssetTrack>> AVURLAsset::tracksWithMediaType(const std::string& mediaType) const {

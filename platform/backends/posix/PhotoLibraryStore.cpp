@@ -1,6 +1,7 @@
 #include "platform/Photos/PhotoLibraryStore.h"
 
 #include "platform/Foundation/Environment.h"
+#include "platform/backends/posix/ContentWatch.h"
 #include "platform/backends/posix/FileCopy.h"
 #include "platform/backends/posix/FileFlush.h"
 #include "platform/backends/posix/HiddenFile.h"
@@ -10,8 +11,8 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
-
 #include <fstream>
+#include <optional>
 #include <vector>
 
 #include <fcntl.h>
@@ -24,6 +25,7 @@ namespace {
 class OpenedFile : public PhotoLibrarySource {
  public:
   FileDescriptor file;
+  std::optional<ContentWatch> watch;  // ends before the file is closed
   std::string name;
 };
 
@@ -119,7 +121,10 @@ std::shared_ptr<PhotoLibrarySource> PhotoLibraryStore::open(const std::string& p
     failure = errno;
   else if (!S_ISREG(status.st_mode))
     failure = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-  if (failure == 0) return source;
+  if (failure == 0) {
+    source->watch.emplace(source->file.get());
+    return source;
+  }
   *error = NSError::posix(failure, "“" + path + "” could not be saved: it can't be read");
   return nullptr;
 }
@@ -143,7 +148,8 @@ NSErrorPtr PhotoLibraryStore::save(PhotoLibrarySource& opened, const std::string
   };
   int failure = cloneOrCopy(source.file.get(), file->descriptor(),
                             [&](std::int64_t done, std::int64_t total) { return report(0, done, total); });
-  if (failure == 0 && !(isAsLong(source.file.get(), status) && isAsLong(file->descriptor(), status)))
+  if (failure == 0 &&
+      (!isAsLong(source.file.get(), status) || !isAsLong(file->descriptor(), status) || source.watch->hasChanged()))
     return NSError::posix(EIO, what + ": another program has changed it meanwhile");
   if (failure == 0) {
     failure =
