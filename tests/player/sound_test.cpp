@@ -8,8 +8,11 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <cerrno>
+#include <cmath>
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 
 namespace fs = std::filesystem;
@@ -57,6 +60,52 @@ class Sound : public PlayerFixture {
     ASSERT_TRUE(waitUntil([&] { return time() > 0.3; })) << time();
   }
 
+  /// The whole process stands still, as when the computer sleeps or somebody stops it in a terminal.
+  static void standStill(double seconds) {
+    const pid_t waker = fork();
+    if (waker == 0) {
+      // Only what is safe in a copy of a program with threads.
+      const pid_t sleeper = getppid();
+      timespec rest{time_t(seconds), long(std::fmod(seconds, 1) * 1e9)};
+      kill(sleeper, SIGSTOP);
+      while (nanosleep(&rest, &rest) != 0 && errno == EINTR) {
+      }
+      kill(sleeper, SIGCONT);
+      _exit(0);
+    }
+    while (waitpid(waker, nullptr, 0) < 0 && errno == EINTR) {
+    }
+  }
+  /// What was not played while everything stood still is played now: nothing of it is skipped, pictures and time agree,
+  /// and a pause stands.
+  void expectGoesOnAfterStandingStill() {
+    EXPECT_TRUE(succeedsOnce([&]() -> std::string {
+      const double from = time();
+      const auto began = std::chrono::steady_clock::now();
+      standStill(kStandstill);
+      runFor(0.5);
+      const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
+      const double played = time() - from;
+      if (std::abs(played - (wall - kStandstill)) < 0.3) return "";
+      return std::to_string(played) + " s of the movie in " + std::to_string(wall) +
+             " s, of which it stood still for " + std::to_string(kStandstill);
+    }));
+    expectPlays();
+    EXPECT_TRUE(succeedsOnce([&]() -> std::string {
+      const auto picture = shown();
+      const double behind = time() - picture.value_or(0) / 30.0;
+      return picture && std::abs(behind) < 0.15 ? "" : "the picture is " + std::to_string(behind) + " s behind";
+    }));
+    player->pause();
+    const double stands = time();
+    standStill(1);
+    runFor(0.2);
+    EXPECT_EQ(time(), stands);
+    player->play();
+    expectPlays();
+  }
+
+  static constexpr double kStandstill = 3;  // seconds
   ScratchFolder folder_;
 };
 
@@ -68,6 +117,18 @@ TEST_F(Sound, WithoutADeviceTheMoviePlays) {
   ASSERT_TRUE(waitForSeek());
   player->play();
   EXPECT_TRUE(waitUntil([&] { return player->rate() == 0; })) << "it plays to its end";
+}
+
+TEST_F(Sound, WithoutADeviceTheMovieGoesOnAfterAStandstill) {
+  ASSERT_NO_FATAL_FAILURE(play());
+  expectGoesOnAfterStandingStill();
+}
+
+// A device that takes what it gets at the speed of sound.
+TEST_F(Sound, WithADeviceTheMovieGoesOnAfterAStandstill) {
+  setDevice("pcm.!default { type null }\n");
+  ASSERT_NO_FATAL_FAILURE(play());
+  expectGoesOnAfterStandingStill();
 }
 
 // The device is a pipe. A reader of it is the loudspeaker, which is pulled out.
