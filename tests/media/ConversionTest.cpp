@@ -307,6 +307,35 @@ TEST_F(Conversion, PicturesOfAnyKindBecomeOnesThatEveryPlayerShows) {
   EXPECT_EQ(read_back::pictures(turned).at(7).number, 7);
 }
 
+// With the index in front, what is missing at the end looks like the end of the movie.
+TEST_F(Conversion, WhatIsCutOffIsNotTakenForTheWhole) {
+  const std::string slow = "-movflags +faststart -c:v libx264 -preset ultrafast -pix_fmt yuv444p -crf 20 -c:a copy";
+  const struct {
+    const char *name, *arguments;
+    bool meanwhile;
+  } cases[] = {{"copied.mp4", "-movflags +faststart -c copy", false},
+               {"coded.mp4", slow.c_str(), false},
+               {"coded.mp4", slow.c_str(), true}};
+  for (const auto& each : cases) {
+    const std::string name = each.name;
+    const bool meanwhile = each.meanwhile;
+    SCOPED_TRACE(name + (meanwhile ? ", meanwhile" : ""));
+    const std::string source = make(name, from("basic.mp4") + each.arguments);
+    const auto cutOff = [&] { fs::resize_file(source, fs::file_size(source) / 2); };
+    if (!meanwhile) cutOff();
+    const auto made = session(source, scratch_ / "out/half.mp4");
+    finish(made, [&] {
+      while (meanwhile && made->progress() < 0.05F && made->status() <= Status::Exporting)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      if (meanwhile) cutOff();
+    });
+    ASSERT_EQ(made->status(), Status::Failed);
+    EXPECT_NE(made->error()->localizedDescription().find("“" + name + "” "), std::string::npos)
+        << made->error()->localizedDescription();
+    EXPECT_TRUE(leftovers().empty());
+  }
+}
+
 TEST_F(Conversion, ProgressRisesAndCancellingLeavesNothing) {
   const std::string source =
       make("slow.mp4", from("basic.mp4") + "-c:v libx264 -preset ultrafast -pix_fmt yuv444p -crf 20 -c:a copy");

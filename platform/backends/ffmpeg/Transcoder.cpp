@@ -50,6 +50,21 @@ bool isOnePiece(AVStream* stream) {
   return true;
 }
 
+/// Whether the file ends before what its tables tell of.
+bool isCutOff(const AVFormatContext* format) {
+  const std::int64_t length = avio_size(format->pb);
+  if (length < 0 || !(isContainer(format, "mp4") || isContainer(format, "matroska"))) return false;
+  for (unsigned i = 0; i < format->nb_streams; ++i) {
+    AVStream* stream = format->streams[i];
+    if (stream->discard == AVDISCARD_ALL) continue;
+    for (int entry = avformat_index_get_entries_count(stream); entry-- > 0;) {
+      const AVIndexEntry* each = avformat_index_get_entry(stream, entry);
+      if (each->size > length || each->pos > length - each->size) return true;
+    }
+  }
+  return false;
+}
+
 /// One conversion; a second one begins where an encoder in hardware gave up.
 class Transcoding {
  public:
@@ -69,6 +84,7 @@ class Transcoding {
   int take(AVPacket& packet);
   NSErrorPtr failure(int averror) const;
   NSErrorPtr noDecoder(const AVStream* stream) const;
+  NSErrorPtr cutOff() const;
   void tell(const AVPacket& packet);
 
   Transcoder& job_;
@@ -101,6 +117,12 @@ NSErrorPtr Transcoding::failure(int averror) const {
   return movieError(AVErrorExportFailed, what + " (" + avErrorText(averror) + ").");
 }
 
+NSErrorPtr Transcoding::cutOff() const {
+  return movieError(AVErrorExportFailed, "“" + job_.sourceName +
+                                             "” is cut off: a part of it is missing. Trim it to a part that plays, "
+                                             "then try again.");
+}
+
 NSErrorPtr Transcoding::plan() {
   AVFormatContext* format = input_.format();
   AVStream* video = input_.video();
@@ -120,6 +142,7 @@ NSErrorPtr Transcoding::plan() {
     const AVMediaType type = stream->codecpar->codec_type;
     if (!taken && (type == AVMEDIA_TYPE_VIDEO || type == AVMEDIA_TYPE_AUDIO)) onlyTracks_ = false;
   }
+  if (isCutOff(format)) return cutOff();
   const bool copyable = isContainer(format, "mp4") || isContainer(format, "matroska");
   const AVCodecParameters* pictures = video->codecpar;
   copiesPictures_ = pictures->codec_id == AV_CODEC_ID_H264 &&
@@ -203,6 +226,7 @@ NSErrorPtr Transcoding::convert(MovieOutput& output) {
     av_packet_unref(packet.get());
     if (result < 0) return failure(result);
   }
+  if (isCutOff(input_.format())) return cutOff();  // meanwhile: what is missing looks like the movie's end
   int result = pictures_ ? pictures_->take(nullptr) : 0;
   if (result >= 0 && pictures_ && pictures_->count() == 0) {
     return movieError(AVErrorDecoderNotFound, "None of the pictures of “" + job_.sourceName + "” can be decoded (" +
