@@ -18,7 +18,7 @@ namespace {
 constexpr double kPatience = 1;         // seconds that a disk may take to say how full it is
 constexpr double kAnotherMoment = 0.1;  // seconds until what is being dismissed is looked at again
 
-using Obstacle = std::optional<ZVSaveFailure>;
+using Obstacle = std::optional<UISaveFailure>;
 
 /// The answer of `question`, asked on another queue: a disk that hangs must not hang the window, nor keep anybody from
 /// trying to save.
@@ -33,7 +33,15 @@ Obstacle answerInTime(std::function<Obstacle()> question) {
 
 Obstacle lackOfSpace(const std::string& folder, std::int64_t missing) {
   if (missing == 0) return {};
-  return ZVSaveFailure::lackOfSpace(folder, missing);
+  return UISaveFailure::lackOfSpace(folder, missing);
+}
+
+/// Why `asset` can't be read as it was when it was opened; nothing when it can.
+Obstacle changeOf(const AVURLAsset& asset) {
+  if (asset.hasChanged()) return UISaveFailure::changedRecording();
+  if (NSFileManager::defaultManager().isReadableFileAtPath(asset.readablePath())) return {};
+  const bool isGone = !NSFileManager::defaultManager().fileExistsAtPath(asset.readablePath());
+  return isGone ? Obstacle() : UISaveFailure::unreadableRecording(asset.URL().lastPathComponent());
 }
 
 /// Whether a link or somebody else's folder has taken the place of the user's own. One that is gone is nobody's.
@@ -45,27 +53,22 @@ bool isForeign(std::string folder) {
 
 }  // namespace
 
-std::optional<ZVSaveFailure> ZVVideoEditorViewController::obstacleToSaving() {
+std::optional<UISaveFailure> ZVVideoEditorViewController::obstacleToSaving() {
   return answerInTime([asset = avAsset(), library = PHPhotoLibrary::sharedPhotoLibrary().folder()]() -> Obstacle {
-    if (asset->hasChanged()) return ZVSaveFailure::changedRecording();
-    const NSFileManager& files = NSFileManager::defaultManager();
-    const auto missing = [&](std::int64_t bytes) {
-      return ZVExtensions::_srMissingSpaceForBytes_inFolder(files, bytes, library);
-    };
-    std::int64_t most = missing(asset->fileLength().value_or(0));
-    if (most > 0 && files.canShareBlocksOfItemAtPath_inFolder(asset->readablePath(), library)) most = missing(0);
-    return lackOfSpace(library, most);
+    if (auto change = changeOf(*asset)) return change;
+    return lackOfSpace(library, NSFileManager::defaultManager().missingSpaceToCopyItemAtPath_inFolder_withReserve(
+                                    asset->readablePath(), library, ZVScreenRecorderRequiredFreeSpace));
   });
 }
 
-std::optional<ZVSaveFailure> ZVVideoEditorViewController::obstacleToExporting(
+std::optional<UISaveFailure> ZVVideoEditorViewController::obstacleToExporting(
     const Strong<AVAssetExportSession>& session) {
   return answerInTime(
       [session, asset = avAsset(), library = PHPhotoLibrary::sharedPhotoLibrary().folder()]() -> Obstacle {
-        if (asset->hasChanged()) return ZVSaveFailure::changedRecording();
+        if (auto change = changeOf(*asset)) return change;
         const NSFileManager& files = NSFileManager::defaultManager();
         const std::string& temporary = ZVExtensions::_srTempPath(files);
-        if (isForeign(temporary)) return ZVSaveFailure::foreignFolder(temporary);
+        if (isForeign(temporary)) return UISaveFailure::foreignFolder(temporary);
         const bool shared = files.canShareBlocksOfItemAtPath_inFolder(asset->readablePath(), library);
         const std::int64_t copy = shared ? 0 : session->estimatedOutputFileLength();
         // The library's copy comes when the trimmed one is there.
@@ -77,19 +80,19 @@ std::optional<ZVSaveFailure> ZVVideoEditorViewController::obstacleToExporting(
       });
 }
 
-ZVSaveFailure ZVVideoEditorViewController::failureOfExport(const AVAssetExportSession& session) {
+UISaveFailure ZVVideoEditorViewController::failureOfExport(const AVAssetExportSession& session) {
   const NSErrorPtr error = session.error();
-  if (avAsset()->hasChanged()) return ZVSaveFailure::changedRecording();
+  if (avAsset()->hasChanged()) return UISaveFailure::changedRecording();
   const bool full = error->domain() == NSPOSIXErrorDomain && error->code() == ENOSPC;
   const std::int64_t missing = full ? session.missingSpaceWithReserve(ZVScreenRecorderRequiredFreeSpace) : 0;
-  return {error, ZVExtensions::_srTempPath(NSFileManager::defaultManager()), missing};
+  return {error, ZVExtensions::_srTempPath(NSFileManager::defaultManager()), missing, ""};
 }
 
 void ZVVideoEditorViewController::librarySaveDidEnd(const NSErrorPtr& error) {
   if (!isExporting()) hideExportProgress();
   if (!error) return;
   if (avAsset()->hasChanged()) {
-    tellOfFailure(ZVSaveFailure::changedRecording());
+    tellOfFailure(UISaveFailure::changedRecording());
     return;
   }
   const std::string library = PHPhotoLibrary::sharedPhotoLibrary().folder();
@@ -97,10 +100,10 @@ void ZVVideoEditorViewController::librarySaveDidEnd(const NSErrorPtr& error) {
   const std::int64_t missing = full ? ZVExtensions::_srMissingSpaceForBytes_inFolder(
                                           NSFileManager::defaultManager(), avAsset()->fileLength().value_or(0), library)
                                     : 0;
-  tellOfFailure({error, library, missing});
+  tellOfFailure({error, library, missing, ""});
 }
 
-void ZVVideoEditorViewController::saveDidFail(const ZVSaveFailure& failure) {
+void ZVVideoEditorViewController::saveDidFail(const UISaveFailure& failure) {
   latestSaveFailed_ = true;
   // The trace is for developers. Who has closed the window reads it here.
   printMessage(std::string("the ") + (isTrimming() ? "selected part" : "movie") +
@@ -108,7 +111,7 @@ void ZVVideoEditorViewController::saveDidFail(const ZVSaveFailure& failure) {
   tellOfFailure(failure);
 }
 
-void ZVVideoEditorViewController::tellOfFailure(const ZVSaveFailure& failure) {
+void ZVVideoEditorViewController::tellOfFailure(const UISaveFailure& failure) {
   saveFailure_ = failure.error;
   presentMessage(UIKitLocalizedString("The movie could not be saved"), failure.message());
 }
@@ -116,7 +119,15 @@ void ZVVideoEditorViewController::tellOfFailure(const ZVSaveFailure& failure) {
 void ZVVideoEditorViewController::tellOfChangedMovie() {
   if (changedMovie_.lock() == avAsset() || !avAsset()->hasChanged()) return;
   changedMovie_ = avAsset();
-  presentMessage(UIKitLocalizedString("The recording has changed"), ZVChangedRecordingMessage());
+  presentMessage(UIKitLocalizedString("The recording has changed"), UIChangedRecordingMessage());
+}
+
+bool ZVVideoEditorViewController::movieCanBeShared() {
+  const auto change = answerInTime([asset = avAsset()] { return changeOf(*asset); });
+  if (!change) return true;
+  changedMovie_ = avAsset();
+  presentMessage(UIKitLocalizedString("The recording has changed"), change->message());
+  return false;
 }
 
 void ZVVideoEditorViewController::tellOfUnreadableMovie() {
@@ -125,9 +136,9 @@ void ZVVideoEditorViewController::tellOfUnreadableMovie() {
   const bool isCopy = !(videoURL() == originalVideoURL());
   std::string text = error ? displayText(error->localizedDescription()) : "";
   if (isCopy)
-    text = ZVUnreadableCopyMessage(ZVExtensions::_srTempPath(NSFileManager::defaultManager()));
+    text = UIUnreadableCopyMessage(ZVExtensions::_srTempPath(NSFileManager::defaultManager()));
   else if (avAsset()->hasChanged())
-    text = ZVChangedRecordingMessage();
+    text = UIChangedRecordingMessage();
   presentMessage(UIKitLocalizedString("The movie can’t be shown"), text);
   if (isCopy) showMovie(originalVideoURL());
 }

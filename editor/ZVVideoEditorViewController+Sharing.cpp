@@ -13,6 +13,7 @@
 #include "platform/UIKit/UISystemActivities.h"
 #include "sharing/ZVStoreManager.h"
 #include "sharing/ZVYouTubeActivity.h"
+#include "support/NSFileManagerZVExtensions.h"
 
 #include <cmath>
 #include <cstdio>
@@ -39,6 +40,7 @@ std::string durationInWords(double seconds) {
 
 void ZVVideoEditorViewController::shareAction() {
   dispatch_async(dispatch_get_main_queue(), [self = strongSelf()] {
+    if (!self->movieCanBeShared()) return;
     self->displayShareSheetWithVideoURL(self->videoURL());
     if (self->isPadMode()) {
       self->topToolBar()->setItems({self->doneButton(), self->flexSpace(), self->titleButton(), self->flexSpace(),
@@ -54,6 +56,7 @@ void ZVVideoEditorViewController::shareAction() {
 void ZVVideoEditorViewController::displayShareSheetWithVideoURL(const NSURL& url) {
   os_trace("displayShareSheetWithVideoURL");
   UISystemActivitiesPrepare(applicationName());  // while the store is asked
+  UISystemActivitiesSetRequiredFreeSpace(ZVScreenRecorderRequiredFreeSpace);
   ++shareRequests_;
   ZVStoreManager::sharedManager()->loadItemDetailsForBundleIdentifier_completionHandler(
       bundleIdentifier(), [self = strongSelf(), url, request = shareRequests_](const Strong<ZVStoreInfo>& info) {
@@ -85,6 +88,11 @@ void ZVVideoEditorViewController::presentShareSheet(const ZVStoreInfo& info, con
   sheet->setCompletionWithItemsHandler([self = strongSelf()](const std::string& activityType, bool completed,
                                                              const std::vector<UIActivityItem>&, const NSErrorPtr&) {
     if (completed) self->activityTypes()->push_back(activityType);
+  });
+  // The sheet may have been open for long.
+  sheet->setMayCarryOutHandler([weak = weakSelf()] {
+    const auto self = weak.lock();
+    return self && self->movieCanBeShared();
   });
   sheet->setPreview(shareSheetPicture(), durationInWords(getPlayerDuration()),
                     PHPhotoLibrary::sharedPhotoLibrary().fileNameForMovieAtPath(url.path()));

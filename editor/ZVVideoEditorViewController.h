@@ -1,6 +1,5 @@
 #pragma once
 
-#include "editor/ZVSaveFailure.h"
 #include "editor/ZVVideoEditorViewControllerDelegate.h"
 #include "platform/AVFoundation/AVAsset.h"
 #include "platform/AVFoundation/AVAssetExportSession.h"
@@ -17,6 +16,7 @@
 #include "platform/UIKit/UILabel.h"
 #include "platform/UIKit/UIMovieScrubber.h"
 #include "platform/UIKit/UIProgressView.h"
+#include "platform/UIKit/UISaveFailure.h"
 #include "platform/UIKit/UIToolbar.h"
 #include "platform/UIKit/UIViewController.h"
 
@@ -237,17 +237,19 @@ class ZVVideoEditorViewController : public UIViewController,
   void hideExportProgress();
   // Failures of saving, and what stands in the way.
   /// Whether the library has room for the movie on screen, which still is what was opened.
-  std::optional<ZVSaveFailure> obstacleToSaving();
+  std::optional<UISaveFailure> obstacleToSaving();
   /// The same for what `session` is going to export and for the library's copy of it.
-  std::optional<ZVSaveFailure> obstacleToExporting(const Strong<AVAssetExportSession>& session);
-  ZVSaveFailure failureOfExport(const AVAssetExportSession& session);
+  std::optional<UISaveFailure> obstacleToExporting(const Strong<AVAssetExportSession>& session);
+  UISaveFailure failureOfExport(const AVAssetExportSession& session);
   void librarySaveDidEnd(const NSErrorPtr& error);
   /// For what the library has not said already.
-  void saveDidFail(const ZVSaveFailure& failure);
-  void tellOfFailure(const ZVSaveFailure& failure);
+  void saveDidFail(const UISaveFailure& failure);
+  void tellOfFailure(const UISaveFailure& failure);
   /// Says so when another program has changed the movie on screen. Once for each movie.
   void tellOfChangedMovie();
   void tellOfUnreadableMovie();
+  /// Whether the movie on screen is what was opened, and can be read. Says so when not.
+  bool movieCanBeShared();
   /// Shows a message above the editor and whatever that presents.
   void presentMessage(const std::string& title, const std::string& text);
   void presentShareSheet(const ZVStoreInfo& info, const NSURL& url);

@@ -13,6 +13,7 @@
 #include "platform/UIKit/UIImage.h"
 #include "platform/UIKit/UINavigationController.h"
 #include "platform/UIKit/UIPickerView.h"
+#include "platform/UIKit/UISaveFailure.h"
 #include "platform/UIKit/UIScreen.h"
 #include "platform/UIKit/UITableView.h"
 #include "sharing/ZVPublishingAgentClass.h"
@@ -56,6 +57,28 @@ std::set<std::string>& usedFiles() {
 std::string textAt(const std::vector<UIActivityItem>& items, std::size_t index) {
   const auto* text = index < items.size() ? std::get_if<std::string>(&items[index]) : nullptr;
   return text ? *text : std::string();
+}
+
+std::int64_t lackOfSpace(const AVAssetExportSession& exporter) {
+  return exporter.missingSpaceWithReserve(ZVScreenRecorderRequiredFreeSpace);
+}
+
+/// Why there is no converted movie of `asset`, in words for the person; null when there is one. One that was not begun
+/// found no room.
+NSErrorPtr failureOf(const AVAssetExportSession& exporter, const AVURLAsset& asset) {
+  const AVAssetExportSessionStatus status = exporter.status();
+  if (status == AVAssetExportSessionStatus::Cancelled) return NSError::posix(ECANCELED, "The conversion was given up");
+  const std::string& folder = ZVExtensions::_srTempPath(files());
+  UISaveFailure failure{exporter.error(), folder, 0, ""};
+  const bool isFull = failure.error && failure.error->domain() == NSPOSIXErrorDomain && failure.error->code() == ENOSPC;
+  if (asset.hasChanged())
+    failure = UISaveFailure::changedRecording();
+  else if (status == AVAssetExportSessionStatus::Unknown)
+    failure = UISaveFailure::lackOfSpace(folder, lackOfSpace(exporter));
+  else if (isFull)
+    failure.missingSpace = lackOfSpace(exporter);
+  if (!failure.error) return nullptr;
+  return std::make_shared<const NSError>(failure.error->domain(), failure.error->code(), failure.message());
 }
 
 std::string lowercased(std::string text) {
@@ -173,22 +196,26 @@ void ZVYouTubeActivity::startExport(const Strong<AVURLAsset>& asset) {
   mix->setInputParameters(std::move(parameters));
   exporter->setAudioMix(mix);
   exporter_ = exporter;
-  exporter->exportAsynchronouslyWithCompletionHandler(
-      [exporter, url = movieURL_, weak = std::weak_ptr<ZVYouTubeActivity>(strongSelf())] {
-        const AVAssetExportSessionStatus status = exporter->status();
-        if (status != AVAssetExportSessionStatus::Failed && status != AVAssetExportSessionStatus::Cancelled) {
-          os_trace("ZVYouTubeActivity: Export Mixed YouTube Video Complete.");
-        }
-        dispatch_async(dispatch_get_main_queue(), [exporter, url, weak] {
-          const auto self = weak.lock();
-          if (self && self->exporter_.lock() == exporter) {
-            self->conversionDidEnd(*exporter);
-          } else if (exporter->status() == AVAssetExportSessionStatus::Completed) {
-            // Given up, but the file was there already.
-            ZVExtensions::_srRemoveFile_completion(files(), url, nullptr);
-          }
-        });
-      });
+  const auto ended = [asset, exporter, url = movieURL_, weak = std::weak_ptr<ZVYouTubeActivity>(strongSelf())] {
+    const AVAssetExportSessionStatus status = exporter->status();
+    const NSErrorPtr error = failureOf(*exporter, *asset);
+    if (!error) os_trace("ZVYouTubeActivity: Export Mixed YouTube Video Complete.");
+    dispatch_async(dispatch_get_main_queue(), [exporter, error, status, url, weak] {
+      const auto self = weak.lock();
+      const bool isWanted = self && self->exporter_.lock() == exporter;
+      if (isWanted) self->conversionDidEnd(error);
+      // Given up, or of half a recording, but the file was there already.
+      if (status == AVAssetExportSessionStatus::Completed && (!isWanted || error))
+        ZVExtensions::_srRemoveFile_completion(files(), url, nullptr);
+    });
+  };
+  // A disk that hangs must not hang the window.
+  dispatch_async(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT), [exporter, ended] {
+    if (lackOfSpace(*exporter) > 0)
+      ended();
+    else
+      exporter->exportAsynchronouslyWithCompletionHandler(ended);
+  });
   showConversionProgress();
 }
 
@@ -201,9 +228,9 @@ void ZVYouTubeActivity::showConversionProgress() {
   });
 }
 
-void ZVYouTubeActivity::conversionDidEnd(const AVAssetExportSession& exporter) {
-  conversion_ = exporter.status() == AVAssetExportSessionStatus::Completed ? Conversion::Done : Conversion::Failed;
-  conversionError_ = exporter.error();
+void ZVYouTubeActivity::conversionDidEnd(const NSErrorPtr& error) {
+  conversion_ = error ? Conversion::Failed : Conversion::Done;
+  conversionError_ = error;
   if (publishingAgent_) tellAgentHowPreparationGoes();
 }
 

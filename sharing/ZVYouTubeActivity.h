@@ -74,7 +74,8 @@ class ZVYouTubeActivity : public UIActivity, public ZVPublishingAgentDelegate {
   void reserveMovieFile();
   void convert(const NSURL& movie);
   void startExport(const Strong<AVURLAsset>& asset);
-  void conversionDidEnd(const AVAssetExportSession& exporter);
+  /// `error`: null when the movie is there.
+  void conversionDidEnd(const NSErrorPtr& error);
   void showConversionProgress();
   void tellAgentHowPreparationGoes();
   void fillInForm(UIViewController& form);

@@ -140,12 +140,10 @@ bool _srDeviceHasSufficientFreeSpaceForRecording(const NSFileManager& manager) {
 
 std::int64_t _srMissingSpaceForBytes_inFolder(const NSFileManager& manager, std::int64_t bytes,
                                               const std::string& folder) {
-  const auto free = manager.fileSystemFreeSizeForPath_error(manager.existingFolderForPath(folder), nullptr);
   constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max();
   const std::int64_t needed =
       bytes > most - ZVScreenRecorderRequiredFreeSpace ? most : bytes + ZVScreenRecorderRequiredFreeSpace;
-  if (!free || *free >= static_cast<std::uint64_t>(needed)) return 0;
-  return needed - static_cast<std::int64_t>(*free);
+  return manager.missingSpaceForBytes_inFolder(needed, folder);
 }
 
 std::uint64_t _srDeviceFreeDiskSpace(const NSFileManager& manager) {

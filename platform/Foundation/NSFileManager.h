@@ -44,10 +44,18 @@ class NSFileManager {
   std::optional<std::uint64_t> fileSystemFreeSizeForPath_error(const std::string& path, NSErrorPtr* error) const;
   /// Whether this user may change what is at `path`; of a folder: make files in it.
   bool isWritableFileAtPath(const std::string& path) const;
+  bool isReadableFileAtPath(const std::string& path) const;  ///< links are followed
   /// `path`, or the nearest folder above it that exists: where its file system is asked about before it is made.
   std::string existingFolderForPath(const std::string& path) const;
   /// Whether what is written at one of these paths, made or not, takes room from the other.
   bool isSameFileSystem(const std::string& path, const std::string& other) const;
+  /// How many bytes are missing to write `bytes` (not negative) in `folder`, which need not exist yet; 0 when there is
+  /// room, and when the file system does not say.
+  std::int64_t missingSpaceForBytes_inFolder(std::int64_t bytes, const std::string& folder) const;
+  /// The same for a copy of the file at `path` and `reserve` bytes that are to be left; blocks that the copy would
+  /// share with the file take no room.
+  std::int64_t missingSpaceToCopyItemAtPath_inFolder_withReserve(const std::string& path, const std::string& folder,
+                                                                 std::int64_t reserve) const;
   /// Whether a copy of the file at `path` in `folder` would share its blocks, and so take no room. Tried with a few
   /// bytes in a file without a name.
   bool canShareBlocksOfItemAtPath_inFolder(const std::string& path, const std::string& folder) const;

@@ -2,6 +2,7 @@
 
 #include "platform/Dispatch/EssentialWork.h"
 #include "platform/Dispatch/dispatch.h"
+#include "platform/Foundation/NSFileManager.h"
 #include "platform/Foundation/ShownText.h"
 #include "platform/Foundation/UTF8.h"
 #include "platform/Photos/PhotoLibraryStore.h"
@@ -111,6 +112,16 @@ NSErrorPtr save(const SaveRequest& request, std::string* savedPath = nullptr) {
   return error;
 }
 
+/// Why a copy would leave less than `reserve` bytes on the library's disk; null when it would not.
+NSErrorPtr lackOfSpace(const SaveRequest& request, std::int64_t reserve) {
+  const std::string& folder = PHPhotoLibrary::sharedPhotoLibrary().folder();
+  const std::int64_t missing =
+      NSFileManager::defaultManager().missingSpaceToCopyItemAtPath_inFolder_withReserve(request.path, folder, reserve);
+  if (!request.source || missing == 0) return nullptr;
+  return NSError::posix(ENOSPC,
+                        "“" + folder + "” has not enough room, " + std::to_string(missing) + " bytes more are needed");
+}
+
 /// A save that the person has asked for. A copy of the movie that is there only because it was shared becomes it.
 NSErrorPtr saveForPerson(const SaveRequest& request) {
   auto& copies = library().copiesForOthers;
@@ -148,15 +159,17 @@ void PHPhotoLibrary::performChanges_completionHandler(std::function<void()> chan
   });
 }
 
-void PHPhotoLibrary::locateOrSaveMovieAtPath_completionHandler(
-    const std::string& path, std::function<void(const std::string& savedPath, NSErrorPtr error)> completion) {
-  dispatch_async(library().queue, [this, request = makeRequest(path), completion = std::move(completion),
-                                   pending = std::make_shared<PendingRequest>()] {
+void PHPhotoLibrary::locateOrSaveMovieAtPath_requiredFreeSpace_completionHandler(
+    const std::string& path, std::int64_t requiredFreeSpace,
+    std::function<void(const std::string& savedPath, NSErrorPtr error)> completion) {
+  dispatch_async(library().queue, [this, request = makeRequest(path), requiredFreeSpace,
+                                   completion = std::move(completion), pending = std::make_shared<PendingRequest>()] {
     std::string savedPath;
     if (request.source) savedPath = PhotoLibraryStore::find(*request.source, folder());
     NSErrorPtr error;
     if (savedPath.empty()) {
-      error = save(request, &savedPath);
+      error = lackOfSpace(request, requiredFreeSpace);
+      if (!error) error = save(request, &savedPath);
       if (!error) library().copiesForOthers.push_back(savedPath);
     }
     completion(savedPath, error);
@@ -202,7 +215,9 @@ void PHAssetChangeRequest::creationRequestForAssetFromVideoAtFileURL(const NSURL
   SaveRequest request = makeRequest(url.path());
   if (request.source && hasChanged && hasChanged()) {
     request.source = nullptr;
-    request.openError = NSError::posix(EIO, "“" + url.path() + "” could not be saved: another program has changed it");
+    request.openError = std::make_shared<const NSError>(
+        NSPOSIXErrorDomain, ESTALE,
+        "“" + url.lastPathComponent() + "” could not be saved: another program has changed it");
   }
   currentChange->push_back(std::move(request));
 }

@@ -3,6 +3,7 @@
 #include "platform/Foundation/NSError.h"
 #include "platform/Foundation/NSURL.h"
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -22,9 +23,12 @@ class PHPhotoLibrary {
   // For activities that hand a movie to other programs, which need a file that stays.
 
   /// Finds the movie at `path` among those in the library, or saves it there, and calls `completion` on a queue of the
-  /// library with the path it has there, or with an error. The file is opened before the call returns. Any thread.
-  void locateOrSaveMovieAtPath_completionHandler(
-      const std::string& path, std::function<void(const std::string& savedPath, NSErrorPtr error)> completion);
+  /// library with the path it has there, or with an error. `requiredFreeSpace` bytes are to be left on the library's
+  /// disk by a save; where they would not be it fails with ENOSPC and writes nothing. One that changes meanwhile fails
+  /// with ESTALE. The file is opened before the call returns. Any thread.
+  void locateOrSaveMovieAtPath_requiredFreeSpace_completionHandler(
+      const std::string& path, std::int64_t requiredFreeSpace,
+      std::function<void(const std::string& savedPath, NSErrorPtr error)> completion);
   /// The file name that a save would give the movie at `path`, with its extension.
   std::string fileNameForMovieAtPath(const std::string& path) const;
 

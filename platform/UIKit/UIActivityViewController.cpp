@@ -109,6 +109,7 @@ void UIActivityViewController::carryOut() {
   activity->setFinishHandler([weak = weak_from_this()](bool completed) {
     if (const auto self = weak.lock()) static_cast<UIActivityViewController&>(*self).activityDidEnd(completed);
   });
+  if (mayCarryOut_ && !mayCarryOut_()) return activityDidEnd(false);
   activity->prepareWithActivityItems(items_);
   if (activity->isFinished()) return;
   const auto controller = activity->activityViewController();
@@ -142,5 +143,6 @@ void UIActivityViewController::windowDidClose() {
 
 void UIActivityViewController::report(const std::string& type, bool completed) {
   const auto handler = std::exchange(handler_, nullptr);
+  mayCarryOut_ = nullptr;
   if (handler) handler(type, completed, {}, nullptr);
 }

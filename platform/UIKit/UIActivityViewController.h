@@ -10,6 +10,7 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// The share sheet: what is to be shared, and the activities that can be carried out with it. Main queue only.
@@ -38,6 +39,10 @@ class UIActivityViewController : public UIViewController {
   void setActivityTypeOrder(const std::vector<std::string>& types);
   /// Called once, on the main queue, when it is over; then let go of. Not called when the window closes before.
   void setCompletionWithItemsHandler(CompletionWithItemsHandler handler);
+  /// Asked on the main queue once the sheet has gone and before a picked activity is prepared: whether it may be
+  /// carried out. Who says no tells the person why; the activity has then ended, not completed. Null, as at first:
+  /// always.
+  void setMayCarryOutHandler(std::function<bool()> handler) { mayCarryOut_ = std::move(handler); }
   /// A picture of what is shared, words about it ("0:32"), and the name that the person knows the file by, for the
   /// sheet's head. Each may be empty; the file is then called by its own name.
   void setPreview(const Strong<UIImage>& image, const std::string& detail, const std::string& fileName = "");
@@ -70,6 +75,7 @@ class UIActivityViewController : public UIViewController {
   std::vector<UIActivityItem> items_;
   std::vector<Strong<UIActivity>> activities_;
   CompletionWithItemsHandler handler_;
+  std::function<bool()> mayCarryOut_;
   Strong<UIImage> previewImage_;
   std::string previewDetail_, previewName_;
   Strong<UIActivity> picked_;

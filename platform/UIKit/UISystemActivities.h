@@ -2,6 +2,7 @@
 
 #include "platform/UIKit/UIActivity.h"
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,10 @@ inline constexpr const char* UIActivityTypeShowInFolder = "UIActivityTypeShowInF
 /// is called on the main queue when everything that answers has answered; on a desktop that hangs that may be never.
 /// Main queue.
 void UISystemActivitiesPrepare(const std::string& subject, std::function<void()> then = nullptr);
+
+/// How many bytes what the activities write is to leave free on a disk; a movie that finds no such room is not written.
+/// At first none. Main queue.
+void UISystemActivitiesSetRequiredFreeSpace(std::int64_t bytes);
 
 /// New objects for one sheet, in the order in which it shows them. Never waits: what the desktop has not answered yet
 /// is not offered. Main queue.

@@ -157,20 +157,26 @@ TEST(Saving, WithoutRoomForAnExportThePersonIsToldAndTheEditorIsAsItWas) {
   const fs::path movie = session.copyOf("basic.mp4");
   const Identity before(movie);
   const auto size = fs::file_size(movie);
+  constexpr std::uintmax_t roomToOpenIt = 150'000'000;
   const std::string mount =
-      "mount -t tmpfs -o mode=700,size=" + std::to_string(size + 200 * 1024) + " none " + session.cache.string();
+      "mount -t tmpfs -o mode=700,size=" + std::to_string(size + roomToOpenIt) + " none " + session.cache.string();
   if (geteuid() != 0 || system((mount + " 2>/dev/null").c_str()) != 0) GTEST_SKIP() << "small disks need root";
   struct Unmount {
     std::string folder;
     ~Unmount() { EXPECT_EQ(system(("umount -l " + folder).c_str()), 0); }
   } unmount{session.cache.string()};
 
-  EXPECT_EQ(session.run(movie,
-                        "wait ready\ndrag start 5\nwait editing\ntap Done\nwait failed 60\nstate\nalert OK\n"
-                        // Another try fails as cleanly, and what can be had still can.
-                        "tap Done\nwait failed 60\nalert OK\ntap Cancel\nstate\ntap Save\nwait saved\n"),
-            0)
-      << session.errors();
+  const fs::path isFull = session.folder() / "is-full";
+  session.start(movie, "wait ready\ntime\nwait file " + isFull.string() +
+                           " 60\ndrag start 5\nwait editing\ntap Done\nwait failed 60\nstate\nalert OK\n"
+                           // Another try fails as cleanly, and what can be had still can.
+                           "tap Done\nwait failed 60\nalert OK\ntap Cancel\nstate\ntap Save\nwait saved\n");
+  ASSERT_TRUE(session.waitForOutput("\n")) << session.errors();
+  const std::string shrink =
+      "mount -o remount,size=" + std::to_string(size + 200 * 1024) + " " + session.cache.string();
+  ASSERT_EQ(system(shrink.c_str()), 0);
+  std::ofstream(isFull).flush();
+  EXPECT_EQ(session.wait(), 0) << session.errors();
   ASSERT_EQ(session.states().size(), 2U);
   EXPECT_EQ(member(member(session.states()[0], "flags"), "trimming"), "true");
   EXPECT_EQ(member(member(session.states()[0], "flags"), "exporting"), "false");

@@ -62,11 +62,11 @@ class Library : public testing::Test {
   }
 
   /// As an activity does that hands the movie to another program; its path in the library, empty after a failure.
-  static std::string locate(const std::string& path) {
+  static std::string locate(const std::string& path, std::int64_t requiredFreeSpace = 0) {
     std::atomic<bool> done{false};
     std::string found;
-    PHPhotoLibrary::sharedPhotoLibrary().locateOrSaveMovieAtPath_completionHandler(
-        path, [&](const std::string& savedPath, const NSErrorPtr& error) {
+    PHPhotoLibrary::sharedPhotoLibrary().locateOrSaveMovieAtPath_requiredFreeSpace_completionHandler(
+        path, requiredFreeSpace, [&](const std::string& savedPath, const NSErrorPtr& error) {
           EXPECT_FALSE(dispatch_is_current(dispatch_get_main_queue()));
           EXPECT_EQ(savedPath.empty(), error != nullptr);
           found = savedPath;

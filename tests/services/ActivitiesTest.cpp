@@ -16,6 +16,8 @@
 #include <QMimeData>
 #include <QUrl>
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -242,12 +244,43 @@ TEST_F(ServicesTest, SavesACopyWhereThePersonSays) {
   EXPECT_EQ(content(), "moviedata");
   EXPECT_EQ(read("calls"), "SaveFile\t" + kSavedName + "\nSaveFile\t" + kSavedName + "\n");
   EXPECT_FALSE(fs::exists(library_)) << "nothing but the copy";
+  // Somebody shortens the movie while the dialog is open.
+  for (const auto& activity : UISystemActivities()) {
+    if (activity->activityType() != UIActivityTypeSaveToFiles) continue;
+    std::optional<bool> completed;
+    activity->setFinishHandler([&](bool value) { completed = value; });
+    activity->prepareWithActivityItems(items());
+    activity->performActivity();
+    fs::resize_file(movie_, 4);
+    EXPECT_TRUE(waitUntil([&] { return completed.has_value(); }));
+    EXPECT_EQ(completed, false);
+    EXPECT_EQ(content(), "moviedata");
+  }
   tell("save-path", home_ / "no such folder/copy.m4v");
   EXPECT_FALSE(perform(UIActivityTypeSaveToFiles));
   fs::remove(movie_);
   tell("save-path", target);
   EXPECT_FALSE(perform(UIActivityTypeSaveToFiles));
   EXPECT_EQ(content(), "moviedata");
+}
+
+TEST_F(ServicesTest, WritesNothingThatWouldFillTheDisk) {
+  startBus();
+  startDesktop();
+  ASSERT_TRUE(learn());
+  const std::string target = home_.write("Desktop/copy.m4v", "an older file");
+  tell("save-path", target);
+  UISystemActivitiesSetRequiredFreeSpace(std::int64_t(1) << 60);
+  for (const char* type :
+       {UIActivityTypeMail, UIActivityTypeShowInFolder, UIActivityTypeCopyToPasteboard, UIActivityTypeSaveToFiles})
+    EXPECT_FALSE(perform(type)) << type;
+  EXPECT_FALSE(fs::exists(library_));
+  EXPECT_EQ(fs::file_size(target), std::strlen("an older file"));
+  UISystemActivitiesSetRequiredFreeSpace(0);
+  EXPECT_TRUE(perform(UIActivityTypeMail));
+  UISystemActivitiesSetRequiredFreeSpace(std::int64_t(1) << 60);
+  EXPECT_TRUE(perform(UIActivityTypeMail)) << "it is in the library already";
+  UISystemActivitiesSetRequiredFreeSpace(0);
 }
 
 TEST_F(ServicesTest, ShowsTheSavedMovieInItsFolder) {

@@ -19,6 +19,8 @@ void UISystemActivitiesPrepare(const std::string& /*subject*/, std::function<voi
   if (then) then();
 }
 
+void UISystemActivitiesSetRequiredFreeSpace(std::int64_t /*bytes*/) {}
+
 void setSystemActivities(std::vector<Strong<UIActivity>> activities) {
   current() = std::move(activities);
 }

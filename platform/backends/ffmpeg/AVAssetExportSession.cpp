@@ -88,8 +88,9 @@ std::string AVAssetExportSession::Impl::outputFolder() const {
 
 std::string AVAssetExportSession::Impl::failureText() const {
   const bool converts = preset == AVAssetExportPresetHighestQuality;
-  return std::string("The ") + (converts ? "converted" : "trimmed") + " movie could not be written to " +
-         outputURL.path();
+  std::string folder = outputFolder();
+  while (folder.size() > 1 && folder.ends_with('/')) folder.pop_back();
+  return std::string("The ") + (converts ? "converted" : "trimmed") + " movie could not be written in “" + folder + "”";
 }
 
 std::int64_t AVAssetExportSession::estimatedOutputFileLength() const {
@@ -109,7 +110,10 @@ std::int64_t AVAssetExportSession::missingSpaceWithReserve(std::int64_t reserve)
   const auto free = manager.fileSystemFreeSizeForPath_error(folder, nullptr);
   if (!free || !impl_->asset) return 0;
   const FileDescriptor source(open(impl_->asset->readablePath().c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  const bool isRepacked = source && !isobmff::isMovieFile(source.get());
+  // Sound is mixed into a file of its own, of which the movie is then made, as a recording is repacked into one.
+  const bool isRepacked = (source && !isobmff::isMovieFile(source.get())) ||
+                          (impl_->preset == AVAssetExportPresetHighestQuality &&
+                           impl_->asset->tracksWithMediaType(AVMediaTypeAudio).size() > 1);
   const auto missing = [&](std::int64_t bytes) {
     return std::max<std::int64_t>(0, reserve + bytes * (isRepacked ? 2 : 1) - std::int64_t(*free));
   };

@@ -2,6 +2,7 @@
 
 #include "platform/Dispatch/EssentialWork.h"
 #include "platform/Dispatch/dispatch.h"
+#include "platform/Foundation/NSFileManager.h"
 #include "platform/Photos/PHPhotoLibrary.h"
 #include "platform/UIKit/UIKitStrings.h"
 #include "platform/backends/portal/DesktopInventory.h"
@@ -10,6 +11,7 @@
 #include "platform/backends/posix/HiddenFile.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <QStringList>
 #include <QUrl>
 #include <cerrno>
@@ -20,10 +22,23 @@ ZV_REGISTER_CLASS(SaveCopyActivity, "SaveCopyActivity", SystemActivity, {})
 
 namespace {
 
-/// Fills a hidden file with the movie and gives it its name. The dialog has asked about a file that was there when it
-/// closed; one that has come since stays. 0 or an errno value.
-int saveCopy(int source, const std::filesystem::path& target, bool mayReplace) {
-  std::optional<HiddenFile> file = HiddenFile::create(target.parent_path().string(), 0666);
+std::int64_t lengthOf(int file) {
+  struct stat status {};
+  return fstat(file, &status) == 0 ? std::int64_t(status.st_size) : 0;
+}
+
+/// Fills a hidden file with the movie, which was `length` bytes long when the person asked for it, and gives it its
+/// name. The dialog has asked about a file that was there when it closed; one that has come since stays. 0 or an errno
+/// value.
+int saveCopy(int source, std::int64_t length, const std::filesystem::path& target, bool mayReplace,
+             std::int64_t reserve) {
+  const NSFileManager& files = NSFileManager::defaultManager();
+  const std::string folder = target.parent_path().string();
+  if (lengthOf(source) < length) return kSourceEndedEarly;
+  if (files.missingSpaceToCopyItemAtPath_inFolder_withReserve("/proc/self/fd/" + std::to_string(source), folder,
+                                                              reserve) > 0)
+    return ENOSPC;
+  std::optional<HiddenFile> file = HiddenFile::create(folder, 0666);
   if (!file) return errno;
   if (const int failure = cloneOrCopy(source, file->descriptor())) return failure;
   const std::string name = target.filename().string();
@@ -42,34 +57,45 @@ bool SaveCopyActivity::isPossible(const Items& items) const {
 
 void SaveCopyActivity::performActivity() {
   const PHPhotoLibrary& library = PHPhotoLibrary::sharedPhotoLibrary();
+  // Opened now: the movie may go away with the editor, or change while the dialog is open.
+  const auto source = std::make_shared<FileDescriptor>(open(items().movie.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (const int failure = *source ? 0 : errno) {
+    return fail(UIKitLocalizedString("The copy could not be saved"),
+                NSError::posix(failure, "“" + library.fileNameForMovieAtPath(items().movie) + "” can't be read")
+                    ->localizedDescription());
+  }
+  const std::int64_t length = lengthOf(source->get());
   const QVariantMap options{
       {QStringLiteral("current_name"), QString::fromStdString(library.fileNameForMovieAtPath(items().movie))}};
-  PortalRequest::send(QStringLiteral("org.freedesktop.portal.FileChooser"), QStringLiteral("SaveFile"),
-                      {QString::fromStdString(UIKitLocalizedString("Save a Copy"))}, options,
-                      [self = strongSelf(this)](PortalRequest::Outcome outcome, const QVariantMap& results) {
-                        const QUrl chosen(results.value(QStringLiteral("uris")).toStringList().value(0));
-                        if (outcome == PortalRequest::Outcome::Cancelled) return self->activityDidFinish(false);
-                        if (outcome == PortalRequest::Outcome::Done && chosen.isLocalFile())
-                          return self->copyTo(chosen.toLocalFile().toStdString());
-                        self->fail(UIKitLocalizedString("The copy could not be saved"),
-                                   UIKitLocalizedString("The desktop has named no file to save it in."));
-                      });
+  PortalRequest::send(
+      QStringLiteral("org.freedesktop.portal.FileChooser"), QStringLiteral("SaveFile"),
+      {QString::fromStdString(UIKitLocalizedString("Save a Copy"))}, options,
+      [self = strongSelf(this), source, length](PortalRequest::Outcome outcome, const QVariantMap& results) {
+        const QUrl chosen(results.value(QStringLiteral("uris")).toStringList().value(0));
+        if (outcome == PortalRequest::Outcome::Cancelled) return self->activityDidFinish(false);
+        if (outcome == PortalRequest::Outcome::Done && chosen.isLocalFile())
+          return self->copyTo(source, length, chosen.toLocalFile().toStdString());
+        self->fail(UIKitLocalizedString("The copy could not be saved"),
+                   UIKitLocalizedString("The desktop has named no file to save it in."));
+      });
 }
 
-void SaveCopyActivity::copyTo(const std::string& path) {
-  const auto self = strongSelf(this);
-  // Opened now: the movie may go away with the editor.
-  const auto source = std::make_shared<FileDescriptor>(open(items().movie.c_str(), O_RDONLY | O_CLOEXEC));
-  const int openFailure = *source ? 0 : errno;
+void SaveCopyActivity::copyTo(const std::shared_ptr<FileDescriptor>& source, std::int64_t length,
+                              const std::string& path) {
   dispatch_async(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT),
-                 [self, source, openFailure, path, work = std::make_shared<EssentialWork>()] {
+                 [self = strongSelf(this), source, length, path, reserve = systemActivityRequiredFreeSpace(),
+                  work = std::make_shared<EssentialWork>()] {
                    std::error_code error;
                    const bool isThere = std::filesystem::exists(path, error);
-                   const int failure = openFailure ? openFailure : saveCopy(source->get(), path, isThere);
-                   dispatch_async(dispatch_get_main_queue(), [self, failure, path] {
-                     if (failure == 0) return self->activityDidFinish(true);
-                     self->fail(UIKitLocalizedString("The copy could not be saved"),
-                                NSError::posix(failure, path)->localizedDescription());
+                   std::string message;
+                   if (const int failure = saveCopy(source->get(), length, path, isThere, reserve)) {
+                     message = whyNotCopied(NSError::posix(failure, "“" + path + "”"),
+                                            "/proc/self/fd/" + std::to_string(source->get()),
+                                            std::filesystem::path(path).parent_path().string(), reserve);
+                   }
+                   dispatch_async(dispatch_get_main_queue(), [self, message] {
+                     if (message.empty()) return self->activityDidFinish(true);
+                     self->fail(UIKitLocalizedString("The copy could not be saved"), message);
                    });
                  });
 }

@@ -3,6 +3,10 @@
 #include "platform/UIKit/UISystemActivities.h"
 #include "platform/backends/portal/SystemActivity.h"
 
+#include <cstdint>
+#include <memory>
+#include <string>
+
 /// A copy of the movie where the person says, in the desktop's own dialog. Whole or not at all.
 class SaveCopyActivity : public SystemActivity {
   ZV_OBJECT(SaveCopyActivity)
@@ -19,5 +23,6 @@ class SaveCopyActivity : public SystemActivity {
   std::string symbolName() const override { return "save"; }
 
  private:
-  void copyTo(const std::string& path);
+  /// `length`: of the movie, when the person asked for the copy.
+  void copyTo(const std::shared_ptr<FileDescriptor>& source, std::int64_t length, const std::string& path);
 };

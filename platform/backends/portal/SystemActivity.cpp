@@ -1,12 +1,14 @@
 #include "platform/backends/portal/SystemActivity.h"
 
 #include "platform/Dispatch/dispatch.h"
+#include "platform/Foundation/NSFileManager.h"
 #include "platform/Foundation/os_trace.h"
 #include "platform/Photos/PHPhotoLibrary.h"
 #include "platform/UIKit/UIAlertAction.h"
 #include "platform/UIKit/UIAlertController.h"
 #include "platform/UIKit/UIImage.h"
 #include "platform/UIKit/UIKitStrings.h"
+#include "platform/UIKit/UISaveFailure.h"
 #include "platform/backends/posix/FileDescriptor.h"
 
 #include <fcntl.h>
@@ -15,6 +17,11 @@
 #include <utility>
 
 ZV_REGISTER_CLASS(SystemActivity, "SystemActivity", UIActivity, {})
+
+std::int64_t& systemActivityRequiredFreeSpace() {
+  static std::int64_t bytes = 0;
+  return bytes;
+}
 
 std::string& systemActivitySubject() {
   static std::string& subject = *new std::string;
@@ -50,13 +57,28 @@ Strong<UIImage> SystemActivity::activityImage() const {
   return UIImage::systemImageNamed(symbolName());
 }
 
+std::string SystemActivity::whyNotCopied(const NSErrorPtr& error, const std::string& movie, const std::string& folder,
+                                         std::int64_t reserve) {
+  UISaveFailure failure{error, folder, 0, ""};
+  if (error->domain() == NSPOSIXErrorDomain && error->code() == ENOSPC) {
+    failure.missingSpace =
+        NSFileManager::defaultManager().missingSpaceToCopyItemAtPath_inFolder_withReserve(movie, folder, reserve);
+  }
+  return failure.message();
+}
+
 void SystemActivity::locateMovie(std::function<void(const std::string& path)> then) {
   const auto self = strongSelf(this);
-  PHPhotoLibrary::sharedPhotoLibrary().locateOrSaveMovieAtPath_completionHandler(
-      items_.movie, [self, then = std::move(then)](const std::string& path, const NSErrorPtr& error) {
-        dispatch_async(dispatch_get_main_queue(), [self, then, path, error] {
+  PHPhotoLibrary::sharedPhotoLibrary().locateOrSaveMovieAtPath_requiredFreeSpace_completionHandler(
+      items_.movie, systemActivityRequiredFreeSpace(),
+      [self, then = std::move(then), reserve = systemActivityRequiredFreeSpace()](const std::string& path,
+                                                                                  const NSErrorPtr& error) {
+        const std::string message =
+            error ? whyNotCopied(error, self->items_.movie, PHPhotoLibrary::sharedPhotoLibrary().folder(), reserve)
+                  : "";
+        dispatch_async(dispatch_get_main_queue(), [self, then, path, error, message] {
           if (!error) return then(path);
-          self->fail(UIKitLocalizedString("The movie could not be saved"), error->localizedDescription());
+          self->fail(UIKitLocalizedString("The movie could not be saved"), message);
         });
       });
 }

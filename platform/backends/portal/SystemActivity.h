@@ -1,7 +1,9 @@
 #pragma once
 
+#include "platform/Foundation/NSError.h"
 #include "platform/UIKit/UIActivity.h"
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -41,6 +43,10 @@ class SystemActivity : public UIActivity {
   /// Calls `then` with the movie's path in the photo library, where it is saved first when it isn't. When it can't be
   /// saved, tells the person, and the activity has finished.
   void locateMovie(std::function<void(const std::string& path)> then);
+  /// What a person is told when a copy of `movie` in `folder`, which was to leave `reserve` bytes there, has failed.
+  /// Any thread.
+  static std::string whyNotCopied(const NSErrorPtr& error, const std::string& movie, const std::string& folder,
+                                  std::int64_t reserve);
   /// Opens the file at `path` for reading, in the background, and calls `then` with it. When it can't be opened, tells
   /// the person why under `title`, and the activity has finished.
   void openMovie(const std::string& path, const std::string& title,
@@ -55,6 +61,9 @@ class SystemActivity : public UIActivity {
 
   Items items_;
 };
+
+/// Bytes that are to be left on a disk. Main queue.
+std::int64_t& systemActivityRequiredFreeSpace();
 
 /// The subject of mails; empty when none was given.
 std::string& systemActivitySubject();

@@ -13,6 +13,10 @@ void UISystemActivitiesPrepare(const std::string& subject, std::function<void()>
   DesktopInventory::shared().refresh(std::move(then));
 }
 
+void UISystemActivitiesSetRequiredFreeSpace(std::int64_t bytes) {
+  systemActivityRequiredFreeSpace() = bytes;
+}
+
 std::vector<Strong<UIActivity>> UISystemActivities() {
   DesktopInventory::shared().refresh();  // for the next sheet: programs come and go
   return {std::make_shared<MailActivity>(),     std::make_shared<MessageActivity>(),

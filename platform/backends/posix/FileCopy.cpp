@@ -23,7 +23,7 @@ int copyThroughMemory(int from, int to, std::int64_t done, std::int64_t total, c
     ssize_t count = pread(from, buffer.data(), buffer.size(), done);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return errno;
-    if (count == 0) return 0;
+    if (count == 0) return done < total ? kSourceEndedEarly : 0;
     for (ssize_t written = 0; written < count;) {
       ssize_t piece = pwrite(to, buffer.data() + written, static_cast<std::size_t>(count - written), done + written);
       if (piece < 0 && errno == EINTR) continue;
@@ -35,12 +35,18 @@ int copyThroughMemory(int from, int to, std::int64_t done, std::int64_t total, c
   }
 }
 
+/// At least.
+bool hasLength(int file, std::int64_t wanted) {
+  struct stat status;
+  return fstat(file, &status) == 0 && status.st_size >= wanted;
+}
+
 }  // namespace
 
 int cloneOrCopy(int from, int to, const CopyProgress& progress) {
-  if (ioctl(to, FICLONE, from) == 0) return 0;
   struct stat status;
   if (fstat(from, &status) != 0) return errno;
+  if (ioctl(to, FICLONE, from) == 0) return hasLength(to, status.st_size) ? 0 : kSourceEndedEarly;
   if (isFasterThroughMemory(to, std::uint64_t(status.st_size)))
     return copyThroughMemory(from, to, 0, status.st_size, progress);
   constexpr std::size_t kPiece = 16 << 20;

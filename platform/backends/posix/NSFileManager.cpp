@@ -3,8 +3,11 @@
 #include "platform/backends/posix/FileCopy.h"
 #include "platform/backends/posix/FileDescriptor.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <limits>
+#include <memory>
 
 #include <fcntl.h>
 #include <linux/fs.h>
@@ -99,8 +102,11 @@ bool NSFileManager::moveItemAtURL_toURL_error(const NSURL& from, const NSURL& to
     }
   }
   if (failure == EXDEV) failure = moveByCopying(from.path(), to.path());
-  if (failure != 0) return fail(error, failure, "“" + from.path() + "” can’t be moved to “" + to.path() + "”");
-  return true;
+  if (failure == 0) return true;
+  const std::string what = "“" + from.path() + "” can’t be moved to “" + to.path() + "”";
+  if (failure != kSourceEndedEarly) return fail(error, failure, what);
+  if (error) *error = std::make_shared<const NSError>(NSPOSIXErrorDomain, failure, what + ": it was cut off meanwhile");
+  return false;
 }
 
 bool NSFileManager::createDirectoryAtPath_error(const std::string& path, bool isPrivate, NSErrorPtr* error) const {
@@ -144,6 +150,10 @@ bool NSFileManager::isWritableFileAtPath(const std::string& path) const {
          access(path.c_str(), isDirectory ? W_OK | X_OK : W_OK) == 0;
 }
 
+bool NSFileManager::isReadableFileAtPath(const std::string& path) const {
+  return access(path.c_str(), R_OK) == 0;
+}
+
 std::string NSFileManager::existingFolderForPath(const std::string& path) const {
   std::filesystem::path folder = path.empty() ? "." : path;
   for (bool isDirectory = false; !fileExistsAtPath_isDirectory(folder.string(), &isDirectory) || !isDirectory;) {
@@ -159,6 +169,23 @@ bool NSFileManager::isSameFileSystem(const std::string& path, const std::string&
   }, two{};
   return stat(existingFolderForPath(path).c_str(), &one) == 0 &&
          stat(existingFolderForPath(other).c_str(), &two) == 0 && one.st_dev == two.st_dev;
+}
+
+std::int64_t NSFileManager::missingSpaceForBytes_inFolder(std::int64_t bytes, const std::string& folder) const {
+  const auto free = fileSystemFreeSizeForPath_error(existingFolderForPath(folder), nullptr);
+  if (!free || *free >= static_cast<std::uint64_t>(bytes)) return 0;
+  return bytes - static_cast<std::int64_t>(*free);
+}
+
+std::int64_t NSFileManager::missingSpaceToCopyItemAtPath_inFolder_withReserve(const std::string& path,
+                                                                              const std::string& folder,
+                                                                              std::int64_t reserve) const {
+  struct stat status {};
+  const std::int64_t bytes = stat(path.c_str(), &status) == 0 ? std::int64_t(status.st_size) : 0;
+  const std::int64_t needed = std::min(bytes, std::numeric_limits<std::int64_t>::max() - reserve) + reserve;
+  const std::int64_t most = missingSpaceForBytes_inFolder(needed, folder);
+  if (most == 0 || !canShareBlocksOfItemAtPath_inFolder(path, folder)) return most;
+  return missingSpaceForBytes_inFolder(reserve, folder);
 }
 
 bool NSFileManager::canShareBlocksOfItemAtPath_inFolder(const std::string& path, const std::string& folder) const {

@@ -125,7 +125,7 @@ std::shared_ptr<PhotoLibrarySource> PhotoLibraryStore::open(const std::string& p
     source->watch.emplace(source->file.get());
     return source;
   }
-  *error = NSError::posix(failure, "“" + path + "” could not be saved: it can't be read");
+  *error = NSError::posix(failure, "“" + source->name + "” could not be saved: it can't be read");
   return nullptr;
 }
 
@@ -150,7 +150,7 @@ NSErrorPtr PhotoLibraryStore::save(PhotoLibrarySource& opened, const std::string
                             [&](std::int64_t done, std::int64_t total) { return report(0, done, total); });
   if (failure == 0 &&
       (!isAsLong(source.file.get(), status) || !isAsLong(file->descriptor(), status) || source.watch->hasChanged()))
-    return NSError::posix(EIO, what + ": another program has changed it meanwhile");
+    failure = kSourceEndedEarly;
   if (failure == 0) {
     failure =
         flushFile(file->descriptor(), [&](std::int64_t done, std::int64_t total) { return report(0.5F, done, total); });
@@ -166,6 +166,10 @@ NSErrorPtr PhotoLibraryStore::save(PhotoLibrarySource& opened, const std::string
       return nullptr;
     }
     if (failure == EEXIST) failure = 0;
+  }
+  if (failure == kSourceEndedEarly) {
+    return std::make_shared<const NSError>(NSPOSIXErrorDomain, failure,
+                                           what + ": another program has changed it meanwhile");
   }
   if (failure == ENOSPC || failure == EDQUOT) {
     const std::string missing = std::to_string(missingBytes(file->descriptor(), status.st_size));
