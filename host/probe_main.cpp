@@ -7,13 +7,16 @@
 #include <sys/auxv.h>
 #include <sys/resource.h>
 #include <unistd.h>
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 extern "C" {
+#include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libavutil/error.h>
 }
@@ -22,8 +25,10 @@ namespace {
 
 constexpr rlim_t kLongest = 2;  // seconds of computing; an hour's recording takes some hundredths
 [[maybe_unused]] constexpr rlim_t kMemory =
-    500'000'000;                       // bytes; ten hours of pictures and sound take some tens of millions
-constexpr unsigned kMostTracks = 256;  // as many as can be trimmed; readers take time by their square
+    500'000'000;                                  // bytes; ten hours of pictures and sound take some tens of millions
+constexpr unsigned kMostTracks = 256;             // as many as can be trimmed; readers take time by their square
+constexpr std::int64_t kMostPixels = 35'651'584;  // of a picture, 8192 x 4352: as many as the editor decodes
+constexpr int kPacketsExamined = 100;             // for pictures that are larger than the headers say
 
 int readFile(void* opaque, std::uint8_t* buffer, int size) {
   ssize_t count = read(*static_cast<int*>(opaque), buffer, static_cast<std::size_t>(size));
@@ -58,6 +63,51 @@ bool hasPictureOrSound(const AVFormatContext* context) {
     if (stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO && stream->codecpar->codec_id != AV_CODEC_ID_NONE &&
         !(stream->disposition & AV_DISPOSITION_ATTACHED_PIC))
       return true;
+  }
+  return false;
+}
+
+bool hasMovingPictures(const AVStream* stream) {
+  return stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO && !(stream->disposition & AV_DISPOSITION_ATTACHED_PIC);
+}
+
+/// The pixels of a picture by what is written in it and in the description of its coding; 0 where that is not told.
+std::int64_t codedPixels(const AVStream* stream, const AVPacket* packet) {
+  AVCodecParserContext* parser = av_parser_init(stream->codecpar->codec_id);
+  AVCodecContext* codec = avcodec_alloc_context3(nullptr);
+  std::int64_t pixels = 0;
+  if (parser && codec && avcodec_parameters_to_context(codec, stream->codecpar) >= 0) {
+    parser->flags |= PARSER_FLAG_COMPLETE_FRAMES;
+    std::uint8_t* picture = nullptr;
+    int size = 0;
+    av_parser_parse2(parser, codec, &picture, &size, packet->data, packet->size, packet->pts, packet->dts, packet->pos);
+    pixels = std::max(std::int64_t{parser->width} * parser->height,
+                      std::int64_t{parser->coded_width} * parser->coded_height);
+  }
+  avcodec_free_context(&codec);
+  if (parser) av_parser_close(parser);
+  return pixels;
+}
+
+/// Whether pictures are larger than the editor can decode within its memory.
+bool hasEnormousPictures(AVFormatContext* context) {
+  for (unsigned i = 0; i < context->nb_streams; ++i) {
+    const AVCodecParameters* codec = context->streams[i]->codecpar;
+    if (hasMovingPictures(context->streams[i]) && std::int64_t{codec->width} * codec->height > kMostPixels) return true;
+  }
+  std::vector<bool> known;
+  for (unsigned i = 0; i < context->nb_streams; ++i) known.push_back(!hasMovingPictures(context->streams[i]));
+  AVPacket* packet = av_packet_alloc();
+  for (int count = 0; packet && count < kPacketsExamined && av_read_frame(context, packet) >= 0; ++count) {
+    const auto index = static_cast<std::size_t>(packet->stream_index);
+    const AVStream* stream = context->streams[index];
+    if (index < known.size() && !known[index]) {
+      const std::int64_t pixels = codedPixels(stream, packet);
+      if (pixels > kMostPixels) return true;
+      known[index] = pixels > 0;
+    }
+    av_packet_unref(packet);
+    if (std::find(known.begin(), known.end(), false) == known.end()) break;
   }
   return false;
 }
@@ -128,5 +178,6 @@ int main(int argc, char* argv[]) {
   }
   if (doubtful && context->probe_score <= AVPROBE_SCORE_RETRY / 4) return no("is not a movie");
   if (!hasPictureOrSound(context)) return no("has neither picture nor sound");
+  if (hasEnormousPictures(context)) return no("has larger pictures than can be edited: 8192 x 4352 pixels at most");
   end(0);
 }

@@ -3,6 +3,7 @@
 #include "platform/AVFoundation/AVError.h"
 #include "platform/Dispatch/dispatch.h"
 #include "platform/backends/ffmpeg/FreedMemory.h"
+#include "platform/backends/ffmpeg/PictureSize.h"
 #include "platform/backends/ffmpeg/ThumbnailDecoder.h"
 
 #include <algorithm>
@@ -77,6 +78,13 @@ void AVAssetImageGenerator::Impl::work(const std::shared_ptr<State>& state, Stat
     if (worker.decoder) worker.decoder->keyIndex(kCMTimeZero);  // reads the index
   }
   std::unique_lock lock(state->mutex);
+  if (&worker != &state->workers[0] && worker.decoder && worker.decoder->pixels() > kPixelsOfTwoDecoders) {
+    // The first one does it all: it is always at work when another one is.
+    worker.scheduled = false;
+    lock.unlock();
+    worker.decoder = nullptr;
+    return;
+  }
   while (!state->requests.empty()) {
     // Fine strips: a run of requests that depend on one key frame is left to the decoder that has begun with it.
     auto next = state->requests.begin();

@@ -2,6 +2,7 @@
 
 #include "platform/AVFoundation/AVError.h"
 #include "platform/backends/ffmpeg/PictureCheck.h"
+#include "platform/backends/ffmpeg/PictureSize.h"
 #include "platform/backends/ffmpeg/StreamWindow.h"
 
 #include <unistd.h>
@@ -204,7 +205,7 @@ void Check::checkPictures(StreamWindowReader& reader, AVStream* stream, const Tr
   PictureCheck tail = lastKey.found
                           ? PictureCheck(stream, lastKey, 0, false)
                           : PictureCheck(stream, last, lastStart, begins && last.firstEntry == 0 && lastStart == 0);
-  if (head.pixels() + tail.pixels() > kPixelsAtOnce) {
+  if (head.pixels() + tail.pixels() > kPixelsAtOnce && pixelsOf(stream->codecpar) <= kUsualPixels) {
     std::jthread other([&tail] { tail.run(); });
     head.run();
   } else {

@@ -1,5 +1,7 @@
 #include "platform/backends/ffmpeg/FirstWholePicture.h"
 
+#include "platform/backends/ffmpeg/PictureSize.h"
+
 FirstWholePicture::FirstWholePicture(const AVStream* stream) {
   // The others' decoders don't tell.
   if (stream->codecpar->codec_id != AV_CODEC_ID_H264) return;
@@ -9,10 +11,12 @@ FirstWholePicture::FirstWholePicture(const AVStream* stream) {
   decoder_->thread_count = 1;
   decoder_->skip_loop_filter = AVDISCARD_ALL;
   decoder_->skip_frame = AVDISCARD_NONREF;
-  if (avcodec_parameters_to_context(decoder_.get(), stream->codecpar) < 0 ||
-      avcodec_open2(decoder_.get(), codec, nullptr) < 0) {
+  if (avcodec_parameters_to_context(decoder_.get(), stream->codecpar) < 0) {
     decoder_.reset();
+    return;
   }
+  limitPictures(decoder_.get());
+  if (avcodec_open2(decoder_.get(), codec, nullptr) < 0) decoder_.reset();
 }
 
 bool FirstWholePicture::take(const AVPacket& packet) {

@@ -1,6 +1,8 @@
 #include "platform/backends/ffmpeg/MovieInput.h"
 
 #include "platform/AVFoundation/AVError.h"
+#include "platform/backends/ffmpeg/FreedMemory.h"
+#include "platform/backends/ffmpeg/PictureSize.h"
 #include "platform/backends/isobmff/CutPlan.h"
 #include "platform/backends/isobmff/MovieReader.h"
 #include "platform/backends/posix/FileDescriptor.h"
@@ -13,6 +15,7 @@ extern "C" {
 #include <algorithm>
 #include <cerrno>
 #include <cstdarg>
+#include <mutex>
 #include <string_view>
 
 #include <fcntl.h>
@@ -65,6 +68,30 @@ bool knowsAll(const AVFormatContext* format) {
   return true;
 }
 
+/// Looks into the first packets for what the headers leave open. Decodes some of them, if they are not too large. One
+/// movie at a time: it opens a decoder for each track, and hundreds of them take hundreds of megabytes.
+int findFormats(AVFormatContext* format) {
+  constexpr unsigned kManyTracks = 16;
+  static std::mutex mutex;
+  const std::lock_guard lock(mutex);
+  std::vector<AVDictionary*> options(format->nb_streams);
+  for (AVDictionary*& each : options) av_dict_set_int(&each, "max_pixels", kMostPixels, 0);
+  const int result = avformat_find_stream_info(format, options.data());
+  for (AVDictionary*& each : options) av_dict_free(&each);
+  if (format->nb_streams > kManyTracks) returnFreedMemory();
+  return result;
+}
+
+/// Moving pictures larger than any that can be decoded here; null when there are none.
+const AVCodecParameters* tooLarge(const AVFormatContext* format) {
+  for (unsigned i = 0; i < format->nb_streams; ++i) {
+    const AVStream* stream = format->streams[i];
+    if (stream->codecpar->codec_type != AVMEDIA_TYPE_VIDEO || isCoverPicture(stream)) continue;
+    if (pixelsOf(stream->codecpar) > kMostPixels) return stream->codecpar;
+  }
+  return nullptr;
+}
+
 bool isMP4(const AVFormatContext* format) {
   return std::string_view(format->iformat->name).find("mp4") != std::string_view::npos;
 }
@@ -109,6 +136,7 @@ std::unique_ptr<MovieInput> MovieInput::open(GrowingFile& file, const std::strin
 std::unique_ptr<MovieInput> MovieInput::open(std::unique_ptr<FileReader> reader, const std::string& path,
                                              const std::string& displayName, NSErrorPtr* error,
                                              std::function<bool()> isCancelled) {
+  limitPieces();
   // Each time: the player puts in a callback of its own, which writes to the terminal once the player has gone.
   av_log_set_callback([](void*, int, const char*, va_list) {});
 
@@ -134,11 +162,16 @@ std::unique_ptr<MovieInput> MovieInput::open(std::unique_ptr<FileReader> reader,
   int result = avformat_open_input(&input->format_, path.c_str(), nullptr, &options);
   av_dict_free(&options);
   if (result >= 0 && !knowsAll(input->format_)) {
-    result = avformat_find_stream_info(input->format_, nullptr);
+    result = findFormats(input->format_);
     input->formatsKnown_ = true;
   }
   if (result < 0) {
     if (error) *error = openingError(result, displayName);
+    return nullptr;
+  }
+  if (const AVCodecParameters* large = tooLarge(input->format_)) {
+    const std::string size = std::to_string(large->width) + " × " + std::to_string(large->height);
+    if (error) *error = notAMovie(displayName, "has pictures of " + size + " pixels, more than can be edited.");
     return nullptr;
   }
 
@@ -231,7 +264,7 @@ const std::vector<std::int64_t>& MovieInput::keyTimes() {
 
 void MovieInput::learnFormats() {
   // Never twice: the library does not stand that.
-  if (!formatsKnown_) avformat_find_stream_info(format_, nullptr);
+  if (!formatsKnown_) findFormats(format_);
   formatsKnown_ = true;
 }
 

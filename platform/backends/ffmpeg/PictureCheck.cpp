@@ -1,5 +1,7 @@
 #include "platform/backends/ffmpeg/PictureCheck.h"
 
+#include "platform/backends/ffmpeg/PictureSize.h"
+
 #include <cmath>
 
 namespace {
@@ -15,6 +17,7 @@ Codec makeDecoder(const AVStream* stream) {
   Codec context(codec ? avcodec_alloc_context3(codec) : nullptr);
   if (!context || avcodec_parameters_to_context(context.get(), stream->codecpar) < 0) return nullptr;
   context->pkt_timebase = stream->time_base;
+  limitPictures(context.get());
   context->thread_count = 1;
   context->skip_loop_filter = AVDISCARD_ALL;
   if (avcodec_open2(context.get(), codec, nullptr) < 0) return nullptr;

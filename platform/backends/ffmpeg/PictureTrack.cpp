@@ -1,5 +1,7 @@
 #include "platform/backends/ffmpeg/PictureTrack.h"
 
+#include "platform/backends/ffmpeg/PictureSize.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <utility>
@@ -7,6 +9,7 @@
 namespace {
 
 constexpr std::size_t kWaiting = 4;  // pictures; each may have many megabytes
+constexpr unsigned kThreads = 16;
 
 }  // namespace
 
@@ -36,7 +39,9 @@ int PictureTrack::open() {
   if (!decoder_) return AVERROR(ENOMEM);
   int result = avcodec_parameters_to_context(decoder_.get(), source_->codecpar);
   decoder_->pkt_timebase = source_->time_base;
-  decoder_->thread_count = 0;
+  limitPictures(decoder_.get());
+  decoder_->thread_count = decodingThreads(
+      pixelsOf(source_->codecpar), static_cast<int>(std::min(std::thread::hardware_concurrency() + 1, kThreads)));
   if (result >= 0) result = avcodec_open2(decoder_.get(), codec, nullptr);
   if (result < 0) return result;
   thread_ = std::thread([this] { encodeAll(); });

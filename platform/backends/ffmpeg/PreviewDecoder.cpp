@@ -1,5 +1,7 @@
 #include "platform/backends/ffmpeg/PreviewDecoder.h"
 
+#include "platform/backends/ffmpeg/PictureSize.h"
+
 #include <algorithm>
 #include <array>
 #include <chrono>
@@ -147,15 +149,18 @@ bool PreviewDecoder::openDecoder() {
   codec_.reset();
   openedFor_.reset();
   const AVCodec* decoder = avcodec_find_decoder(group_->codec->codec_id);
-  if (!decoder) {
-    return false;
+  const std::int64_t pixels = pixelsOf(group_->codec.get());
+  if (!decoder || pixels > kUsualPixels) {
+    return false;  // the player's own decoder must do
   }
   Codec codec(avcodec_alloc_context3(decoder));
   if (!codec || avcodec_parameters_to_context(codec.get(), group_->codec.get()) < 0) {
     return false;
   }
   codec->pkt_timebase = group_->timeBase;
-  codec->thread_count = static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, threads));
+  limitPictures(codec.get());
+  codec->thread_count =
+      decodingThreads(pixels, static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, threads)));
   if (avcodec_open2(codec.get(), decoder, nullptr) < 0) {
     return false;
   }

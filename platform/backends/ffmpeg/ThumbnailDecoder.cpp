@@ -1,6 +1,7 @@
 #include "platform/backends/ffmpeg/ThumbnailDecoder.h"
 
 #include "platform/AVFoundation/AVError.h"
+#include "platform/backends/ffmpeg/PictureSize.h"
 
 extern "C" {
 #include <libavutil/pixdesc.h>
@@ -75,6 +76,7 @@ std::unique_ptr<ThumbnailDecoder> ThumbnailDecoder::open(const std::string& path
   AVCodecContext* context = decoder->codec_.get();
   avcodec_parameters_to_context(context, video->codecpar);
   context->pkt_timebase = video->time_base;
+  limitPictures(context);
   context->thread_count = 1;
   // A picture some dozens of pixels high does not show what the loop filter mends.
   context->skip_loop_filter = AVDISCARD_ALL;
@@ -87,6 +89,15 @@ std::unique_ptr<ThumbnailDecoder> ThumbnailDecoder::open(const std::string& path
   }
   decoder->packet_.reset(av_packet_alloc());
   return decoder;
+}
+
+std::int64_t ThumbnailDecoder::pixels() const {
+  return pixelsOf(input_->video()->codecpar);
+}
+
+/// Whether there is memory for key frames alone.
+bool ThumbnailDecoder::isLarge() const {
+  return pixels() > kUsualPixels;
 }
 
 ThumbnailDecoder::~ThumbnailDecoder() {
@@ -125,8 +136,9 @@ std::int64_t ThumbnailDecoder::keyTimeAtOrBefore(std::int64_t time) {
 
 ThumbnailDecoder::Picture ThumbnailDecoder::picture(CMTime time, bool exact, CGSize maximumSize, NSErrorPtr* error) {
   const std::int64_t target = streamTime(time);
+  exact = exact && !isLarge();
   Frame frame = exact ? decodeExact(target) : decodeKeyFrame(target);
-  if (!frame && !exact) frame = decodeExact(target);
+  if (!frame && !exact && !isLarge()) frame = decodeExact(target);
   Picture result;
   if (frame) {
     const AVStream* video = input_->video();
@@ -159,7 +171,7 @@ Frame ThumbnailDecoder::decodeKeyFrame(std::int64_t time) {
       avcodec_flush_buffers(codec_.get());
     }
     av_packet_unref(packet_.get());
-    if (key && !decoded) break;
+    if (key && !decoded && !(hidden && isLarge())) break;
   }
   return decoded ? std::move(frame) : nullptr;
 }

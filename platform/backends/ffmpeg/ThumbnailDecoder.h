@@ -30,9 +30,11 @@ class ThumbnailDecoder {
 
   /// The picture of the key frame at or before `time` when `exact` is false; else (and when that key frame is hidden
   /// by an edit list) the frame on screen at `time`. No image and `error` on failure. `maximumSize` as in
-  /// AVAssetImageGenerator.
+  /// AVAssetImageGenerator. Of large pictures always a key frame, the next one where the one before is hidden.
   Picture picture(CMTime time, bool exact, CGSize maximumSize, NSErrorPtr* error);
 
+  /// Of one picture.
+  std::int64_t pixels() const;
   /// Seconds between the two key frames around `time`; two when the file does not say.
   double keyInterval(CMTime time);
   /// Which key frame `time` depends on, counted from the file's start; -1 when the file does not say.
@@ -40,6 +42,7 @@ class ThumbnailDecoder {
 
  private:
   ThumbnailDecoder() = default;
+  bool isLarge() const;
   std::int64_t streamTime(CMTime time) const;
   std::int64_t keyTimeAtOrBefore(std::int64_t time);
   Frame decodeKeyFrame(std::int64_t time);

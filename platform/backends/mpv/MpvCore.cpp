@@ -2,6 +2,7 @@
 
 #include "platform/Foundation/os_trace.h"
 #include "platform/backends/ffmpeg/FreedMemory.h"
+#include "platform/backends/ffmpeg/PictureSize.h"
 
 #include <algorithm>
 #include <clocale>
@@ -69,6 +70,16 @@ constexpr Option openGLOptions[] = {
     {"hwdec", "auto-safe"},
 };
 
+/// More threads decode faster but hold a picture each before the first comes out; mpv's own choice is one too many.
+int usualThreads() {
+  return static_cast<int>(std::clamp(std::thread::hardware_concurrency(), 1U, 8U));
+}
+
+/// For pictures of a size that a movie promises.
+std::string decoderOptions(std::int64_t pixels) {
+  return "max_pixels=" + std::to_string(largestDecoded(pixels));
+}
+
 /// The core that stands ready, and whether one is being made.
 struct Spare {
   std::mutex mutex;
@@ -87,6 +98,7 @@ Spare& spare() {
 
 std::shared_ptr<MpvCore> MpvCore::make(const AVPlayer::Configuration& configuration) {
   returnLargeMemoryAtOnce();
+  limitPieces();
   mpv_handle* handle = mpv_create();
   if (!handle) {
     // mpv refuses to work where numbers are written with a comma.
@@ -109,9 +121,8 @@ std::shared_ptr<MpvCore> MpvCore::make(const AVPlayer::Configuration& configurat
   } else {
     std::for_each(std::begin(softwareOptions), std::end(softwareOptions), set);
   }
-  // More threads decode faster but hold a picture each before the first comes out; mpv's own choice is one too many.
-  const std::string threads = std::to_string(std::clamp(std::thread::hardware_concurrency(), 1U, 8U));
-  set({"vd-lavc-threads", threads.c_str()});
+  set({"vd-lavc-threads", std::to_string(usualThreads()).c_str()});
+  set({"vd-lavc-o", decoderOptions(0).c_str()});
   if (const int result = mpv_initialize(handle); result < 0) {
     os_trace_error("The player could not be started: %s", mpv_error_string(result));
     mpv_terminate_destroy(handle);
@@ -161,6 +172,7 @@ MpvCore::~MpvCore() {
 void MpvCore::setEventHandler(EventHandler handler) {
   eventHandler_ = std::move(handler);
   self_ = weak_from_this();
+  mpv_hook_add(handle_, 0, "on_preloaded", 0);
   mpv_set_wakeup_callback(handle_, &MpvCore::onWakeup, this);
 }
 
@@ -182,7 +194,30 @@ void MpvCore::drainEvents() {
     if (event->event_id == MPV_EVENT_NONE) {
       return;
     }
+    if (event->event_id == MPV_EVENT_HOOK) {
+      fitDecoder();
+      mpv_hook_continue(handle_, static_cast<const mpv_event_hook*>(event->data)->id);
+      continue;
+    }
     eventHandler_(*event);
+  }
+}
+
+/// Sets what the decoder may take by the size of the movie's pictures, before there is a decoder.
+void MpvCore::fitDecoder() {
+  std::int64_t pixels = 0;
+  const long count = getLong("track-list/count", 0);
+  for (long i = 0; i < count; ++i) {
+    const std::string track = "track-list/" + std::to_string(i);
+    pixels = std::max(pixels, static_cast<std::int64_t>(getLong((track + "/demux-w").c_str(), 0)) *
+                                  getLong((track + "/demux-h").c_str(), 0));
+  }
+  const int threads = decodingThreads(pixels, usualThreads());
+  if (threads < usualThreads()) {
+    mpv_set_property_string(handle_, "vd-lavc-threads", std::to_string(threads).c_str());
+  }
+  if (largestDecoded(pixels) > largestDecoded(0)) {
+    mpv_set_property_string(handle_, "vd-lavc-o", decoderOptions(pixels).c_str());
   }
 }
 

@@ -48,6 +48,7 @@ class MpvCore : public std::enable_shared_from_this<MpvCore> {
   static std::shared_ptr<MpvCore> make(const AVPlayer::Configuration& configuration);
   static void onWakeup(void* context);
   void drainEvents();
+  void fitDecoder();
 
   mpv_handle* handle_;
   dispatch_queue_t eventQueue_;
