@@ -1,5 +1,7 @@
 #include "MovieMutator.h"
 
+#include "CodedSize.h"
+
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -160,6 +162,7 @@ bool MovieMutator::lieInTable(std::string& movie) {
 }
 
 bool MovieMutator::changeDimensions(std::string& movie) {
+  if (below(3) == 0 && changeCodedSize(movie)) return true;
   const auto boxes = boxesOf(movie);
   const Box* box = pick(boxes, {"tkhd", "avc1", "hvc1", "vp09", "mp4v"});
   if (!box) return false;
@@ -173,6 +176,15 @@ bool MovieMutator::changeDimensions(std::string& movie) {
     put(movie, box->at + box->header + 24, width, 2), put(movie, box->at + box->header + 26, height, 2);
   }
   return true;
+}
+
+bool MovieMutator::changeCodedSize(std::string& movie) {
+  const CodedSize sizes(movie);
+  if (sizes.count() == 0) return false;
+  static constexpr std::uint32_t sides[] = {16, 48, 1024, 4096, 8192, 16384};
+  const std::uint32_t width = sides[below(std::size(sides))], height = sides[below(std::size(sides))];
+  return below(2) != 0 ? sizes.writeAll(movie, width, height) != 0
+                       : sizes.write(movie, below(sizes.count()), width, height);
 }
 
 bool MovieMutator::changeDurations(std::string& movie) {

@@ -37,6 +37,7 @@ class MovieMutator {
   bool lieAboutSize(std::string& movie);
   bool lieInTable(std::string& movie);
   bool changeDimensions(std::string& movie);
+  bool changeCodedSize(std::string& movie);
   bool changeDurations(std::string& movie);
   bool exchangeBoxes(std::string& movie);
   bool multiplyTrack(std::string& movie);

@@ -22,3 +22,9 @@ movie transport.ts $h264 -c:a aac
 movie mpeg4.avi -c:v mpeg4 -q:v 31 -c:a libmp3lame
 movie quicktime.mov $h264 -c:a pcm_s16le
 movie av1.mp4 -c:v libaom-av1 -cpu-used 8 -crf 60 -b:v 0 -c:a aac
+# The largest that is opened, whole: for one test alone, and not to be damaged. The encoder has some 600 MB for a moment.
+mkdir -p .large
+largest="-f lavfi -i color=s=8192x4352:r=5:d=2"
+[ -e .large/largest.mp4 ] || ffmpeg -nostdin -v error -y $largest -c:v libx264 -preset ultrafast -tune zerolatency \
+  -g 5 -threads 1 -pix_fmt yuv420p .large/making-largest.mp4
+[ -e .large/largest.mp4 ] || mv .large/making-largest.mp4 .large/largest.mp4

@@ -1,0 +1,72 @@
+#include "CodedSize.h"
+#include "MovieTrial.h"
+#include "tests/common/Files.h"
+#include "tests/foundation/ScratchFolder.h"
+
+#include <gtest/gtest.h>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// A movie of the seeds by name.
+fs::path seed(const std::string& name) {
+  static const fs::path seeds = ZEVANTI_BUILD_DIR "/tests/seeds";
+  static const int made =
+      std::system(("'" ZEVANTI_SOURCE_DIR "/tests/bad_movies/make_seeds.sh' '" + seeds.string() + "'").c_str());
+  EXPECT_EQ(made, 0);
+  return seeds / name;
+}
+
+/// Whether the host lets a movie through.
+bool isLetThrough(const fs::path& movie) {
+  return std::system(("'" ZEVANTI_BUILD_DIR "/zevanti-probe' '" + movie.string() + "' >/dev/null").c_str()) == 0;
+}
+
+struct Lie {
+  const char* movie;
+  std::uint32_t width, height;
+  bool isToldAtTheDoor;
+};
+
+}  // namespace
+
+// What takes gigabytes to decode is refused: by the host where it finds it out, by each decoder in any case.
+TEST(LargePictures, TakeNoMemoryWhateverTheyClaim) {
+  const Lie lies[] = {
+      {"faststart.mp4", 16384, 8704, true}, {"bframes.mp4", 16384, 16000, true}, {"fragmented.mp4", 8192, 8192, true},
+      {"matroska.mkv", 16384, 8704, true},  {"transport.ts", 16384, 8704, true}, {"vp9.webm", 16384, 8704, false},
+      {"vp9.mp4", 8192, 8192, false},       {"vp8.webm", 16383, 8704, true},     {"plain.mp4", 8192, 4352, false}};
+  for (const Lie& lie : lies) {
+    SCOPED_TRACE(std::string(lie.movie) + " of " + std::to_string(lie.width));
+    const ScratchFolder scratch;
+    std::string bytes = contentOf(seed(lie.movie));
+    ASSERT_GT(CodedSize(bytes).writeAll(bytes, lie.width, lie.height), 0U);
+    const fs::path movie = fs::path(scratch.path()) / ("large" + fs::path(lie.movie).extension().string());
+    std::ofstream(movie, std::ios::binary) << bytes;
+    EXPECT_EQ(isLetThrough(movie), !lie.isToldAtTheDoor);
+    const MovieTrial::Result result = MovieTrial(scratch.path()).run(movie, false);
+    EXPECT_EQ(result.fault, "");
+    EXPECT_FALSE(result.shown);
+    EXPECT_LT(result.megabytes, 600) << "the tables of a decoder that refuses are as large as the picture, too";
+  }
+}
+
+// The largest that is taken is played and cut within the memory.
+TEST(LargePictures, OfTheLargestSizeAreOpenedScrubbedAndTrimmed) {
+  const ScratchFolder scratch;
+  const fs::path movie = fs::path(scratch.path()) / "largest.mp4";
+  fs::copy_file(seed(".large/largest.mp4"), movie);
+  const MovieTrial::Result result = MovieTrial(scratch.path()).run(movie);
+  EXPECT_TRUE(result.opened);
+  EXPECT_TRUE(result.shown);
+  EXPECT_TRUE(result.trimmed);
+#ifndef ZEVANTI_SANITIZED
+  EXPECT_LT(result.megabytes, 850) << "the window takes its share, too";
+#endif
+  std::printf("8192 x 4352: %.0f MB, %.1f s; %s\n", result.megabytes, result.seconds, result.fault.c_str());
+}
