@@ -19,6 +19,7 @@
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <optional>
 
@@ -244,14 +245,20 @@ TEST_F(ServicesTest, SavesACopyWhereThePersonSays) {
   EXPECT_EQ(content(), "moviedata");
   EXPECT_EQ(read("calls"), "SaveFile\t" + kSavedName + "\nSaveFile\t" + kSavedName + "\n");
   EXPECT_FALSE(fs::exists(library_)) << "nothing but the copy";
-  // Somebody shortens the movie while the dialog is open.
-  for (const auto& activity : UISystemActivities()) {
-    if (activity->activityType() != UIActivityTypeSaveToFiles) continue;
+  // Somebody writes into the movie, and shortens it, while the dialog is open.
+  for (const bool shortens : {false, true}) {
+    const auto activities = UISystemActivities();
+    const auto& activity = *std::find_if(activities.begin(), activities.end(), [](const auto& each) {
+      return each->activityType() == UIActivityTypeSaveToFiles;
+    });
     std::optional<bool> completed;
     activity->setFinishHandler([&](bool value) { completed = value; });
     activity->prepareWithActivityItems(items());
     activity->performActivity();
-    fs::resize_file(movie_, 4);
+    if (shortens)
+      fs::resize_file(movie_, 4);
+    else
+      std::fstream(movie_, std::ios::in | std::ios::out) << "other";
     EXPECT_TRUE(waitUntil([&] { return completed.has_value(); }));
     EXPECT_EQ(completed, false);
     EXPECT_EQ(content(), "moviedata");

@@ -3,7 +3,6 @@
 #include "platform/UIKit/UISystemActivities.h"
 #include "platform/backends/portal/SystemActivity.h"
 
-#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -23,6 +22,7 @@ class SaveCopyActivity : public SystemActivity {
   std::string symbolName() const override { return "save"; }
 
  private:
-  /// `length`: of the movie, when the person asked for the copy.
-  void copyTo(const std::shared_ptr<FileDescriptor>& source, std::int64_t length, const std::string& path);
+  /// The movie as it was when the person asked for the copy.
+  struct Source;
+  void copyTo(const std::shared_ptr<Source>& source, const std::string& path);
 };
