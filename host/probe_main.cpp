@@ -112,6 +112,16 @@ bool hasEnormousPictures(AVFormatContext* context) {
   return false;
 }
 
+/// Whether a track of an MP4 file has no number that can be one. In fragments of such a movie the reader counts to a
+/// thousand million for each track.
+bool lacksTrackNumber(const AVFormatContext* context) {
+  if (!std::strstr(context->iformat->name, "mp4")) return false;
+  for (unsigned i = 0; i < context->nb_streams; ++i) {
+    if (context->streams[i]->id < 0) return true;
+  }
+  return false;
+}
+
 /// Ends the process there and then: giving back every piece would only take time.
 [[noreturn]] void end(int status) {
   std::fflush(stdout);
@@ -170,6 +180,7 @@ int main(int argc, char* argv[]) {
   }
   if (isNoMovieFormat(context->iformat)) return no("is not a movie");
   if (context->nb_streams > kMostTracks) return no("has more tracks than can be edited");
+  if (lacksTrackNumber(context)) return no("is not a movie, or it is damaged");
   // Chance finds sound in noise; then it takes what can really be read to believe it.
   bool doubtful = context->probe_score <= AVPROBE_SCORE_RETRY;
   if (doubtful || !hasPictureOrSound(context)) {

@@ -1,3 +1,4 @@
+#include "tests/common/Files.h"
 #include "tests/data/Recordings.h"
 #include "tests/host/HostProgram.h"
 
@@ -18,6 +19,14 @@ void expectOneLine(const std::string& errors, const std::string& part) {
   EXPECT_TRUE(errors.starts_with("zevanti: ")) << errors;
   EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
   EXPECT_NE(errors.find(part), std::string::npos) << errors;
+}
+
+/// The first fragment of a recording, with a number of a track that can't be.
+std::string withoutTrackNumber() {
+  std::string movie = contentOf(recordings::path("fragmented.mp4"));
+  movie.resize(movie.find("moof", movie.find("moof") + 4) - 4);
+  movie[movie.find("tkhd") + 16] = '\x80';
+  return movie;
 }
 
 TEST(Host, RefusesWhatIsNoMovieAndMakesNothing) {
@@ -43,6 +52,7 @@ TEST(Host, RefusesWhatIsNoMovieAndMakesNothing) {
                                       return noise;
                                     }()),
                 "not a movie"},
+               {host.folder().write("numbers.mp4", withoutTrackNumber()), "damaged"},
                {recordings::path("text.mp4"), "movie"},
                {recordings::path("truncated.mp4"), "movie"}};
   for (const auto& each : cases) {

@@ -96,6 +96,13 @@ bool isMP4(const AVFormatContext* format) {
   return std::string_view(format->iformat->name).find("mp4") != std::string_view::npos;
 }
 
+/// Whether a track of an MP4 file has no number that can be one: fragments of such a movie take libavformat for ever.
+bool lacksTrackNumber(const AVFormatContext* format) {
+  if (!isMP4(format)) return false;
+  return std::any_of(format->streams, format->streams + format->nb_streams,
+                     [](const AVStream* stream) { return stream->id < 0; });
+}
+
 /// Whether the player counts from the container's own zero, where MP4 and Matroska have one: a recording may begin long
 /// after it, and what there is before it is lead-in of sound. In other formats it counts from what comes first.
 bool hasOwnZero(const AVFormatContext* format) {
@@ -161,6 +168,7 @@ std::unique_ptr<MovieInput> MovieInput::open(std::unique_ptr<FileReader> reader,
   av_dict_set(&options, "protocol_whitelist", "file", 0);
   int result = avformat_open_input(&input->format_, path.c_str(), nullptr, &options);
   av_dict_free(&options);
+  if (result >= 0 && lacksTrackNumber(input->format_)) result = AVERROR_INVALIDDATA;
   if (result >= 0 && !knowsAll(input->format_)) {
     result = findFormats(input->format_);
     input->formatsKnown_ = true;
