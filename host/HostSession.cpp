@@ -42,6 +42,12 @@ bool HostSession::start() {
     fail("can't open '" + options_.movie + "': " + problem);
     return false;
   }
+  for (const std::string& path : {options_.movie, options_.launch.library}) {
+    if (path.empty() || !TemporaryDirectory::contains(path)) continue;
+    fail("'" + path + "' lies in the folder for temporary files, which is emptied whenever the editor starts; " +
+         (path == options_.movie ? "move it elsewhere, then open it" : "choose another folder for saved movies"));
+    return false;
+  }
   if (!options_.launch.offscreen && !hasDisplay()) {
     fail("there is no display to show the editor on; start it on a desktop, or with --offscreen");
     return false;

@@ -61,6 +61,13 @@ std::unique_ptr<TemporaryDirectory> TemporaryDirectory::open(NSErrorPtr* error) 
   return opened;
 }
 
+bool TemporaryDirectory::contains(const std::string& path) {
+  std::error_code failure;
+  const std::filesystem::path inside = std::filesystem::weakly_canonical(path, failure),
+                              directory = std::filesystem::weakly_canonical(temporaryDirectoryPath(), failure) / "";
+  return !inside.empty() && (inside / "").string().starts_with(directory.string());
+}
+
 TemporaryDirectory::~TemporaryDirectory() {
   if (!runFolder_.empty()) NSFileManager::defaultManager().removeItemAtPath_error(runFolder_, nullptr);
   if (flock(lock(), LOCK_EX | LOCK_NB) == 0) sweep();
@@ -71,6 +78,8 @@ void TemporaryDirectory::sweep() const {
   std::string self = "/proc/self/fd/" + std::to_string(lock());
   NSFileManager& files = NSFileManager::defaultManager();
   for (const std::string& name :
-       files.contentsOfDirectoryAtPath_error(self, nullptr).value_or(std::vector<std::string>()))
-    files.removeItemAtPath_error(self + "/" + name, nullptr);
+       files.contentsOfDirectoryAtPath_error(self, nullptr).value_or(std::vector<std::string>())) {
+    if (name.starts_with("ZVZevanti_") || name.starts_with(".zevanti-"))
+      files.removeItemAtPath_error(self + "/" + name, nullptr);
+  }
 }

@@ -222,10 +222,19 @@ TEST(Host, SweepsWhatACrashLeftButNothingThatIsInUse) {
   const fs::path leftOver = host.temporaryDirectory() + "/ZVZevanti_abc";
   fs::create_directories(leftOver);
   fs::create_directory_symlink(host.folder() / "outside", leftOver / "link");
-  std::ofstream(host.temporaryDirectory() + "/ZVZevanti_Trim12.m4v") << "x";
+  const std::string trim = host.temporaryDirectory() + "/ZVZevanti_Trim12.m4v";
+  fs::copy_file(movie, trim);
+  std::ofstream(host.temporaryDirectory() + "/notes.txt") << "somebody's";
+  // Neither a trimmed copy that somebody wants to have back nor what is saved there.
+  fs::create_symlink(trim, host.folder() / "link.m4v");
+  expectOneLine(host.run("finish", {trim}).errors, "move it elsewhere");
+  expectOneLine(host.run("finish", {host.folder() / "link.m4v"}).errors, "move it elsewhere");
+  expectOneLine(host.run("finish", {"--library", leftOver / "new", movie}).errors, "choose another folder");
+  EXPECT_TRUE(fs::exists(trim));
+
   auto first = host.start("wait", {movie});
   host.values(first);
-  EXPECT_EQ(host.temporaryFiles().size(), 1U) << "only the folder of the run";
+  EXPECT_EQ(host.temporaryFiles().size(), 2U) << "only the folder of the run, and what isn't ours";
   EXPECT_TRUE(fs::exists(outside));
 
   // A second editor, while the first one works on a trimmed movie.
@@ -237,7 +246,7 @@ TEST(Host, SweepsWhatACrashLeftButNothingThatIsInUse) {
 
   kill(first.pid, SIGTERM);
   EXPECT_EQ(host.wait(first).status, 128 + SIGTERM);
-  EXPECT_TRUE(host.temporaryFiles().empty());
+  EXPECT_EQ(host.temporaryFiles(), std::vector<std::string>{"notes.txt"});
 }
 
 TEST(Host, AnEditorThatOutlivesItsHostKeepsItsMovie) {
