@@ -2,6 +2,7 @@
 #include "editor/ZVVideoEditorViewController.h"
 #include "platform/Dispatch/dispatch.h"
 #include "platform/Foundation/NSExtension.h"
+#include "platform/Foundation/ShownText.h"
 #include "platform/StoreServices/SSLookupRequest.h"
 
 #include <cstdio>
@@ -18,9 +19,16 @@ void prewarmSharing() {
   SSLookupRequest::prewarm();
 }
 
+/// When somebody else ends the program: Qt does when the display has gone.
+void endWithoutDisplay() {
+  printMessage("the connection to the display was lost; what was not saved yet is not saved");
+  std::_Exit(1);
+}
+
 }  // namespace
 
 int main(int argc, char* argv[]) {
+  std::atexit(endWithoutDisplay);
   automation::install();
   dispatch_after(prewarmDelay, dispatch_get_main_queue(), prewarmSharing);
   int status = NSExtensionMain(argc, argv);

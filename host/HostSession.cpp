@@ -19,6 +19,9 @@
 
 namespace {
 
+/// Milliseconds after a signal in which an editor that saves nothing has ended.
+constexpr int kPatience = 1000;
+
 bool hasDisplay() {
   const auto names = {"WAYLAND_DISPLAY", "DISPLAY", "QT_QPA_PLATFORM"};
   return std::any_of(names.begin(), names.end(), [](const char* name) { return !environmentVariable(name).empty(); });
@@ -116,13 +119,19 @@ bool HostSession::startExtension(const std::string& folder) {
 
 void HostSession::wait() {
   pollfd ready[2] = {{signals_.get(), POLLIN, 0}, {link_->descriptor(), link_->events(), 0}};
-  if (poll(ready, 2, link_->timeout()) < 0 && errno != EINTR) {
+  const bool isImpatient = signal_ != 0 && !toldOfWaiting_;
+  if (poll(ready, 2, isImpatient ? kPatience : link_->timeout()) < 0 && errno != EINTR) {
     fail(std::string("can't wait for the editor: ") + std::strerror(errno));
     return;
   }
   // Messages first: the last of a program that has ended still count.
   link_->process();
   if (!status_) handleSignals();
+  const auto waited = std::chrono::steady_clock::now() - signalled_;
+  if (!status_ && isImpatient && waited >= std::chrono::milliseconds(kPatience)) {
+    toldOfWaiting_ = true;
+    printMessage("the editor finishes what it is saving; press Ctrl+C again to end it without");
+  }
 }
 
 void HostSession::handleSignals() {
@@ -137,6 +146,7 @@ void HostSession::handleSignals() {
       end(128 + (signal_ != 0 ? signal_ : number));
     } else {
       signal_ = number;
+      signalled_ = std::chrono::steady_clock::now();
       extension_.signal(number);
     }
   }

@@ -6,6 +6,7 @@
 #include "host/TemporaryDirectory.h"
 #include "platform/Foundation/ExtensionLink.h"
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -54,5 +55,7 @@ class HostSession {
   std::size_t activityTypesPrinted_ = 0;
   int outputError_ = 0;  ///< why the report could not be printed
   int signal_ = 0;       ///< the first signal that asked for the end
+  std::chrono::steady_clock::time_point signalled_;
+  bool toldOfWaiting_ = false;
   std::optional<int> status_;
 };

@@ -27,15 +27,19 @@ std::unique_ptr<TemporaryDirectory> TemporaryDirectory::open(NSErrorPtr* error) 
   mode_t before = umask(077);
   std::error_code failure;
   std::filesystem::create_directories(std::filesystem::path(path).parent_path(), failure);
-  if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) failure = std::error_code(errno, std::generic_category());
+  if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST && !failure)
+    failure = std::error_code(errno, std::generic_category());
   umask(before);
 
   FileDescriptor directory(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   struct stat status {};
   if (!directory) {
     bool otherKind = errno == ELOOP || errno == ENOTDIR;
-    *error = otherKind ? refused(path, "is not a folder")
-                       : NSError::posix(failure ? failure.value() : errno, "The folder “" + path + "” can’t be used");
+    *error = otherKind
+                 ? refused(path, "is not a folder")
+                 : NSError::posix(failure ? failure.value() : errno,
+                                  "The folder for temporary files, “" + path +
+                                      "”, can’t be made or used; choose another cache folder with XDG_CACHE_HOME");
     return nullptr;
   }
   if (fstat(directory.get(), &status) != 0 || status.st_uid != geteuid()) {
