@@ -5,12 +5,15 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
 
 #include <fcntl.h>
 #include <sched.h>
+#include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -83,6 +86,31 @@ TEST_F(HiddenFiles, AreForThoseWhoMayReadTheOriginal) {
     EXPECT_EQ(mode("clip.mp4"), expected);
   }
   umask(before);
+}
+
+TEST_F(HiddenFiles, RemoveWhatACrashHasLeftAndNothingElse) {
+  const auto write = [this](const std::string& name, std::chrono::minutes age) {
+    const std::string path = scratch_.write(name, "x");
+    fs::last_write_time(path, fs::file_time_type::clock::now() - age);
+    return path;
+  };
+  using std::chrono::minutes;
+  write(".zevanti-0123456789abcdef.part", minutes(2));
+  std::set<std::string> others{".zevanti-0123456789abcde0.part", ".zevanti-0123456789abcde1.part",
+                               ".zevanti-0123456789abcde2.part", ".zevanti-0123456789abcdef.part.mp4",
+                               ".zevanti-notes.part"};
+  write(".zevanti-0123456789abcdef.part.mp4", minutes(2));
+  write(".zevanti-notes.part", minutes(2));
+  write(".zevanti-0123456789abcde0.part", minutes(0));
+  const FileDescriptor used(open(write(".zevanti-0123456789abcde1.part", minutes(2)).c_str(), O_RDWR));
+  ASSERT_EQ(flock(used.get(), LOCK_EX), 0);
+  fs::create_symlink(scratch_.path(), scratch_ / ".zevanti-0123456789abcde2.part");
+
+  EXPECT_EQ(file("new").publishReplacing("clip.mp4"), 0);
+  others.insert("clip.mp4");
+  std::set<std::string> left;
+  for (const auto& entry : fs::directory_iterator(scratch_.path())) left.insert(entry.path().filename());
+  EXPECT_EQ(left, others);
 }
 
 TEST_F(HiddenFiles, DoWithoutTheListOfOpenFiles) {

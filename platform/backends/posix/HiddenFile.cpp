@@ -2,12 +2,20 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <ctime>
 #include <random>
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 namespace {
+
+/// Seconds in which nobody has written to a file that is taken for abandoned: where locks are of one machine only,
+/// another may be at it.
+constexpr time_t kIdle = 60;
 
 std::string randomHiddenName() {
   std::random_device random;
@@ -16,30 +24,83 @@ std::string randomHiddenName() {
   return name;
 }
 
+bool isHiddenName(const char* name) {
+  unsigned first = 0, second = 0;
+  int length = 0;
+  return std::sscanf(name, ".zevanti-%8x%8x.part%n", &first, &second, &length) == 2 && length == 30 &&
+         name[length] == '\0';
+}
+
+/// Whether the open file still has this name.
+bool isAt(int file, int folder, const char* name) {
+  struct stat opened {
+  }, named{};
+  return fstat(file, &opened) == 0 && fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+         opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
+}
+
+/// Whether nobody writes a file any more. Where the file system has no locks that isn't known.
+bool isAbandoned(int file) {
+  struct stat status {};
+  return fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid() &&
+         status.st_mtim.tv_sec < std::time(nullptr) - kIdle && flock(file, LOCK_EX | LOCK_NB) == 0;
+}
+
 }  // namespace
 
 std::optional<HiddenFile> HiddenFile::create(const std::string& folder, mode_t mode) {
+  return create(FileDescriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)), mode);
+}
+
+std::optional<HiddenFile> HiddenFile::create(FileDescriptor folder, mode_t mode) {
+  if (!folder) return std::nullopt;
   mode = (mode & 0666) | S_IRUSR;
   HiddenFile file;
-  file.folder_.reset(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!file.folder_) return std::nullopt;
+  file.folder_ = std::move(folder);
   file.file_.reset(openat(file.folder_.get(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, mode));
   // Without /proc a file without a name can't be given one.
   if (file.file_ && access(file.descriptorPath().c_str(), F_OK) != 0) {
     file.file_.reset();
     errno = ENOENT;
   }
-  for (int attempt = 0; !file.file_ && attempt < 8; ++attempt) {
-    if (attempt == 0 && (errno == EACCES || errno == EROFS || errno == ENOSPC || errno == EDQUOT)) return std::nullopt;
-    const std::string name = randomHiddenName();
-    file.file_.reset(openat(file.folder_.get(), name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode));
-    if (file.file_)
-      file.hiddenName_ = name;
-    else if (errno != EEXIST)
-      break;
+  if (file.file_) {
+    flock(file.file_.get(), LOCK_EX | LOCK_NB);
+  } else {
+    if (errno == EACCES || errno == EROFS || errno == ENOSPC || errno == EDQUOT) return std::nullopt;
+    file.removeAbandoned();
+    if (!file.createNamed(mode)) return std::nullopt;
   }
-  if (!file.file_) return std::nullopt;
   return file;
+}
+
+bool HiddenFile::createNamed(mode_t mode) {
+  for (int attempt = 0; attempt < 8; ++attempt) {
+    hiddenName_ = randomHiddenName();
+    file_.reset(openat(folder_.get(), hiddenName_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+    if (!file_ && errno != EEXIST) break;
+    if (!file_) continue;
+    flock(file_.get(), LOCK_EX | LOCK_NB);
+    if (isAt(file_.get(), folder_.get(), hiddenName_.c_str())) return true;
+  }
+  hiddenName_.clear();
+  file_.reset();
+  return false;
+}
+
+void HiddenFile::removeAbandoned() const {
+  const int listed = openat(folder_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  DIR* const folder = listed >= 0 ? fdopendir(listed) : nullptr;
+  if (!folder) {
+    if (listed >= 0) close(listed);
+    return;
+  }
+  while (const dirent* entry = readdir(folder)) {
+    if (!isHiddenName(entry->d_name)) continue;
+    const FileDescriptor file(openat(folder_.get(), entry->d_name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (file && isAbandoned(file.get()) && isAt(file.get(), folder_.get(), entry->d_name))
+      unlinkat(folder_.get(), entry->d_name, 0);
+  }
+  closedir(folder);
 }
 
 HiddenFile::HiddenFile(HiddenFile&& other) noexcept
@@ -70,7 +131,14 @@ int HiddenFile::link(const std::string& name) {
     return 0;
   }
   if (errno != EINVAL && errno != ENOSYS) return errno;
-  // A file system without that call: an empty file of our own takes the name first, and is what gets replaced.
+  // A file system without that call: a second name, or, where a file has one only, an empty file of our own takes the
+  // name first, and is what gets replaced.
+  if (linkat(folder_.get(), hiddenName_.c_str(), folder_.get(), name.c_str(), 0) == 0) {
+    unlinkat(folder_.get(), hiddenName_.c_str(), 0);
+    hiddenName_.clear();
+    return 0;
+  }
+  if (errno == EEXIST) return errno;
   const FileDescriptor place(openat(folder_.get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
   if (!place) return errno;
   if (renameat(folder_.get(), hiddenName_.c_str(), folder_.get(), name.c_str()) != 0) {
@@ -95,6 +163,7 @@ int HiddenFile::publish(const std::string& name) {
 int HiddenFile::publishReplacing(const std::string& name) {
   if (fsync(file_.get()) != 0) return errno;
   if (hiddenName_.empty()) {
+    removeAbandoned();
     const std::string hidden = randomHiddenName();
     if (const int failure = link(hidden); failure != 0) return failure;
     hiddenName_ = hidden;

@@ -1,11 +1,12 @@
 #include "plugins/PublishToYouTube/upload/PrivateFile.h"
 
 #include "platform/backends/posix/FileDescriptor.h"
+#include "platform/backends/posix/HiddenFile.h"
 
+#include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <filesystem>
-#include <random>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -57,26 +58,16 @@ std::optional<std::string> readPrivateFile(const std::string& path) {
 }
 
 int writePrivateFile(const std::string& path, const std::string& content) {
-  const FileDescriptor folder = openFolder(path, true);
+  FileDescriptor folder = openFolder(path, true);
   if (!folder) return errno;
-  std::random_device random;
-  char temporary[40];
-  std::snprintf(temporary, sizeof temporary, ".zevanti-%08x%08x.part", random(), random());
-  FileDescriptor file(
-      openat(folder.get(), temporary, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
+  std::optional<HiddenFile> file = HiddenFile::create(std::move(folder), S_IRUSR | S_IWUSR);
   if (!file) return errno;
-  int failure = 0;
-  for (size_t done = 0; failure == 0 && done < content.size();) {
-    const ssize_t size = write(file.get(), content.data() + done, content.size() - done);
-    if (size >= 0)
-      done += size_t(size);
-    else if (errno != EINTR)
-      failure = errno;
+  for (size_t done = 0; done < content.size();) {
+    const ssize_t size = write(file->descriptor(), content.data() + done, content.size() - done);
+    if (size < 0 && errno != EINTR) return errno;
+    done += size_t(std::max<ssize_t>(size, 0));
   }
-  if (failure == 0 && fsync(file.get()) != 0) failure = errno;
-  if (failure == 0 && renameat(folder.get(), temporary, folder.get(), nameOf(path).c_str()) != 0) failure = errno;
-  if (failure != 0) unlinkat(folder.get(), temporary, 0);
-  return failure;
+  return file->publishReplacing(nameOf(path));
 }
 
 int openPrivateFile(const std::string& path, bool create) {
