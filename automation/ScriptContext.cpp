@@ -65,7 +65,9 @@ std::string ScriptContext::failure() {
   if (editor && editor->saveFailure() && editor->saveFailure() != acknowledgedFailure_) {
     return "the movie could not be saved: " + editor->saveFailure()->localizedDescription();
   }
-  if (const auto session = session_.lock(); session && !isSame(acknowledgedSession_, session)) {
+  // An export that has failed may be followed by another try: then it still goes on.
+  const bool isExporting = editor && editor->isExporting();
+  if (const auto session = session_.lock(); session && !isExporting && !isSame(acknowledgedSession_, session)) {
     if (session->status() == AVAssetExportSessionStatus::Cancelled) return "the export was cancelled";
     if (session->status() == AVAssetExportSessionStatus::Failed) {
       const NSErrorPtr error = session->error();

@@ -5,10 +5,12 @@
 #include "platform/UIKit/UIActivity.h"
 #include "support/NSFileManagerZVExtensions.h"
 
+#include <cerrno>
 #include <utility>
 
 void ZVVideoEditorViewController::saveAction() {
   latestSaveFailed_ = false;
+  isSecondExport_ = false;
   saveFailure_ = nullptr;
   activityTypes()->emplace_back(UIActivityTypeSaveToCameraRoll);
   if (isTrimming()) {
@@ -92,12 +94,27 @@ void ZVVideoEditorViewController::exportTrimVideoSaveToCameraRoll() {
           self->trimFileMade_ = static_cast<bool>(shownCopy);
           if (shownCopy) self->setTrimFilePath(shownCopy);
           self->exportAgain_ = false;
+          if (self->exportInAnotherSecond()) return;
           self->setExporting(false);
           self->hideExportProgress();
           if (self->exportSession()->error()) self->saveDidFail(self->failureOfExport(*self->exportSession()));
         });
       });
   watchExportProgress();
+}
+
+bool ZVVideoEditorViewController::exportInAnotherSecond() {
+  const NSErrorPtr error = exportSession()->error();
+  const bool isTaken = error && error->domain() == NSPOSIXErrorDomain && error->code() == EEXIST;
+  if (!isTaken || std::exchange(isSecondExport_, true)) return false;
+  dispatch_after(1, dispatch_get_main_queue(), [weak = weakSelf()] {
+    const auto self = weak.lock();
+    if (!self) return;
+    self->setExporting(false);
+    self->hideExportProgress();
+    if (self->isTrimming()) self->exportTrimVideoSaveToCameraRoll();
+  });
+  return true;
 }
 
 void ZVVideoEditorViewController::trimExportDidEnd(const Strong<AVAssetExportSession>& session,

@@ -226,6 +226,9 @@ class ZVVideoEditorViewController : public UIViewController,
   void placeScrubberContainer(const Strong<UIView>& below, NSLayoutAttribute edge);
   /// The bar items around a play or pause item, while playing or after pausing.
   void showPlaybackItem(const Strong<UIBarButtonItem>& item);
+  /// Where another editor has saved in the same second, and its file has the name: exports once more, in the next one.
+  /// Returns whether it does.
+  bool exportInAnotherSecond();
   void trimExportDidEnd(const Strong<AVAssetExportSession>& session, const NSURL& replacedFile);
   /// Shows the progress of `exportSession` in the edge of the top toolbar, unless it ends soon.
   void watchExportProgress();
@@ -260,8 +263,9 @@ class ZVVideoEditorViewController : public UIViewController,
   std::weak_ptr<ZVVideoEditorViewControllerDelegate> delegate_;
   std::atomic<bool> hasEdit_ = false;
   std::vector<Strong<NSLayoutConstraint>> scrubberConstraints_;
-  bool trimFileMade_ = false;                  ///< the file at trimFilePath is this editor's
-  std::pair<double, double> exportedRange_;    ///< of the running or latest export
+  bool trimFileMade_ = false;                ///< the file at trimFilePath is this editor's
+  std::pair<double, double> exportedRange_;  ///< of the running or latest export
+  bool isSecondExport_ = false;
   bool exportAgain_ = false;                   ///< another range was asked for while one was being exported
   Strong<UIProgressView> exportProgressView_;  ///< of an export that takes its time, else null
   inline static std::atomic<bool> latestSaveFailed_ = false;

@@ -1,27 +1,11 @@
+#include "MovieReader.h"
 #include "Session.h"
 
 #include <gtest/gtest.h>
 #include <csignal>
+#include <fstream>
 
 namespace fs = std::filesystem;
-
-TEST(Host, SaysInOneLineWhatIsWrongWithAMovie) {
-  for (const char* name : {"text.mp4", "empty.mp4", "truncated.mp4", "no such file.mp4", "folder"}) {
-    SCOPED_TRACE(name);
-    Session session;
-    fs::path movie = session.folder() / name;
-    if (std::string(name) == "folder") {
-      fs::create_directory(movie);
-    } else if (std::string(name) != "no such file.mp4") {
-      movie = session.copyOf(name);
-    }
-    EXPECT_EQ(session.run(movie, "wait ready\n"), 1);
-    EXPECT_EQ(session.output(), "");
-    EXPECT_NE(session.errors().find(name), std::string::npos);
-    EXPECT_FALSE(fs::exists(session.library()));
-    EXPECT_TRUE(session.leftovers().empty()) << session.leftovers()[0];
-  }
-}
 
 TEST(Host, NamesTheScriptStepThatCannotBeDone) {
   struct Case {
@@ -47,34 +31,6 @@ TEST(Host, NamesTheScriptStepThatCannotBeDone) {
   }
 }
 
-TEST(Host, ASignalLeavesNothingBehind) {
-  for (const int number : {SIGINT, SIGTERM}) {
-    SCOPED_TRACE(number);
-    Session session;
-    const fs::path movie = session.copyOf("basic.mp4");
-    const std::string before = contentOf(movie);
-    session.start(movie, "wait ready\ndrag start 10\nwait editing\nstate\nwait finished 100\n");
-    ASSERT_TRUE(session.waitForOutput("}\n")) << session.errors();
-    EXPECT_FALSE(session.leftovers().empty());
-    session.signal(number);
-    EXPECT_EQ(session.wait(), 128 + number);
-    EXPECT_TRUE(session.leftovers().empty()) << session.leftovers()[0];
-    EXPECT_EQ(contentOf(movie), before);
-  }
-}
-
-TEST(Host, WhatACrashLeftIsSweptAtTheNextStart) {
-  Session session;
-  const fs::path movie = session.copyOf("video_only.mp4");
-  const fs::path left = session.cache / "zevanti" / "run.123";
-  fs::create_directories(left);
-  fs::permissions(session.cache / "zevanti", fs::perms::owner_all);
-  fs::copy_file(movie, left / "old.mp4");
-  fs::copy_file(movie, session.cache / "zevanti" / "ZVZevanti_Trim1700000000.m4v");
-  EXPECT_EQ(session.run(movie, "wait ready\ntap Cancel\nwait finished\n"), 0) << session.errors();
-  EXPECT_TRUE(session.leftovers().empty()) << session.leftovers()[0];
-}
-
 TEST(Host, TwoEditorsAtOnceDoNotDisturbEachOther) {
   Session first, second;
   second.cache = first.cache;
@@ -88,6 +44,25 @@ TEST(Host, TwoEditorsAtOnceDoNotDisturbEachOther) {
   EXPECT_EQ(first.wait(), 128 + SIGTERM);
   EXPECT_EQ(second.saved().size(), 1U);
   EXPECT_TRUE(first.leftovers().empty()) << first.leftovers()[0];
+}
+
+// The names of trimmed copies count seconds.
+TEST(Host, TwoEditorsThatSaveInTheSameSecondBothDo) {
+  Session sessions[2];
+  sessions[1].cache = sessions[0].cache;
+  const fs::path go = sessions[0].folder() / "go";
+  for (Session& session : sessions)
+    session.start(session.copyOf("basic.mp4"),
+                  "wait ready\ndrag end 20\nwait editing\nstate\nwait file " + go.string() +
+                      " 90\ntap Done\nwait saved 90\nwait ready\ntap Done\nwait finished 20\n");
+  for (Session& session : sessions) ASSERT_TRUE(session.waitForOutput("}\n")) << session.errors();
+  std::ofstream(go).flush();
+  for (Session& session : sessions) {
+    EXPECT_EQ(session.wait(), 0) << session.errors();
+    ASSERT_EQ(session.saved().size(), 1U);
+    EXPECT_NEAR(movieDuration(session.saved()[0]), 20, 0.1);
+  }
+  EXPECT_TRUE(sessions[0].leftovers().empty()) << sessions[0].leftovers()[0];
 }
 
 TEST(Host, TheEditorStaysWhenTheHostHasGone) {
