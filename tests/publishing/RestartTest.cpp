@@ -214,8 +214,13 @@ TEST_F(RestartTest, SweepsSessionsThatTheServiceHasForgotten) {
   writeFile(old, "{}");
   const utimbuf times{std::time(nullptr) - 8 * 24 * 3600, std::time(nullptr) - 8 * 24 * 3600};
   utime(old.c_str(), &times);
+  const std::string future = path("state/uploads/4567.json");  // before the clock was put right
+  writeFile(future, "{}");
+  const utimbuf later{std::time(nullptr) + 3600, std::time(nullptr) + 3600};
+  utime(future.c_str(), &later);
   ASSERT_NO_FATAL_FAILURE(publish());
-  EXPECT_TRUE(keptSessions().empty());
+  ASSERT_EQ(keptSessions().size(), 1U);
+  EXPECT_TRUE(keptSessions()[0].ends_with("4567.json"));
 }
 
 // A whole process, ended without a word in the middle of a chunk.

@@ -93,7 +93,9 @@ std::string nextAllowance() {
   const QTimeZone zone("America/Los_Angeles");
   if (!zone.isValid()) return {};
   const QDate tomorrow = QDateTime::currentDateTimeUtc().toTimeZone(zone).date().addDays(1);
-  return QLocale().toString(tomorrow.startOfDay(zone).toLocalTime().time(), QLocale::ShortFormat).toStdString();
+  const QTime time = tomorrow.startOfDay(zone).toLocalTime().time();
+  const QLocale locale;  // of which C would add seconds
+  return (locale == QLocale::c() ? time.toString("HH:mm") : locale.toString(time, QLocale::ShortFormat)).toStdString();
 }
 
 NSErrorPtr refusal(const HttpTransfer::Answer& answer) {
