@@ -287,4 +287,42 @@ TEST_F(HousekeepingTest, GoesOnAfterWhatCantBeRemoved) {
   }
 }
 
+// A directory that tells the names of what is in it, and later more, but lets nothing be removed.
+TEST_F(HousekeepingTest, ReportsWhatItMayNotTouch) {
+  put("old", 10, 100);
+  const std::string old = (folder() / "old").string();
+  fs::permissions(folder().parent_path(), fs::perms(0711));
+  const bool isRoot = geteuid() == 0;  // who is refused nothing
+  if (isRoot) {
+    ASSERT_EQ(chown(folder().c_str(), 65534, 65534), 0);
+    ASSERT_EQ(seteuid(65534), 0);
+  }
+  fs::permissions(folder(), fs::perms::owner_read);
+  EXPECT_EQ(_srDeleteFilesOlderThanTimeToLiveInSeconds(files(), 50), 0);
+  const Texts left = traces();
+  EXPECT_EQ(_srDeleteAllTempFiles(files()), 0);
+  const Texts tried = traces();
+  fs::permissions(folder(), fs::perms::owner_read | fs::perms::owner_exec);
+  _srDeleteFilesWithPrefix(files(), "o");
+  waitForWork();
+  std::atomic<int> code{0};
+  _srRemoveFile_completion(files(), NSURL::fileURLWithPath(old),
+                           [&](const NSErrorPtr& error) { code = error->code(); });
+  waitForWork();
+  if (isRoot) {
+    ASSERT_EQ(seteuid(0), 0);
+  }
+
+  constexpr const char* kError = "!error in _zxRemoveFile_srDeleteFilesOlderThanTimeToLiveInSeconds, error code: 13";
+  ASSERT_EQ(left.size(), 3U);
+  EXPECT_EQ(left[1], kError);
+  ASSERT_EQ(tried.size(), 6U);
+  EXPECT_EQ(tried[1], kError);
+  EXPECT_EQ(tried[3], "deleting old file");
+  EXPECT_EQ(tried[4], kError);
+  EXPECT_EQ(traces(), (Texts{"!_zxDeleteFilesWithPrefix error: 13", "_zxRemoveFile error: 13"}));
+  EXPECT_EQ(code, 13);
+  EXPECT_TRUE(fs::exists(old));
+}
+
 }  // namespace
