@@ -71,13 +71,17 @@ void MpvVideoOutput::attach(const std::shared_ptr<MpvCore>& core, const std::fun
 void MpvVideoOutput::startSoftware() {
   mpv_render_param parameters[] = {{MPV_RENDER_PARAM_API_TYPE, const_cast<char*>(MPV_RENDER_API_TYPE_SW)},
                                    {MPV_RENDER_PARAM_INVALID, nullptr}};
+  if (createContext(parameters)) thread_ = std::thread([this] { renderLoop(); });
+}
+
+bool MpvVideoOutput::createContext(mpv_render_param* parameters) {
   if (const int result = mpv_render_context_create(&context_, core_->handle(), parameters); result < 0) {
     os_trace_error("The video output could not be started: %s", mpv_error_string(result));
     context_ = nullptr;
-  } else {
-    mpv_render_context_set_update_callback(context_, &MpvVideoOutput::onUpdate, this);
-    thread_ = std::thread([this] { renderLoop(); });
+    return false;
   }
+  mpv_render_context_set_update_callback(context_, &MpvVideoOutput::onUpdate, this);
+  return true;
 }
 
 void MpvVideoOutput::detach() {
@@ -333,12 +337,7 @@ void MpvVideoOutput::connectOpenGL() {
   mpv_render_param parameters[] = {{MPV_RENDER_PARAM_API_TYPE, const_cast<char*>(MPV_RENDER_API_TYPE_OPENGL)},
                                    {MPV_RENDER_PARAM_OPENGL_INIT_PARAMS, &functions},
                                    {MPV_RENDER_PARAM_INVALID, nullptr}};
-  if (const int result = mpv_render_context_create(&context_, core_->handle(), parameters); result < 0) {
-    os_trace_error("The video output could not be started: %s", mpv_error_string(result));
-    context_ = nullptr;
-  } else {
-    mpv_render_context_set_update_callback(context_, &MpvVideoOutput::onUpdate, this);
-  }
+  createContext(parameters);
   const auto core = core_;
   const auto ready = std::exchange(ready_, nullptr);
   connection.unlock();

@@ -53,6 +53,7 @@ class MpvVideoOutput : public AVVideoOutput {
     int rotation = 0;
   };
   void startSoftware();
+  bool createContext(mpv_render_param* parameters);
   void connectOpenGL();
   void disconnect();
   static void onUpdate(void* context);
