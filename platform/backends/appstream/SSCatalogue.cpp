@@ -78,10 +78,8 @@ class Pool {
       library.as_pool_reset_extra_data_locations(pool_.get());
       library.as_pool_add_extra_data_location(pool_.get(), folder_.c_str(), AS_FORMAT_STYLE_CATALOG);
     }
-    GError* error = nullptr;
-    if (!library.as_pool_load(pool_.get(), nullptr, &error) && error)
-      os_trace_error("a part of the software catalogue can't be read: %s", error->message);
-    if (error) library.g_error_free(error);
+    if (!library.as_pool_load(pool_.get(), nullptr, &error_))
+      os_trace_error("a part of the software catalogue can't be read");
   }
 
  private:
@@ -101,6 +99,8 @@ class Pool {
   unsigned flags_;
   std::string folder_;
   std::unique_ptr<AsPool, Unref> pool_;
+  /// Neither read nor freed: the library has freed it already where its cache can't be opened.
+  GError* error_ = nullptr;
 };
 
 /// For tests, and for looking into a catalogue before it is published: the folder that stands for the machine's own.
