@@ -155,6 +155,7 @@ NSURL ZVYouTubeActivity::tempFileURL() const {
 }
 
 void ZVYouTubeActivity::prepareWithActivityItems(const std::vector<UIActivityItem>& items) {
+  words("CLOSE");  // how it ends can be told even if no file can be opened by then
   reserveMovieFile();
   const auto* movie = items.size() > 2 ? std::get_if<NSURL>(&items[2]) : nullptr;
   convert(movie ? *movie : NSURL());

@@ -14,10 +14,12 @@
 
 namespace {
 
-std::optional<std::string> readFile(const std::string& path) {
+/// `isUnreadable` becomes true when the file is there.
+std::optional<std::string> readFile(const std::string& path, bool* isUnreadable = nullptr) {
   std::error_code error;
   if (!std::filesystem::is_regular_file(path, error)) return {};
   std::ifstream stream(path, std::ios::binary);
+  if (!stream && isUnreadable) *isUnreadable = true;
   if (!stream) return {};
   return std::string(std::istreambuf_iterator<char>(stream), {});
 }
@@ -140,11 +142,17 @@ const std::map<std::string, std::string>& NSBundle::table(const std::string& nam
   if (loaded == tables_.end()) {
     // A text that a translation lacks is taken from the next language of the person's.
     std::map<std::string, std::string> texts;
-    for (const std::string& language : languageFolders()) {
-      if (auto content = readFile(path_ + "/" + language + ".lproj/" + name + ".strings"))
+    bool isUnreadable = false;
+    const auto add = [&](const std::string& folder) {
+      if (auto content = readFile(path_ + folder + "/" + name + ".strings", &isUnreadable))
         texts.merge(parseStringsFile(*content));
+    };
+    for (const std::string& language : languageFolders()) add("/" + language + ".lproj");
+    add("");
+    if (isUnreadable) {  // for once: the next to ask may find it readable
+      static thread_local std::map<std::string, std::string> incomplete;
+      return incomplete = std::move(texts);
     }
-    if (auto content = readFile(path_ + "/" + name + ".strings")) texts.merge(parseStringsFile(*content));
     loaded = tables_.emplace(name, std::move(texts)).first;
   }
   return loaded->second;  // stays where it is, and as it is
