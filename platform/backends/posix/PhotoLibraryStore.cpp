@@ -53,7 +53,7 @@ std::int64_t missingBytes(int descriptor, std::int64_t size) {
   struct statvfs space {};
   if (fstat(descriptor, &written) != 0 || fstatvfs(descriptor, &space) != 0) return 0;
   const auto free = std::int64_t(space.f_bavail) * std::int64_t(space.f_frsize);
-  return std::max<std::int64_t>(size - std::int64_t(written.st_blocks) * 512 - free, 1);
+  return std::max<std::int64_t>(size - std::int64_t(written.st_blocks) * 512 - free, 0);
 }
 
 /// Whether two files of `size` bytes are the same at both ends and at places between.
@@ -171,9 +171,8 @@ NSErrorPtr PhotoLibraryStore::save(PhotoLibrarySource& opened, const std::string
     return std::make_shared<const NSError>(NSPOSIXErrorDomain, failure,
                                            what + ": another program has changed it meanwhile");
   }
-  if (failure == ENOSPC || failure == EDQUOT) {
-    const std::string missing = std::to_string(missingBytes(file->descriptor(), status.st_size));
-    return NSError::posix(failure, what + ", " + missing + " bytes are missing on the disk");
-  }
+  const std::int64_t missing = failure == ENOSPC ? missingBytes(file->descriptor(), status.st_size) : 0;
+  if (missing > 0)
+    return NSError::posix(failure, what + ", " + std::to_string(missing) + " bytes more are needed on the disk");
   return NSError::posix(failure, what);
 }
