@@ -37,23 +37,28 @@ std::string nameOf(const std::string& path) {
 
 }  // namespace
 
-std::optional<std::string> readPrivateFile(const std::string& path) {
+std::optional<std::string> readPrivateFile(const std::string& path, int* failure) {
+  const auto fail = [failure](int number) {
+    const bool isOurs = number != 0 && number != ENOENT && number != ENOTDIR && number != ELOOP;
+    if (failure) *failure = isOurs ? number : 0;
+    return std::nullopt;
+  };
   const FileDescriptor folder = openFolder(path, false);
-  if (!folder) return std::nullopt;
+  if (!folder) return fail(errno);
   const FileDescriptor file(openat(folder.get(), nameOf(path).c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   struct stat status {};
-  if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_uid != geteuid() ||
-      status.st_size > largestFile)
-    return std::nullopt;
-  if ((status.st_mode & 077) != 0 && fchmod(file.get(), 0600) != 0) return std::nullopt;
+  if (!file || fstat(file.get(), &status) != 0) return fail(errno);
+  if (!S_ISREG(status.st_mode) || status.st_uid != geteuid() || status.st_size > largestFile) return fail(0);
+  if ((status.st_mode & 077) != 0 && fchmod(file.get(), 0600) != 0) return fail(errno);
   std::string content(size_t(status.st_size), '\0');
   size_t done = 0;
   while (done < content.size()) {
     const ssize_t size = read(file.get(), content.data() + done, content.size() - done);
     if (size < 0 && errno == EINTR) continue;
-    if (size <= 0) return std::nullopt;
+    if (size <= 0) return fail(size < 0 ? errno : EIO);
     done += size_t(size);
   }
+  if (failure) *failure = 0;
   return content;
 }
 

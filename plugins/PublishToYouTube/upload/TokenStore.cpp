@@ -29,21 +29,26 @@ QString keyOf(const TokenStore::Place& place) {
   return QString::fromStdString(place.client + " " + place.server);
 }
 
-QJsonObject readFile(const std::string& path) {
-  return QJsonDocument::fromJson(QByteArray::fromStdString(readPrivateFile(path).value_or(""))).object();
+QJsonObject readFile(const std::string& path, int* failure = nullptr) {
+  return QJsonDocument::fromJson(QByteArray::fromStdString(readPrivateFile(path, failure).value_or(""))).object();
 }
 
-void writeFile(const std::string& path, const QJsonObject& content) {
-  if (content.isEmpty()) return removePrivateFile(path);
-  if (const int failure = writePrivateFile(path, QJsonDocument(content).toJson().toStdString()); failure != 0)
-    os_trace_error("Publishing: the sign-in can't be kept in %s: %s", path.c_str(), std::strerror(failure));
-}
-
-void removeFromFile(const TokenStore::Place& place) {
-  QJsonObject content = readFile(place.file);
-  if (!content.contains(keyOf(place))) return;
-  content.remove(keyOf(place));
-  writeFile(place.file, content);
+/// Changes what is kept for a place, and nothing of the others. Null: it is forgotten.
+void writeToFile(const TokenStore::Place& place, const Tokens* tokens) {
+  int failure = 0;
+  QJsonObject content = readFile(place.file, &failure);
+  if (failure == 0) {
+    if (tokens)
+      content[keyOf(place)] = QString::fromStdString(tokens->json());
+    else if (content.contains(keyOf(place)))
+      content.remove(keyOf(place));
+    else
+      return;
+    if (content.isEmpty()) return removePrivateFile(place.file);
+    failure = writePrivateFile(place.file, QJsonDocument(content).toJson().toStdString());
+  }
+  if (failure != 0)
+    os_trace_error("Publishing: the sign-in can't be kept in %s: %s", place.file.c_str(), std::strerror(failure));
 }
 
 std::optional<Tokens> load(const TokenStore::Place& place, SecretService& service) {
@@ -57,10 +62,7 @@ std::optional<Tokens> load(const TokenStore::Place& place, SecretService& servic
 void save(const TokenStore::Place& place, SecretService& service, const Tokens& tokens) {
   const Outcome outcome =
       place.secretService ? service.store(place.client, place.server, tokens.json()) : Outcome::Unavailable;
-  if (outcome != Outcome::Unavailable) return removeFromFile(place);
-  QJsonObject content = readFile(place.file);
-  content[keyOf(place)] = QString::fromStdString(tokens.json());
-  writeFile(place.file, content);
+  writeToFile(place, outcome == Outcome::Unavailable ? &tokens : nullptr);
 }
 
 }  // namespace
@@ -99,7 +101,7 @@ void TokenStore::save(const Tokens& tokens) {
 void TokenStore::clear() {
   dispatch_async(queue(), [place = place_, service = service_] {
     if (place.secretService) service->clear(place.client, place.server);
-    removeFromFile(place);
+    writeToFile(place, nullptr);
   });
 }
 
