@@ -5,6 +5,8 @@
 #include "platform/UIKit/UIActivityViewController.h"
 #include "platform/UIKit/UIAlertController.h"
 
+#include <algorithm>
+
 namespace {
 
 // Seconds.
@@ -22,6 +24,11 @@ ScriptStep tapOn(const std::string& name, int line) {
   step.name = name;
   step.line = line;
   return step;
+}
+
+bool isReachable(ScriptContext& context, const std::string& name) {
+  const auto elements = context.window().reachableElements();
+  return std::any_of(elements.begin(), elements.end(), [&](const auto& each) { return each.element.label == name; });
 }
 
 }  // namespace
@@ -81,17 +88,19 @@ AlertAction::AlertAction(ScriptContext& context, const ScriptStep& step)
 ScriptAction::Answer AlertAction::tick() {
   const auto front = context_.window().frontmostPresentedViewController();
   if (!tap_) {
-    const auto alert = std::dynamic_pointer_cast<UIAlertController>(front);
-    if (!alert && step_.optional) return done();
-    if (!alert || CAAnimator::shared().isAnimating()) {
+    const bool isThere = std::dynamic_pointer_cast<UIAlertController>(front) ||
+                         (front && step_.optional && isReachable(context_, step_.name));
+    if (!isThere && step_.optional) return done();
+    if (!isThere || CAAnimator::shared().isAnimating()) {
       return ScriptContext::now() < deadline_ ? pending() : failed("there is no alert");
     }
-    alert_ = alert;
+    alert_ = front;
     tap_ = std::make_unique<TapAction>(context_, tapOn(step_.name, step_.line));
     deadline_ = ScriptContext::now() + 2 * kPatience;
   }
   if (front && front == alert_.lock()) {
     const Answer answer = tap_->tick();
+    if (!std::dynamic_pointer_cast<UIAlertController>(front)) return answer.failure.empty() ? answer : done();
     if (!answer.failure.empty()) return answer;
     return ScriptContext::now() < deadline_ ? pending() : failed("the alert stays");
   }

@@ -36,7 +36,7 @@ class ActivityAction : public ScriptAction {
 };
 
 /// `alert BUTTON`: waits for an alert, taps that button and waits until the alert has gone. `answer BUTTON`: the same,
-/// if there is an alert.
+/// if there is an alert, or a form where that button can be tapped.
 class AlertAction : public ScriptAction {
  public:
   AlertAction(ScriptContext& context, const ScriptStep& step);

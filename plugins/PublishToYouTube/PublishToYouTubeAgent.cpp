@@ -122,8 +122,10 @@ void PublishToYouTubeAgent::mediaPreparationFailed(const NSErrorPtr& error) {
   if (!navigation_) return;
   form_->view();
   form_->setCanPublish(false);
-  tellFailure(localized("The video could not be prepared, so it can't be published. %@",
-                        {error ? error->localizedDescription() : std::string()}));
+  const std::string words = localized("The video could not be prepared, so it can't be published. %@",
+                                      {error ? error->localizedDescription() : std::string()});
+  os_trace_error("Publishing: %s", words.c_str());
+  tellFailure(words);
 }
 
 void PublishToYouTubeAgent::showPreparation() {
