@@ -44,9 +44,7 @@ TEST(Disk, WithoutRoomNothingIsBegunAndTheRoomThatIsMissingIsTold) {
   if (!library.isMounted()) GTEST_SKIP() << "small disks need root";
   const std::uint64_t free = library.freeBytes();
   session.start("", "tap Save\n", "key Control+S\nwait saved 90\n");
-  ASSERT_TRUE(session.reachPoint()) << session.errors();
-  session.goOn();
-  ASSERT_TRUE(session.reachFailure());
+  session.expectFailure();
   EXPECT_TRUE(names(session.message(), session.library())) << session.message();
   EXPECT_NE(session.message().find(" MB more are needed"), std::string::npos) << session.message();
   EXPECT_EQ(library.freeBytes(), free);
@@ -64,9 +62,7 @@ TEST(Disk, ATrimmedCopyNeedsRoomInTheLibraryToo) {
   SmallDisk library(session.library(), kReserve);
   if (!library.isMounted()) GTEST_SKIP() << "small disks need root";
   session.start(kTrim, "tap Done\n", kSaveAgain);
-  ASSERT_TRUE(session.reachPoint()) << session.errors();
-  session.goOn();
-  ASSERT_TRUE(session.reachFailure());
+  session.expectFailure();
   EXPECT_TRUE(names(session.message(), session.library())) << session.message();
   EXPECT_EQ(member(member(session.state(), "flags"), "trimming"), "true");
   ASSERT_TRUE(library.resize(2 * kReserve));
@@ -78,10 +74,8 @@ TEST(Disk, AReadOnlyLibraryIsToldAndTheTrimmedCopyCanBeSavedLater) {
   SmallDisk library(session.library(), 2 * kReserve);
   if (!library.isMounted()) GTEST_SKIP() << "small disks need root";
   session.start(kTrim, "tap Done\n", kSaveAgain);
-  ASSERT_TRUE(session.reachPoint()) << session.errors();
   ASSERT_TRUE(library.setReadOnly(true));
-  session.goOn();
-  ASSERT_TRUE(session.reachFailure());
+  session.expectFailure();
   EXPECT_TRUE(names(session.message(), session.library())) << session.message();
   EXPECT_NE(session.message().find("read-only"), std::string::npos) << session.message();
   // The export itself went well: its movie is on screen.
@@ -95,15 +89,13 @@ TEST(Disk, AFileThatMayNotGrowIsToldAndItsRoomGivenBack) {
   SmallDisk temporary(session.cache, 3 * kReserve);
   if (!temporary.isMounted()) GTEST_SKIP() << "small disks need root";
   session.start(kTrim, "tap Done\n", kSaveAgain);
-  ASSERT_TRUE(session.reachPoint()) << session.errors();
   const std::uint64_t free = temporary.freeBytes();
   const pid_t editor = session.editor();
   ASSERT_GT(editor, 0);
   rlimit before{};
   const rlimit small{100'000, RLIM_INFINITY};
   ASSERT_EQ(prlimit(editor, RLIMIT_FSIZE, &small, &before), 0);
-  session.goOn();
-  ASSERT_TRUE(session.reachFailure());
+  session.expectFailure();
   EXPECT_TRUE(names(session.message(), session.cache / "zevanti")) << session.message();
   EXPECT_EQ(temporary.freeBytes(), free);
   ASSERT_EQ(prlimit(editor, RLIMIT_FSIZE, &before, nullptr), 0);
@@ -113,10 +105,8 @@ TEST(Disk, AFileThatMayNotGrowIsToldAndItsRoomGivenBack) {
 TEST(Disk, ATemporaryFolderThatIsGoneIsTold) {
   FaultSession session("basic.mp4");
   session.start(kTrim, "tap Done\n", kSaveAgain);
-  ASSERT_TRUE(session.reachPoint()) << session.errors();
   fs::remove_all(session.cache / "zevanti");
-  session.goOn();
-  ASSERT_TRUE(session.reachFailure());
+  session.expectFailure();
   EXPECT_TRUE(names(session.message(), session.cache / "zevanti")) << session.message();
   fs::create_directory(session.cache / "zevanti");
   // The editor still has hold of the movie.
@@ -130,7 +120,6 @@ TEST(Disk, AFolderOfSomebodyElseInTheTemporaryOnesPlaceIsNotTouched) {
     SCOPED_TRACE(link ? "link" : "folder of another user");
     FaultSession session("basic.mp4");
     session.start(kTrim, "tap Done\n", kSaveAgain);
-    ASSERT_TRUE(session.reachPoint()) << session.errors();
     const fs::path temporary = session.cache / "zevanti", theirs = link ? session.folder() / "theirs" : temporary;
     fs::rename(temporary, session.cache / "moved");
     fs::create_directory(theirs);
@@ -140,8 +129,7 @@ TEST(Disk, AFolderOfSomebodyElseInTheTemporaryOnesPlaceIsNotTouched) {
       fs::create_directory_symlink(theirs, temporary);
     else
       ASSERT_EQ(chown(theirs.c_str(), 65534, 65534), 0);
-    session.goOn();
-    ASSERT_TRUE(session.reachFailure());
+    session.expectFailure();
     EXPECT_TRUE(names(session.message(), temporary)) << session.message();
     EXPECT_NE(session.message().find("isn’t yours"), std::string::npos) << session.message();
     EXPECT_EQ(std::distance(fs::directory_iterator(theirs), {}), 1);
@@ -159,7 +147,6 @@ TEST(Disk, ALinkAtTheNameOfACopyIsNotFollowed) {
   fs::create_directories(session.library());
   fs::create_symlink(victim, session.library() / (session.movie().stem().string() + ".mp4"));
   session.start(kTrim, "tap Done\n", kSaveAgain);
-  ASSERT_TRUE(session.reachPoint()) << session.errors();
   std::vector<fs::path> links;
   const std::time_t now = std::time(nullptr);
   constexpr std::time_t seconds = 90;
@@ -167,8 +154,7 @@ TEST(Disk, ALinkAtTheNameOfACopyIsNotFollowed) {
     links.push_back(session.cache / "zevanti" / ("ZVZevanti_Trim" + std::to_string(second) + ".m4v"));
     fs::create_symlink(victim, links.back());
   }
-  session.goOn();
-  ASSERT_TRUE(session.reachFailure());
+  session.expectFailure();
   EXPECT_NE(session.message(), "");
   std::printf("%s\n", session.message().c_str());
   EXPECT_EQ(contentOf(victim), "precious");
@@ -184,10 +170,8 @@ TEST(Disk, ALibraryThatIsGoneIsMadeAgain) {
   FaultSession session("basic.mp4");
   fs::create_directory(session.library());
   session.start(kTrim, "tap Done\n", kSaveAgain);
-  ASSERT_TRUE(session.reachPoint()) << session.errors();
   fs::remove_all(session.library());
-  session.goOn();
-  ASSERT_TRUE(session.reachFailure());
+  session.expectFailure();
   EXPECT_EQ(session.message(), "");
   session.expectWholeFilesOnly(kTrimmed, 1);
   session.tryAgain();
@@ -210,11 +194,9 @@ TEST(Disk, AFolderThatMayNotBeWrittenIsTold) {
     session.unprivileged = true;
     fs::create_directory(session.library());
     session.start(each.before, each.first, kSaveAgain);
-    ASSERT_TRUE(session.reachPoint()) << session.errors();
     const fs::path place = each.place == Place::Library ? session.library() : session.cache / "zevanti";
     fs::permissions(place, fs::perms::owner_read | fs::perms::owner_exec);
-    session.goOn();
-    ASSERT_TRUE(session.reachFailure()) << session.errors();
+    session.expectFailure();
     EXPECT_TRUE(names(session.message(), place)) << session.message();
     EXPECT_NE(session.message().find("You are not allowed to write"), std::string::npos) << session.message();
     fs::permissions(place, fs::perms::owner_all);

@@ -4,6 +4,7 @@
 #include "tests/end_to_end/MovieReader.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <cmath>
 #include <fstream>
@@ -22,36 +23,21 @@ void touch(const fs::path& file) {
 
 FaultSession::FaultSession(const std::string& recording) : movie_(copyOf(recording)), content_(contentOf(movie_)) {}
 
-void FaultSession::start(const std::string& before, const std::string& first, const std::string& second) {
+void FaultSession::start(const std::string& before, const std::string& first, const std::string& second,
+                         const std::string& answers) {
   Session::start(movie_, "wait ready 60\n" + before + "time\nwait file " + goOnFile().string() + " 90\n" + first +
-                             "wait settled 90\nstate\nanswer OK\nwait file " + (folder() / "again").string() + " 90\n" +
-                             second);
+                             "wait settled 90\nstate\n" + answers + "wait file " + (folder() / "again").string() +
+                             " 90\n" + second);
+  EXPECT_TRUE(waitForOutput("\n", kLongest)) << errors();
 }
 
-bool FaultSession::canInject() {
-#ifdef ZEVANTI_SANITIZED
-  return false;  // the sanitizers' runtime wants to be the first library itself
-#else
-  return true;
-#endif
-}
-
-void FaultSession::injectFault(int number, int error, const std::vector<std::string>& more) {
-  environment = {std::string("LD_PRELOAD=") + ZEVANTI_FAULT_INJECTOR,
-                 "ZEVANTI_FAULT_PROGRAM=ZVVideoEditorExtension",
-                 "ZEVANTI_FAULT_FOLDERS=" + library().string() + ":" + cache.string(),
-                 "ZEVANTI_FAULT_SWITCH=" + goOnFile().string(),
-                 "ZEVANTI_FAULT_NUMBER=" + std::to_string(number),
-                 "ZEVANTI_FAULT_ERRNO=" + std::to_string(error),
-                 "ZEVANTI_FAULT_LOG=" + (folder() / "faults").string()};
-  environment.insert(environment.end(), more.begin(), more.end());
-}
-
-std::vector<std::string> FaultSession::injected() const {
-  std::vector<std::string> lines;
-  std::ifstream log(folder() / "faults");
-  for (std::string line; std::getline(log, line);) lines.push_back(line);
-  return lines;
+void FaultSession::injectFault(const Fault& fault, const std::vector<std::string>& more, const std::string& program) {
+  plan_ = {
+      program,
+      library().string() + ":" + cache.string() + ":" + copies().string() + ":" + (folder() / "desktop/state").string(),
+      goOnFile(), folder() / "faults", fault};
+  for (const auto& variables : {plan_.environment(), more})
+    environment.insert(environment.end(), variables.begin(), variables.end());
 }
 
 pid_t FaultSession::editor() const {
@@ -63,21 +49,23 @@ pid_t FaultSession::editor() const {
   return 0;
 }
 
-bool FaultSession::reachPoint() {
-  return waitForOutput("\n", kLongest);
-}
-
 void FaultSession::goOn() {
   touch(goOnFile());
 }
 
+bool FaultSession::hasEnded() const {
+  siginfo_t info{};
+  return waitid(P_PID, static_cast<id_t>(process()), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0;
+}
+
 bool FaultSession::reachFailure() {
-  const auto hasEnded = [this] {
-    siginfo_t info{};
-    return waitid(P_PID, static_cast<id_t>(process()), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0;
-  };
   EXPECT_TRUE(waitUntil(kLongest, [&] { return !states().empty() || hasEnded(); })) << errors();
   return !states().empty();
+}
+
+void FaultSession::expectFailure() {
+  goOn();
+  EXPECT_TRUE(reachFailure()) << errors();
 }
 
 void FaultSession::tryAgain() {
@@ -90,7 +78,7 @@ std::string FaultSession::state() const {
 }
 
 std::string FaultSession::message() const {
-  const std::string alert = member(state(), "alert");
+  const std::string now = state(), alert = now.empty() ? "null" : member(now, "alert");
   return alert == "null" ? "" : member(alert, "message");
 }
 
@@ -115,6 +103,18 @@ void FaultSession::expectWholeFilesOnly(double seconds, std::size_t least) const
     EXPECT_TRUE(file.filename().string().starts_with("ZVZevanti_Trim")) << file;
     EXPECT_NEAR(movieDuration(file), seconds, 0.1) << file;
   }
+}
+
+std::uint64_t FaultSession::bytesWithoutName() const {
+  std::uint64_t bytes = 0;
+  std::error_code gone;
+  for (const auto& entry : fs::directory_iterator("/proc/" + std::to_string(editor()) + "/fd", gone)) {
+    struct stat status {};
+    const bool isOurs = fs::read_symlink(entry.path(), gone).string().starts_with(folder().string());
+    if (isOurs && stat(entry.path().c_str(), &status) == 0 && status.st_nlink == 0)
+      bytes += static_cast<std::uint64_t>(status.st_size);
+  }
+  return bytes;
 }
 
 void FaultSession::expectNothingLeft() const {

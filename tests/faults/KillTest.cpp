@@ -1,7 +1,7 @@
 #include "Amount.h"
 #include "ProcessFamily.h"
+#include "WholeMovie.h"
 #include "tests/end_to_end/Desktop.h"
-#include "tests/end_to_end/MovieReader.h"
 #include "tests/end_to_end/Session.h"
 #include "tests/end_to_end/VideoService.h"
 
@@ -88,16 +88,6 @@ class ScenarioRun {
 
  private:
   ProcessFamily family(pid_t leader) const { return {"XDG_CACHE_HOME=" + session_.cache.string(), leader}; }
-  static void expectWhole(const fs::path& movie, double length) {
-    EXPECT_NEAR(movieDuration(movie), length, 0.1) << movie;
-    const auto numbers = frameNumbers(movie);
-    EXPECT_GT(numbers.size(), length * 25) << movie;
-    for (std::size_t at = 0; at < numbers.size(); ++at) {
-      ASSERT_TRUE(numbers[at]) << movie << ", picture " << at;
-      ASSERT_EQ(*numbers[at], *numbers[0] + static_cast<int>(at)) << movie;
-    }
-  }
-
   const Scenario& scenario_;
   Session session_;
   fs::path movie_;

@@ -6,7 +6,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <fstream>
@@ -71,10 +70,8 @@ TEST(Recordings, CutOffWhileTheyAreOpenAreTold) {
     SCOPED_TRACE(each.name);
     FaultSession session("video_only.mp4");
     session.start(each.before, each.first, "tap Save\nwait failed\nalert OK\n");
-    ASSERT_TRUE(session.reachPoint()) << session.errors();
     cutOff(session.movie());  // it is the editor's file as well, by another name
-    session.goOn();
-    ASSERT_TRUE(session.reachFailure()) << session.errors();
+    session.expectFailure();
     EXPECT_TRUE(says(session, kChanged)) << session.message();
     session.tryAgain();
     EXPECT_NE(session.wait(), 0) << "what is left of it is not saved";
@@ -85,7 +82,7 @@ TEST(Recordings, CutOffWhileTheyAreOpenAreTold) {
 
 // The editor stands still at some write of an export; the recording changes under it, and it goes on.
 TEST(Recordings, ThatChangeDuringAnExportAreTold) {
-  if (!FaultSession::canInject()) GTEST_SKIP() << "the sanitizer's runtime and a preloaded library don't go together";
+  if (!FaultPlan::isPossible()) GTEST_SKIP() << "the sanitizer's runtime and a preloaded library don't go together";
   const struct {
     const char* name;
     void (*change)(const fs::path& movie);
@@ -99,9 +96,8 @@ TEST(Recordings, ThatChangeDuringAnExportAreTold) {
     for (const int call : {2, 4}) {
       SCOPED_TRACE(std::string(name) + " at call " + std::to_string(call));
       FaultSession session("basic.mp4");
-      session.injectFault(call, 0, {"ZEVANTI_FAULT_STOPS=1"});
+      session.injectFault({call}, {"ZEVANTI_FAULT_STOPS=1"});
       session.start(kTrim, "tap Done\n", "");
-      ASSERT_TRUE(session.reachPoint()) << session.errors();
       const pid_t editor = session.editor();
       session.goOn();
       ASSERT_TRUE(waitUntil(60, [&] { return isStopped(editor); })) << session.errors();
@@ -125,13 +121,12 @@ TEST(Recordings, ThatChangeDuringAnExportAreTold) {
 
 // The same while the recording as it is goes into the library.
 TEST(Recordings, ThatChangeDuringASaveAreTold) {
-  if (!FaultSession::canInject()) GTEST_SKIP() << "the sanitizer's runtime and a preloaded library don't go together";
+  if (!FaultPlan::isPossible()) GTEST_SKIP() << "the sanitizer's runtime and a preloaded library don't go together";
   for (const auto& [change, isHarmless] : {std::pair(&writeInTheMiddle, false), std::pair(&setTime, true)}) {
     SCOPED_TRACE(isHarmless ? "touched" : "written to in the middle");
     FaultSession session("basic.mp4");
-    session.injectFault(kHiddenFile, 0, {"ZEVANTI_FAULT_STOPS=1"});
+    session.injectFault({kHiddenFile}, {"ZEVANTI_FAULT_STOPS=1"});
     session.start("", "tap Save\n", "");
-    ASSERT_TRUE(session.reachPoint()) << session.errors();
     const pid_t editor = session.editor();
     session.goOn();
     ASSERT_TRUE(waitUntil(60, [&] { return isStopped(editor); })) << session.errors();
@@ -150,14 +145,12 @@ TEST(Recordings, ThatChangeDuringASaveAreTold) {
 }
 
 TEST(Recordings, ATrimmedCopyThatCannotBeReadGivesWayToTheRecording) {
-  if (!FaultSession::canInject()) GTEST_SKIP() << "the sanitizer's runtime and a preloaded library don't go together";
+  if (!FaultPlan::isPossible()) GTEST_SKIP() << "the sanitizer's runtime and a preloaded library don't go together";
   FaultSession session("basic.mp4");
-  session.injectFault(1, EIO, {"ZEVANTI_FAULT_READ=ZVZevanti_Trim"});
+  session.injectFault({1}, {"ZEVANTI_FAULT_READ=ZVZevanti_Trim"});
   session.start(kTrim, "tap Done\nwait alert 60\nstate\nalert OK\nwait alert 60\n",
                 std::string("wait ready 60\n") + kTrim + "tap Done\nwait saved 90\ntap Done\nwait finished 60\n");
-  ASSERT_TRUE(session.reachPoint()) << session.errors();
-  session.goOn();
-  ASSERT_TRUE(session.reachFailure()) << session.errors();
+  session.expectFailure();
   ASSERT_TRUE(waitUntil(60, [&] { return session.states().size() == 2; })) << session.errors();
   const auto states = session.states();
   // The library can't read it either, and says so before or after.
@@ -176,7 +169,6 @@ TEST(Recordings, ThatGiveTheirNameToAnotherAreStillTheOnesThatAreSaved) {
   FaultSession session("basic.mp4");
   const std::string content = contentOf(session.movie());
   session.start("", "tap Save\n", "");
-  ASSERT_TRUE(session.reachPoint()) << session.errors();
   replace(session.movie());
   session.goOn();
   session.reachFailure();

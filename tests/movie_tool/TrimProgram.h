@@ -13,6 +13,8 @@
 #include <unistd.h>
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -41,6 +43,7 @@ class TrimProgram : public testing::Test {
     const int flags = O_WRONLY | O_CREAT | O_TRUNC;
     dup2(open((logs_ / "output").c_str(), flags, 0600), STDOUT_FILENO);
     dup2(terminal >= 0 ? terminal : open((logs_ / "errors").c_str(), flags, 0600), STDERR_FILENO);
+    for (const std::string& variable : environment_) putenv(strdup(variable.c_str()));
     std::vector<char*> pointers;
     for (std::string& word : words) pointers.push_back(word.data());
     pointers.push_back(nullptr);
@@ -92,6 +95,7 @@ class TrimProgram : public testing::Test {
   }
 
   ScratchFolder folder_, logs_;
+  std::vector<std::string> environment_;  ///< "NAME=value"
 
  private:
   Outcome outcome(int status) const {

@@ -5,9 +5,13 @@
 //   ZEVANTI_FAULT_FOLDERS  the folders, with a colon between them
 //   ZEVANTI_FAULT_SWITCH   calls count, and fail, while this file is there
 //   ZEVANTI_FAULT_NUMBER   the first call to fail, from 1; 0 for none
-//   ZEVANTI_FAULT_ERRNO    the error
+//   ZEVANTI_FAULT_ERRNO    the error; 0: nothing fails, but writes take only half of what they are given
+//   ZEVANTI_FAULT_ONCE     set: only that call fails
 //   ZEVANTI_FAULT_STOPS    set: the program stops at that call instead, as by SIGSTOP, and all calls go well
-//   ZEVANTI_FAULT_READ     opens for reading of files whose names begin so fail, and nothing else does
+//   ZEVANTI_FAULT_READ     opens for reading of files whose names begin so fail, and nothing else does; "*": all opens
+//   do,
+//                          in whatever folder
+//   ZEVANTI_FAULT_LINKS    set: files can't have a second name, as between two disks; that doesn't count
 //   ZEVANTI_FAULT_LOG      gets a line for each call that counts
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -20,23 +24,21 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace {
-
-constexpr const char* kRead = "open to read";
 
 struct Plan {
   bool isMeant = false;
   std::vector<std::string> folders;
   std::string switchFile, log, readPrefix;
-  bool stops = false;
-  int number = 0, error = EIO;
+  bool stops = false, once = false, anyOpen = false, refusesLinks = false;
+  int number = 0, error = 0;
 };
 
 std::string setting(const char* name) {
@@ -57,9 +59,12 @@ const Plan& plan() {
     plan->switchFile = setting("ZEVANTI_FAULT_SWITCH");
     plan->log = setting("ZEVANTI_FAULT_LOG");
     plan->stops = !setting("ZEVANTI_FAULT_STOPS").empty();
+    plan->once = !setting("ZEVANTI_FAULT_ONCE").empty();
+    plan->refusesLinks = !setting("ZEVANTI_FAULT_LINKS").empty();
     plan->readPrefix = setting("ZEVANTI_FAULT_READ");
+    plan->anyOpen = plan->readPrefix == "*";
     plan->number = std::atoi(setting("ZEVANTI_FAULT_NUMBER").c_str());
-    if (const int error = std::atoi(setting("ZEVANTI_FAULT_ERRNO").c_str()); error > 0) plan->error = error;
+    plan->error = std::atoi(setting("ZEVANTI_FAULT_ERRNO").c_str());
     return plan;
   }();
   return *made;
@@ -79,162 +84,122 @@ std::string pathOf(int folder, const char* name) {
   return (folder == AT_FDCWD ? std::string(".") : pathOf(folder)) + "/" + name;
 }
 
-/// Counts a call on `path`; whether it is to fail, with errno set then.
-bool fails(const char* call, const std::string& path) {
-  const Plan& plan = ::plan();
-  const auto isBelow = [&path](const std::string& folder) {
-    return path.compare(0, folder.size(), folder) == 0 && (path.size() == folder.size() || path[folder.size()] == '/');
-  };
-  bool counts = false;
-  const bool reads = std::strcmp(call, kRead) == 0;
-  if (reads == plan.readPrefix.empty()) return false;
-  for (const std::string& folder : plan.folders) counts = counts || isBelow(folder);
-  if (!counts || access(plan.switchFile.c_str(), F_OK) != 0) return false;
+bool isWatched(const std::string& path) {
+  for (const std::string& folder : plan().folders) {
+    if (path.compare(0, folder.size(), folder) == 0 && (path.size() == folder.size() || path[folder.size()] == '/'))
+      return true;
+  }
+  return false;
+}
 
+/// Counts a call on `path`; whether it is to fail, with errno set then. `amount`: what it is to write, which may become
+/// less.
+bool fails(const char* call, const std::string& path, std::size_t* amount) {
+  const Plan& plan = ::plan();
+  if (access(plan.switchFile.c_str(), F_OK) != 0) return false;
   static std::atomic<int> calls{0};
   const int number = ++calls;
-  const bool fail = plan.number > 0 && number >= plan.number && !plan.stops;
-  const std::string line = std::to_string(number) + " " + call + " " + path + (fail ? " fails" : "") + "\n";
+  const bool isHit = plan.number > 0 && !plan.stops && (plan.once ? number == plan.number : number >= plan.number);
+  const bool halves = isHit && plan.error == 0 && amount && *amount > 1;
+  // Only what takes time is interrupted.
+  const bool fail = isHit && plan.error != 0 && (plan.error != EINTR || amount);
+  const std::string line = std::to_string(number) + " " + call + " " + path +
+                           (fail     ? " fails"
+                            : halves ? " is cut short"
+                                     : "") +
+                           "\n";
   const auto log =
       static_cast<int>(syscall(SYS_openat, AT_FDCWD, plan.log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600));
   if (log >= 0) {
     syscall(SYS_write, log, line.data(), line.size());
     syscall(SYS_close, log);
   }
+  if (halves) *amount /= 2;
   if (plan.stops && number == plan.number) raise(SIGSTOP);
   if (fail) errno = plan.error;
   return fail;
 }
 
-bool fails(const char* call, int descriptor) {
-  return plan().isMeant && fails(call, pathOf(descriptor));
+bool changeFails(const char* call, const std::string& path, std::size_t* amount = nullptr) {
+  return plan().readPrefix.empty() && isWatched(path) && fails(call, path, amount);
+}
+bool fails(const char* call, int descriptor, std::size_t* amount = nullptr) {
+  return plan().isMeant && changeFails(call, pathOf(descriptor), amount);
 }
 bool fails(const char* call, int folder, const char* name) {
-  return plan().isMeant && fails(call, pathOf(folder, name));
+  return plan().isMeant && changeFails(call, pathOf(folder, name));
 }
+bool linkFails(int folder, const char* name) {
+  if (plan().isMeant && plan().refusesLinks) {
+    errno = EXDEV;
+    return true;
+  }
+  return fails("link", folder, name);
+}
+
 /// What is shown meanwhile is still read: only opens that lead to a new file fail, its folder's included.
 bool openFails(int folder, const char* name, int flags) {
+  const Plan& plan = ::plan();
+  if (!plan.isMeant) return false;
   const bool writes = (flags & O_ACCMODE) != O_RDONLY || (flags & O_CREAT) != 0;
-  const std::string& prefix = plan().readPrefix;
-  if (!prefix.empty()) {
-    const std::string path = pathOf(folder, name);
-    return !writes && path.compare(path.rfind('/') + 1, prefix.size(), prefix) == 0 && fails(kRead, path);
+  const std::string path = pathOf(folder, name);
+  if (plan.anyOpen) return fails("open", path, nullptr);
+  if (plan.readPrefix.empty())
+    return (writes || (flags & O_DIRECTORY) != 0) && changeFails(writes ? "open to write" : "open", path);
+  return !writes && path.compare(path.rfind('/') + 1, plan.readPrefix.size(), plan.readPrefix) == 0 &&
+         isWatched(path) && fails("open to read", path, nullptr);
+}
+int flagsOf(const char* mode) {
+  return mode[0] == 'r' && !std::strchr(mode, '+') ? O_RDONLY : O_RDWR | O_CREAT;
+}
+
+template <class Result>
+Result failed() {
+  if constexpr (std::is_pointer_v<Result>) {
+    return nullptr;
+  } else {
+    return Result(-1);
   }
-  if (!writes && (flags & O_DIRECTORY) == 0) return false;
-  return fails(writes ? "open to write" : "open", folder, name);
-}
-
-template <class Function>
-Function real(const char* name, Function) {
-  return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
-}
-
-mode_t modeAmong(int flags, va_list arguments) {
-  const bool makes = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
-  return makes ? static_cast<mode_t>(va_arg(arguments, unsigned)) : 0;
 }
 
 }  // namespace
 
-// NOLINTBEGIN(cert-dcl50-cpp,bugprone-reserved-identifier)
-#define REAL(name) static const auto next = real(#name, &(name))
-
-#define OPEN(name)                                   \
-  int name(const char* path, int flags, ...) {       \
-    REAL(name);                                      \
-    va_list arguments;                               \
-    va_start(arguments, flags);                      \
-    const mode_t mode = modeAmong(flags, arguments); \
-    va_end(arguments);                               \
-    if (openFails(AT_FDCWD, path, flags)) return -1; \
-    return next(path, flags, mode);                  \
-  }
-#define OPENAT(name)                                       \
-  int name(int folder, const char* path, int flags, ...) { \
-    REAL(name);                                            \
-    va_list arguments;                                     \
-    va_start(arguments, flags);                            \
-    const mode_t mode = modeAmong(flags, arguments);       \
-    va_end(arguments);                                     \
-    if (openFails(folder, path, flags)) return -1;         \
-    return next(folder, path, flags, mode);                \
-  }
-#define FOPEN(name)                                                           \
-  FILE* name(const char* path, const char* mode) {                            \
-    REAL(name);                                                               \
-    const bool reads = mode[0] == 'r' && !std::strchr(mode, '+');             \
-    if (openFails(AT_FDCWD, path, reads ? O_RDONLY : O_RDWR)) return nullptr; \
-    return next(path, mode);                                                  \
+/// A function of the library's name, and under another one here: its own declaration may have no fixed parameters.
+#define WRAP(result, name, parameters, arguments, fault)                                      \
+  extern "C" result wrapped_##name parameters asm(#name);                                     \
+  result wrapped_##name parameters {                                                          \
+    static const auto next = reinterpret_cast<result(*) parameters>(dlsym(RTLD_NEXT, #name)); \
+    return (fault) ? failed<result>() : next arguments;                                       \
   }
 
-extern "C" {
-
-OPEN(open)
-OPEN(open64)
-OPENAT(openat)
-OPENAT(openat64)
-FOPEN(fopen)
-FOPEN(fopen64)
-
-ssize_t write(int file, const void* bytes, size_t size) {
-  REAL(write);
-  return fails("write", file) ? -1 : next(file, bytes, size);
-}
-ssize_t pwrite(int file, const void* bytes, size_t size, off_t at) {
-  REAL(pwrite);
-  return fails("write", file) ? -1 : next(file, bytes, size, at);
-}
-ssize_t pwrite64(int file, const void* bytes, size_t size, off64_t at) {
-  REAL(pwrite64);
-  return fails("write", file) ? -1 : next(file, bytes, size, at);
-}
-ssize_t writev(int file, const iovec* parts, int count) {
-  REAL(writev);
-  return fails("write", file) ? -1 : next(file, parts, count);
-}
-ssize_t copy_file_range(int from, off64_t* in, int to, off64_t* out, size_t size, unsigned flags) {
-  REAL(copy_file_range);
-  return fails("copy", to) ? -1 : next(from, in, to, out, size, flags);
-}
-int ftruncate(int file, off_t size) noexcept {
-  REAL(ftruncate);
-  return fails("resize", file) ? -1 : next(file, size);
-}
-int ftruncate64(int file, off64_t size) noexcept {
-  REAL(ftruncate64);
-  return fails("resize", file) ? -1 : next(file, size);
-}
-int fsync(int file) {
-  REAL(fsync);
-  return fails("sync", file) ? -1 : next(file);
-}
-int fdatasync(int file) {
-  REAL(fdatasync);
-  return fails("sync", file) ? -1 : next(file);
-}
-int sync_file_range(int file, off64_t from, off64_t size, unsigned flags) {
-  REAL(sync_file_range);
-  return fails("sync", file) ? -1 : next(file, from, size, flags);
-}
-int rename(const char* from, const char* to) noexcept {
-  REAL(rename);
-  return fails("rename", AT_FDCWD, to) ? -1 : next(from, to);
-}
-int renameat(int fromFolder, const char* from, int toFolder, const char* to) noexcept {
-  REAL(renameat);
-  return fails("rename", toFolder, to) ? -1 : next(fromFolder, from, toFolder, to);
-}
-int renameat2(int fromFolder, const char* from, int toFolder, const char* to, unsigned flags) noexcept {
-  REAL(renameat2);
-  return fails("rename", toFolder, to) ? -1 : next(fromFolder, from, toFolder, to, flags);
-}
-int linkat(int fromFolder, const char* from, int toFolder, const char* to, int flags) noexcept {
-  REAL(linkat);
-  return fails("link", toFolder, to) ? -1 : next(fromFolder, from, toFolder, to, flags);
-}
-int mkdir(const char* path, mode_t mode) noexcept {
-  REAL(mkdir);
-  return fails("make folder", AT_FDCWD, path) ? -1 : next(path, mode);
-}
-}
-// NOLINTEND(cert-dcl50-cpp,bugprone-reserved-identifier)
+WRAP(int, open, (const char* path, int flags, mode_t mode), (path, flags, mode), openFails(AT_FDCWD, path, flags))
+WRAP(int, open64, (const char* path, int flags, mode_t mode), (path, flags, mode), openFails(AT_FDCWD, path, flags))
+WRAP(int, openat, (int folder, const char* path, int flags, mode_t mode), (folder, path, flags, mode),
+     openFails(folder, path, flags))
+WRAP(int, openat64, (int folder, const char* path, int flags, mode_t mode), (folder, path, flags, mode),
+     openFails(folder, path, flags))
+WRAP(FILE*, fopen, (const char* path, const char* mode), (path, mode), openFails(AT_FDCWD, path, flagsOf(mode)))
+WRAP(FILE*, fopen64, (const char* path, const char* mode), (path, mode), openFails(AT_FDCWD, path, flagsOf(mode)))
+WRAP(ssize_t, write, (int file, const void* bytes, size_t size), (file, bytes, size), fails("write", file, &size))
+WRAP(ssize_t, pwrite, (int file, const void* bytes, size_t size, off_t at), (file, bytes, size, at),
+     fails("write", file, &size))
+WRAP(ssize_t, pwrite64, (int file, const void* bytes, size_t size, off64_t at), (file, bytes, size, at),
+     fails("write", file, &size))
+WRAP(ssize_t, writev, (int file, const iovec* parts, int count), (file, parts, count), fails("write", file))
+WRAP(ssize_t, copy_file_range, (int from, off64_t* in, int to, off64_t* out, size_t size, unsigned flags),
+     (from, in, to, out, size, flags), fails("copy", to, &size))
+WRAP(int, ftruncate, (int file, off_t size), (file, size), fails("resize", file))
+WRAP(int, ftruncate64, (int file, off64_t size), (file, size), fails("resize", file))
+WRAP(int, fsync, (int file), (file), fails("sync", file))
+WRAP(int, fdatasync, (int file), (file), fails("sync", file))
+WRAP(int, sync_file_range, (int file, off64_t from, off64_t size, unsigned flags), (file, from, size, flags),
+     fails("sync", file))
+WRAP(int, rename, (const char* from, const char* to), (from, to), fails("rename", AT_FDCWD, to))
+WRAP(int, renameat, (int fromFolder, const char* from, int toFolder, const char* to), (fromFolder, from, toFolder, to),
+     fails("rename", toFolder, to))
+WRAP(int, renameat2, (int fromFolder, const char* from, int toFolder, const char* to, unsigned flags),
+     (fromFolder, from, toFolder, to, flags), fails("rename", toFolder, to))
+WRAP(int, linkat, (int fromFolder, const char* from, int toFolder, const char* to, int flags),
+     (fromFolder, from, toFolder, to, flags), linkFails(toFolder, to))
+WRAP(int, mkdir, (const char* path, mode_t mode), (path, mode), fails("make folder", AT_FDCWD, path))
+WRAP(char*, mkdtemp, (char* pattern), (pattern), fails("make folder", AT_FDCWD, pattern))
