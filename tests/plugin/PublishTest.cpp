@@ -43,12 +43,15 @@ class PublishTest : public PluginTest {
   }
   static std::filesystem::path uploads() { return std::string(std::getenv("XDG_STATE_HOME")) + "/zevanti/uploads"; }
   static bool isKept() { return std::filesystem::exists(uploads()) && !std::filesystem::is_empty(uploads()); }
-  /// The window closes in the middle of an upload; the next time the program makes the movie anew.
-  void interruptAndStartAgain() {
+  void startStalledUpload() {
     server_.add("chunk:stall");
     press("Publish");
     signIn();
     ASSERT_TRUE(waitUntil([&] { return told("Uploading") && server_.counts().chunks > 0; })) << told();
+  }
+  /// The window closes in the middle of an upload; the next time the program makes the movie anew.
+  void interruptAndStartAgain() {
+    ASSERT_NO_FATAL_FAILURE(startStalledUpload());
     ASSERT_TRUE(waitUntil([&] { return isKept(); }));
     const auto content = contentOf(movie_);
     closeAndStartAgain();
@@ -229,10 +232,7 @@ TEST_F(PublishTest, OnePressPublishesWhereverTheCursorIs) {
 }
 
 TEST_F(PublishTest, AsksBeforeItStopsTheUploadWhicheverWayItIsCancelled) {
-  server_.add("chunk:stall");
-  press("Publish");
-  signIn();
-  ASSERT_TRUE(waitUntil([&] { return told("Uploading"); })) << told();
+  ASSERT_NO_FATAL_FAILURE(startStalledUpload());
   int closed = 0;
   const std::vector<std::function<void()>> ways{
       [&] { key("Escape"); }, [&] { pressCancelOfUpload(); },  // through the overlay over all of the form
@@ -262,10 +262,7 @@ TEST_F(PublishTest, AsksBeforeItStopsTheUploadWhicheverWayItIsCancelled) {
 }
 
 TEST_F(PublishTest, TheWindowClosesAfterTheAnswerAndTheUploadCanBeKept) {
-  server_.add("chunk:stall");
-  press("Publish");
-  signIn();
-  ASSERT_TRUE(waitUntil([&] { return told("Uploading"); })) << told();
+  ASSERT_NO_FATAL_FAILURE(startStalledUpload());
   int closed = 0;
   key("Escape");
   ASSERT_NO_FATAL_FAILURE(expectQuestion());
