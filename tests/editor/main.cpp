@@ -49,6 +49,7 @@ int main(int argc, char* argv[]) {
   options.scale = 1;
   options.offscreen = true;
   options.title = "Test";
+  EditorWindow::prepareEnvironment(options);
   window = EditorWindow::create(argc, argv, options);
   const int result = RUN_ALL_TESTS();
   window = nullptr;

@@ -27,6 +27,7 @@ int main(int argc, char** argv) {
   options.size = CGSizeMake(375, 667);
   if (const char* scale = std::getenv("ZEVANTI_TEST_SCALE")) options.scale = std::strtof(scale, nullptr);
   options.title = "Plug-in tests";
+  EditorWindow::prepareEnvironment(options);
   auto editorWindow = std::make_unique<QtEditorWindow>(argc, argv, options);
   window = editorWindow.get();
   return RUN_ALL_TESTS();

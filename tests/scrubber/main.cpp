@@ -19,6 +19,7 @@ int main(int argc, char** argv) {
   options.scale = scale ? std::strtof(scale, nullptr) : 1;
   options.offscreen = true;
   options.title = "Timeline";
+  EditorWindow::prepareEnvironment(options);
   window = EditorWindow::create(argc, argv, options);
   const int result = RUN_ALL_TESTS();
   window = nullptr;

@@ -35,6 +35,7 @@ int main(int argc, char** argv) {
   options.offscreen = true;
   options.size = CGSizeMake(375, 667);
   options.title = "Sharing tests";
+  EditorWindow::prepareEnvironment(options);
   auto editorWindow = std::make_unique<QtEditorWindow>(argc, argv, options);
   window = editorWindow.get();
   const int result = RUN_ALL_TESTS();

@@ -44,6 +44,7 @@ int main(int argc, char** argv) {
     options.scale = std::strtof(scale, nullptr);
   }
   options.title = "Window tests";
+  EditorWindow::prepareEnvironment(options);
   auto editorWindow = std::make_unique<QtEditorWindow>(argc, argv, options);
   window = editorWindow.get();
   return RUN_ALL_TESTS();

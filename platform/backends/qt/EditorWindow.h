@@ -20,8 +20,11 @@ class EditorWindow : public UIAutomation {
     std::string title;
   };
 
+  /// Tells the window system's libraries what they are told by environment variables. Call before `create`, and before
+  /// any thread that may look at the environment is started: one that reads it while it is added to may crash.
+  static void prepareEnvironment(const Options& options);
   /// Sets up the window system connection, the main queue's thread and the event loop. Call before anything else of
-  /// this class and before any view is made. `argc` and `argv` must outlive the window.
+  /// this class but that, and before any view is made. `argc` and `argv` must outlive the window.
   static std::unique_ptr<EditorWindow> create(int& argc, char** argv, const Options& options);
   ~EditorWindow() override = default;
 

@@ -91,6 +91,13 @@ class ExtensionProcess {
 int ExtensionProcess::run() {
   if (hasOthersRights()) return fail(OthersRightsMessage);
   if (launch_.connection < 0) return fail("this program is a part of zevanti and is started by it");
+  EditorWindow::Options options;
+  if (launch_.size)
+    options.size = CGSize{static_cast<float>(launch_.size->width), static_cast<float>(launch_.size->height)};
+  options.scale = launch_.scale;
+  options.offscreen = launch_.offscreen;
+  options.title = displayName(launch_.appName);
+  EditorWindow::prepareEnvironment(options);  // the link has a thread
   NSErrorPtr error;
   link_ = ExtensionClientLink::create(launch_.connection,
                                       {[this](const std::string& folder) {
@@ -105,12 +112,6 @@ int ExtensionProcess::run() {
     end(128 + number);
   });
 
-  EditorWindow::Options options;
-  if (launch_.size)
-    options.size = CGSize{static_cast<float>(launch_.size->width), static_cast<float>(launch_.size->height)};
-  options.scale = launch_.scale;
-  options.offscreen = launch_.offscreen;
-  options.title = displayName(launch_.appName);
   window_ = EditorWindow::create(argc_, argv_, options);
   windowSystemIsConnected = true;
   UIDevice::currentDevice()->setUserInterfaceIdiom(launch_.pad ? UIUserInterfaceIdiom::Pad

@@ -28,6 +28,10 @@ double steadySeconds() {
 
 }  // namespace
 
+void EditorWindow::prepareEnvironment(const Options& options) {
+  WindowSystem::prepareEnvironment(options);
+}
+
 std::unique_ptr<EditorWindow> EditorWindow::create(int& argc, char** argv, const Options& options) {
   return std::make_unique<QtEditorWindow>(argc, argv, options);
 }

@@ -46,7 +46,7 @@ bool canUseOpenGL() {
 
 namespace WindowSystem {
 
-std::unique_ptr<QGuiApplication> connect(int& argc, char** argv, const EditorWindow::Options& options) {
+void prepareEnvironment(const EditorWindow::Options& options) {
   if (options.offscreen) {
     qputenv("QT_QPA_PLATFORM", "offscreen");
   }
@@ -54,13 +54,16 @@ std::unique_ptr<QGuiApplication> connect(int& argc, char** argv, const EditorWin
     qputenv("QT_ENABLE_HIGHDPI_SCALING", "0");
     qputenv("QT_SCALE_FACTOR", QByteArray::number(options.scale));
   }
-  QGuiApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
   if (!qEnvironmentVariableIsSet("QT_QPA_UPDATE_IDLE_TIME")) {
     // Without this a frame waits 5 ms for more to come. Frames are requested only when something has changed.
     qputenv("QT_QPA_UPDATE_IDLE_TIME", "0");
   }
   // What the desktop knows the window by: the host's name, which a person has started.
   qputenv("RESOURCE_NAME", "zevanti");
+}
+
+std::unique_ptr<QGuiApplication> connect(int& argc, char** argv, const EditorWindow::Options& options) {
+  QGuiApplication::setHighDpiScaleFactorRoundingPolicy(Qt::HighDpiScaleFactorRoundingPolicy::PassThrough);
   QCoreApplication::setApplicationName(QStringLiteral("Zevanti"));
   QGuiApplication::setDesktopFileName(QStringLiteral("zevanti"));
   auto application = std::make_unique<QGuiApplication>(argc, argv);
