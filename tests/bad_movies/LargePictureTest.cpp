@@ -52,7 +52,9 @@ TEST(LargePictures, TakeNoMemoryWhateverTheyClaim) {
     const MovieTrial::Result result = MovieTrial(scratch.path()).run(movie, false);
     EXPECT_EQ(result.fault, "");
     EXPECT_FALSE(result.shown);
+#ifndef ZEVANTI_SANITIZED  // a sanitizer keeps what was given back for a while
     EXPECT_LT(result.megabytes, 600) << "the tables of a decoder that refuses are as large as the picture, too";
+#endif
   }
 }
 
