@@ -1,5 +1,7 @@
 #pragma once
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 
@@ -26,3 +28,12 @@ class FileDescriptor {
  private:
   int descriptor_ = -1;
 };
+
+/// Whether an open file still has the name `name` in `folder` (AT_FDCWD: a path): who removes or replaces it takes that
+/// away. A link of that name is not followed.
+inline bool hasName(const FileDescriptor& file, int folder, const char* name) {
+  struct stat opened {
+  }, named{};
+  return fstat(file.get(), &opened) == 0 && fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+         opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
+}

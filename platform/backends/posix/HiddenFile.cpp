@@ -31,14 +31,6 @@ bool isHiddenName(const char* name) {
          name[length] == '\0';
 }
 
-/// Whether the open file still has this name.
-bool isAt(int file, int folder, const char* name) {
-  struct stat opened {
-  }, named{};
-  return fstat(file, &opened) == 0 && fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) == 0 &&
-         opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
-}
-
 /// Whether nobody writes a file any more. Where the file system has no locks that isn't known.
 bool isAbandoned(int file) {
   struct stat status {};
@@ -80,7 +72,7 @@ bool HiddenFile::createNamed(mode_t mode) {
     if (!file_ && errno != EEXIST) break;
     if (!file_) continue;
     flock(file_.get(), LOCK_EX | LOCK_NB);
-    if (isAt(file_.get(), folder_.get(), hiddenName_.c_str())) return true;
+    if (hasName(file_, folder_.get(), hiddenName_.c_str())) return true;
   }
   hiddenName_.clear();
   file_.reset();
@@ -97,7 +89,7 @@ void HiddenFile::removeAbandoned() const {
   while (const dirent* entry = readdir(folder)) {
     if (!isHiddenName(entry->d_name)) continue;
     const FileDescriptor file(openat(folder_.get(), entry->d_name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    if (file && isAbandoned(file.get()) && isAt(file.get(), folder_.get(), entry->d_name))
+    if (file && isAbandoned(file.get()) && hasName(file, folder_.get(), entry->d_name))
       unlinkat(folder_.get(), entry->d_name, 0);
   }
   closedir(folder);

@@ -37,14 +37,6 @@ struct flock wholeFile() {
   return lock;
 }
 
-/// Whether the file still has this name: who had the claim before removes it.
-bool isAt(const FileDescriptor& file, const std::string& path) {
-  struct stat opened {
-  }, named{};
-  return fstat(file.get(), &opened) == 0 && lstat(path.c_str(), &named) == 0 && opened.st_ino == named.st_ino &&
-         opened.st_dev == named.st_dev;
-}
-
 }  // namespace
 
 std::unique_ptr<UploadClaim> UploadClaim::take(const std::string& stateFolder, const std::string& file) {
@@ -61,7 +53,9 @@ std::unique_ptr<UploadClaim> UploadClaim::take(const std::string& stateFolder, c
       std::this_thread::sleep_for(betweenLooks);
       continue;
     }
-    if (isAt(lock, path)) return std::unique_ptr<UploadClaim>(new UploadClaim(path, std::move(lock)));
+    // Who had the claim before removes it.
+    if (hasName(lock, AT_FDCWD, path.c_str()))
+      return std::unique_ptr<UploadClaim>(new UploadClaim(path, std::move(lock)));
   }
   return std::unique_ptr<UploadClaim>(new UploadClaim({}, FileDescriptor()));
 }
@@ -87,7 +81,8 @@ void UploadClaim::sweep(const std::string& stateFolder, std::chrono::seconds age
     const FileDescriptor lock(openPrivateFile(path, false));
     struct flock whole = wholeFile();
     // Who has opened it by now sees, having locked it, that it has lost its name, and makes another.
-    if (lock && fcntl(lock.get(), F_OFD_SETLK, &whole) == 0 && isAt(lock, path)) removePrivateFile(path);
+    if (lock && fcntl(lock.get(), F_OFD_SETLK, &whole) == 0 && hasName(lock, AT_FDCWD, path.c_str()))
+      removePrivateFile(path);
   }
 }
 
