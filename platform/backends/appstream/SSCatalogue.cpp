@@ -120,6 +120,12 @@ Pool& installedPool() {
   return pool;
 }
 
+/// For what was installed in the very second in which the library's cache was made: it passes for current without it.
+Pool& installedPoolReadAnew() {
+  static Pool& pool = *new Pool(AS_POOL_FLAG_LOAD_OS_METAINFO | AS_POOL_FLAG_IGNORE_CACHE_AGE, "");
+  return pool;
+}
+
 Pool& completePool() {
   static Pool& pool = *new Pool(AS_POOL_FLAG_LOAD_OS_CATALOG | AS_POOL_FLAG_LOAD_FLATPAK, "");
   return pool;
@@ -164,6 +170,7 @@ std::optional<SSCatalogue::Product> SSCatalogue::find(const std::string& identif
   // What was recorded is nearly always installed, and what is installed is read in milliseconds. The catalogue of all
   // there is takes seconds where nothing has read it before.
   if (auto product = installedPool().find(names, desktopFile)) return product;
+  if (auto product = installedPoolReadAnew().find(names, desktopFile)) return product;
   if (auto product = completePool().find(names, desktopFile)) return product;
   return readDesktopFile(desktopFile);
 }
