@@ -1,5 +1,7 @@
 #include "platform/backends/qt/QmlItems.h"
 
+#include "platform/Foundation/os_trace.h"
+
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -23,13 +25,27 @@ void QmlItems::prepare(const QString& name) {
   component(name);
 }
 
-QQuickItem* QmlItems::make(const QString& name, QQuickItem& parent) {
-  QQmlComponent& made = component(name);
-  auto* item = qobject_cast<QQuickItem*>(made.create());
-  if (!item) {
-    qFatal("%s", qPrintable(made.errorString()));
+void QmlItems::replaceEngine() {
+  components_.clear();
+  if (hasItems_) {
+    former_.push_back(std::move(engine_));
   }
-  item->setParent(&parent);
-  item->setParentItem(&parent);
-  return item;
+  engine_.reset();
+  hasItems_ = false;
+}
+
+QQuickItem* QmlItems::make(const QString& name, QQuickItem& parent) {
+  constexpr int kTries = 2;
+  for (int i = 0; i < kTries; ++i) {
+    QQmlComponent& made = component(name);
+    if (auto* item = qobject_cast<QQuickItem*>(made.create())) {
+      hasItems_ = true;
+      item->setParent(&parent);
+      item->setParentItem(&parent);
+      return item;
+    }
+    os_trace_error("a part of the window can't be made: %s", qPrintable(made.errorString().trimmed()));
+    replaceEngine();
+  }
+  return nullptr;
 }

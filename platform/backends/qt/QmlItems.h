@@ -3,6 +3,7 @@
 #include <QHash>
 #include <QString>
 #include <memory>
+#include <vector>
 
 class QQmlComponent;
 class QQmlEngine;
@@ -15,15 +16,19 @@ class QmlItems {
   QmlItems();
   ~QmlItems();
 
-  /// The root item of "name.qml" as a child of `parent`, which owns it. Never null: a file that can't be made into an
-  /// item is a fault of the program and ends it with a message.
+  /// The root item of "name.qml" as a child of `parent`, which owns it. Null when it can't be made, as when too many
+  /// files are open: the next call tries again.
   QQuickItem* make(const QString& name, QQuickItem& parent);
   /// Loads "name.qml" ahead of time, so that its first item comes without a delay.
   void prepare(const QString& name);
 
  private:
   QQmlComponent& component(const QString& name);
+  /// An engine remembers what it could not find: the next item gets another one.
+  void replaceEngine();
 
   std::unique_ptr<QQmlEngine> engine_;
+  bool hasItems_ = false;                            ///< of this engine
+  std::vector<std::unique_ptr<QQmlEngine>> former_;  ///< whose items are still there
   QHash<QString, std::shared_ptr<QQmlComponent>> components_;
 };

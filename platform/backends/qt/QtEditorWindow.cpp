@@ -154,6 +154,9 @@ void QtEditorWindow::updateFocusRing() {
   }
   if (!focusRing_) {
     focusRing_ = qml_.make(QStringLiteral("FocusRing"), *quickWindow_->contentItem());
+    if (!focusRing_) {
+      return;
+    }
   }
   focusRing_->setVisible(ring.has_value());
   if (ring) {

@@ -78,6 +78,9 @@ void TimelineVisual::showTime(const UIMovieScrubber::Look& look) {
       return;  // most of the time: nothing is set up for it before it is needed
     }
     time_ = host().mirror().qml().make(QStringLiteral("Timeline"), host());
+    if (!time_) {
+      return;
+    }
     time_->setProperty("font", toQFont({kTimeSize, true}));
   }
   time_->setSize(host().size());
