@@ -3,6 +3,8 @@
 ///
 /// A program of its own: it looks at files that may be made to break it, and it may be killed.
 
+#include "platform/backends/ffmpeg/PictureSize.h"
+
 #include <fcntl.h>
 #include <sys/auxv.h>
 #include <sys/resource.h>
@@ -25,10 +27,9 @@ namespace {
 
 constexpr rlim_t kLongest = 2;  // seconds of computing; an hour's recording takes some hundredths
 [[maybe_unused]] constexpr rlim_t kMemory =
-    500'000'000;                                  // bytes; ten hours of pictures and sound take some tens of millions
-constexpr unsigned kMostTracks = 256;             // as many as can be trimmed; readers take time by their square
-constexpr std::int64_t kMostPixels = 35'651'584;  // of a picture, 8192 x 4352: as many as the editor decodes
-constexpr int kPacketsExamined = 100;             // for pictures that are larger than the headers say
+    500'000'000;                       // bytes; ten hours of pictures and sound take some tens of millions
+constexpr unsigned kMostTracks = 256;  // as many as can be trimmed; readers take time by their square
+constexpr int kPacketsExamined = 100;  // for pictures that are larger than the headers say
 
 int readFile(void* opaque, std::uint8_t* buffer, int size) {
   ssize_t count = read(*static_cast<int*>(opaque), buffer, static_cast<std::size_t>(size));
@@ -93,7 +94,7 @@ std::int64_t codedPixels(const AVStream* stream, const AVPacket* packet) {
 bool hasEnormousPictures(AVFormatContext* context) {
   for (unsigned i = 0; i < context->nb_streams; ++i) {
     const AVCodecParameters* codec = context->streams[i]->codecpar;
-    if (hasMovingPictures(context->streams[i]) && std::int64_t{codec->width} * codec->height > kMostPixels) return true;
+    if (hasMovingPictures(context->streams[i]) && pixelsOf(codec) > kMostPixels) return true;
   }
   std::vector<bool> known;
   for (unsigned i = 0; i < context->nb_streams; ++i) known.push_back(!hasMovingPictures(context->streams[i]));

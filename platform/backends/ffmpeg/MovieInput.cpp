@@ -68,14 +68,34 @@ bool knowsAll(const AVFormatContext* format) {
   return true;
 }
 
-/// Looks into the first packets for what the headers leave open. Decodes some of them, if they are not too large. One
-/// movie at a time: it opens a decoder for each track, and hundreds of them take hundreds of megabytes.
+/// Looks into the first packets for what the headers leave open. Decodes some of them, if they are not too large: it
+/// keeps a decoder for each track, with its pictures, so all together may have as large ones as a single track. One
+/// movie at a time, as hundreds of decoders take hundreds of megabytes all the same.
 int findFormats(AVFormatContext* format) {
   constexpr unsigned kManyTracks = 16;
   static std::mutex mutex;
   const std::lock_guard lock(mutex);
+  // Decoders round each side up to whole blocks.
+  constexpr std::int64_t kBlock = 64;
+  const auto promisedBy = [](const AVStream* stream) {
+    const AVCodecParameters* codec = stream->codecpar;
+    const bool isMovie = codec->codec_type == AVMEDIA_TYPE_VIDEO && !isCoverPicture(stream);
+    if (!isMovie) return std::int64_t{0};
+    return std::min((codec->width + kBlock) * (codec->height + kBlock), 2 * kMostPixels);
+  };
+  std::int64_t tracks = 0, promised = 0;
+  for (unsigned i = 0; i < format->nb_streams; ++i) {
+    const std::int64_t pixels = promisedBy(format->streams[i]);
+    tracks += pixels > 0;
+    promised += pixels;
+  }
+  // Each gets what its own header promises, if that isn't too much altogether; else as much as the others.
+  const std::int64_t share = kMostPixels / std::max<std::int64_t>(tracks, 1);
   std::vector<AVDictionary*> options(format->nb_streams);
-  for (AVDictionary*& each : options) av_dict_set_int(&each, "max_pixels", kMostPixels, 0);
+  for (unsigned i = 0; i < format->nb_streams; ++i) {
+    const std::int64_t own = promised > kMostPixels ? 0 : promisedBy(format->streams[i]);
+    av_dict_set_int(&options[i], "max_pixels", std::max(share, own), 0);
+  }
   const int result = avformat_find_stream_info(format, options.data());
   for (AVDictionary*& each : options) av_dict_free(&each);
   if (format->nb_streams > kManyTracks) returnFreedMemory();
