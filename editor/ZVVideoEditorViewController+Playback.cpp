@@ -58,6 +58,11 @@ void ZVVideoEditorViewController::itemDidFinishPlaying(const Strong<NSNotificati
 }
 
 void ZVVideoEditorViewController::playAction() {
+  if (avPlayerItem()->status() == AVPlayerItemStatus::Failed) {
+    // What could not be read a while ago may be readable by now; if not, that is told once more. What has changed is
+    // never taken for another recording.
+    return avAsset()->hasChanged() ? tellOfUnreadableMovie() : showMovie(videoURL());
+  }
   // An end-of-range observer that is still armed would pause this play, too.
   if (timeObserver()) avPlayer()->removeTimeObserver(timeObserver());
   setTimeObserver(nullptr);

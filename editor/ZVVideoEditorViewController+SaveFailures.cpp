@@ -125,8 +125,10 @@ void ZVVideoEditorViewController::tellOfChangedMovie() {
 bool ZVVideoEditorViewController::movieCanBeShared() {
   const auto change = answerInTime([asset = avAsset()] { return changeOf(*asset); });
   if (!change) return true;
-  changedMovie_ = avAsset();
-  presentMessage(UIKitLocalizedString("The recording has changed"), change->message());
+  if (change->movie.empty()) changedMovie_ = avAsset();
+  presentMessage(change->movie.empty() ? UIKitLocalizedString("The recording has changed")
+                                       : UIKitLocalizedString("The recording can’t be read"),
+                 change->message());
   return false;
 }
 
