@@ -35,22 +35,23 @@ void PublishToYouTubeAgent::ask(const Strong<UIAlertController>& question) {
 
 void PublishToYouTubeAgent::askWhetherToStop(std::function<void()> then) {
   if (isAsking()) {
-    if (then) afterStop_ = std::move(then);
+    if (then && afterStop_) *afterStop_ = std::move(then);
     return;
   }
-  afterStop_ = std::move(then);
+  // The question's own: its answer comes when it has faded away, and another may be asked by then.
+  const auto after = std::make_shared<std::function<void()>>(std::move(then));
+  afterStop_ = after;
   const auto question = UIAlertController::alertControllerWithTitle_message_preferredStyle(
       localized("Stop the upload?"),
       localized("What has been uploaded so far can be kept for six days: publish this recording again, and it goes on "
                 "from there."),
       UIAlertControllerStyle::Alert);
   const auto add = [&](const std::string& title, UIAlertActionStyle style, std::optional<Uploaded> uploaded) {
-    auto action =
-        UIAlertAction::actionWithTitle_style_handler(title, style, [weak = weak_from_this(), uploaded](UIAlertAction&) {
+    auto action = UIAlertAction::actionWithTitle_style_handler(
+        title, style, [weak = weak_from_this(), after, uploaded](UIAlertAction&) {
           const auto self = std::static_pointer_cast<PublishToYouTubeAgent>(weak.lock());
-          if (!self) return;
-          const auto next = std::exchange(self->afterStop_, nullptr);
-          if (!uploaded) return;
+          const auto next = std::exchange(*after, nullptr);
+          if (!self || !uploaded) return;
           if (*uploaded == Uploaded::Discarded) self->form_->keepDraft();
           self->stop(*uploaded);
           if (next) next();
@@ -82,7 +83,7 @@ void PublishToYouTubeAgent::askWhetherToClose(const std::function<void()>& close
 }
 
 void PublishToYouTubeAgent::endQuestion(std::function<void()> then) {
-  afterStop_ = nullptr;
+  if (afterStop_) *afterStop_ = nullptr;
   if (!isAsking()) return then();
   navigation_->dismissViewControllerAnimated_completion(false, std::move(then));
 }

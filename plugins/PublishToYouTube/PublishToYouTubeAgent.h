@@ -86,7 +86,8 @@ class PublishToYouTubeAgent : public NSObject, public ZVPublishingAgent {
   Strong<UINavigationController> navigation_;
   Strong<publishing::Publisher> publisher_, accountFinder_;
   Weak<UIAlertController> question_;
-  std::function<void()> afterStop_;  ///< what follows when the question whether to stop is answered with yes
+  /// What follows when the latest question whether to stop is answered with yes.
+  Strong<std::function<void()>> afterStop_;
   std::function<NSErrorPtr()> check_;
   enum class Search { NotYet, Running, Done } search_ = Search::NotYet;
   std::optional<publishing::Publisher::KeptUpload> kept_;

@@ -95,7 +95,8 @@ std::string nextAllowance() {
   const QDate tomorrow = QDateTime::currentDateTimeUtc().toTimeZone(zone).date().addDays(1);
   const QTime time = tomorrow.startOfDay(zone).toLocalTime().time();
   const QLocale locale;  // of which C would add seconds
-  return (locale == QLocale::c() ? time.toString("HH:mm") : locale.toString(time, QLocale::ShortFormat)).toStdString();
+  return (locale.language() == QLocale::C ? time.toString("HH:mm") : locale.toString(time, QLocale::ShortFormat))
+      .toStdString();
 }
 
 NSErrorPtr refusal(const HttpTransfer::Answer& answer) {
