@@ -59,23 +59,6 @@ TEST(FileManager, MissingEntriesGiveTheSystemsCode) {
   EXPECT_TRUE(files().fileSystemFreeSizeForPath_error(folder.path(), nullptr));
 }
 
-TEST(FileManager, RemovingAFolderSparesWhatItsLinksPointTo) {
-  ScratchFolder folder;
-  std::string kept = folder.write("kept/recording.mp4", "mine");
-  folder.write("gone/deep/below/file", "x");
-  std::filesystem::create_directory_symlink(folder / "kept", folder / "gone/deep/link");
-  std::filesystem::create_symlink(kept, folder / "gone/file link");
-  NSErrorPtr error;
-  EXPECT_TRUE(files().removeItemAtPath_error(folder / "gone", &error));
-  EXPECT_FALSE(files().fileExistsAtPath(folder / "gone"));
-  EXPECT_TRUE(files().fileExistsAtPath(kept));
-
-  // A link is removed as such.
-  std::filesystem::create_directory_symlink(folder / "kept", folder / "link");
-  EXPECT_TRUE(files().removeItemAtPath_error(folder / "link", nullptr));
-  EXPECT_TRUE(files().fileExistsAtPath(kept));
-}
-
 TEST(FileManager, MovingNeverReplaces) {
   ScratchFolder folder;
   std::string from = folder.write("new", "new"), to = folder.write("old", "old");

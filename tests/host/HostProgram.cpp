@@ -1,13 +1,14 @@
 #include "tests/host/HostProgram.h"
 
+#include "tests/common/Files.h"
+#include "tests/data/Recordings.h"
+
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <iterator>
 #include <sstream>
 #include <thread>
 
@@ -41,7 +42,6 @@ HostProgram::Running HostProgram::start(const std::string& fakeMode, const std::
     std::vector<char*> pointers;
     for (std::string& word : words) pointers.push_back(word.data());
     pointers.push_back(nullptr);
-    if (rlimit limit{fileSizeLimit_, fileSizeLimit_}; fileSizeLimit_ > 0) setrlimit(RLIMIT_FSIZE, &limit);
     if (unprivileged_ && (setgid(kNobody) != 0 || setuid(kNobody) != 0)) _exit(126);
     execv(pointers[0], pointers.data());
     _exit(127);
@@ -59,8 +59,8 @@ void HostProgram::dropPrivileges() {
 HostProgram::Result HostProgram::wait(const Running& running) {
   int status = 0;
   waitpid(running.pid, &status, 0);
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status), readAll(running.name + ".out"),
-          readAll(running.name + ".err")};
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status), contentOf(running.name + ".out"),
+          contentOf(running.name + ".err")};
 }
 
 HostProgram::Result HostProgram::run(const std::string& fakeMode, const std::vector<std::string>& arguments) {
@@ -70,21 +70,14 @@ HostProgram::Result HostProgram::run(const std::string& fakeMode, const std::vec
 std::vector<std::string> HostProgram::values(const Running& running) {
   std::vector<std::string> lines;
   if (!waitForFile(running.name + ".values")) return {"", "", "", "", ""};
-  std::istringstream stream(readAll(running.name + ".values"));
+  std::istringstream stream(contentOf(running.name + ".values"));
   for (std::string line; std::getline(stream, line);) lines.push_back(line);
   return lines;
 }
 
 std::string HostProgram::movie(const std::string& name) {
-  auto number = [](std::uint32_t value, int bytes) {
-    std::string text;
-    for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> 8 * i);
-    return text;
-  };
-  std::string sound(16000, '\0');
-  std::string content = "RIFF" + number(36 + 16000, 4) + "WAVEfmt " + number(16, 4) + number(1, 2) + number(1, 2) +
-                        number(8000, 4) + number(16000, 4) + number(2, 2) + number(16, 2) + "data" + number(16000, 4);
-  return folder_.write(name, content + sound);
+  fs::copy_file(recordings::path("one_frame.mp4"), folder_ / name, fs::copy_options::overwrite_existing);
+  return folder_ / name;
 }
 
 std::vector<std::string> HostProgram::temporaryFiles() const {
@@ -101,9 +94,4 @@ bool waitForFile(const std::string& path) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   return false;
-}
-
-std::string readAll(const std::string& path) {
-  std::ifstream stream(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(stream), {}};
 }

@@ -33,11 +33,8 @@ class HostProgram {
   /// From now on everything runs as a user without privileges, where this one has any.
   void dropPrivileges();
 
-  /// From now on no file may become larger.
-  void limitFileSize(std::size_t bytes) { fileSizeLimit_ = bytes; }
-
-  /// Writes a movie, a second of silence, and returns its path.
-  std::string movie(const std::string& name = "My recording.wav");
+  /// Writes a movie and returns its path.
+  std::string movie(const std::string& name = "My recording.mp4");
 
   std::string cacheFolder() const { return folder_ / "cache"; }
   std::string temporaryDirectory() const { return cacheFolder() + "/zevanti"; }
@@ -50,9 +47,7 @@ class HostProgram {
   Running last_;
   int count_ = 0;
   bool unprivileged_ = false;
-  std::size_t fileSizeLimit_ = 0;
 };
 
 /// Waits until a file is there; false after a long time.
 bool waitForFile(const std::string& path);
-std::string readAll(const std::string& path);

@@ -1,7 +1,6 @@
 // Small files that claim a lot, and large ones that mean it.
 #include "HandMadeMovie.h"
 #include "SyntheticMovie.h"
-#include "platform/AVFoundation/AVError.h"
 #include "platform/backends/isobmff/CutPlan.h"
 #include "platform/backends/isobmff/IndexWriter.h"
 #include "platform/backends/isobmff/MovieReader.h"
@@ -27,17 +26,14 @@ std::string refusal(const Movie& movie, const CutBudget::Limits& limits = {}) {
   NSErrorPtr error;
   const auto plan = planCut(movie, -1, kAll, "claims.mp4", &error, nullptr, limits);
   EXPECT_EQ(plan == nullptr, error != nullptr);
-  if (!error) return "";
-  EXPECT_EQ(error->code(), AVErrorExportFailed);
-  return error->localizedDescription();
+  return error ? error->localizedDescription() : "";
 }
 
 const std::string kTooMuch = "“claims.mp4” has more pictures or sound than can be trimmed.";
 
 std::size_t indexBytes(const Movie& movie, const CutPlan& plan) {
   Bytes bytes;
-  const MediaLayout layout(plan);
-  IndexWriter(movie, plan, layout, false).write(bytes);
+  IndexWriter(movie, plan, MediaLayout(plan), false).write(bytes);
   return bytes.size();
 }
 
@@ -46,13 +42,7 @@ FileDescriptor manyPictures(std::uint32_t tracks, std::uint32_t pictures) {
   using namespace box_builder;
   std::string defaults, fragments, more;
   for (std::uint32_t i = 1; i <= tracks; ++i) {
-    HandMadeMovie track;
-    track.stts = fullBox("stts", 0, 0, u32(0));
-    track.stsc = fullBox("stsc", 0, 0, u32(0));
-    track.stsz = fullBox("stsz", 0, 0, u32s({0, 0}));
-    track.stco = fullBox("stco", 0, 0, u32(0));
-    track.stss = "";
-    std::string trak = track.track();
+    std::string trak = HandMadeMovie::fragmented().track();
     trak.replace(trak.find("tkhd") + 16, 4, u32(i));
     more += trak;
     defaults += fullBox("trex", 0, 0, u32s({i, 1, 100, 1, 0x01010000}));
@@ -73,8 +63,7 @@ TEST(CutBudget, PicturesOfAllTracksCount) {
   ASSERT_EQ(several->tracks.size(), 3U);
   EXPECT_EQ(several->tracks[2].sampleCount, 6'000'000U);
   EXPECT_EQ(refusal(*several), kTooMuch);
-  const CutBudget::Limits small{600'000, 1 << 20, 400'000'000};
-  EXPECT_EQ(refusal(*single, small), kTooMuch);
+  EXPECT_EQ(refusal(*single, {600'000, 1 << 20, 400'000'000}), kTooMuch);
   // So do the tables, and the work.
   EXPECT_EQ(refusal(*single, {7'000'000, 100, 400'000'000}), kTooMuch);
   EXPECT_EQ(refusal(*single, {7'000'000, 256 << 20, 10'000'000}), kTooMuch);

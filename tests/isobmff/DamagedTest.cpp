@@ -29,39 +29,41 @@ std::string damaged(const std::string& what) {
 
 }  // namespace
 
-TEST(DamagedMovie, TablesThatClaimMoreThanTheyHold) {
+TEST(DamagedMovie, TablesThatClaimMoreThanTheyHoldOrContradictThemselves) {
   const std::string lie = u32(0xFFFFFFFF);
-  EXPECT_EQ(problem(&HandMadeMovie::stts, fullBox("stts", 0, 0, lie + u32s({8, 512}))), damaged("stts"));
-  EXPECT_EQ(problem(&HandMadeMovie::stsc, fullBox("stsc", 0, 0, lie + u32s({1, 4, 1}))), damaged("stsc"));
-  EXPECT_EQ(problem(&HandMadeMovie::stss, fullBox("stss", 0, 0, lie + u32(1))), damaged("stss"));
-  EXPECT_EQ(problem(&HandMadeMovie::stsz, fullBox("stsz", 0, 0, u32(0) + lie + zeros(8))), damaged("stsz"));
-  EXPECT_EQ(problem(&HandMadeMovie::stsz, fullBox("stz2", 0, 0, u32(4) + lie + zeros(8))), damaged("stz2"));
-  EXPECT_EQ(problem(&HandMadeMovie::stsz, fullBox("stz2", 0, 0, u32(5) + u32(1) + zeros(8))), damaged("stz2"));
-  EXPECT_EQ(problem(&HandMadeMovie::stco, fullBox("stco", 0, 0, lie + u32(1000))), damaged("chunk offsets"));
-  EXPECT_EQ(problem(&HandMadeMovie::stco, fullBox("co64", 0, 0, lie + u64(1000))), damaged("chunk offsets"));
-  EXPECT_EQ(problem(&HandMadeMovie::moreTables, fullBox("ctts", 0, 0, lie + u64(0))), damaged("ctts"));
-  EXPECT_EQ(problem(&HandMadeMovie::moreTables, fullBox("sbgp", 0, 0, "roll" + lie)), damaged("sbgp"));
-  EXPECT_EQ(problem(&HandMadeMovie::edts, box("edts", fullBox("elst", 0, 0, lie + zeros(12)))), damaged("elst"));
+  const struct {
+    std::string HandMadeMovie::*member;
+    const char* type;
+    std::string content;
+    const char* word;
+  } cases[] = {{&HandMadeMovie::stts, "stts", lie + u32s({8, 512}), "stts"},
+               {&HandMadeMovie::stsc, "stsc", lie + u32s({1, 4, 1}), "stsc"},
+               {&HandMadeMovie::stss, "stss", lie + u32(1), "stss"},
+               {&HandMadeMovie::stsz, "stsz", u32(0) + lie + zeros(8), "stsz"},
+               {&HandMadeMovie::stsz, "stz2", u32(4) + lie + zeros(8), "stz2"},
+               {&HandMadeMovie::stsz, "stz2", u32s({5, 1}) + zeros(8), "stz2"},
+               {&HandMadeMovie::stco, "stco", lie + u32(1000), "chunk offsets"},
+               {&HandMadeMovie::stco, "co64", lie + u64(1000), "chunk offsets"},
+               {&HandMadeMovie::moreTables, "ctts", lie + u64(0), "ctts"},
+               {&HandMadeMovie::moreTables, "sbgp", "roll" + lie, "sbgp"},
+               {&HandMadeMovie::stts, "stts", u32(0), "stts"},
+               {&HandMadeMovie::stsc, "stsc", u32(0), "stsc"},
+               {&HandMadeMovie::stsc, "stsc", u32s({1, 2, 4, 1}), "stsc"},
+               {&HandMadeMovie::stsc, "stsc", u32s({2, 1, 4, 1, 1, 4, 1}), "stsc"}};
+  for (const auto& each : cases)
+    EXPECT_EQ(problem(each.member, fullBox(each.type, 0, 0, each.content)), damaged(each.word)) << each.type;
   EXPECT_EQ(problem(&HandMadeMovie::stts, box("stts", "")), damaged("stts"));
-}
+  // The last: more edits than anybody makes would take up memory many times over.
+  for (const std::string& edits :
+       {fullBox("elst", 0, 0, lie + zeros(12)), fullBox("elst", 1, 0, u32(1) + u64(~0ULL) + u64(0) + u32(0)),
+        fullBox("elst", 0, 0, u32(1100000) + zeros(12 * 1100000))})
+    EXPECT_EQ(problem(&HandMadeMovie::edts, box("edts", edits)), damaged("elst"));
 
-TEST(DamagedMovie, TablesThatContradictThemselves) {
-  EXPECT_EQ(problem(&HandMadeMovie::stts, fullBox("stts", 0, 0, u32(0))), damaged("stts"));
-  EXPECT_EQ(problem(&HandMadeMovie::stsc, fullBox("stsc", 0, 0, u32(0))), damaged("stsc"));
-  EXPECT_EQ(problem(&HandMadeMovie::stsc, fullBox("stsc", 0, 0, u32s({1, 2, 4, 1}))), damaged("stsc"));
-  EXPECT_EQ(problem(&HandMadeMovie::stsc, fullBox("stsc", 0, 0, u32s({2, 1, 4, 1, 1, 4, 1}))), damaged("stsc"));
   // Empty tables are a track without samples, which is fine.
-  HandMadeMovie empty;
-  empty.stsz = fullBox("stsz", 0, 0, u32s({0, 0}));
-  EXPECT_EQ(problem(empty.build()), "");
+  EXPECT_EQ(problem(&HandMadeMovie::stsz, fullBox("stsz", 0, 0, u32s({0, 0}))), "");
   // A duration that was meant to be negative is passed over; chunks without samples are, too.
   EXPECT_EQ(problem(&HandMadeMovie::stts, fullBox("stts", 0, 0, u32s({1, 8, 0xFFFFFFFF}))), "");
   EXPECT_EQ(problem(&HandMadeMovie::stsc, fullBox("stsc", 0, 0, u32s({1, 1, 0, 1}))), "");
-  EXPECT_EQ(problem(&HandMadeMovie::edts, box("edts", fullBox("elst", 1, 0, u32(1) + u64(~0ULL) + u64(0) + u32(0)))),
-            damaged("elst"));
-  // More edits than anybody makes would take up memory many times over.
-  EXPECT_EQ(problem(&HandMadeMovie::edts, box("edts", fullBox("elst", 0, 0, u32(1100000) + zeros(12 * 1100000)))),
-            damaged("elst"));
 }
 
 TEST(DamagedMovie, BoxesThatDoNotFit) {
@@ -114,33 +116,4 @@ TEST(DamagedMovie, NumbersTooLargeForAnySum) {
   EXPECT_EQ(fragment(tfhd, fullBox("trun", 0, 0, u32(0xFFFFFFFF))), damaged("number of samples"));
   EXPECT_EQ(fragment(tfhd, fullBox("trun", 0, 0, u32(5'000'000))), damaged("number of samples"));
   EXPECT_EQ(fragment("", fullBox("trun", 0, 0, u32(1))), damaged("traf"));
-}
-
-TEST(DamagedMovie, EveryByteChangedEndsInAMovieOrAnError) {
-  HandMadeMovie movie;
-  movie.mvex = box("mvex", fullBox("trex", 0, 0, u32s({1, 1, 500, 50, 0x01010000})));
-  movie.edts = box("edts", fullBox("elst", 0, 0, u32s({1, 267, 0, 0x10000})));
-  movie.mediaSize = 3000;
-  const std::string whole =
-      movie.build() +
-      box("moof", box("traf", fullBox("tfhd", 0, 0, u32(1)) + fullBox("trun", 0, 0x200, u32s({1, 70}))));
-  ASSERT_EQ(problem(whole), "");
-  const FileDescriptor descriptor = file(whole);
-  for (std::size_t at = 0; at < whole.size(); ++at) {
-    if (at == 40) at = 3032;  // the media
-    for (const int value : {0x00, 0x01, 0x7F, 0xFF}) {
-      const char byte = char(value);
-      ASSERT_EQ(pwrite(descriptor.get(), &byte, 1, off_t(at)), 1);
-      NSErrorPtr error;
-      const auto read = isobmff::readMovie(descriptor.get(), "bad.mp4", &error);
-      ASSERT_EQ(read == nullptr, error != nullptr);
-      if (!read) continue;
-      for (const auto& track : read->tracks) {
-        if (!track.selfContained) continue;
-        for (const auto& run : track.runs)
-          ASSERT_LE(run.offset + std::uint64_t(run.count) * run.size, whole.size()) << at << " " << value;
-      }
-    }
-    ASSERT_EQ(pwrite(descriptor.get(), &whole[at], 1, off_t(at)), 1);
-  }
 }

@@ -1,4 +1,5 @@
 // From which pictures decoding can start, by their own bytes.
+#include "HandMadeMovie.h"
 #include "SyntheticMovie.h"
 #include "platform/backends/isobmff/CutPlan.h"
 #include "platform/backends/isobmff/DecodingStart.h"
@@ -6,14 +7,12 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
-#include <stdlib.h>
 #include <unistd.h>
 
 namespace {
 
 using namespace isobmff;
+using namespace box_builder;
 using synthetic::Builder;
 
 constexpr int kKeyInterval = 20;
@@ -27,20 +26,14 @@ struct Source {
     Builder builder;
     builder.addPictures(600, synthetic::steadyPictures(100, 20, kKeyInterval));
     builder.track(0).formats = {format};
-    Bytes& descriptions = builder.sampleTable(0).children[0].payload;
-    descriptions.resize(16);  // up to the entry, which is made anew
-    std::copy_n(reinterpret_cast<const std::uint8_t*>(toString(format).data()), 4, descriptions.begin() + 12);
-    descriptions.resize(8 + 86);
-    descriptions[11] = std::uint8_t(86 + 8 + record.size());
-    const std::string type = toString(configuration);
-    descriptions.insert(descriptions.end(), {0, 0, 0, std::uint8_t(8 + record.size())});
-    descriptions.insert(descriptions.end(), type.begin(), type.end());
-    descriptions.insert(descriptions.end(), record.begin(), record.end());
+    const std::string description =
+        u32s({0, 1}) +
+        box(toString(format), HandMadeMovie::picture("none").substr(8) +
+                                  box(toString(configuration), std::string(record.begin(), record.end())));
+    builder.sampleTable(0).children[0].payload = Bytes(description.begin(), description.end());
     movie = builder.finish();
 
-    char path[] = "/var/tmp/zevanti-start-XXXXXX";
-    file = FileDescriptor(mkstemp(path));
-    unlink(path);
+    file = synthetic::scratchFile();
     for (const SampleRun& run : movie.tracks[0].runs) {
       // The first picture of all can always be decoded from.
       const Bytes& units = run.sync && run.index > 0 ? key : other;
@@ -87,15 +80,12 @@ TEST(DecodingStart, ReadsTheRecoveryPointOfEachCoding) {
   EXPECT_EQ(h265({0, 2, 0x26, 1, 0, 7, 0x4E, 1, 6, 1, 0x30, 0x80, 0}), 0) << "a refresh picture";
   EXPECT_EQ(h265({0, 6, 0x4E, 1, 6, 1, 0x24, 0x80, 0, 2, 2, 1}), 2);
   EXPECT_EQ(h265({0, 6, 0x4E, 1, 6, 1, 0x2C, 0x80, 0, 2, 2, 1}), 0) << "the number has a sign there";
+  // ue(11) as above, and the pictures between belong to no later one: nothing counts but the key pictures.
+  const Bytes key{0, 0, 0, 5, 6, 6, 1, 0x18, 0x80, 0, 0, 0, 2, 0x61, 0x9A};
+  EXPECT_EQ(Source(avc, fourCC("avcC"), kAVC, key, {0, 0, 0, 2, 0x01, 0x9A}).untilWhole(), kNever);
   // Nonsense: lengths beyond the sample, nothing but zeros.
   EXPECT_EQ(h264({0xFF, 0xFF, 0xFF, 0xFF, 9}), 0);
   EXPECT_EQ(h264({}), 0);
-}
-
-TEST(DecodingStart, OnlyPicturesThatOthersAreDecodedFromCount) {
-  // ue(11) as above, and the pictures between belong to no later one: nothing counts but the key pictures.
-  const Bytes key{0, 0, 0, 5, 6, 6, 1, 0x18, 0x80, 0, 0, 0, 2, 0x61, 0x9A};
-  EXPECT_EQ(Source(fourCC("avc1"), fourCC("avcC"), kAVC, key, {0, 0, 0, 2, 0x01, 0x9A}).untilWhole(), kNever);
 }
 
 TEST(DecodingStart, LeavesRoomBehindAPictureThatDecodersDoNotTrustAtOnce) {

@@ -29,10 +29,10 @@ struct HandMadeMovie {
     return box(format, zeros(6) + u16(reference) + zeros(16) + u16(640) + u16(360) + zeros(50));
   }
   static std::string sound(const std::string& format, int version, std::uint16_t channels, std::uint16_t bits,
-                           const std::string& more = "") {
+                           const std::string& more = "", std::uint64_t rate = 48000) {
     using namespace box_builder;
     return box(format, zeros(6) + u16(1) + u16(std::uint64_t(version)) + zeros(6) + u16(channels) + u16(bits) +
-                           zeros(4) + u32(48000ULL << 16) + more);
+                           zeros(4) + u32(rate << 16) + more);
   }
 
   /// 1280 frames of sound whose tables count each as a byte, as old QuickTime files do; `description` is to be set.
@@ -46,6 +46,18 @@ struct HandMadeMovie {
     movie.stsc = fullBox("stsc", 0, 0, u32s({1, 1, 640, 1}));
     movie.stsz = fullBox("stsz", 0, 0, u32s({1, 1280}));
     movie.mediaSize = 5000;
+    return movie;
+  }
+
+  /// An index without samples: they are in fragments, of 50 bytes and 500 ticks each where those say nothing else.
+  static HandMadeMovie fragmented() {
+    using namespace box_builder;
+    HandMadeMovie movie;
+    for (std::string* table : {&movie.stts, &movie.stsc, &movie.stco})
+      *table = fullBox(table->substr(4, 4), 0, 0, u32(0));
+    movie.stsz = fullBox("stsz", 0, 0, u32s({0, 0}));
+    movie.stss = "";
+    movie.mvex = box("mvex", fullBox("trex", 0, 0, u32s({1, 1, 500, 50, 0x01010000})));
     return movie;
   }
 

@@ -1,11 +1,14 @@
 #include "platform/backends/isobmff/CutPlan.h"
 #include "platform/backends/isobmff/MovieReader.h"
+#include "platform/backends/isobmff/SampleDescription.h"
 #include "tests/isobmff/HandMadeMovie.h"
 
 #include <gtest/gtest.h>
-#include <algorithm>
+#include <array>
+#include <stdexcept>
 
 using namespace box_builder;
+using isobmff::descendant;
 using isobmff::fourCC;
 using isobmff::Movie;
 using isobmff::SampleGroup;
@@ -18,32 +21,25 @@ std::unique_ptr<Movie> readFile(const std::string& content, std::uint64_t size =
   const FileDescriptor descriptor = file(content, size);
   NSErrorPtr error;
   auto movie = isobmff::readMovie(descriptor.get(), "hand.mp4", &error);
-  EXPECT_TRUE(movie) << (error ? error->localizedDescription() : "no error");
+  if (!movie) throw std::runtime_error(error->localizedDescription());
   return movie;
 }
 std::unique_ptr<Movie> readFile(const HandMadeMovie& movie) {
   return readFile(movie.build());
 }
 
-std::vector<std::uint32_t> sizes(const Track& track) {
-  std::vector<std::uint32_t> result;
-  for (const SampleRun& run : track.runs) result.insert(result.end(), run.count, run.size);
+/// Of each run: place in the file, count, size, decode time and duration of its samples.
+using Runs = std::vector<std::array<std::uint64_t, 5>>;
+Runs runs(const Track& track) {
+  Runs result;
+  for (const SampleRun& run : track.runs)
+    result.push_back({run.offset, run.count, run.size, std::uint64_t(run.decodeTime), run.duration});
   return result;
 }
 std::vector<bool> flags(const Track& track, bool SampleRun::*flag) {
   std::vector<bool> result;
   for (const SampleRun& run : track.runs) result.insert(result.end(), run.count, run.*flag);
   return result;
-}
-const isobmff::Box* find(const isobmff::Box& box, std::initializer_list<isobmff::FourCC> path) {
-  const isobmff::Box* at = &box;
-  for (const isobmff::FourCC type : path) {
-    const auto child = std::find_if(at->children.begin(), at->children.end(),
-                                    [type](const isobmff::Box& candidate) { return candidate.type == type; });
-    if (child == at->children.end()) return nullptr;
-    at = &*child;
-  }
-  return at;
 }
 std::string text(const isobmff::Bytes& bytes) {
   return std::string(bytes.begin(), bytes.end());
@@ -63,44 +59,34 @@ std::string trun(std::initializer_list<std::pair<int, int>> samples, std::int32_
   for (const auto& [size, duration] : samples) content += u32s({std::uint64_t(duration), std::uint64_t(size)});
   return fullBox("trun", 0, 0x305, content);
 }
-const std::string kTrex = box("mvex", fullBox("trex", 0, 0, u32s({1, 1, 500, 50, 0x01010000})));
-
-HandMadeMovie fragmented() {
-  HandMadeMovie movie;
-  movie.mvex = kTrex;
-  movie.stts = fullBox("stts", 0, 0, u32(0));
-  movie.stsc = fullBox("stsc", 0, 0, u32(0));
-  movie.stsz = fullBox("stsz", 0, 0, u32s({0, 0}));
-  movie.stco = fullBox("stco", 0, 0, u32(0));
-  movie.stss = "";
-  return movie;
-}
 
 }  // namespace
 
 TEST(HandMadeMovie, SizesAndOffsetsInEveryForm) {
-  const std::vector<std::uint32_t> expected = {1, 15, 3, 4, 5, 6, 7};
   HandMadeMovie movie;
   movie.stss = "";
-  movie.stsz = fullBox("stsz", 0, 0, u32s({0, 7, 1, 15, 3, 4, 5, 6, 7}));
-  EXPECT_EQ(sizes(readFile(movie)->tracks[0]), expected);
-  movie.stsz = fullBox("stz2", 0, 0, u32(4) + u32(7) + u8(0x1F) + u8(0x34) + u8(0x56) + u8(0x70));
-  EXPECT_EQ(sizes(readFile(movie)->tracks[0]), expected);
-  movie.stsz = fullBox("stz2", 0, 0, u32(8) + u32(7) + std::string("\1\17\3\4\5\6\7"));
-  EXPECT_EQ(sizes(readFile(movie)->tracks[0]), expected);
-  movie.stsz = fullBox("stz2", 0, 0, u32(16) + u32(7) + u16(1) + u16(15) + u16(3) + u16(4) + u16(5) + u16(6) + u16(7));
-  EXPECT_EQ(sizes(readFile(movie)->tracks[0]), expected);
-
+  for (const std::string& sizes :
+       {fullBox("stsz", 0, 0, u32s({0, 7, 1, 15, 3, 4, 5, 6, 7})),
+        fullBox("stz2", 0, 0, u32s({4, 7}) + u8(0x1F) + u8(0x34) + u8(0x56) + u8(0x70)),
+        fullBox("stz2", 0, 0, u32s({8, 7}) + "\1\17\3\4\5\6\7"),
+        fullBox("stz2", 0, 0, u32s({16, 7, 1 << 16 | 15, 3 << 16 | 4, 5 << 16 | 6}) + u16(7))}) {
+    movie.stsz = sizes;
+    EXPECT_EQ(runs(readFile(movie)->tracks[0]), (Runs{{1000, 1, 1, 0, 512},
+                                                      {1001, 1, 15, 512, 512},
+                                                      {1016, 1, 3, 1024, 512},
+                                                      {1019, 1, 4, 1536, 512},
+                                                      {2000, 1, 5, 2048, 512},
+                                                      {2005, 1, 6, 2560, 512},
+                                                      {2011, 1, 7, 3072, 512}}));
+  }
   movie = {};
   movie.stco = fullBox("co64", 0, 0, u32(2) + u64(1000) + u64(3'000'000'000'0));
-  const std::string content = movie.build();
-  auto far = readFile(content, 40'000'000'000);
+  const auto far = readFile(movie.build(), 40'000'000'000);
   ASSERT_EQ(far->tracks[0].runs.size(), 8U);
   EXPECT_EQ(far->tracks[0].runs[3].offset, 1303U);
   EXPECT_EQ(far->tracks[0].runs[4].offset, 30'000'000'000U);
-  EXPECT_EQ(far->tracks[0].runs[4].index, 4U);
-  EXPECT_EQ(far->tracks[0].runs[4].decodeTime, 4 * 512);
   EXPECT_EQ(far->tracks[0].mediaDuration, 8 * 512);
+  EXPECT_EQ(readFile(movie)->tracks[0].sampleCount, 4U) << "cut off";
 }
 
 TEST(HandMadeMovie, TablesThatEndEarlyOrAreOutOfOrder) {
@@ -116,17 +102,18 @@ TEST(HandMadeMovie, TablesThatEndEarlyOrAreOutOfOrder) {
   EXPECT_EQ(track.runs[3].compositionOffset, -256);
   EXPECT_EQ(track.runs[3].presentationTime(), 1600 - 256);
   EXPECT_EQ(track.runs[4].compositionOffset, 0);
-  EXPECT_EQ(flags(track, &SampleRun::sync), (std::vector<bool>{1, 0, 1, 0, 0, 0, 1, 0}));
-  movie.stss = fullBox("stss", 0, 0, u32s({2, 0, 4}));  // counted from 0
-  EXPECT_EQ(flags(::readFile(movie)->tracks[0], &SampleRun::sync), (std::vector<bool>{1, 0, 0, 0, 1, 0, 0, 0}));
-  movie.stss = fullBox("stss", 0, 0, u32(0));
-  EXPECT_EQ(flags(::readFile(movie)->tracks[0], &SampleRun::sync), (std::vector<bool>{1, 0, 0, 0, 0, 0, 0, 0}));
-  movie.stss = "";
-  EXPECT_EQ(flags(::readFile(movie)->tracks[0], &SampleRun::sync), std::vector<bool>(8, true));
+  using Flags = std::vector<bool>;
+  EXPECT_EQ(flags(track, &SampleRun::sync), (Flags{1, 0, 1, 0, 0, 0, 1, 0}));
+  const auto syncWith = [&](const std::string& stss) {
+    movie.stss = stss;
+    return flags(::readFile(movie)->tracks[0], &SampleRun::sync);
+  };
+  EXPECT_EQ(syncWith(fullBox("stss", 0, 0, u32s({2, 0, 4}))), (Flags{1, 0, 0, 0, 1, 0, 0, 0})) << "counted from 0";
+  EXPECT_EQ(syncWith(fullBox("stss", 0, 0, u32(0))), (Flags{1, 0, 0, 0, 0, 0, 0, 0}));
+  EXPECT_EQ(syncWith(""), Flags(8, true));
   movie.handler = "soun";
   movie.description = HandMadeMovie::sound("mp4a", 0, 2, 16);
-  movie.stss = fullBox("stss", 0, 0, u32(0));
-  EXPECT_EQ(flags(::readFile(movie)->tracks[0], &SampleRun::sync), std::vector<bool>(8, true));
+  EXPECT_EQ(syncWith(fullBox("stss", 0, 0, u32(0))), Flags(8, true));
 }
 
 TEST(HandMadeMovie, GroupsAndDependencies) {
@@ -147,10 +134,10 @@ TEST(HandMadeMovie, GroupsAndDependencies) {
   EXPECT_EQ(track.groups[0].runs[1].description, 1U);
   EXPECT_EQ(track.groups[0].runs[2].count, 3U);  // it claims nine
   EXPECT_EQ(track.groups[1].parameter, 0x61626364U);
-  const isobmff::Box* stbl = find(read->moov, {fourCC("trak"), fourCC("mdia"), fourCC("minf"), fourCC("stbl")});
+  const isobmff::Box* stbl = descendant(read->moov, {fourCC("trak"), fourCC("mdia"), fourCC("minf"), fourCC("stbl")});
   ASSERT_TRUE(stbl);
-  EXPECT_EQ(box("sgpd", text(find(*stbl, {fourCC("sgpd")})->payload)), sgpd);
-  EXPECT_TRUE(find(*stbl, {fourCC("sbgp")})->payload.empty());
+  EXPECT_EQ(box("sgpd", text(descendant(*stbl, {fourCC("sgpd")})->payload)), sgpd);
+  EXPECT_TRUE(descendant(*stbl, {fourCC("sbgp")})->payload.empty());
 }
 
 TEST(HandMadeMovie, CompactGroups) {
@@ -212,39 +199,24 @@ TEST(HandMadeMovie, SoundOfConstantRate) {
   HandMadeMovie movie = HandMadeMovie::constantRateSound();
   // Frames that the tables count as a byte each.
   movie.description = HandMadeMovie::sound("twos", 0, 1, 16);
-  auto runs = readFile(movie)->tracks[0].runs;
-  ASSERT_EQ(runs.size(), 2U);
-  EXPECT_EQ(runs[0].count, 640U);
-  EXPECT_EQ(runs[0].size, 2U);
-  EXPECT_EQ(runs[1].offset, 2000U);
+  EXPECT_EQ(runs(readFile(movie)->tracks[0]), (Runs{{1000, 640, 2, 0, 1}, {2000, 640, 2, 640, 1}}));
   // Packets of 64 frames in 34 bytes, for each of two channels.
   movie.description = HandMadeMovie::sound("ima4", 1, 2, 16, u32s({64, 34, 68, 2}));
-  runs = readFile(movie)->tracks[0].runs;
-  ASSERT_EQ(runs.size(), 2U);
-  EXPECT_EQ(runs[0].count, 10U);
-  EXPECT_EQ(runs[0].size, 68U);
-  EXPECT_EQ(runs[0].duration, 64U);
-  EXPECT_EQ(runs[1].decodeTime, 640);
+  const Runs packets{{1000, 10, 68, 0, 64}, {2000, 10, 68, 640, 64}};
+  EXPECT_EQ(runs(readFile(movie)->tracks[0]), packets);
   // The same said at greater length: a writer may shorten it.
   movie.stts = fullBox("stts", 0, 0, u32s({3, 1000, 1, 0, 9, 280, 0x80000001}));
   std::string ones;
   for (int i = 0; i < 1280; ++i) ones += u32(1);
   movie.stsz = fullBox("stsz", 0, 0, u32s({0, 1280}) + ones);
-  runs = readFile(movie)->tracks[0].runs;
-  ASSERT_EQ(runs.size(), 2U);
-  EXPECT_EQ(runs[0].size, 68U);
-  EXPECT_EQ(runs[0].duration, 64U);
-  movie.stts = fullBox("stts", 0, 0, u32s({1, 1280, 1}));
-  movie.stsz = fullBox("stsz", 0, 0, u32s({1, 1280}));
+  EXPECT_EQ(runs(readFile(movie)->tracks[0]), packets);
   // A description that tells its packets itself: eight channels of 32 bits.
+  movie = HandMadeMovie::constantRateSound();
   movie.description =
       HandMadeMovie::sound("lpcm", 2, 3, 16, u32(72) + u64(0x40E7700000000000) + u32s({8, 0x7F000000, 32, 9, 32, 1}));
   movie.mediaSize = 50000;
-  movie.stco = fullBox("stco", 0, 0, u32s({2, 40, 40 + 640 * 32}));
-  const auto wide = readFile(movie);
-  ASSERT_EQ(wide->tracks[0].runs.size(), 1U);  // one chunk follows the other
-  EXPECT_EQ(wide->tracks[0].runs[0].size, 32U);
-  EXPECT_EQ(wide->tracks[0].runs[0].count, 1280U);
+  movie.stco = fullBox("stco", 0, 0, u32s({2, 40, 40 + 640 * 32}));  // one chunk follows the other
+  EXPECT_EQ(runs(readFile(movie)->tracks[0]), (Runs{{40, 1280, 32, 0, 1}}));
 }
 
 TEST(HandMadeMovie, ABillionSamplesAlikeCostNothing) {
@@ -256,12 +228,8 @@ TEST(HandMadeMovie, ABillionSamplesAlikeCostNothing) {
   movie.stsc = fullBox("stsc", 0, 0, u32s({1, 1, 4'000'000'000, 1}));
   movie.stsz = fullBox("stsz", 0, 0, u32s({1, 4'000'000'000}));
   movie.stco = fullBox("stco", 0, 0, u32s({1, 1000}));
-  const auto whole = readFile(movie.build(), 4'100'000'000);
-  ASSERT_EQ(whole->tracks[0].runs.size(), 1U);
-  EXPECT_EQ(whole->tracks[0].runs[0].count, 4'000'000'000U);
-  const auto cutOff = readFile(movie.build(), 3'000'001'000);
-  ASSERT_EQ(cutOff->tracks[0].runs.size(), 1U);
-  EXPECT_EQ(cutOff->tracks[0].runs[0].count, 3'000'000'000U);
+  EXPECT_EQ(runs(readFile(movie.build(), 4'100'000'000)->tracks[0]), (Runs{{1000, 4'000'000'000, 1, 0, 1}}));
+  EXPECT_EQ(runs(readFile(movie.build(), 3'000'001'000)->tracks[0]), (Runs{{1000, 3'000'000'000, 1, 0, 1}}));
 }
 
 TEST(HandMadeMovie, WhatStandsBesidesTheIndex) {
@@ -289,7 +257,7 @@ TEST(HandMadeMovie, ATrackThatNobodyCanUseIsLeftOut) {
 }
 
 TEST(HandMadeFragments, BasesDefaultsAndGaps) {
-  HandMadeMovie movie = fragmented();
+  HandMadeMovie movie = HandMadeMovie::fragmented();
   const std::string start = movie.build();
   // The first run without any base: counts from the moof. A second one without an offset follows it. The second traf
   // begins where the first one's data end.
@@ -302,34 +270,24 @@ TEST(HandMadeFragments, BasesDefaultsAndGaps) {
   const std::string third = traf(fullBox("tfhd", 0, 0x20000, u32(1)), tfdt(3500) + trun({{7, 9}}, -500));
   const std::string moofs = box("moof", first) + box("moof", second) + box("moof", third);
   const auto read = ::readFile(start + moofs);
-  ASSERT_TRUE(read);
   EXPECT_TRUE(read->fragmented);
-  const auto& runs = read->tracks[0].runs;
-  ASSERT_EQ(runs.size(), 7U);
-  const std::uint64_t base = start.size() - 1000;
-  EXPECT_EQ(runs[0].offset, base);
-  EXPECT_TRUE(runs[0].sync);
-  EXPECT_EQ(runs[1].offset, base + 10);
-  EXPECT_FALSE(runs[1].sync);
-  EXPECT_EQ(runs[2].offset, base + 30);
-  EXPECT_EQ(runs[2].size, 50U);
-  EXPECT_EQ(runs[2].duration, 500U);
-  EXPECT_EQ(runs[2].count, 3U);
-  EXPECT_EQ(runs[3].offset, base + 30 + 150);
-  EXPECT_EQ(runs[3].decodeTime, 1700);
-  EXPECT_EQ(runs[3].duration, 1300U);
-  EXPECT_EQ(runs[4].offset, 2000U);
-  EXPECT_EQ(runs[4].decodeTime, 3000);
-  EXPECT_EQ(runs[5].decodeTime, 3300);
-  EXPECT_EQ(runs[5].duration, 200U);
-  EXPECT_EQ(runs[6].decodeTime, 3500);
-  EXPECT_EQ(runs[6].offset, start.size() + box("moof", first).size() + box("moof", second).size() - 500);
-  EXPECT_EQ(runs[6].index, 8U);
+  const std::uint64_t base = start.size() - 1000,
+                      last = start.size() + box("moof", first).size() + box("moof", second).size() - 500;
+  EXPECT_EQ(runs(read->tracks[0]), (Runs{{base, 1, 10, 0, 100},
+                                         {base + 10, 1, 20, 100, 100},
+                                         {base + 30, 3, 50, 200, 500},
+                                         {base + 180, 1, 70, 1700, 1300},
+                                         {2000, 1, 5, 3000, 300},
+                                         {2005, 1, 6, 3300, 200},
+                                         {last, 1, 7, 3500, 9}}));
+  EXPECT_EQ(read->tracks[0].runs[6].index, 8U);
+  EXPECT_TRUE(read->tracks[0].runs[0].sync);
+  EXPECT_FALSE(read->tracks[0].runs[1].sync);
   EXPECT_EQ(read->tracks[0].mediaDuration, 3509);
 }
 
 TEST(HandMadeFragments, BeginNearZeroWhereverTheyCountFrom) {
-  HandMadeMovie movie = fragmented();
+  HandMadeMovie movie = HandMadeMovie::fragmented();
   const std::uint64_t seconds = 1'700'000'000;
   const auto read =
       ::readFile(movie.build() + box("moof", traf(fullBox("tfhd", 0, 0, u32(1)),
@@ -341,7 +299,7 @@ TEST(HandMadeFragments, BeginNearZeroWhereverTheyCountFrom) {
 }
 
 TEST(HandMadeFragments, GroupsOfTheirOwnJoinThoseOfTheTrack) {
-  HandMadeMovie movie = fragmented();
+  HandMadeMovie movie = HandMadeMovie::fragmented();
   movie.moreTables = fullBox("sgpd", 1, 0, std::string("roll") + u32s({2, 1}) + u16(0xFFFF));
   const auto moof = [&](std::initializer_list<std::uint64_t> descriptions, const std::string& group) {
     std::string entries;
@@ -358,7 +316,7 @@ TEST(HandMadeFragments, GroupsOfTheirOwnJoinThoseOfTheTrack) {
   for (const auto& run : read->tracks[0].groups[0].runs) runs.emplace_back(run.count, run.description);
   EXPECT_EQ(runs, (std::vector<std::pair<std::uint32_t, std::uint32_t>>{{1, 2}, {1, 0}, {1, 1}, {1, 2}}));
   const isobmff::Box* sgpd =
-      find(read->moov, {fourCC("trak"), fourCC("mdia"), fourCC("minf"), fourCC("stbl"), fourCC("sgpd")});
+      descendant(read->moov, {fourCC("trak"), fourCC("mdia"), fourCC("minf"), fourCC("stbl"), fourCC("sgpd")});
   ASSERT_TRUE(sgpd);
   EXPECT_EQ(text(sgpd->payload), u32(0x01000000) + "roll" + u32s({2, 2}) + u16(0xFFFF) + u16(0xFFFE));
 }

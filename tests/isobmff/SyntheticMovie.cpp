@@ -1,8 +1,17 @@
 #include "SyntheticMovie.h"
 
+#include "HandMadeMovie.h"
 #include "platform/backends/isobmff/ByteWriter.h"
+#include "platform/backends/isobmff/MovieReader.h"
+#include "platform/backends/isobmff/SampleDescription.h"
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <stdexcept>
+
+#include <unistd.h>
 
 namespace synthetic {
 
@@ -11,6 +20,7 @@ using isobmff::Bytes;
 using isobmff::ByteWriter;
 using isobmff::Movie;
 using isobmff::SampleRun;
+using isobmff::toString;
 using isobmff::Track;
 
 std::vector<Picture> picturesAt(const std::vector<std::int64_t>& times, int interval, int reordered, bool open) {
@@ -41,61 +51,31 @@ std::vector<Picture> steadyPictures(int count, int length, int interval, int reo
   return picturesAt(times, interval, reordered, open);
 }
 
-namespace {
-
-Bytes header(int zeros, std::initializer_list<std::uint32_t> values, int after) {
-  Bytes bytes(std::size_t(zeros), 0);
-  ByteWriter out(bytes);
-  for (const std::uint32_t value : values) out.u32(value);
-  bytes.resize(bytes.size() + std::size_t(after), 0x5A);
-  return bytes;
-}
-
-}  // namespace
-
 Builder::Builder(std::uint32_t timescale) {
   movie_.timescale = timescale;
   movie_.fileType = {'i', 's', 'o', 'm', 0, 0, 2, 0, 'i', 's', 'o', 'm', 'm', 'p', '4', '1'};
-  movie_.moov = {fourCC("moov"), {}, {{fourCC("mvhd"), header(4, {11, 12, timescale, 0}, 80), {}}}};
+  const std::string header = box_builder::zeros(12) + box_builder::u32(timescale) + box_builder::zeros(84);
+  movie_.moov = {fourCC("moov"), {}, {{fourCC("mvhd"), Bytes(header.begin(), header.end()), {}}}};
 }
 
 std::size_t Builder::addTrack(FourCC handler, std::uint32_t timescale, FourCC format, std::uint32_t soundRate) {
-  const std::size_t index = movie_.tracks.size();
-  Track track;
-  track.identifier = std::uint32_t(index) + 1;
+  HandMadeMovie made;
+  made.handler = soundRate ? "soun" : "vide";  // others can't stand alone
+  made.timescale = timescale;
+  made.description = soundRate ? HandMadeMovie::sound(toString(format), 0, 2, 16, "", soundRate)
+                               : HandMadeMovie::picture(toString(format));
+  made.stsz = box_builder::fullBox("stsz", 0, 0, box_builder::zeros(8));  // no samples yet
+  const auto read = isobmff::readMovie(box_builder::file(made.build()).get(), "made", nullptr);
+  Track track = read->tracks.at(0);
+  Box trak = read->moov.children.at(read->trackBoxes.at(0));
+  track.identifier = std::uint32_t(movie_.tracks.size()) + 1;
   track.handler = handler;
-  track.timescale = timescale;
-  track.formats = {format};
+  ByteWriter(trak.children.at(0).payload).setU32(12, track.identifier);       // in tkhd
+  ByteWriter(trak.children.at(1).children.at(1).payload).setU32(8, handler);  // in hdlr
   movie_.tracks.push_back(track);
-
-  // A description has eight bytes for all, and a sound one 20 more with the rate at their end.
-  Bytes descriptions;
-  ByteWriter out(descriptions);
-  out.u32(0);
-  out.u32(1);
-  const std::size_t entry = out.begin(format);
-  for (const std::uint32_t value : {0U, 1U, 0U, 0U, 0x20010U, 0U}) out.u32(value);
-  out.u32(soundRate << 16);
-  descriptions.resize(descriptions.size() + (soundRate ? 0 : 50));
-  out.end(entry);
-
-  Box table{fourCC("stbl"), {}, {{fourCC("stsd"), descriptions, {}}}};
-  for (const FourCC type : {fourCC("stts"), fourCC("stss"), fourCC("stsc"), fourCC("stsz"), fourCC("stco")}) {
-    table.children.push_back({type, {}, {}});
-  }
-  Bytes handlerBytes = header(8, {handler, 0, 0, 0}, 0);
-  handlerBytes.insert(handlerBytes.end(), {'N', 'a', 'm', 'e', 0});
-  Box media{fourCC("mdia"), {}, {}};
-  media.children.push_back({fourCC("mdhd"), header(4, {21, 22, timescale, 0}, 4), {}});
-  media.children.push_back({fourCC("hdlr"), handlerBytes, {}});
-  media.children.push_back({fourCC("minf"), {}, {{fourCC("xmhd"), {1, 2, 3}, {}}, table}});
-  Box trak{fourCC("trak"), {}, {}};
-  trak.children.push_back({fourCC("tkhd"), header(4, {31, 32, track.identifier, 0, 0}, 60), {}});
-  trak.children.push_back(media);
-  trak.children.push_back({fourCC("udta"), {9, 8, 7, 6}, {}});
   movie_.trackBoxes.push_back(std::uint16_t(movie_.moov.children.size()));
   movie_.moov.children.push_back(trak);
-  return index;
+  return movie_.tracks.size() - 1;
 }
 
 std::size_t Builder::addPictures(std::uint32_t timescale, const std::vector<Picture>& pictures) {
@@ -150,7 +130,8 @@ void Builder::append(std::size_t index, SampleRun run) {
 }
 
 Box& Builder::sampleTable(std::size_t index) {
-  return box(index).children[1].children[2].children[1];
+  const isobmff::Box* table = isobmff::sampleTableBox(movie_, index);
+  return const_cast<Box&>(*table);
 }
 
 Movie Builder::finish(std::uint64_t offset, std::uint64_t gap) {
@@ -171,6 +152,33 @@ Movie Builder::finish(std::uint64_t offset, std::uint64_t gap) {
   }
   movie_.fileSize = offset;
   return std::move(movie_);
+}
+
+std::unique_ptr<isobmff::CutPlan> planned(const Movie& movie, double from, double to, NSErrorPtr* error) {
+  NSErrorPtr failure;
+  const CMTime start = CMTimeMakeWithSeconds(from, 1'000'000'000);
+  const CMTimeRange range{start, CMTimeMakeWithSeconds(to - from, 1'000'000'000)};
+  auto plan = planCut(movie, -1, range, "Movie", error ? error : &failure);
+  if (!plan && !error) throw std::runtime_error(failure->localizedDescription());
+  return plan;
+}
+
+void expectContinuous(const isobmff::TrackPlan& track) {
+  ASSERT_FALSE(track.runs.empty());
+  std::int64_t time = 0;
+  for (const SampleRun& run : track.runs) {
+    ASSERT_EQ(run.decodeTime, time);
+    ASSERT_GE(run.compositionOffset, 0);
+    time += std::int64_t(run.count) * run.duration;
+  }
+  EXPECT_EQ(time, track.mediaDuration);
+}
+
+FileDescriptor scratchFile() {
+  char path[] = "/var/tmp/zevanti-synthetic-XXXXXX";
+  FileDescriptor file(mkstemp(path));
+  unlink(path);
+  return file;
 }
 
 }  // namespace synthetic

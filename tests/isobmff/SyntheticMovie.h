@@ -1,9 +1,10 @@
 #pragma once
 
-#include "platform/backends/isobmff/Movie.h"
+#include "platform/backends/isobmff/CutPlan.h"
+#include "platform/backends/posix/FileDescriptor.h"
 
 #include <cstdint>
-#include <string>
+#include <memory>
 #include <vector>
 
 /// Movies made up in memory, as the reader would have found them, for tests of what is done with them.
@@ -53,6 +54,22 @@ class Builder {
  private:
   isobmff::Movie movie_;
 };
+
+/// With a track of pictures, 30 a second of 20 ticks each, a key picture every second.
+inline Builder withPictures(int count, int reordered = 0) {
+  Builder builder;
+  builder.addPictures(600, steadyPictures(count, 20, 30, reordered));
+  return builder;
+}
+
+/// The plan of a cut, in seconds. Never null without `error`: ends the test where there is none.
+std::unique_ptr<isobmff::CutPlan> planned(const isobmff::Movie& movie, double from, double to,
+                                          NSErrorPtr* error = nullptr);
+/// Each of a plan's samples is decoded when the one before ends, and presented no earlier.
+void expectContinuous(const isobmff::TrackPlan& track);
+
+/// A file on disk without a name.
+FileDescriptor scratchFile();
 
 /// The byte at a place of every synthetic source file.
 inline std::uint8_t byteAt(std::uint64_t offset) {

@@ -33,7 +33,7 @@ TEST_F(TrimFaults, AreToldInOneLineAndLeaveEverythingAsItWas) {
   int faults = 0, told = 0;
   for (const auto& [recording, replaces] : {std::pair{"basic.mp4", false}, {"basic.mkv", true}}) {
     bring(recording, recording);
-    const std::string source = contents(folder_ / recording);
+    const std::string source = contentOf(folder_ / recording);
     std::vector<std::string> arguments{recording, "--from", "3", "--to", "6", "-o", "b.mp4"};
     if (replaces) arguments.emplace_back("--force");
     const auto prepare = [&, replaces = replaces] {
@@ -42,7 +42,7 @@ TEST_F(TrimFaults, AreToldInOneLineAndLeaveEverythingAsItWas) {
     };
     prepare();
     ASSERT_EQ(trimWith({}, arguments).status, 0);
-    const std::string whole = contents(folder_ / "b.mp4");
+    const std::string whole = contentOf(folder_ / "b.mp4");
     const std::vector<std::string> filesAtLast = files();
     const auto calls = static_cast<int>(plan_.calls().size());
     EXPECT_GT(calls, 4);
@@ -56,9 +56,9 @@ TEST_F(TrimFaults, AreToldInOneLineAndLeaveEverythingAsItWas) {
         SCOPED_TRACE(std::string(recording) + ", " + std::strerror(fault.error) + " at " +
                      plan_.calls().at(static_cast<std::size_t>(number) - 1) + ": " + outcome.errors);
         ++faults;
-        EXPECT_EQ(contents(folder_ / recording), source);
+        EXPECT_EQ(contentOf(folder_ / recording), source);
         if (outcome.status == 0) {
-          EXPECT_EQ(contents(folder_ / "b.mp4"), whole);
+          EXPECT_EQ(contentOf(folder_ / "b.mp4"), whole);
           EXPECT_EQ(files(), filesAtLast);
           EXPECT_EQ(outcome.errors, "");
           continue;
@@ -70,7 +70,7 @@ TEST_F(TrimFaults, AreToldInOneLineAndLeaveEverythingAsItWas) {
         EXPECT_EQ(std::count(outcome.errors.begin(), outcome.errors.end(), '\n'), 1);
         EXPECT_NE(outcome.errors.find(std::strerror(fault.error)), std::string::npos);
         EXPECT_EQ(files(), before);
-        EXPECT_EQ(contents(folder_ / "b.mp4"), replaces ? "precious" : "");
+        EXPECT_EQ(contentOf(folder_ / "b.mp4"), replaces ? "precious" : "");
         if (HasFailure()) return;
       }
     }

@@ -3,6 +3,7 @@
 #include "platform/backends/isobmff/CutPlan.h"
 #include "platform/backends/isobmff/MovieReader.h"
 #include "platform/backends/posix/FileDescriptor.h"
+#include "tests/common/Files.h"
 #include "tests/data/Recordings.h"
 #include "tests/foundation/ScratchFolder.h"
 
@@ -11,17 +12,14 @@
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
-/// `zevanti trim` in a folder of its own.
+/// `zevanti trim`, or another of the program's commands, in a folder of its own.
 class TrimProgram : public testing::Test {
  protected:
   struct Outcome {
@@ -29,14 +27,9 @@ class TrimProgram : public testing::Test {
     std::string output, errors;
   };
 
-  static std::string contents(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
-
   /// `terminal`: what it gets for standard error; else a file.
-  pid_t start(const std::vector<std::string>& arguments, int terminal = -1) {
-    std::vector<std::string> words{ZEVANTI_BUILD_DIR "/zevanti", "trim"};
+  pid_t start(const std::vector<std::string>& arguments, int terminal = -1, const char* command = "trim") {
+    std::vector<std::string> words{ZEVANTI_BUILD_DIR "/zevanti", command};
     words.insert(words.end(), arguments.begin(), arguments.end());
     const pid_t pid = fork();
     if (pid != 0) return pid;
@@ -54,10 +47,12 @@ class TrimProgram : public testing::Test {
   Outcome wait(pid_t pid) {
     int status = 0;
     waitpid(pid, &status, 0);
-    return outcome(status);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status), contentOf(logs_ / "output"),
+            contentOf(logs_ / "errors")};
   }
 
   Outcome trim(const std::vector<std::string>& arguments) { return wait(start(arguments)); }
+  Outcome info(const std::vector<std::string>& arguments) { return wait(start(arguments, -1, "info")); }
 
   /// Lets the program come to where it has begun to write, and stops it (SIGSTOP) there. False when it has ended before
   /// that was noticed, or the new file has its name already; then it has been waited for.
@@ -79,13 +74,7 @@ class TrimProgram : public testing::Test {
     std::filesystem::copy_file(recordings::path(recording), folder_ / name);
   }
 
-  std::vector<std::string> files() const {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(folder_.path()))
-      names.push_back(entry.path().filename());
-    std::sort(names.begin(), names.end());
-    return names;
-  }
+  std::vector<std::string> files() const { return namesIn(folder_.path()); }
 
   double length(const std::string& name) const {
     const FileDescriptor file(open((folder_ / name).c_str(), O_RDONLY));
@@ -98,11 +87,6 @@ class TrimProgram : public testing::Test {
   std::vector<std::string> environment_;  ///< "NAME=value"
 
  private:
-  Outcome outcome(int status) const {
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status), contents(logs_ / "output"),
-            contents(logs_ / "errors")};
-  }
-
   /// Whether the program has a file open in the folder that has no name there, or a hidden one.
   bool hasUnfinishedFile(pid_t pid) const {
     std::error_code gone;

@@ -44,7 +44,7 @@ TEST_F(TrimSignals, InterruptedWhileWriting) {
     }
     EXPECT_TRUE(interrupted) << signal;
   }
-  EXPECT_EQ(contents(folder_ / "b.mp4"), "precious");
+  EXPECT_EQ(contentOf(folder_ / "b.mp4"), "precious");
 }
 
 TEST_F(TrimSignals, InterruptedAtAnyMoment) {

@@ -61,7 +61,7 @@ TEST_F(Trim, NamesTheFileAfterWhatIsInIt) {
   bring("basic.mp4", "unnamed");
   bring("basic.mkv", "clip.mkv");
   bring("basic.mkv", "misnamed.mov");
-  std::string quickTime = contents(recordings::path("basic.mp4"));
+  std::string quickTime = contentOf(recordings::path("basic.mp4"));
   quickTime.replace(8, 4, "qt  ");
   for (const char* name : {"q.mov", "r", "q.mp4"}) folder_.write(name, quickTime);
   // Nine seconds of 16 bits, 8000 a second, as they are: nothing for MP4.
@@ -86,7 +86,6 @@ TEST_F(Trim, NamesTheFileAfterWhatIsInIt) {
     EXPECT_NEAR(length(name), 1, 0.03);
   }
 
-  const std::string before = contents(folder_ / "a.mp4");
   const struct {
     const char *movie, *output, *words;
   } refused[] = {{"a.mp4", "b.gif", "can't write a .gif file: the copy of “a.mp4” is an MP4 movie"},
@@ -105,20 +104,20 @@ TEST_F(Trim, NamesTheFileAfterWhatIsInIt) {
 TEST_F(Trim, ReplacesOnlyWhatItIsTold) {
   bring("basic.mp4", "a.mp4");
   fs::create_hard_link(folder_ / "a.mp4", folder_ / "same.mp4");
-  const std::string before = contents(folder_ / "a.mp4");
+  const std::string before = contentOf(folder_ / "a.mp4");
   folder_.write("a trimmed.mp4", "precious");
   fs::create_directory(folder_ / "folder.mp4");
 
   Outcome outcome = trim({"a.mp4", "--to", "2"});
   EXPECT_EQ(outcome.status, 1);
   EXPECT_NE(outcome.errors.find("--force"), std::string::npos) << outcome.errors;
-  EXPECT_EQ(contents(folder_ / "a trimmed.mp4"), "precious");
+  EXPECT_EQ(contentOf(folder_ / "a trimmed.mp4"), "precious");
   for (const char* itself : {"a.mp4", "./a.mp4", "same.mp4", "folder.mp4"}) {
     outcome = trim({"a.mp4", "--to", "2", "--force", "-o", itself});
     EXPECT_EQ(outcome.status, 1) << itself;
     EXPECT_EQ(std::count(outcome.errors.begin(), outcome.errors.end(), '\n'), 1) << outcome.errors;
   }
-  EXPECT_EQ(contents(folder_ / "a.mp4"), before);
+  EXPECT_EQ(contentOf(folder_ / "a.mp4"), before);
 
   outcome = trim({"a.mp4", "--to", "2", "--force"});
   EXPECT_EQ(outcome.status, 0) << outcome.errors;
@@ -132,7 +131,7 @@ TEST_F(Trim, ReplacesOnlyWhatItIsTold) {
   EXPECT_EQ(trim({"a.mp4", "--to", "2", "--force", "-o", "link.mp4"}).status, 0);
   EXPECT_FALSE(fs::is_symlink(folder_ / "link.mp4"));
   EXPECT_NEAR(length("link.mp4"), 2, 1e-4);
-  EXPECT_EQ(contents(folder_ / "precious.mp4"), "precious");
+  EXPECT_EQ(contentOf(folder_ / "precious.mp4"), "precious");
 }
 
 TEST_F(Trim, SaysWhatIsWrongInOneLine) {

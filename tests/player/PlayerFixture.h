@@ -6,10 +6,13 @@
 #include "tests/data/Recordings.h"
 
 #include <gtest/gtest.h>
+#include <algorithm>
 #include <chrono>
+#include <cmath>
+#include <cstdio>
 #include <optional>
 #include <string>
-#include <thread>
+#include <vector>
 
 /// A player on one of the test recordings, with everything that a test waits for.
 class PlayerFixture : public testing::Test {
@@ -82,6 +85,34 @@ class PlayerFixture : public testing::Test {
     }
     return testing::AssertionFailure() << "on screen is " << shown().value_or(-1) << ", not " << number;
   }
+  /// What runs while the player plays for so many seconds of the clock.
+  struct Run {
+    double played, passed;  ///< of the movie and by the clock, seconds
+    std::string inWords() const { return std::to_string(played) + " s played in " + std::to_string(passed) + " s"; }
+    bool isInRealTime(double tolerance = 0.1) const { return std::abs(played - passed) < tolerance; }
+  };
+  Run playFor(double seconds) const {
+    const double from = time();
+    const auto began = std::chrono::steady_clock::now();
+    runFor(seconds);
+    return {time() - from, secondsSince(began)};
+  }
+  static double secondsSince(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  }
+
+  /// When each picture of a recording begins, in order and as far as another program can read it.
+  static std::vector<double> pictureTimes(const std::string& name) {
+    const std::string command = "ffprobe -v error -select_streams v -show_entries packet=pts_time -of csv=p=0 '" +
+                                recordings::path(name) + "' 2>/dev/null";
+    std::vector<double> times;
+    FILE* pipe = popen(command.c_str(), "r");
+    for (double time = 0; pipe && std::fscanf(pipe, "%lf%*[^\n]", &time) == 1;) times.push_back(time);
+    if (pipe) pclose(pipe);
+    std::sort(times.begin(), times.end());
+    return times;
+  }
+
   double time() const { return CMTimeGetSeconds(player->currentTime()); }
 
   Strong<AVURLAsset> asset;

@@ -45,13 +45,9 @@ class Sound : public PlayerFixture {
   void expectPlays() {
     EXPECT_TRUE(succeedsOnce([&]() -> std::string {
       if (player->rate() != 1) return "the player does not play";
-      const double from = time();
       const auto picture = shown();
-      const auto began = std::chrono::steady_clock::now();
-      runFor(0.7);
-      const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
-      if (std::abs(time() - from - wall) < 0.2 && shown() != picture) return "";
-      return std::to_string(time() - from) + " s in " + std::to_string(wall) + " s";
+      const Run run = playFor(0.7);
+      return run.isInRealTime(0.2) && shown() != picture ? "" : run.inWords();
     }));
   }
   void play() {
@@ -84,11 +80,8 @@ class Sound : public PlayerFixture {
       const auto began = std::chrono::steady_clock::now();
       standStill(kStandstill);
       runFor(0.5);
-      const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
-      const double played = time() - from;
-      if (std::abs(played - (wall - kStandstill)) < 0.3) return "";
-      return std::to_string(played) + " s of the movie in " + std::to_string(wall) +
-             " s, of which it stood still for " + std::to_string(kStandstill);
+      const Run run{time() - from, secondsSince(began) - kStandstill};
+      return run.isInRealTime(0.3) ? "" : run.inWords() + " beside the standstill";
     }));
     expectPlays();
     EXPECT_TRUE(succeedsOnce([&]() -> std::string {
@@ -109,26 +102,17 @@ class Sound : public PlayerFixture {
   ScratchFolder folder_;
 };
 
-TEST_F(Sound, WithoutADeviceTheMoviePlays) {
-  ASSERT_NO_FATAL_FAILURE(play());
-  expectPlays();
-  player->pause();
-  seek(57);
-  ASSERT_TRUE(waitForSeek());
-  player->play();
-  EXPECT_TRUE(waitUntil([&] { return player->rate() == 0; })) << "it plays to its end";
-}
-
-TEST_F(Sound, WithoutADeviceTheMovieGoesOnAfterAStandstill) {
-  ASSERT_NO_FATAL_FAILURE(play());
-  expectGoesOnAfterStandingStill();
-}
-
-// A device that takes what it gets at the speed of sound.
-TEST_F(Sound, WithADeviceTheMovieGoesOnAfterAStandstill) {
-  setDevice("pcm.!default { type null }\n");
-  ASSERT_NO_FATAL_FAILURE(play());
-  expectGoesOnAfterStandingStill();
+TEST_F(Sound, TheMovieGoesOnAfterAStandstillAndToItsEnd) {
+  // None, and one that takes what it gets at the speed of sound.
+  for (const char* device : {"", "pcm.!default { type null }\n"}) {
+    SCOPED_TRACE(device);
+    setDevice(device);
+    ASSERT_NO_FATAL_FAILURE(play());
+    expectGoesOnAfterStandingStill();
+    seek(57);
+    ASSERT_TRUE(waitForSeek());
+    EXPECT_TRUE(waitUntil([&] { return player->rate() == 0; }));
+  }
 }
 
 // The device is a pipe. A reader of it is the loudspeaker, which is pulled out.
