@@ -2,31 +2,16 @@
 
 #include "platform/Dispatch/dispatch.h"
 #include "platform/Foundation/os_trace.h"
-#include "platform/UIKit/UIDevice.h"
 #include "support/NSFileManagerZVExtensions.h"
 
-#include <QCoreApplication>
 #include <QElapsedTimer>
-#include <cstdlib>
-#include <thread>
 
 namespace fs = std::filesystem;
-
-::testing::AssertionResult pumpUntil(const std::function<bool()>& done, double seconds) {
-  QElapsedTimer timer;
-  timer.start();
-  while (!done()) {
-    if (timer.elapsed() > seconds * 1000) return ::testing::AssertionFailure() << "not within " << seconds << " s";
-    QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  return ::testing::AssertionSuccess();
-}
 
 void pump(double seconds) {
   QElapsedTimer timer;
   timer.start();
-  (void)pumpUntil([&] { return timer.elapsed() > seconds * 1000; }, seconds + 1);
+  (void)waitUntil([&] { return timer.elapsed() > seconds * 1000; });
 }
 
 std::string itemsOf(const Strong<UIToolbar>& bar) {
@@ -56,13 +41,12 @@ void EditorTest::SetUp() {
 
 void EditorTest::TearDown() {
   close();
-  UIDevice::currentDevice()->setUserInterfaceIdiom(UIUserInterfaceIdiom::Phone);
 }
 
 void EditorTest::open(const std::string& recording, CGSize size) {
   testWindow().present(std::make_shared<UIViewController>());  // a window takes a new size only on the screen
   testWindow().resize(size);
-  ASSERT_TRUE(pumpUntil([&] { return testWindow().window()->bounds().size == size; }));
+  ASSERT_TRUE(waitUntil([&] { return testWindow().window()->bounds().size == size; }));
   movie = fs::path(ZVScreenRecorderTempDirectory) / recording;
   fs::copy_file(fs::path(ZEVANTI_TEST_DATA) / recording, movie);
   editor = ZVVideoEditorViewController::initWithBundleIdentifier_URL_applicationName(
@@ -73,7 +57,7 @@ void EditorTest::open(const std::string& recording, CGSize size) {
 
 void EditorTest::openReady(const std::string& recording, CGSize size) {
   open(recording, size);
-  ASSERT_TRUE(pumpUntil([&] { return editor->avTrimmer()->dataSource() != nullptr; }));
+  ASSERT_TRUE(waitUntil([&] { return editor->avTrimmer()->dataSource() != nullptr; }));
 }
 
 void EditorTest::close() {
@@ -81,7 +65,7 @@ void EditorTest::close() {
   testWindow().dismiss();
   const Weak<ZVVideoEditorViewController> watched = editor;
   editor = nullptr;
-  EXPECT_TRUE(pumpUntil([&] { return watched.expired(); })) << "something keeps the editor alive";
+  EXPECT_TRUE(waitUntil([&] { return watched.expired(); })) << "something keeps the editor alive";
   EXPECT_TRUE(dispatch_main::waitForBackgroundWork(20));
   EXPECT_FALSE(fs::exists(movie)) << "the handed-over movie goes with the editor";
   for (const auto& left : fs::directory_iterator(ZVScreenRecorderTempDirectory)) ADD_FAILURE() << "left: " << left;

@@ -3,19 +3,17 @@
 #include "editor/ZVVideoEditorViewController.h"
 #include "platform/Photos/PHPhotoLibrary.h"
 #include "platform/backends/qt/EditorWindow.h"
+#include "tests/common/EventLoop.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 /// The one offscreen window of this test program.
 EditorWindow& testWindow();
-/// Runs the event loop until `done`, or fails after `seconds`.
-::testing::AssertionResult pumpUntil(const std::function<bool()>& done, double seconds = 20);
 /// Runs the event loop for a while.
 void pump(double seconds);
 /// The accessible names of a toolbar's items, left to right; "flex", "fix" and "title" for the others.
@@ -24,13 +22,11 @@ std::string itemsOf(const Strong<UIToolbar>& bar);
 /// Notes what the editor reports.
 class RecordingDelegate : public ZVVideoEditorViewControllerDelegate {
  public:
-  void videoEditor_didFinishWithActivityTypes(const std::shared_ptr<ZVVideoEditorViewController>& editor,
+  void videoEditor_didFinishWithActivityTypes(const std::shared_ptr<ZVVideoEditorViewController>&,
                                               const ActivityTypeList& types) override {
-    lastEditor = editor.get();
     reports.push_back(*types);
     list = types;
   }
-  ZVVideoEditorViewController* lastEditor = nullptr;
   std::vector<std::vector<std::string>> reports;
   ActivityTypeList list;
 };

@@ -1,12 +1,11 @@
 #include "EditorFixture.h"
-#include "platform/UIKit/UIScreen.h"
 
 #include <cmath>
 
 TEST_F(EditorTest, TimestampsAreEvenAndStopAtTheMoviesEnd) {
   open("basic.mp4");
   EXPECT_TRUE(std::isnan(editor->getPlayerDuration()));
-  ASSERT_TRUE(pumpUntil([&] { return editor->avTrimmer()->dataSource() != nullptr; }));
+  ASSERT_TRUE(waitUntil([&] { return editor->avTrimmer()->dataSource() != nullptr; }));
   const auto times = [&](int count, double start, double end) {
     std::vector<double> seconds;
     for (const NSNumber& time : editor->movieScrubber_evenlySpacedTimestamps_startingAt_endingAt(
@@ -30,11 +29,8 @@ TEST_F(EditorTest, ThumbnailsAreMadeOnceAndServedFromTheCache) {
     for (const auto& thumbnail : look.thumbnails) all &= thumbnail.image != nullptr;
     return all;
   };
-  ASSERT_TRUE(pumpUntil(filled));
+  ASSERT_TRUE(waitUntil(filled));
   const CGSize size = editor->getThumbnailSize();
-  const float scale = UIScreen::mainScreen().scale();
-  EXPECT_FLOAT_EQ(size.height, 36 * scale);
-  EXPECT_FLOAT_EQ(size.width, std::rint(640.0F / 360.0F * 36 * scale) * scale);
   const auto [time, image] = *editor->cachedTimeStamps()->begin();
   EXPECT_LE(static_cast<float>(image->height), size.height);
   EXPECT_LE(static_cast<float>(image->width), size.width);
@@ -47,7 +43,7 @@ TEST_F(EditorTest, ThumbnailsAreMadeOnceAndServedFromTheCache) {
   editor->refreshAVRotation();
   EXPECT_NE(editor->thumbnailGenerator(), generator);
   ASSERT_TRUE(
-      pumpUntil([&] { return editor->cachedTimeStamps() && !editor->cachedTimeStamps()->empty() && filled(); }));
+      waitUntil([&] { return editor->cachedTimeStamps() && !editor->cachedTimeStamps()->empty() && filled(); }));
 }
 
 TEST_F(EditorTest, AspectFollowsTheDisplayedSize) {
@@ -63,46 +59,43 @@ TEST_F(EditorTest, AspectFollowsTheDisplayedSize) {
   EXPECT_FALSE(std::isnan(editor->getThumbnailSize().width));
 }
 
-TEST_F(EditorTest, DraggingThePlayheadPausesSeeksAndDoesNotResume) {
-  openReady("basic.mp4");
-  editor->playAction();
-  ASSERT_TRUE(pumpUntil([&] { return editor->avTrimmer()->value() > 0.1; }));
-  UIMovieScrubber& timeline = *editor->avTrimmer();
-  editor->movieScrubberDidBeginScrubbing_withHandle(timeline, UIMovieScrubber::HandlePlayhead);
-  EXPECT_EQ(editor->avPlayer()->rate(), 0);
-  EXPECT_EQ(itemsOf(editor->bottomToolBar()), "Share flex Pause flex") << "the toolbar is not changed";
-  timeline.setValue(30);
-  editor->movieScrubber_valueDidChange(timeline, 30);
-  pump(0.2);
-  EXPECT_EQ(timeline.value(), 30) << "playback does not fight the finger";
-  editor->movieScrubberDidEndScrubbing_withHandle(timeline, UIMovieScrubber::HandlePlayhead);
-  EXPECT_FALSE(editor->isScrubbing());
-  ASSERT_TRUE(pumpUntil([&] { return !editor->avPlayer()->isSeeking(); }));
-  EXPECT_NEAR(CMTimeGetSeconds(editor->avPlayer()->currentTime()), 30, 0.001);
-  EXPECT_EQ(editor->avPlayer()->rate(), 0);
-}
-
-TEST_F(EditorTest, EditAndUndoSwitchTheToolbars) {
+TEST_F(EditorTest, TurningWhileTrimmingChangesTheLayoutAndBack) {
   openReady("basic.mp4");
   select(2, 4);
-  EXPECT_TRUE(editor->isTrimming() && editor->hasEdit());
+  const auto thumbnails = editor->cachedTimeStamps();
+  const auto turn = [&](CGSize size, bool pad) {
+    testWindow().resize(size);
+    ASSERT_TRUE(waitUntil([&] { return editor->view()->bounds().size == size && editor->isPadMode() == pad; }));
+    ASSERT_TRUE(waitUntil([&] { return editor->avTrimmer()->bounds().size.width == size.width; }));
+  };
+  turn({667, 375}, true);
+  EXPECT_EQ(itemsOf(editor->topToolBar()), "Cancel flex title flex Play fix Done");
+  EXPECT_EQ(editor->playButton()->imageInsets(), (UIEdgeInsets{8, 0, -8, 0}));
+  EXPECT_NE(editor->cachedTimeStamps(), thumbnails);
+  turn({500, 500}, false);
   EXPECT_EQ(itemsOf(editor->topToolBar()), "Cancel flex title flex Done");
+  EXPECT_EQ(editor->topToolBar()->items().front(), editor->cancelTrimButton());
   EXPECT_EQ(itemsOf(editor->bottomToolBar()), "flex Play flex");
-  editor->cancelTrimButton()->sendAction();
-  EXPECT_FALSE(editor->isTrimming());
-  EXPECT_EQ(editor->topToolBar()->items().front(), editor->doneButton());
-  EXPECT_EQ(editor->editEndTime(), 4) << "undo keeps the range";
+  EXPECT_EQ(editor->playButton()->imageInsets(), UIEdgeInsets{});
+  EXPECT_EQ(editor->view()->constraints().size(), 4U) << "earlier sets are removed";
+}
 
-  const UIEvent shake(UIEventSubtype::MotionShake);
-  editor->motionEnded_withEvent(UIEventSubtype::MotionShake, shake);
-  EXPECT_FALSE(editor->isTrimming());
-  editor->movieScrubber_editingStartValueDidChange(*editor->avTrimmer(), 1);
-  EXPECT_TRUE(editor->isTrimming()) << "a moved handle counts as trimming by itself";
-  editor->setExporting(true);
-  editor->motionEnded_withEvent(UIEventSubtype::MotionShake, shake);
-  EXPECT_TRUE(editor->isTrimming()) << "not during an export";
-  editor->setExporting(false);
-  ASSERT_TRUE(pumpUntil([&] { return editor->isFirstResponder(); }));
-  testWindow().sendShake();
-  EXPECT_TRUE(pumpUntil([&] { return !editor->isTrimming(); }));
+TEST_F(EditorTest, TheTrimmedRangePlaysFromItsStartAndStopsAtItsEnd) {
+  openReady("basic.mp4");
+  select(10, 11);
+  editor->avPlayer()->seekToTime(CMTimeMakeWithSeconds(10.5, 1000000));
+  editor->playAction();
+  EXPECT_LT(CMTimeGetSeconds(editor->avPlayer()->currentTime()), 10.3) << "always from the start of the range";
+  ASSERT_TRUE(waitUntil([&] { return editor->avPlayer()->rate() == 0; }));
+  EXPECT_NEAR(CMTimeGetSeconds(editor->avPlayer()->currentTime()), 11, 0.07);
+  EXPECT_TRUE(editor->isUIHidden()) << "the end of the range is not the end of the movie";
+
+  // Without trimming, the old end must not stop playback.
+  editor->undoAction();
+  EXPECT_EQ(editor->editEndTime(), 11) << "undo keeps the range";
+  editor->avPlayer()->seekToTime(CMTimeMakeWithSeconds(10.7, 1000000));
+  editor->playAction();
+  EXPECT_TRUE(waitUntil([&] { return CMTimeGetSeconds(editor->avPlayer()->currentTime()) > 11.3; }));
+  EXPECT_EQ(editor->avPlayer()->rate(), 1);
+  EXPECT_TRUE(editor->isUIHidden()) << "hidden controls stay hidden";
 }

@@ -100,19 +100,19 @@ UIAccessibilityElement ScrubberTest::element(const std::string& label) {
   return {};
 }
 
-void ScrubberTest::deliver(std::uint8_t blue, std::uint8_t green, std::uint8_t red) {
+void ScrubberTest::deliver(const std::function<CGImageRef(double)>& picture) {
   for (const double time : std::exchange(recorder->requested, {})) {
-    scrubber->setThumbnailImage_forTimestamp(plainPicture(blue, green, red), NSNumber(time));
+    scrubber->setThumbnailImage_forTimestamp(picture(time), NSNumber(time));
   }
 }
 
-CGImageRef plainPicture(std::uint8_t blue, std::uint8_t green, std::uint8_t red) {
+CGImageRef plainPicture(const QColor& color) {
   auto image = std::make_shared<CGImage>(160, 90);
   image->opaque = true;
   for (std::size_t i = 0; i + 3 < image->pixels.size(); i += 4) {
-    image->pixels[i] = blue;
-    image->pixels[i + 1] = green;
-    image->pixels[i + 2] = red;
+    image->pixels[i] = static_cast<std::uint8_t>(color.blue());
+    image->pixels[i + 1] = static_cast<std::uint8_t>(color.green());
+    image->pixels[i + 2] = static_cast<std::uint8_t>(color.red());
     image->pixels[i + 3] = 255;
   }
   return image;

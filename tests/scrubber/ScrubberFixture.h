@@ -4,6 +4,8 @@
 #include "platform/backends/qt/EditorWindow.h"
 
 #include <gtest/gtest.h>
+#include <QColor>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -78,8 +80,8 @@ class ScrubberTest : public testing::Test {
   /// What was told since the last time.
   Texts told();
   UIAccessibilityElement element(const std::string& label);
-  /// Hands over a one-coloured picture for every time asked for since the last time.
-  void deliver(std::uint8_t blue, std::uint8_t green, std::uint8_t red);
+  /// Hands over a picture for every time asked for since the last time.
+  void deliver(const std::function<CGImageRef(double)>& picture);
 
   TestClock clock;
   Strong<Recorder> recorder = std::make_shared<Recorder>();
@@ -88,4 +90,4 @@ class ScrubberTest : public testing::Test {
 };
 
 /// A picture of one colour, 160 × 90.
-CGImageRef plainPicture(std::uint8_t blue, std::uint8_t green, std::uint8_t red);
+CGImageRef plainPicture(const QColor& color);

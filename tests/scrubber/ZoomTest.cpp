@@ -165,7 +165,7 @@ TEST_F(ScrubberTest, ThumbnailsLieEvenlyAcrossTheStrip) {
 
 TEST_F(ScrubberTest, PicturesStayUntilNewOnesCome) {
   const auto requested = recorder->requested;
-  const auto first = plainPicture(1, 1, 1), second = plainPicture(2, 2, 2);
+  const auto first = plainPicture(Qt::red), second = plainPicture(Qt::blue);
   for (const double time : requested) scrubber->setThumbnailImage_forTimestamp(first, NSNumber(time));
   scrubber->setThumbnailImage_forTimestamp(nullptr, NSNumber(requested[0]));
   scrubber->setThumbnailImage_forTimestamp(second, NSNumber(1.2345));  // nobody asked

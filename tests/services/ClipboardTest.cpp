@@ -1,3 +1,4 @@
+#include "tests/common/Files.h"
 #include "tests/services/ServicesFixture.h"
 
 #include <QProcess>
@@ -17,8 +18,7 @@ class ClipboardTest : public ServicesTest {
   void SetUp() override {
     if (!fs::exists("/usr/bin/Xvfb")) GTEST_SKIP() << "Xvfb is not installed";
     ServicesTest::SetUp();
-    server_.start(QStringLiteral("/usr/bin/Xvfb"), {QStringLiteral("-displayfd"), QStringLiteral("1"),
-                                                    QStringLiteral("-nolisten"), QStringLiteral("tcp")});
+    server_.start("/usr/bin/Xvfb", {"-displayfd", "1", "-nolisten", "tcp"});
     ASSERT_TRUE(waitUntil([&] { return server_.canReadLine(); }));
     display_ = ":" + server_.readLine().trimmed().toStdString();
   }
@@ -33,11 +33,10 @@ class ClipboardTest : public ServicesTest {
   std::string run(const QString& program, const QStringList& arguments) const {
     QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("DISPLAY"), QString::fromStdString(display_));
-    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    environment.insert("DISPLAY", QString::fromStdString(display_));
+    environment.insert("QT_QPA_PLATFORM", "xcb");
     // What the window system's libraries keep until the end is no leak of ours.
-    environment.insert(QStringLiteral("ASAN_OPTIONS"),
-                       environment.value(QStringLiteral("ASAN_OPTIONS")) + QStringLiteral(":detect_leaks=0"));
+    environment.insert("ASAN_OPTIONS", environment.value("ASAN_OPTIONS") + ":detect_leaks=0");
     process.setProcessEnvironment(environment);
     process.start(program, arguments);
     EXPECT_TRUE(process.waitForFinished(kPatience));
@@ -45,7 +44,7 @@ class ClipboardTest : public ServicesTest {
     return process.readAllStandardOutput().toStdString();
   }
   std::string clipboard(const QStringList& arguments = {}) const {
-    return run(QStringLiteral(ZEVANTI_BUILD_DIR "/tests/zevanti-test-clipboard"), arguments);
+    return run(ZEVANTI_BUILD_DIR "/tests/zevanti-test-clipboard", arguments);
   }
 
   /// How many programs keep the clipboard of that server.
@@ -54,8 +53,7 @@ class ClipboardTest : public ServicesTest {
     std::error_code error;
     for (const auto& process : fs::directory_iterator("/proc", error)) {
       if (fs::read_symlink(process.path() / "exe", error).filename() != "zevanti-clipboard") continue;
-      std::ifstream file(process.path() / "environ");
-      const std::string variables(std::istreambuf_iterator<char>(file), {});
+      const std::string variables = contentOf(process.path() / "environ");
       if (variables.find("DISPLAY=" + display_ + std::string(1, '\0')) != std::string::npos) ++count;
     }
     return count;
@@ -68,7 +66,7 @@ class ClipboardTest : public ServicesTest {
 TEST_F(ClipboardTest, OutlivesTheProgramUntilSomethingElseIsCopied) {
   const auto copy = [this](const char* test) {
     const std::string output = run(QString::fromStdString(fs::read_symlink("/proc/self/exe").string()),
-                                   {QStringLiteral("--gtest_filter=ServicesTest.") + QLatin1String(test)});
+                                   {"--gtest_filter=ServicesTest." + QLatin1String(test)});
     EXPECT_NE(output.find("[  PASSED  ] 1 test"), std::string::npos) << output;
   };
   copy("CopiesAText");
@@ -84,7 +82,7 @@ TEST_F(ClipboardTest, OutlivesTheProgramUntilSomethingElseIsCopied) {
               std::string::npos)
         << content;
   }
-  clipboard({QStringLiteral("something else")});
+  clipboard({"something else"});
   EXPECT_TRUE(waitUntil([&] { return keepers() == 0; }));
 }
 

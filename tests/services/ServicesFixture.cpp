@@ -5,7 +5,6 @@
 #include "platform/backends/portal/SessionBus.h"
 #include "tests/common/Files.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 
@@ -41,10 +40,9 @@ void ServicesTest::leaveBus() {
   // What the library itself has asked the bus for comes before this answer.
   const auto lastAnswer = std::make_shared<bool>(false);
   bus.connect([&bus, lastAnswer](bool) {
-    bus.call(
-        QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
-                                       QStringLiteral("org.freedesktop.DBus.Peer"), QStringLiteral("Ping")),
-        10000, [lastAnswer](const QDBusMessage&) { *lastAnswer = true; });
+    bus.call(QDBusMessage::createMethodCall("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                            "org.freedesktop.DBus.Peer", "Ping"),
+             10000, [lastAnswer](const QDBusMessage&) { *lastAnswer = true; });
   });
   EXPECT_TRUE(waitUntil([&] { return *lastAnswer && bus.unansweredCalls() == 0; }));
   unsetenv("DBUS_SESSION_BUS_ADDRESS");
@@ -55,17 +53,21 @@ void ServicesTest::leaveBus() {
 
 void ServicesTest::startBus() {
   bus_ = std::make_unique<QProcess>();
-  bus_->start(QStringLiteral("/usr/bin/dbus-daemon"),
-              {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address")});
+  bus_->start("/usr/bin/dbus-daemon", {"--session", "--nofork", "--print-address"});
   ASSERT_TRUE(waitUntil([&] { return bus_->canReadLine(); }));
   setenv("DBUS_SESSION_BUS_ADDRESS", bus_->readLine().trimmed().constData(), 1);
 }
 
 void ServicesTest::startDesktop() {
+  ASSERT_NO_FATAL_FAILURE(startBus());
+  ASSERT_NO_FATAL_FAILURE(startServices());
+  ASSERT_TRUE(learn());
+}
+
+void ServicesTest::startServices() {
   services_ = std::make_unique<QProcess>();
   services_->setProcessChannelMode(QProcess::ForwardedChannels);
-  services_->start(QStringLiteral(ZEVANTI_BUILD_DIR "/tests/zevanti-test-desktop"),
-                   {QString::fromStdString(desktop_.path())});
+  services_->start(ZEVANTI_BUILD_DIR "/tests/zevanti-test-desktop", {QString::fromStdString(desktop_.path())});
   ASSERT_TRUE(waitUntil([&] { return fs::exists(desktop_ / "ready"); }));
 }
 
@@ -101,24 +103,23 @@ std::vector<std::string> ServicesTest::offered() const {
   return types;
 }
 
-bool ServicesTest::perform(const std::string& type) {
-  const auto all = UISystemActivities();
-  const auto activity =
-      std::find_if(all.begin(), all.end(), [&](const auto& one) { return one->activityType() == type; });
-  EXPECT_NE(activity, all.end());
-  if (activity == all.end()) return false;
-  EXPECT_TRUE((*activity)->canPerformWithActivityItems(items())) << type;
-  int finished = 0;
-  bool completed = false;
-  (*activity)->setFinishHandler([&](bool value) {
-    completed = value;
-    ++finished;
-  });
-  (*activity)->prepareWithActivityItems(items());
-  (*activity)->performActivity();
-  EXPECT_TRUE(waitUntil([&] { return finished > 0; })) << type;
-  EXPECT_EQ(finished, 1);
-  return completed;
+bool ServicesTest::perform(const std::string& type, const Strong<UIViewController>& presenter,
+                           const std::function<void()>& meanwhile) {
+  for (const auto& activity : UISystemActivities()) {
+    if (activity->activityType() != type) continue;
+    EXPECT_TRUE(activity->canPerformWithActivityItems(items())) << type;
+    std::vector<bool> ends;
+    activity->setFinishHandler([&](bool completed) { ends.push_back(completed); });
+    activity->setActivityPresenter(presenter);
+    activity->prepareWithActivityItems(items());
+    activity->performActivity();
+    meanwhile();
+    EXPECT_TRUE(waitUntil([&] { return !ends.empty(); })) << type;
+    EXPECT_EQ(ends.size(), 1U) << type;
+    return ends == std::vector<bool>{true};
+  }
+  ADD_FAILURE() << "there is no " << type;
+  return false;
 }
 
 std::string ServicesTest::read(const std::string& file) const {

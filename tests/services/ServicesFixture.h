@@ -1,11 +1,13 @@
 #pragma once
 
 #include "platform/UIKit/UIActivity.h"
+#include "platform/UIKit/UIViewController.h"
 #include "tests/common/EventLoop.h"
 #include "tests/foundation/ScratchFolder.h"
 
 #include <gtest/gtest.h>
 #include <QProcess>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -17,6 +19,9 @@ class ServicesTest : public testing::Test {
   void TearDown() override;
 
   void startBus();
+  /// The services on that bus.
+  void startServices();
+  /// All of it, and has it asked.
   void startDesktop();
   /// An application that opens addresses of a scheme: its program notes its arguments in the file "opened".
   void installHandler(const std::string& scheme) const;
@@ -28,8 +33,10 @@ class ServicesTest : public testing::Test {
   std::vector<UIActivityItem> items() const;
   /// The types that are offered for the items.
   std::vector<std::string> offered() const;
-  /// Carries an activity out to its end: whether it was completed.
-  bool perform(const std::string& type);
+  /// Carries an activity out to its end, with this happening after its beginning: whether it was completed.
+  bool perform(
+      const std::string& type, const Strong<UIViewController>& presenter = nullptr,
+      const std::function<void()>& meanwhile = [] {});
   void tell(const std::string& file, const std::string& content) const { desktop_.write(file, content); }
   std::string read(const std::string& file) const;
 

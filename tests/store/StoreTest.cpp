@@ -91,29 +91,26 @@ TEST_F(Store, SpeaksThePersonsLanguage) {
 }
 
 TEST_F(Store, PutsPlaceholdersForWhatIsMissing) {
-  for (const char* identifier : {"old-style", "old-style.desktop"}) {
-    const auto partial = load(identifier);
-    EXPECT_EQ(partial->appName(), "Old Style");
-    EXPECT_EQ(partial->author(), "[developer]");
-    EXPECT_EQ(partial->itemURL(), ZVStoreDefaultItemURL);
-    EXPECT_EQ(partial->categories(), std::nullopt);
-  }
-  for (const char* identifier : {"org.example.Unknown", "", "../../etc/passwd", ".desktop"}) {
-    const auto unknown = load(identifier);
-    EXPECT_EQ(unknown->bundleID(), identifier);
-    EXPECT_EQ(unknown->appName(), "[app store app name]");
-    EXPECT_EQ(unknown->author(), "[developer]");
-    EXPECT_EQ(unknown->itemURL(), ZVStoreDefaultItemURL);
-    EXPECT_EQ(unknown->categories(), std::nullopt);
+  constexpr const char* none = "[app store app name]";
+  for (const auto& [identifier, name] :
+       {std::pair("old-style", "Old Style"), std::pair("old-style.desktop", "Old Style"),
+        std::pair("org.example.Unknown", none), std::pair("", none), std::pair("../../etc/passwd", none),
+        std::pair(".desktop", none)}) {
+    const auto info = load(identifier);
+    EXPECT_EQ(info->bundleID(), identifier);
+    EXPECT_EQ(info->appName(), name) << identifier;
+    EXPECT_EQ(info->author(), "[developer]");
+    EXPECT_EQ(info->itemURL(), ZVStoreDefaultItemURL);
+    EXPECT_EQ(info->categories(), std::nullopt);
   }
 }
 
 TEST_F(Store, AnswersWithoutACatalogue) {
-  setenv("ZEVANTI_STORE_CATALOGUE", (catalogue_ / "missing").c_str(), 1);
-  EXPECT_EQ(load("org.example.Rainfall")->appName(), "[app store app name]");
   catalogue_.write("damaged/xml/test.xml", "<components><component type=\"desktop-application\"><id>org.exam");
-  setenv("ZEVANTI_STORE_CATALOGUE", (catalogue_ / "damaged").c_str(), 1);
-  EXPECT_EQ(load("org.example.Rainfall")->appName(), "[app store app name]");
+  for (const char* folder : {"missing", "damaged"}) {
+    setenv("ZEVANTI_STORE_CATALOGUE", (catalogue_ / folder).c_str(), 1);
+    EXPECT_EQ(load("org.example.Rainfall")->appName(), "[app store app name]") << folder;
+  }
 }
 
 /// As on a network file system that hangs: the opening of a file never returns.

@@ -1,13 +1,12 @@
 #include "platform/Dispatch/dispatch.h"
 #include "platform/Foundation/os_trace.h"
 #include "support/NSFileManagerZVExtensions.h"
+#include "tests/faults/SmallDisk.h"
 #include "tests/foundation/ScratchFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -82,23 +81,6 @@ class HousekeepingTest : public testing::Test {
   }
   void TearDown() override { fs::remove_all(folder().parent_path()); }
   static void waitForWork() { ASSERT_TRUE(dispatch_main::waitForBackgroundWork(20)); }
-};
-
-/// A small disk in place of the temporary directory, which only the thread that makes it sees.
-class SmallDisk {
- public:
-  explicit SmallDisk(std::uint64_t size) {
-    mounted_ = unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-               mount("none", folder().c_str(), "tmpfs", 0, ("size=" + std::to_string(size)).c_str()) == 0;
-  }
-  ~SmallDisk() {
-    if (mounted_) umount2(folder().c_str(), MNT_DETACH);
-  }
-  bool mounted() const { return mounted_; }
-  static bool makeReadOnly() { return mount("none", folder().c_str(), nullptr, MS_REMOUNT | MS_RDONLY, nullptr) == 0; }
-
- private:
-  bool mounted_;
 };
 
 TEST_F(HousekeepingTest, MakesTheDirectoryOnceAndForItsUserOnly) {
@@ -252,13 +234,14 @@ TEST_F(HousekeepingTest, AsksForMoreThanTheRequiredSpace) {
     // Whole pages around the limit, which is no multiple of one; and more than 32 bits hold.
     for (const auto& [size, isEnough] :
          {std::pair<std::uint64_t, bool>{99'999'744, false}, {100'003'840, true}, {5ULL << 30, true}}) {
-      SmallDisk disk(size);
-      if (!disk.mounted()) return;
+      SmallDisk disk(folder(), size);
+      if (!disk.isMounted()) return;
       could = true;
       EXPECT_EQ(_srDeviceFreeDiskSpace(files()), size);
       EXPECT_EQ(_srDeviceHasSufficientFreeSpaceForRecording(files()), isEnough) << size;
     }
   }).join();
+  EXPECT_GT(_srMissingSpaceForBytes_inFolder(files(), std::numeric_limits<std::int64_t>::max(), folder()), 0);
   fs::remove(folder());
   EXPECT_EQ(_srDeviceFreeDiskSpace(files()), 0U);
   EXPECT_FALSE(_srDeviceHasSufficientFreeSpaceForRecording(files()));
@@ -268,11 +251,11 @@ TEST_F(HousekeepingTest, AsksForMoreThanTheRequiredSpace) {
 TEST_F(HousekeepingTest, GoesOnAfterWhatCantBeRemoved) {
   bool could = false;
   std::thread([&] {
-    SmallDisk disk(1 << 20);
-    if (!disk.mounted()) return;
+    SmallDisk disk(folder(), 1 << 20);
+    if (!disk.isMounted()) return;
     put("a", 10, 100);
     put("b", 10, 100);
-    if (!SmallDisk::makeReadOnly()) return;
+    if (!disk.setReadOnly(true)) return;
     could = true;
     EXPECT_EQ(_srDeleteFilesOlderThanTimeToLiveInSeconds(files(), 50), 0);
     EXPECT_EQ(names().size(), 2U);

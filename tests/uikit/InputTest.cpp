@@ -1,7 +1,5 @@
-#include "platform/UIKit/UIBackdropView.h"
 #include "platform/UIKit/UIButton.h"
-#include "platform/UIKit/UIDevice.h"
-#include "platform/UIKit/UIImageView.h"
+#include "platform/UIKit/UIPanelButton.h"
 #include "platform/UIKit/UITapGestureRecognizer.h"
 #include "tests/uikit/UIKitTestSupport.h"
 
@@ -10,19 +8,13 @@ namespace {
 class TouchLog : public UIView {
  public:
   std::vector<UITouchPhase> phases;
-  std::vector<std::optional<CGPoint>> hovers;
   void handleTouch(const UITouch& touch) override { phases.push_back(touch.phase); }
-  void handleHover(std::optional<CGPoint> point) override { hovers.push_back(point); }
 };
 
 using Phases = std::vector<UITouchPhase>;
 
-class Input : public testing::Test {
+class Input : public WindowFixture {
  protected:
-  Strong<UIWindow> window = windowOfSize(200, 200);
-  Strong<UIView> root = window->rootViewController()->view();
-  Strong<Recorder> target = std::make_shared<Recorder>();
-
   void recognizeTaps(const Strong<UIView>& view) {
     view->addGestureRecognizer(UITapGestureRecognizer::initWithTarget_action(target, "one:"));
   }
@@ -48,14 +40,10 @@ TEST_F(Input, HitsTheFrontmostViewThatIsThereToBeHit) {
   front->setUserInteractionEnabled(false);
   EXPECT_EQ(window->hitTest({140, 140}), back);
   EXPECT_EQ(window->hitTest({-1, 10}), nullptr);
-}
 
-TEST_F(Input, AFadingViewNoLongerTakesTouches) {
-  StoppedClock clock;
-  const auto front = viewIn(root, CGRectMake(0, 0, 200, 200));
-  UIView::animateWithDuration_animations(0.25, [&] { front->setAlpha(0); });
-  EXPECT_GT(front->layer()->presentationOpacity(), 0.9f);
-  EXPECT_EQ(window->hitTest({10, 10}), root);
+  UIView::animateWithDuration_animations(0.25, [&] { back->setAlpha(0); });
+  EXPECT_GT(back->layer()->presentationOpacity(), 0.9f);
+  EXPECT_EQ(window->hitTest({10, 10}), root) << "a view that fades takes no more touches";
 }
 
 TEST_F(Input, ATapReachesTheRecognizersAroundUnlessAViewKeepsIt) {
@@ -122,16 +110,6 @@ TEST_F(Input, TouchesAreFollowedApartAndEndWithTheirView) {
   EXPECT_EQ(left->phases.back(), UITouchPhase::Cancelled);
 }
 
-TEST_F(Input, HoverTellsTheViewThatItLeft) {
-  const auto left = viewIn<TouchLog>(root, CGRectMake(0, 0, 100, 200));
-  const auto right = viewIn<TouchLog>(root, CGRectMake(100, 0, 100, 200));
-  window->sendHover(CGPoint{10, 20});
-  window->sendHover(CGPoint{110, 20});
-  window->sendHover(std::nullopt);
-  EXPECT_EQ(left->hovers, (std::vector<std::optional<CGPoint>>{CGPoint{10, 20}, std::nullopt}));
-  EXPECT_EQ(right->hovers, (std::vector<std::optional<CGPoint>>{CGPoint{10, 20}, std::nullopt}));
-}
-
 class Control : public Input {
  protected:
   void SetUp() override {
@@ -179,55 +157,26 @@ TEST_F(Control, ForgetsATargetThatHasGoneAndSkipsOneThatDoesNotRespond) {
   tap(*window, {100, 100});
 }
 
-/// A view whose inner button is wired up while the view itself is still being made.
-class Owner : public UIView {
-  ZV_OBJECT(Owner)
- public:
-  Owner() {
-    inner->setFrame(CGRectMake(0, 0, 50, 50));
-    inner->addOwner_action_forControlEvents(this, "pressed", UIControlEventTouchUpInside | UIControlEventTouchCancel);
-    addSubview(inner);
-  }
-  void pressed() {
-    ++presses;
-    if (onPress) onPress();
-  }
-  Strong<UIButton> inner = std::make_shared<UIButton>();
+TEST_F(Input, AButtonMayGoWithinItsOwnActionOrWhileItIsPressed) {
   int presses = 0;
-  std::function<void()> onPress;
-};
-
-}  // namespace
-
-ZV_REGISTER_CLASS(Owner, "UIKitTestOwner", UIView, {{"pressed", runtime::method(&Owner::pressed)}})
-
-namespace {
-
-TEST_F(Input, AnOwnerMayGoWithinItsOwnActionOrWhileItIsPressed) {
-  auto owner = viewIn<Owner>(root, CGRectMake(0, 0, 50, 50));
-  tap(*window, {10, 10});
-  EXPECT_EQ(owner->presses, 1);
-  const Weak<Owner> first = owner;
-  owner->onPress = [&] {
-    owner->removeFromSuperview();
-    owner.reset();
+  Strong<UIPanelButton> button;
+  const auto leave = [&] {
+    button->removeFromSuperview();
+    button.reset();
   };
-  tap(*window, {10, 10});
-  EXPECT_TRUE(first.expired());
-
-  auto second = viewIn<Owner>(root, CGRectMake(0, 0, 50, 50));
-  touch(*window, UITouchPhase::Began, {10, 10});
-  second->removeFromSuperview();
-  second.reset();
-  touch(*window, UITouchPhase::Ended, {10, 10});
-
-  auto third = viewIn<Owner>(root, CGRectMake(0, 0, 50, 50));
-  const auto inner = third->inner;
-  touch(*window, UITouchPhase::Began, {10, 10});
-  third->removeFromSuperview();
-  third.reset();
-  touch(*window, UITouchPhase::Moved, {10, 10});
-  EXPECT_FALSE(inner->isHighlighted()) << "cancelled, and without asking the owner that has gone";
+  for (const bool isPressedToLeave : {true, false}) {
+    button = viewIn<UIPanelButton>(root, CGRectMake(0, 0, 50, 50));
+    button->setHandler([&] {
+      ++presses;
+      leave();
+    });
+    const Weak<UIPanelButton> watched = button;
+    touch(*window, UITouchPhase::Began, {10, 10});
+    if (!isPressedToLeave) leave();
+    touch(*window, UITouchPhase::Ended, {10, 10});
+    EXPECT_TRUE(watched.expired());
+    EXPECT_EQ(presses, 1);
+  }
 }
 
 TEST_F(Input, AWindowMayGoWhileItIsTouched) {
@@ -236,41 +185,6 @@ TEST_F(Input, AWindowMayGoWhileItIsTouched) {
   touch(*window, UITouchPhase::Began, {10, 10});
   window.reset();
   EXPECT_TRUE(weak.expired());
-}
-
-TEST(Views, TakeTheSizeAndShapeOfTheirPictures) {
-  const auto pixels = [](int width, int height) {
-    auto image = std::make_shared<CGImage>();
-    image->width = width;
-    image->height = height;
-    return image;
-  };
-  const auto small = std::make_shared<UIImage>(pixels(40, 20), 2.0f);
-  const auto large = std::make_shared<UIImage>(pixels(200, 160), 2.0f);
-  const auto button = std::make_shared<UIButton>();
-  button->setImage_forState(small, UIControlStateNormal);
-  button->sizeToFit();
-  EXPECT_EQ(button->frame(), CGRectMake(0, 0, 20, 10));
-  EXPECT_EQ(button->currentImage(), small);
-
-  EXPECT_EQ(UIImageView::initWithImage(nullptr)->frame(), CGRectZero);
-  const auto shape = UIImageView::initWithImage(large);
-  EXPECT_EQ(shape->frame(), CGRectMake(0, 0, 100, 80));
-  const auto backdrop = UIBackdropView::initWithPrivateStyle(2010);
-  button->_setBackdropMaskViewFlags(3);
-  backdrop->updateMaskViewsForView(button);
-  EXPECT_EQ(backdrop->frame(), CGRectZero) << "a hole gives no size";
-  shape->_setBackdropMaskViewFlags(7);
-  backdrop->updateMaskViewsForView(shape);
-  backdrop->updateMaskViewsForView(shape);
-  EXPECT_EQ(backdrop->frame(), shape->frame());
-  EXPECT_EQ(backdrop->maskViews().size(), 2u);
-  EXPECT_EQ(NSClassFromString("_UIBackdropView"), backdrop->class_());
-}
-
-TEST(Device, AnswersForItsIdiomByName) {
-  EXPECT_TRUE(UIDevice::currentDevice()->respondsToSelector("userInterfaceIdiom"));
-  EXPECT_FALSE(UIDevice::currentDevice()->respondsToSelector("unheardOf"));
 }
 
 }  // namespace

@@ -23,16 +23,10 @@ class Slider : public UIView {
   }
 };
 
-class Keyboard : public testing::Test {
+class Keyboard : public WindowFixture {
  protected:
-  Strong<UIBarButtonItem> item(Item kind, const char* action) {
-    return UIBarButtonItem::initWithBarButtonSystemItem_target_action(kind, target, action);
-  }
-  bool key(const char* name, bool shift = false, bool control = false) {
-    return window->sendKey({name, shift, control, false});
-  }
-  std::vector<std::string> tabOrder(bool backwards = false) {
-    std::vector<std::string> order;
+  Texts tabOrder(bool backwards = false) {
+    Texts order;
     for (int i = 0; i < 6; ++i) {
       EXPECT_TRUE(key("Tab", backwards));
       order.push_back(window->focusedLabel());
@@ -49,9 +43,6 @@ class Keyboard : public testing::Test {
     overlay->addTarget_action_forControlEvents(target, "four", UIControlEventTouchUpInside);
   }
 
-  Strong<UIWindow> window = windowOfSize(320, 480);
-  Strong<UIView> root = window->rootViewController()->view();
-  Strong<Recorder> target = std::make_shared<Recorder>();
   Strong<UIButton> overlay = viewIn<UIButton>(root, CGRectMake(110, 190, 100, 100));
   Strong<UIToolbar> bottom = viewIn<UIToolbar>(root, CGRectMake(0, 436, 320, 44));
   Strong<Slider> slider = viewIn<Slider>(root, CGRectMake(0, 398, 320, 38));
@@ -63,27 +54,24 @@ class Keyboard : public testing::Test {
 };
 
 TEST_F(Keyboard, ReachesEverythingInReadingOrder) {
-  std::vector<std::string> labels;
-  for (const auto& [view, element] : window->reachableElements()) labels.push_back(element.label);
-  EXPECT_EQ(labels, (std::vector<std::string>{"Cancel", "Game", "Save", "Play", "Playhead", "Share", "Play"}));
-  const auto elements = window->reachableElements();
-  EXPECT_EQ(elements.back().element.frame.origin.y, 436) << "in the window's coordinates";
+  EXPECT_EQ(reachable(), (Texts{"Cancel", "Game", "Save", "Play", "Playhead", "Share", "Play"}));
+  EXPECT_EQ(frameOf("Share").origin.y, 436) << "in the window's coordinates";
   bottom->setAlpha(0);
   overlay->setHidden(true);
-  EXPECT_EQ(window->reachableElements().size(), 4u);
+  EXPECT_EQ(reachable().size(), 4u);
 }
 
 TEST_F(Keyboard, TabGoesRoundAndArrowsAndReturnWorkOnTheFocus) {
   EXPECT_FALSE(window->focusRing());
-  EXPECT_EQ(tabOrder(), (std::vector<std::string>{"Cancel", "Save", "Play", "Playhead", "Share", "Play"}));
+  EXPECT_EQ(tabOrder(), (Texts{"Cancel", "Save", "Play", "Playhead", "Share", "Play"}));
   EXPECT_TRUE(key("Tab"));
   EXPECT_EQ(window->focusedLabel(), "Cancel");
   const CGRect words = top->frameOfItem(cancel.get());
   EXPECT_EQ(window->focusRing()->frame,
             CGRectMake(words.origin.x - 7, words.origin.y + 5, words.size.width + 14, words.size.height - 10));
-  EXPECT_EQ(tabOrder(true), (std::vector<std::string>{"Play", "Share", "Playhead", "Play", "Save", "Cancel"}));
+  EXPECT_EQ(tabOrder(true), (Texts{"Play", "Share", "Playhead", "Play", "Save", "Cancel"}));
   EXPECT_TRUE(key("Return"));
-  EXPECT_EQ(target->log, (std::vector<std::string>{"one:"}));
+  EXPECT_EQ(target->log, (Texts{"one:"}));
 
   key("Tab", true);
   EXPECT_TRUE(key("Space"));
@@ -94,7 +82,7 @@ TEST_F(Keyboard, TabGoesRoundAndArrowsAndReturnWorkOnTheFocus) {
   EXPECT_TRUE(key("Right"));
   EXPECT_TRUE(key("Left", true));
   EXPECT_TRUE(key("Right", true));
-  EXPECT_EQ(slider->log, (std::vector<std::string>{"-1 frame", "1 frame", "-1 second", "1 second"}));
+  EXPECT_EQ(slider->log, (Texts{"-1 frame", "1 frame", "-1 second", "1 second"}));
   EXPECT_TRUE(key("Space"));
   EXPECT_EQ(target->log.back(), "three:") << "a slider has no use for Space: it plays";
 
@@ -164,7 +152,7 @@ TEST_F(Keyboard, KeysGoByTheirMeaningAlsoWhenTheBarsAreFadedOut) {
     EXPECT_EQ(target->lastArgument, save);
     EXPECT_FALSE(key("Return")) << "there is no Done";
     EXPECT_FALSE(key("S"));
-    EXPECT_EQ(target->log, (std::vector<std::string>{"three:", "one:", "two:"}));
+    EXPECT_EQ(target->log, (Texts{"three:", "one:", "two:"}));
   }
   EXPECT_TRUE(key("Right"));
   EXPECT_EQ(slider->log.back(), "1 frame") << "arrows without a focus step the playhead";

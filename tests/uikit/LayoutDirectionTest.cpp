@@ -16,35 +16,13 @@ namespace {
 using Direction = UIUserInterfaceLayoutDirection;
 
 /// In a language that is written from right to left.
-class LayoutDirection : public testing::Test {
+class LayoutDirection : public WindowFixture {
  protected:
   LayoutDirection() { UIApplicationSetLayoutDirection(Direction::RightToLeft); }
   ~LayoutDirection() override { UIApplicationSetLayoutDirection(Direction::LeftToRight); }
-  CGRect frameOf(const std::string& label) {
-    for (const auto& [view, element] : window->reachableElements()) {
-      if (element.label == label) return element.frame;
-    }
-    ADD_FAILURE() << "there is no " << label;
-    return CGRectZero;
-  }
-
-  StoppedClock clock;
-  Strong<UIWindow> window = windowOfSize(320, 480);
-  Strong<UIView> view = window->rootViewController()->view();
 };
 
-class OneActivity : public UIActivity {
- public:
-  explicit OneActivity(std::string title) : title_(std::move(title)) {}
-  std::string activityType() const override { return title_; }
-  std::string activityTitle() const override { return title_; }
-  bool canPerformWithActivityItems(const std::vector<UIActivityItem>&) override { return true; }
-
- private:
-  std::string title_;
-};
-
-Strong<UIBarButtonItem> item(const char* title) {
+Strong<UIBarButtonItem> titled(const char* title) {
   return UIBarButtonItem::initWithTitle_style_target_action(title, UIBarButtonItemStyle::Plain, nullptr, SEL());
 }
 
@@ -53,24 +31,20 @@ Strong<UIBarButtonItem> item(const char* title) {
 TEST_F(LayoutDirection, BarsBeginAtTheRight) {
   const auto controller = std::make_shared<UIViewController>();
   controller->navigationItem()->setTitle("Title");
-  controller->navigationItem()->setLeftBarButtonItem(item("Cancel"));
-  controller->navigationItem()->setRightBarButtonItem(item("Publish"));
+  controller->navigationItem()->setLeftBarButtonItem(titled("Cancel"));
+  controller->navigationItem()->setRightBarButtonItem(titled("Publish"));
   const auto navigation = UINavigationController::initWithRootViewController(controller);
-  window->rootViewController()->presentViewController_animated_completion(navigation, false, nullptr);
-  window->layoutIfNeeded();
+  present(navigation);
   const CGRect cancel = frameOf("Cancel"), publish = frameOf("Publish"), title = frameOf("Title");
   EXPECT_EQ(cancel.maxX(), 320 - 16);
   EXPECT_EQ(publish.origin.x, 16);
   EXPECT_LT(publish.maxX(), title.origin.x);
   EXPECT_LT(title.maxX(), cancel.origin.x);
-
-  std::vector<std::string> order;
-  for (const auto& [owner, element] : window->reachableElements()) order.push_back(element.label);
-  EXPECT_EQ(order, (std::vector<std::string>{"Cancel", "Title", "Publish"})) << "read from the right";
+  EXPECT_EQ(reachable(), (Texts{"Cancel", "Title", "Publish"})) << "read from the right";
 }
 
-TEST_F(LayoutDirection, CellsAndSegmentsAreMirroredAndTextKeepsToItsSide) {
-  const auto cell = viewIn<UITableViewCell>(view, CGRectMake(0, 0, 320, 44));
+TEST_F(LayoutDirection, CellsAndControlsAreMirroredAndTextKeepsToItsSide) {
+  const auto cell = viewIn<UITableViewCell>(root, CGRectMake(0, 0, 320, 44));
   cell->textLabel()->setText("Category");
   cell->detailTextLabel()->setText("Games");
   window->layoutIfNeeded();
@@ -82,13 +56,9 @@ TEST_F(LayoutDirection, CellsAndSegmentsAreMirroredAndTextKeepsToItsSide) {
   segments->setFrame(CGRectMake(0, 0, 300, 32));
   EXPECT_EQ(segments->frameOfSegment(0), CGRectMake(200, 0, 100, 32));
   EXPECT_EQ(segments->frameOfSegment(2), CGRectMake(0, 0, 100, 32));
-  EXPECT_EQ(viewIn<UIView>(view, CGRectMake(10, 0, 20, 5))->frame().origin.x, 10)
-      << "plain frames are as they were set";
-}
 
-TEST_F(LayoutDirection, SwitchesAndProgressBarsBeginAtTheRight) {
-  const auto onOff = viewIn<UISwitch>(view, CGRectMake(0, 0, 51, 31));
-  const auto bar = viewIn<UIProgressView>(view, CGRectMake(10, 50, 300, 3));
+  const auto onOff = viewIn<UISwitch>(root, CGRectMake(0, 0, 51, 31));
+  const auto bar = viewIn<UIProgressView>(root, CGRectMake(10, 50, 300, 3));
   window->layoutIfNeeded();
   const auto knob = [&] { return onOff->subviews().front()->frame(); };
   EXPECT_EQ(knob().maxX(), 49);
@@ -103,24 +73,19 @@ TEST_F(LayoutDirection, AlertsAndSheetsAreMirroredWithTheirKeys) {
       UIAlertController::alertControllerWithTitle_message_preferredStyle("T", "", UIAlertControllerStyle::Alert);
   alert->addAction(UIAlertAction::actionWithTitle_style_handler("View", UIAlertActionStyle::Default, nullptr));
   alert->addAction(UIAlertAction::actionWithTitle_style_handler("Close", UIAlertActionStyle::Cancel, nullptr));
-  window->rootViewController()->presentViewController_animated_completion(alert, false, nullptr);
-  window->layoutIfNeeded();
+  present(alert);
   EXPECT_EQ(frameOf("View").maxX(), frameOf("Close").origin.x) << "the way out at the right";
   alert->dismissViewControllerAnimated_completion(false, nullptr);
 
-  setSystemActivities({std::make_shared<OneActivity>("One"), std::make_shared<OneActivity>("Two")});
+  setSystemActivities({std::make_shared<NamedActivity>("One"), std::make_shared<NamedActivity>("Two")});
   const auto sheet = UIActivityViewController::initWithActivityItems_applicationActivities({std::string("text")}, {});
   setSystemActivities({});
-  window->rootViewController()->presentViewController_animated_completion(sheet, false, nullptr);
-  window->layoutIfNeeded();
+  present(sheet);
   EXPECT_GT(frameOf("One").origin.x, frameOf("Two").origin.x);
-  const auto key = [&](const char* name) { window->sendKey({name, false, false, false}); };
-  key("Left");
-  EXPECT_EQ(window->focusedView()->accessibilityLabel(), "One");
-  key("Left");
-  EXPECT_EQ(window->focusedView()->accessibilityLabel(), "Two") << "to the left";
-  key("Right");
-  EXPECT_EQ(window->focusedView()->accessibilityLabel(), "One");
+  for (const auto& [name, reached] : {std::pair("Left", "One"), std::pair("Left", "Two"), std::pair("Right", "One")}) {
+    key(name);
+    EXPECT_EQ(window->focusedLabel(), reached);
+  }
   sheet->dismissViewControllerAnimated_completion(false, nullptr);
   clock.advance(1);
 }

@@ -1,5 +1,4 @@
 #include "platform/Foundation/os_trace.h"
-#include "platform/UIKit/UIBarButtonItem.h"
 #include "platform/UIKit/UIButton.h"
 #include "platform/UIKit/UIPopoverBackgroundView.h"
 #include "platform/UIKit/UIPopoverPresentationController.h"
@@ -29,45 +28,29 @@ class Screen : public UIViewController {
   }
 };
 
-class Presentation : public testing::Test {
+class Presentation : public WindowFixture {
  protected:
   void SetUp() override {
-    window->setRootViewController(root);
-    root->becomeFirstResponder();
-    bar = viewIn<UIToolbar>(root->view(), CGRectMake(0, 0, 320, 60));
+    window->setRootViewController(screen);
+    screen->becomeFirstResponder();
+    bar = viewIn<UIToolbar>(screen->view(), CGRectMake(0, 0, 320, 60));
     bar->setAutoresizingMask(UIViewAutoresizingFlexibleWidth);
-    using Item = UIBarButtonSystemItem;
-    const auto item = [&](Item kind, const char* action) {
-      return UIBarButtonItem::initWithBarButtonSystemItem_target_action(kind, target, action);
-    };
-    share = item(Item::Action, "two:");
-    flexible = item(Item::FlexibleSpace, "four");
-    play = item(Item::Play, "three:");
-    cancel = item(Item::Cancel, "one:");
     bar->setItems({cancel, play, flexible, share});
     button = viewIn<UIButton>(presented->view(), CGRectMake(10, 10, 40, 40));
     button->setAccessibilityLabel("Inside");
     button->addTarget_action_forControlEvents(target, "four", UIControlEventTouchUpInside);
-    root->log.clear();
-  }
-  void present(bool animated = false) { root->presentViewController_animated_completion(presented, animated, nullptr); }
-  bool key(const char* name, bool control = false) { return window->sendKey({name, false, control, false}); }
-  std::vector<std::string> reachable() {
-    std::vector<std::string> labels;
-    for (const auto& [view, element] : window->reachableElements()) labels.push_back(element.label);
-    return labels;
+    screen->log.clear();
   }
   CGRect frame() {
     window->layoutIfNeeded();
     return presented->view()->frame();
   }
 
-  StoppedClock clock;
-  Strong<UIWindow> window = windowOfSize(320, 480);
-  Strong<Screen> root = std::make_shared<Screen>(), presented = std::make_shared<Screen>();
-  Strong<Recorder> target = std::make_shared<Recorder>();
+  Strong<Screen> screen = std::make_shared<Screen>(), presented = std::make_shared<Screen>();
   Strong<UIToolbar> bar;
-  Strong<UIBarButtonItem> share, flexible, play, cancel;
+  using Item = UIBarButtonSystemItem;
+  Strong<UIBarButtonItem> share = item(Item::Action, "two:"), flexible = item(Item::FlexibleSpace, "four"),
+                          play = item(Item::Play, "three:"), cancel = item(Item::Cancel);
   Strong<UIButton> button;
 };
 
@@ -76,38 +59,42 @@ TEST_F(Presentation, ThePresentedControllerHasAllInputAndTheOtherStaysOnScreen) 
   key("Tab");
   ASSERT_EQ(window->focusedLabel(), "Cancel");
   bool completed = false;
-  root->presentViewController_animated_completion(presented, true, [&] { completed = true; });
+  screen->presentViewController_animated_completion(presented, true, [&] { completed = true; });
   touch(*window, UITouchPhase::Ended, {100, 30});
   EXPECT_TRUE(target->log.empty()) << "a touch under way is cancelled";
-  EXPECT_EQ(root->presentedViewController(), presented);
-  EXPECT_EQ(presented->presentingViewController(), root);
-  EXPECT_EQ(presented->log, (std::vector<std::string>{"will appear", "did appear"}));
-  EXPECT_TRUE(root->log.empty()) << "it is not told to disappear";
+  EXPECT_EQ(screen->presentedViewController(), presented);
+  EXPECT_EQ(presented->presentingViewController(), screen);
+  EXPECT_EQ(presented->log, (Texts{"will appear", "did appear"}));
+  EXPECT_TRUE(screen->log.empty()) << "it is not told to disappear";
   EXPECT_FALSE(completed);
   clock.advance(1);
   EXPECT_TRUE(completed);
   EXPECT_EQ(presented->view()->layer()->presentationFrame(), CGRectMake(0, 0, 320, 480));
 
-  EXPECT_EQ(reachable(), (std::vector<std::string>{"Inside"}));
+  EXPECT_EQ(reachable(), (Texts{"Inside"}));
   EXPECT_FALSE(window->focusRing());
   tap(*window, {100, 30});
   for (const char* name : {"Space", "Return", "Left"}) EXPECT_FALSE(key(name)) << name;
-  for (const char* name : {"S", "Z"}) EXPECT_FALSE(key(name, true)) << name;
+  for (const char* name : {"S", "Z"}) EXPECT_FALSE(key(name, false, true)) << name;
   window->sendShake();
   EXPECT_FALSE(key("Escape")) << "there is no Cancel in it";
   EXPECT_TRUE(target->log.empty());
-  EXPECT_TRUE(root->log.empty());
-  EXPECT_EQ(presented->keys, (std::vector<std::string>{"Space", "Return", "Left", "S", "Z", "Escape"}));
+  EXPECT_TRUE(screen->log.empty());
+  EXPECT_EQ(presented->keys, (Texts{"Space", "Return", "Left", "S", "Z", "Escape"}));
   tap(*window, {20, 20});
   key("Tab");
   key("Return");
-  EXPECT_EQ(target->log, (std::vector<std::string>{"four", "four"}));
+  EXPECT_EQ(target->log, (Texts{"four", "four"}));
+  presented->becomeFirstResponder();
+  window->sendShake();
+  EXPECT_EQ(presented->log.back(), "shake") << "that goes to the first responder in front";
+  EXPECT_TRUE(screen->log.empty());
 
   presented->dismissViewControllerAnimated_completion(true, nullptr);
-  EXPECT_EQ(root->presentedViewController(), nullptr);
+  EXPECT_EQ(screen->presentedViewController(), nullptr);
   EXPECT_TRUE(presented->isBeingDismissed());
   EXPECT_EQ(presented->log.back(), "will disappear");
-  EXPECT_EQ(reachable(), (std::vector<std::string>{"Cancel", "Play", "Share"})) << "while it is still seen to go";
+  EXPECT_EQ(reachable(), (Texts{"Cancel", "Play", "Share"})) << "while it is still seen to go";
   EXPECT_EQ(window->focusedLabel(), "Cancel") << "the focus is back where it was";
   tap(*window, {20, 20});
   EXPECT_EQ(target->lastArgument, cancel);
@@ -117,25 +104,15 @@ TEST_F(Presentation, ThePresentedControllerHasAllInputAndTheOtherStaysOnScreen) 
   EXPECT_TRUE(key("Space"));
   EXPECT_EQ(target->lastArgument, play);
   window->sendShake();
-  EXPECT_EQ(root->log, (std::vector<std::string>{"shake"}));
-}
-
-TEST_F(Presentation, ShakesGoToTheFirstResponderInFrontAndBackAfterwards) {
-  present();
-  presented->becomeFirstResponder();
-  window->sendShake();
-  EXPECT_EQ(presented->log.back(), "shake");
-  EXPECT_TRUE(root->log.empty());
-  presented->dismissViewControllerAnimated_completion(false, nullptr);
-  EXPECT_TRUE(root->isFirstResponder());
+  EXPECT_EQ(screen->log, (Texts{"shake"})) << "the first responder is the one from before";
 }
 
 TEST_F(Presentation, WhatCannotBePresentedChangesNothing) {
   const auto another = std::make_shared<Screen>();
-  present();
+  present(presented);
   trace_log::clear();
-  root->presentViewController_animated_completion(another, false, nullptr);
-  EXPECT_EQ(root->presentedViewController(), presented);
+  screen->presentViewController_animated_completion(another, false, nullptr);
+  EXPECT_EQ(screen->presentedViewController(), presented);
   EXPECT_EQ(trace_log::messages().size(), 1u);
   const auto offScreen = std::make_shared<Screen>();
   offScreen->presentViewController_animated_completion(another, false, nullptr);
@@ -145,27 +122,26 @@ TEST_F(Presentation, WhatCannotBePresentedChangesNothing) {
   int completions = 0;
   presented->presentViewController_animated_completion(another, false, [&] { ++completions; });
   EXPECT_EQ(window->frontmostPresentedViewController(), another);
-  root->dismissViewControllerAnimated_completion(true, [&] { ++completions; });
+  screen->dismissViewControllerAnimated_completion(true, [&] { ++completions; });
   EXPECT_EQ(window->frontmostPresentedViewController(), nullptr) << "all above it goes as well";
   EXPECT_EQ(another->view()->superview(), nullptr);
   clock.advance(1);
   EXPECT_EQ(completions, 2);
-  root->dismissViewControllerAnimated_completion(true, [&] { ++completions; });
+  screen->dismissViewControllerAnimated_completion(true, [&] { ++completions; });
   EXPECT_EQ(completions, 3) << "nothing to do is done at once";
 }
 
 TEST_F(Presentation, AChildPresentsForItsAncestorAndEscapePressesCancel) {
   const auto child = std::make_shared<Screen>();
-  root->addChildViewController(child);
-  root->view()->addSubview(child->view());
+  screen->addChildViewController(child);
+  screen->view()->addSubview(child->view());
   child->log.clear();
   child->presentViewController_animated_completion(presented, false, nullptr);
   EXPECT_EQ(child->presentedViewController(), presented);
-  EXPECT_EQ(presented->presentingViewController(), root);
+  EXPECT_EQ(presented->presentingViewController(), screen);
   EXPECT_TRUE(child->log.empty());
   const auto innerBar = viewIn<UIToolbar>(presented->view(), CGRectMake(0, 100, 320, 44));
-  const auto innerCancel =
-      UIBarButtonItem::initWithBarButtonSystemItem_target_action(UIBarButtonSystemItem::Cancel, target, "three:");
+  const auto innerCancel = item(Item::Cancel, "three:");
   innerBar->setItems({innerCancel});
   EXPECT_TRUE(key("Escape"));
   EXPECT_EQ(target->lastArgument, innerCancel);
@@ -184,14 +160,14 @@ TEST_F(Presentation, AWindowThatClosesLetsGoOfEverything) {
   window->addBackgroundController(working);
   window->addBackgroundController(done);
   window->removeBackgroundController(done.get());
-  const Weak<UIViewController> watchedRoot = root, watchedPresented = presented;
-  present(true);
+  const Weak<UIViewController> watchedRoot = screen, watchedPresented = presented;
+  screen->presentViewController_animated_completion(presented, true, nullptr);
   window->setRootViewController(nullptr);
   EXPECT_TRUE(working->told);
   EXPECT_FALSE(done->told);
   EXPECT_EQ(presented->log.back(), "will disappear");
-  EXPECT_EQ(root->log, (std::vector<std::string>{"will disappear"}));
-  root.reset();
+  EXPECT_EQ(screen->log, (Texts{"will disappear"}));
+  screen.reset();
   presented.reset();
   clock.advance(1);
   EXPECT_TRUE(watchedRoot.expired());
@@ -200,12 +176,12 @@ TEST_F(Presentation, AWindowThatClosesLetsGoOfEverything) {
 
 TEST_F(Presentation, AFormSheetCoversANarrowWindowAndStandsInTheMiddleOfAWideOne) {
   presented->setModalPresentationStyle(UIModalPresentationStyle::FormSheet);
-  present();
+  present(presented);
   EXPECT_EQ(frame(), CGRectMake(0, 0, 320, 480));
   window->resize({1000, 800}, 0);
   EXPECT_EQ(frame(), CGRectMake(230, 90, 540, 620));
   tap(*window, {100, 400});
-  EXPECT_EQ(root->presentedViewController(), presented) << "a touch beside a form loses nothing";
+  EXPECT_EQ(screen->presentedViewController(), presented) << "a touch beside a form loses nothing";
   window->resize({700, 300}, 0);
   EXPECT_EQ(frame(), CGRectMake(80, 20, 540, 260));
 }
@@ -215,7 +191,7 @@ TEST_F(Presentation, APopoverPointsAtItsItemWhereverItGoes) {
   presented->setModalPresentationStyle(UIModalPresentationStyle::Popover);
   const auto popover = presented->popoverPresentationController();
   popover->setBarButtonItem(share);
-  present();
+  present(presented);
   const auto bubble = [&] {
     return std::dynamic_pointer_cast<UIPopoverBackgroundView>(popover->containerView()->decoration());
   };
@@ -245,12 +221,12 @@ TEST_F(Presentation, APopoverPointsAtItsItemWhereverItGoes) {
   EXPECT_LE(now.maxX(), 152);
 
   tap(*window, {now.origin.x + 100, now.origin.y + 5});
-  EXPECT_EQ(root->presentedViewController(), presented) << "in it";
+  EXPECT_EQ(screen->presentedViewController(), presented) << "in it";
   touch(*window, UITouchPhase::Began, {5, 5});
   touch(*window, UITouchPhase::Ended, {now.origin.x + 70, now.origin.y + 5});
-  EXPECT_EQ(root->presentedViewController(), presented) << "ended elsewhere";
+  EXPECT_EQ(screen->presentedViewController(), presented) << "ended elsewhere";
   tap(*window, {5, 5});
-  EXPECT_EQ(root->presentedViewController(), nullptr);
+  EXPECT_EQ(screen->presentedViewController(), nullptr);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/QuartzCore/CAAnimator.h"
+#include "platform/UIKit/UIBarButtonItem.h"
 #include "platform/UIKit/UIEvent.h"
 #include "platform/UIKit/UIView.h"
 #include "platform/UIKit/UIWindow.h"
@@ -65,6 +66,13 @@ inline void tap(UIWindow& window, CGPoint at, int identifier = finger) {
   touch(window, UITouchPhase::Ended, at, identifier, 0.1);
 }
 
+/// A finger that goes from one place to another.
+inline void swipe(UIWindow& window, CGPoint from, CGPoint to, int identifier = finger) {
+  touch(window, UITouchPhase::Began, from, identifier);
+  touch(window, UITouchPhase::Moved, to, identifier);
+  touch(window, UITouchPhase::Ended, to, identifier);
+}
+
 template <class T = UIView>
 Strong<T> viewIn(const Strong<UIView>& superview, CGRect frame) {
   auto view = std::make_shared<T>();
@@ -80,3 +88,42 @@ inline Strong<UIWindow> windowOfSize(float width, float height) {
   window->setRootViewController(std::make_shared<UIViewController>());
   return window;
 }
+
+/// A window, and what a person at the keyboard or a screen reader finds in it.
+class WindowFixture : public testing::Test {
+ protected:
+  using Texts = std::vector<std::string>;
+
+  void present(const Strong<UIViewController>& controller) {
+    window->rootViewController()->presentViewController_animated_completion(controller, false, nullptr);
+    window->layoutIfNeeded();
+  }
+  /// Presses a key, and lets time pass for what it begins.
+  bool key(const char* name, bool shift = false, bool control = false) {
+    const bool meant = window->sendKey({name, shift, control, false});
+    clock.advance(1);
+    return meant;
+  }
+  /// What can be reached, in reading order.
+  Texts reachable() {
+    Texts labels;
+    for (const auto& [view, element] : window->reachableElements()) labels.push_back(element.label);
+    return labels;
+  }
+  CGRect frameOf(const std::string& label) {
+    for (const auto& [view, element] : window->reachableElements()) {
+      if (element.label == label) return element.frame;
+    }
+    ADD_FAILURE() << "there is no " << label;
+    return CGRectZero;
+  }
+
+  Strong<UIBarButtonItem> item(UIBarButtonSystemItem kind, const char* action = "one:") {
+    return UIBarButtonItem::initWithBarButtonSystemItem_target_action(kind, target, action);
+  }
+
+  StoppedClock clock;
+  Strong<UIWindow> window = windowOfSize(320, 480);
+  Strong<UIView> root = window->rootViewController()->view();
+  Strong<Recorder> target = std::make_shared<Recorder>();
+};

@@ -1,4 +1,3 @@
-#include "platform/UIKit/UIToolbar.h"
 #include "tests/window/WindowTest.h"
 
 #include <private/qguiapplication_p.h>
@@ -7,13 +6,6 @@
 #include <QAccessible>
 
 namespace {
-
-class Pressable : public NSObject {
-  ZV_OBJECT(Pressable)
- public:
-  void press() { ++presses; }
-  int presses = 0;
-};
 
 /// All interfaces below one, depth first, that have a name.
 std::vector<QAccessibleInterface*> namedBelow(QAccessibleInterface* from) {
@@ -37,20 +29,13 @@ void setScreenReader(bool listens) {
 
 }  // namespace
 
-ZV_REGISTER_CLASS(Pressable, "WindowTestPressable", NSObject, {{"press", runtime::method(&Pressable::press)}})
-
 class AccessibilityTest : public WindowTest {};
 
 TEST_F(AccessibilityTest, AScreenReaderFindsAndPressesWhatCanBeReached) {
-  const auto target = std::make_shared<Pressable>();
-  const auto bar = std::make_shared<UIToolbar>();
-  bar->setFrame({{0, 0}, {375, 60}});
-  const auto make = [&](UIBarButtonSystemItem kind) {
-    return UIBarButtonItem::initWithBarButtonSystemItem_target_action(kind, target, "press");
-  };
-  bar->setItems({make(UIBarButtonSystemItem::Cancel), make(UIBarButtonSystemItem::FlexibleSpace),
-                 make(UIBarButtonSystemItem::Action)});
-  root()->addSubview(bar);
+  using Item = UIBarButtonSystemItem;
+  const auto target = std::make_shared<Pressed>();
+  const auto bar = addToolbar(root(), {{0, 0}, {375, 60}},
+                              {barItem(Item::Cancel), barItem(Item::FlexibleSpace), barItem(Item::Action, target)});
   theWindow().commit();
   QAccessibleInterface* window = QAccessible::queryAccessibleInterface(&theWindow().quickWindow());
   ASSERT_NE(window, nullptr);
@@ -68,7 +53,7 @@ TEST_F(AccessibilityTest, AScreenReaderFindsAndPressesWhatCanBeReached) {
   found[1]->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
   EXPECT_EQ(target->presses, 1);
 
-  bar->setItems({make(UIBarButtonSystemItem::Done)});
+  bar->setItems({barItem(Item::Done)});
   ASSERT_TRUE(waitUntil([&] {
     const auto now = namedBelow(window);
     return now.size() == 1 && now[0]->text(QAccessible::Name) == "Done";

@@ -1,4 +1,3 @@
-#include "platform/UIKit/UIToolbar.h"
 #include "tests/window/WindowTest.h"
 
 #include <qpa/qwindowsysteminterface.h>
@@ -17,13 +16,6 @@ class Touched : public UIView {
   std::optional<CGPoint> hover;
 };
 
-class Pressed : public NSObject {
-  ZV_OBJECT(Pressed)
- public:
-  void press() { ++presses; }
-  int presses = 0;
-};
-
 class InputTest : public WindowTest {
  protected:
   void SetUp() override {
@@ -38,8 +30,6 @@ class InputTest : public WindowTest {
 
 }  // namespace
 
-ZV_REGISTER_CLASS(Pressed, "WindowTestPressed", NSObject, {{"press", runtime::method(&Pressed::press)}})
-
 TEST_F(InputTest, TheMouseIsFingerZeroInPoints) {
   theWindow().sendPointer(UIAutomation::Pointer::Move, {60, 110});
   ASSERT_TRUE(view->hover.has_value());
@@ -48,9 +38,6 @@ TEST_F(InputTest, TheMouseIsFingerZeroInPoints) {
   theWindow().sendPointer(UIAutomation::Pointer::Move, {300, 500});
   theWindow().sendPointer(UIAutomation::Pointer::Release, {300, 500});
   ASSERT_EQ(view->touches.size(), 3U);
-  EXPECT_EQ(view->touches[0].phase, UITouchPhase::Began);
-  EXPECT_EQ(view->touches[1].phase, UITouchPhase::Moved);
-  EXPECT_EQ(view->touches[2].phase, UITouchPhase::Ended);
   EXPECT_EQ(view->touches[0].locationInWindow, (CGPoint{60, 110}));
   EXPECT_EQ(view->touches[1].locationInWindow, (CGPoint{300, 500})) << "outside the view too";
   for (const UITouch& touch : view->touches) {
@@ -60,13 +47,6 @@ TEST_F(InputTest, TheMouseIsFingerZeroInPoints) {
 
   theWindow().sendPointer(UIAutomation::Pointer::Move, {10, 10});
   EXPECT_FALSE(view->hover.has_value());
-  // A quick second click is a second touch, not something else.
-  view->touches.clear();
-  for (int i = 0; i < 2; ++i) {
-    theWindow().sendPointer(UIAutomation::Pointer::Press, {60, 110});
-    theWindow().sendPointer(UIAutomation::Pointer::Release, {60, 110});
-  }
-  EXPECT_EQ(view->touches.size(), 4U);
 }
 
 TEST_F(InputTest, FingersCountFromOne) {
@@ -91,47 +71,17 @@ TEST_F(InputTest, FingersCountFromOne) {
   send({{{60, 110}, QEventPoint::State::Stationary}, {{100, 150}, QEventPoint::State::Pressed}});
   send({{{70, 120}, QEventPoint::State::Updated}, {{100, 150}, QEventPoint::State::Released}});
   send({{{70, 120}, QEventPoint::State::Released}});
-  ASSERT_EQ(view->touches.size(), 5U);
-  EXPECT_EQ(view->touches[0].identifier, 1);
-  EXPECT_EQ(view->touches[1].identifier, 2);
-  EXPECT_EQ(view->touches[1].locationInWindow, (CGPoint{100, 150}));
-  EXPECT_EQ(view->touches[2].identifier, 1);
-  EXPECT_EQ(view->touches[2].phase, UITouchPhase::Moved);
-  EXPECT_EQ(view->touches[3].identifier, 2);
-  EXPECT_EQ(view->touches[3].phase, UITouchPhase::Ended);
-  EXPECT_EQ(view->touches[4].identifier, 1);
+  std::vector<std::pair<int, UITouchPhase>> heard;
+  for (const UITouch& touch : view->touches) heard.emplace_back(touch.identifier, touch.phase);
+  using Phase = UITouchPhase;
+  EXPECT_EQ(heard, (decltype(heard){
+                       {1, Phase::Began}, {2, Phase::Began}, {1, Phase::Moved}, {2, Phase::Ended}, {1, Phase::Ended}}));
+  EXPECT_EQ(view->touches.at(1).locationInWindow, (CGPoint{100, 150}));
 
   // When the window loses its input, what is under way is cancelled, not forgotten.
   send({{{60, 110}, QEventPoint::State::Pressed}});
   theWindow().dismiss();
   EXPECT_EQ(view->touches.back().phase, UITouchPhase::Cancelled);
-}
-
-TEST_F(InputTest, PointerAndKeysReachBarItems) {
-  const auto target = std::make_shared<Pressed>();
-  const auto cancel =
-      UIBarButtonItem::initWithBarButtonSystemItem_target_action(UIBarButtonSystemItem::Cancel, target, "press");
-  const auto bar = std::make_shared<UIToolbar>();
-  bar->setFrame({{0, 0}, {375, 60}});
-  bar->setItems({cancel});
-  root()->addSubview(bar);
-  theWindow().commit();
-  const CGRect frame = bar->frameOfItem(cancel.get());
-  const CGPoint middle{frame.origin.x + frame.size.width / 2, 30};
-  theWindow().sendPointer(UIAutomation::Pointer::Press, middle);
-  theWindow().sendPointer(UIAutomation::Pointer::Release, middle);
-  EXPECT_EQ(target->presses, 1);
-  EXPECT_TRUE(theWindow().sendKey("Escape"));
-  EXPECT_EQ(target->presses, 2);
-  EXPECT_TRUE(theWindow().sendKey("Tab"));
-  EXPECT_EQ(theWindow().window()->focusedLabel(), "Cancel");
-  EXPECT_TRUE(theWindow().sendKey("return"));
-  EXPECT_EQ(target->presses, 3);
-  EXPECT_TRUE(theWindow().sendKey("Shift+Tab"));
-  EXPECT_TRUE(theWindow().sendKey("Control+Q"));
-  EXPECT_FALSE(theWindow().sendKey("Nonsense"));
-  EXPECT_FALSE(theWindow().sendKey("Hyper+A"));
-  EXPECT_FALSE(theWindow().sendKey(""));
 }
 
 TEST_F(InputTest, AHeldKeyActsOnceAnArrowGoesOn) {
@@ -151,12 +101,8 @@ TEST_F(InputTest, AHeldKeyActsOnceAnArrowGoesOn) {
   slider->setFrame({{0, 300}, {100, 50}});
   root()->addSubview(slider);
   const auto target = std::make_shared<Pressed>();
-  const auto bar = std::make_shared<UIToolbar>();
-  bar->setFrame({{0, 0}, {375, 60}});
-  bar->setItems(
-      {UIBarButtonItem::initWithBarButtonSystemItem_target_action(UIBarButtonSystemItem::Cancel, target, "press"),
-       UIBarButtonItem::initWithBarButtonSystemItem_target_action(UIBarButtonSystemItem::Save, target, "press")});
-  root()->addSubview(bar);
+  addToolbar(root(), {{0, 0}, {375, 60}},
+             {barItem(UIBarButtonSystemItem::Cancel, target), barItem(UIBarButtonSystemItem::Save, target)});
   theWindow().commit();
   const auto hold = [](Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
     for (const bool repeated : {false, true, true}) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/CoreGraphics/CGImage.h"
+#include "tests/window/WindowTest.h"
 
 #include <QColor>
 #include <QImage>
@@ -30,8 +31,27 @@ inline CGImageRef colourful(int width, int height) {
   return image;
 }
 
-inline int count(const QImage& picture, QRect place, bool (*is)(QColor)) {
-  place &= picture.rect();
+inline bool isBlue(QColor color) {
+  return color.blue() > 200 && color.red() < 100;
+}
+inline bool isDark(QColor color) {
+  return color.lightness() < 110;
+}
+
+/// A place in points of the window in pixels of its picture.
+inline QRect inPixels(CGRect place) {
+  const qreal ratio = theWindow().mirror().pixelRatio();
+  return QRectF(place.origin.x * ratio, place.origin.y * ratio, place.size.width * ratio, place.size.height * ratio)
+      .toAlignedRect();
+}
+
+inline QColor at(const QImage& picture, CGFloat x, CGFloat y) {
+  return picture.pixelColor(inPixels({{x, y}, {1, 1}}).topLeft());
+}
+
+/// How many pixels of a place in points are so.
+inline int count(const QImage& picture, CGRect points, bool (*is)(QColor)) {
+  const QRect place = inPixels(points) & picture.rect();
   int result = 0;
   for (int y = place.top(); y <= place.bottom(); ++y) {
     for (int x = place.left(); x <= place.right(); ++x) {

@@ -1,5 +1,6 @@
 #include "tests/window/WindowTest.h"
 
+#include <QElapsedTimer>
 #include <cstdlib>
 #include <filesystem>
 
@@ -8,12 +9,44 @@ QtEditorWindow* window = nullptr;
 std::string program;
 }  // namespace
 
+ZV_REGISTER_CLASS(Pressed, "WindowTestPressed", NSObject, {{"press", runtime::method(&Pressed::press)}})
+
 const std::string& theProgram() {
   return program;
 }
 
 QtEditorWindow& theWindow() {
   return *window;
+}
+
+int picturesDrawnIn(int milliseconds) {
+  int pictures = 0;
+  const auto watch = QObject::connect(&theWindow().quickWindow(), &QQuickWindow::afterRendering, [&] { ++pictures; });
+  QElapsedTimer timer;
+  timer.start();
+  waitUntil([&] { return timer.elapsed() >= milliseconds; });
+  QObject::disconnect(watch);
+  return pictures;
+}
+
+Strong<UIBarButtonItem> barItem(UIBarButtonSystemItem kind, const Strong<Pressed>& target) {
+  return UIBarButtonItem::initWithBarButtonSystemItem_target_action(kind, target, "press");
+}
+
+Strong<UIToolbar> addToolbar(const Strong<UIView>& to, CGRect frame, std::vector<Strong<UIBarButtonItem>> items) {
+  auto bar = std::make_shared<UIToolbar>();
+  bar->setFrame(frame);
+  bar->setItems(std::move(items));
+  to->addSubview(bar);
+  return bar;
+}
+
+Strong<UIView> addView(const Strong<UIView>& to, CGRect frame, UIColor color) {
+  auto view = std::make_shared<UIView>();
+  view->setFrame(frame);
+  view->setBackgroundColor(color);
+  to->addSubview(view);
+  return view;
 }
 
 void WindowTest::SetUp() {
@@ -25,6 +58,11 @@ void WindowTest::SetUp() {
 
 void WindowTest::TearDown() {
   theWindow().dismiss();
+}
+
+void WindowTest::resize(CGSize size) {
+  theWindow().resize(size);
+  EXPECT_TRUE(waitUntil([&] { return theWindow().window()->bounds().size == size; }));
 }
 
 std::string WindowTest::picturePath(const std::string& name) {

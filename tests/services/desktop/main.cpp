@@ -31,22 +31,22 @@ namespace {
 QString folder;
 
 QString contentOf(const char* name) {
-  QFile file(folder + QLatin1Char('/') + QLatin1String(name));
+  QFile file(folder + '/' + QLatin1String(name));
   return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()).trimmed() : QString();
 }
 
 void note(const QStringList& parts) {
-  QFile file(folder + QStringLiteral("/calls"));
+  QFile file(folder + "/calls");
   if (!file.open(QIODevice::Append)) return;
   QStringList line = parts;
-  for (QString& part : line) part.replace(QLatin1Char('\n'), QStringLiteral("\\n"));
-  file.write(line.join(QLatin1Char('\t')).toUtf8() + "\n");
+  for (QString& part : line) part.replace('\n', "\\n");
+  file.write(line.join('\t').toUtf8() + "\n");
 }
 
 QString describe(const QDBusUnixFileDescriptor& descriptor) {
   const int number = descriptor.fileDescriptor();
   QFile file;
-  if (!file.open(number, QIODevice::ReadOnly)) return QStringLiteral("unreadable");
+  if (!file.open(number, QIODevice::ReadOnly)) return "unreadable";
   const QString path = QFileInfo(QStringLiteral("/proc/self/fd/%1").arg(number)).symLinkTarget();
   return QStringLiteral("%1 %2 %3").arg(path).arg(file.size()).arg(QString::fromLatin1(file.read(8)));
 }
@@ -57,7 +57,7 @@ QString describe(const QDBusUnixFileDescriptor& descriptor) {
 class Desktop : public QDBusVirtualObject {
  public:
   QString introspect(const QString& path) const override {
-    if (path == QStringLiteral("/org/freedesktop/portal/desktop")) {
+    if (path == "/org/freedesktop/portal/desktop") {
       return QStringLiteral(
           "<interface name=\"org.freedesktop.portal.Email\"/><interface name=\"org.freedesktop.portal.OpenURI\"/>"
           "<interface name=\"org.freedesktop.portal.FileChooser\"/>");
@@ -68,36 +68,32 @@ class Desktop : public QDBusVirtualObject {
   bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override {
     const QString method = message.member();
     const QVariantList arguments = message.arguments();
-    if (method == QStringLiteral("ShowItems")) {
-      note({method, arguments.value(0).toStringList().join(QLatin1Char(' '))});
+    if (method == "ShowItems") {
+      note({method, arguments.value(0).toStringList().join(' ')});
       return connection.send(message.createReply());
     }
     const QVariantMap options = qdbus_cast<QVariantMap>(arguments.value(arguments.size() - 1));
     QVariantMap results;
-    if (method == QStringLiteral("ComposeEmail")) {
-      QStringList line{method, options.value(QStringLiteral("subject")).toString(),
-                       options.value(QStringLiteral("body")).toString()};
-      for (const auto& file :
-           qdbus_cast<QList<QDBusUnixFileDescriptor>>(options.value(QStringLiteral("attachment_fds"))))
+    if (method == "ComposeEmail") {
+      QStringList line{method, options.value("subject").toString(), options.value("body").toString()};
+      for (const auto& file : qdbus_cast<QList<QDBusUnixFileDescriptor>>(options.value("attachment_fds")))
         line += describe(file);
       note(line);
-    } else if (method == QStringLiteral("OpenURI")) {
+    } else if (method == "OpenURI") {
       note({method, arguments.value(1).toString()});
-      if (QFile::exists(folder + QStringLiteral("/browser"))) browse(QUrl(arguments.value(1).toString()));
-    } else if (method == QStringLiteral("OpenDirectory")) {
-      note({method, describe(arguments.value(1).value<QDBusUnixFileDescriptor>())});
-    } else if (method == QStringLiteral("SaveFile")) {
-      note({method, options.value(QStringLiteral("current_name")).toString()});
-      results.insert(QStringLiteral("uris"), QStringList{QUrl::fromLocalFile(contentOf("save-path")).toString()});
+      if (QFile::exists(folder + "/browser")) browse(QUrl(arguments.value(1).toString()));
+    } else if (method == "SaveFile") {
+      note({method, options.value("current_name").toString()});
+      results.insert("uris", QStringList{QUrl::fromLocalFile(contentOf("save-path")).toString()});
     } else {
       return false;
     }
-    const QString sender = message.service().mid(1).replace(QLatin1Char('.'), QLatin1Char('_'));
+    const QString sender = message.service().mid(1).replace('.', '_');
     const QString path = QStringLiteral("/org/freedesktop/portal/desktop/request/%1/%2")
-                             .arg(sender, options.value(QStringLiteral("handle_token")).toString());
+                             .arg(sender, options.value("handle_token").toString());
     connection.send(message.createReply(QVariant::fromValue(QDBusObjectPath(path))));
-    auto response = QDBusMessage::createTargetedSignal(
-        message.service(), path, QStringLiteral("org.freedesktop.portal.Request"), QStringLiteral("Response"));
+    auto response =
+        QDBusMessage::createTargetedSignal(message.service(), path, "org.freedesktop.portal.Request", "Response");
     response.setArguments({contentOf("answer").toUInt(), results});
     return connection.send(response);
   }
@@ -107,7 +103,7 @@ class Desktop : public QDBusVirtualObject {
     QNetworkReply* reply = browser_.get(QNetworkRequest(address));
     QObject::connect(reply, &QNetworkReply::finished, reply, [reply] {
       reply->deleteLater();
-      QFile page(folder + QStringLiteral("/page"));
+      QFile page(folder + "/page");
       if (page.open(QIODevice::WriteOnly)) page.write(reply->readAll());
     });
   }
@@ -125,12 +121,11 @@ int main(int argc, char* argv[]) {
   qDBusRegisterMetaType<QList<QDBusUnixFileDescriptor>>();
   Desktop desktop;
   QDBusConnection bus = QDBusConnection::sessionBus();
-  if (!bus.registerVirtualObject(QStringLiteral("/org/freedesktop"), &desktop, QDBusConnection::SubPath) ||
-      !bus.registerService(QStringLiteral("org.freedesktop.portal.Desktop")) ||
-      !bus.registerService(QStringLiteral("org.freedesktop.FileManager1"))) {
+  if (!bus.registerVirtualObject("/org/freedesktop", &desktop, QDBusConnection::SubPath) ||
+      !bus.registerService("org.freedesktop.portal.Desktop") || !bus.registerService("org.freedesktop.FileManager1")) {
     std::fprintf(stderr, "zevanti-test-desktop: %s\n", qUtf8Printable(bus.lastError().message()));
     return 1;
   }
-  QFile(folder + QStringLiteral("/ready")).open(QIODevice::WriteOnly);
+  QFile(folder + "/ready").open(QIODevice::WriteOnly);
   return QCoreApplication::exec();
 }
