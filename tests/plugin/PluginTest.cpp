@@ -57,20 +57,21 @@ void PluginTest::makeAgent() {
   ASSERT_TRUE(waitUntil([] { return theWindow().quickWindow().isExposed(); }));
 }
 
-void PluginTest::TearDown() {
+void PluginTest::closeWindow() {
   theWindow().dismiss();
   form_ = nullptr;
   agentObject_ = nullptr;
   root_ = nullptr;
+}
+
+void PluginTest::TearDown() {
+  closeWindow();
   EXPECT_TRUE(endRequests(browser_));
   deleteWhatIsLeft();
 }
 
 void PluginTest::closeAndStartAgain() {
-  theWindow().dismiss();
-  form_ = nullptr;
-  agentObject_ = nullptr;
-  root_ = nullptr;
+  closeWindow();
   ASSERT_NO_FATAL_FAILURE(makeAgent());
 }
 
@@ -104,24 +105,28 @@ void PluginTest::pressAt(CGPoint at) {
   theWindow().sendPointer(UIAutomation::Pointer::Release, at);
 }
 
-void PluginTest::press(const std::string& name) {
-  const CGRect frame = element(name).frame;
+void PluginTest::press(const UIAccessibilityElement& element) {
+  const CGRect& frame = element.frame;
   pressAt({frame.origin.x + frame.size.width / 2, frame.origin.y + frame.size.height / 2});
 }
 
-UIAccessibilityElement PluginTest::element(const std::string& name) {
+std::vector<UIAccessibilityElement> PluginTest::elements(const std::string& name) {
+  std::vector<UIAccessibilityElement> named;
   for (const auto& found : theWindow().window()->reachableElements()) {
-    if (found.element.label == name) return found.element;
+    if (found.element.label == name) named.push_back(found.element);
   }
-  ADD_FAILURE() << "there is no " << name;
-  return {};
+  return named;
+}
+
+UIAccessibilityElement PluginTest::element(const std::string& name) {
+  const auto named = elements(name);
+  EXPECT_FALSE(named.empty()) << "there is no " << name;
+  return named.empty() ? UIAccessibilityElement() : named.front();
 }
 
 bool PluginTest::isReachable(const std::string& name) {
-  for (const auto& found : theWindow().window()->reachableElements()) {
-    if (found.element.label == name) return found.element.enabled;
-  }
-  return false;
+  const auto named = elements(name);
+  return !named.empty() && named.front().enabled;
 }
 
 std::string PluginTest::told() {

@@ -11,7 +11,6 @@
 #include <QNetworkAccessManager>
 #include <QTemporaryDir>
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -49,6 +48,7 @@ class PluginTest : public testing::Test {
   void SetUp() override;
   void TearDown() override;
 
+  void closeWindow();
   /// The window closes, and the person opens another: a new agent and its form.
   void closeAndStartAgain();
   /// Puts the form on screen, over an empty view.
@@ -63,10 +63,15 @@ class PluginTest : public testing::Test {
 
   // A person.
   void pressAt(CGPoint at);
-  void press(const std::string& name);
+  void press(const UIAccessibilityElement& element);
+  void press(const std::string& name) { press(element(name)); }
   void key(const std::string& name) { theWindow().sendKey(name); }
   void type(const std::string& text) { theWindow().sendText(text); }
-  /// What can be reached under this name; fails the test when there is nothing.
+  void pressKeys(const std::vector<std::string>& names) {
+    for (const std::string& name : names) key(name);
+  }
+  /// All that can be reached under this name, and the first of it; fails the test when there is nothing.
+  std::vector<UIAccessibilityElement> elements(const std::string& name);
   UIAccessibilityElement element(const std::string& name);
   bool isReachable(const std::string& name);
   /// What the panel at the bottom says; empty while it says nothing.

@@ -34,19 +34,23 @@ class PublishTest : public PluginTest {
   }
   /// Presses the panel's button, the lower one of two with this name.
   void pressCancelOfUpload() {
-    CGRect button = CGRectZero;
-    for (const auto& found : theWindow().window()->reachableElements()) {
-      if (found.element.label == "Cancel") button = found.element.frame;
-    }
-    EXPECT_GT(button.origin.y, 500);
-    pressAt({button.origin.x + button.size.width / 2, button.origin.y + button.size.height / 2});
+    EXPECT_GT(elements("Cancel").back().frame.origin.y, 500);
+    press(elements("Cancel").back());
+  }
+  void clearTitle() {
+    press("Title");
+    pressKeys({"Control+A", "Delete"});
+  }
+  /// Waits until the panel says it.
+  testing::AssertionResult isTold(const std::string& what) {
+    if (waitUntil([&] { return told(what); })) return testing::AssertionSuccess();
+    return testing::AssertionFailure() << "says: " << told();
   }
   static std::filesystem::path uploads() { return std::string(std::getenv("XDG_STATE_HOME")) + "/zevanti/uploads"; }
   static bool isKept() { return std::filesystem::exists(uploads()) && !std::filesystem::is_empty(uploads()); }
   void startStalledUpload() {
     server_.add("chunk:stall");
-    press("Publish");
-    signIn();
+    publishAndSignIn();
     ASSERT_TRUE(waitUntil([&] { return told("Uploading") && server_.counts().chunks > 0; })) << told();
   }
   /// The window closes in the middle of an upload; the next time the program makes the movie anew.
@@ -63,26 +67,38 @@ class PublishTest : public PluginTest {
     agent_->setMediaIsReady(false);
     present();
   }
-  bool hasEnded() const {
-    return !delegate_->log.empty() && (delegate_->log.back() == "published" || delegate_->log.back() == "failed");
+  void publishAndSignIn() {
+    press("Publish");
+    ASSERT_NO_FATAL_FAILURE(signIn());
+  }
+  /// Waits until publishing has ended, which the delegate was told after all this.
+  void expectEnd(const Log& log) {
+    const auto hasEnded = [&] {
+      return !delegate_->log.empty() && (delegate_->log.back() == "published" || delegate_->log.back() == "failed");
+    };
+    ASSERT_TRUE(waitUntil(hasEnded)) << told();
+    EXPECT_EQ(delegate_->log, log) << told();
   }
 };
 
 }  // namespace
 
 TEST_F(PublishTest, SignsInUploadsAndSaysWhereTheVideoIs) {
+  press("Description");
+  type("still typing");
   press("Publish");
+  EXPECT_EQ(UIResponder::firstResponder(), nullptr) << "one press publishes wherever the cursor is";
   ASSERT_TRUE(waitUntil([&] { return isReachable("Copy Address"); })) << told();
   press("Copy Address");
   EXPECT_TRUE(isReachable("Copied"));
   EXPECT_TRUE(UIPasteboard::generalPasteboard().string().find("/authorize?") != std::string::npos);
   signIn();
-  ASSERT_TRUE(waitUntil([&] { return hasEnded(); })) << told();
-  EXPECT_EQ(delegate_->log, (Log{"displayed", "begin", "published"})) << told();
+  ASSERT_NO_FATAL_FAILURE(expectEnd({"displayed", "done", "begin", "published"}));
   ASSERT_EQ(server_.videos().size(), 1U);
   EXPECT_EQ(server_.videos()[0].size, 3'000'000);
   const auto metadata = server_.videos()[0].metadata;
   EXPECT_EQ(metadata["snippet"]["title"].toString(), "My video");
+  EXPECT_EQ(metadata["snippet"]["description"].toString(), "still typing");
   EXPECT_EQ(metadata["snippet"]["categoryId"].toString(), "23");
   EXPECT_EQ(metadata["status"]["privacyStatus"].toString(), "private") << "unless the person says otherwise";
   EXPECT_TRUE(agent_->mediaURL().find(server_.videos()[0].identifier.toStdString()) != std::string::npos);
@@ -103,8 +119,7 @@ TEST_F(PublishTest, WaitsUntilTheMovieIsWhole) {
   EXPECT_EQ(server_.counts().authorizations, 0);
   agent_->setMediaIsReady(true);
   signIn();
-  ASSERT_TRUE(waitUntil([&] { return hasEnded(); })) << told();
-  EXPECT_EQ(delegate_->log.back(), "published");
+  ASSERT_NO_FATAL_FAILURE(expectEnd({"displayed", "begin", "published"}));
 }
 
 TEST_F(PublishTest, NeverUploadsAMovieThatCouldNotBeMade) {
@@ -120,10 +135,7 @@ TEST_F(PublishTest, NeverUploadsAMovieThatCouldNotBeMade) {
 }
 
 TEST_F(PublishTest, TellsWhatIsWrongInTheFormAndLetsThePersonTryAgain) {
-  press("Title");
-  key("Control+A");
-  key("Delete");
-  key("Escape");
+  clearTitle();
   press("Publish");
   EXPECT_TRUE(told("needs a title")) << told();
   press("Title");
@@ -137,22 +149,19 @@ TEST_F(PublishTest, TellsWhatIsWrongInTheFormAndLetsThePersonTryAgain) {
   press("Description");
   type("b");
   EXPECT_TRUE(told("may not contain")) << "this does not mend it: " << told();
-  press("Title");
-  key("Control+A");
-  key("Delete");
+  clearTitle();
   EXPECT_TRUE(told("needs a title")) << "another fault in the place of the first: " << told();
   type("Again");
   EXPECT_EQ(told(), "");
   key("Escape");
   server_.add("start:quota");
-  press("Publish");
-  signIn();
+  delegate_->log.clear();
+  publishAndSignIn();
   ASSERT_TRUE(waitUntil([&] { return isReachable("Publish"); })) << told();
   EXPECT_TRUE(told("used up what the video service lets it do")) << told();
-  EXPECT_EQ(delegate_->log, (Log{"displayed"})) << "nothing has begun";
+  EXPECT_EQ(delegate_->log, Log()) << "nothing has begun";
   press("Publish");
-  ASSERT_TRUE(waitUntil([&] { return hasEnded(); })) << told();
-  EXPECT_EQ(delegate_->log.back(), "published");
+  ASSERT_NO_FATAL_FAILURE(expectEnd({"begin", "published"}));
 }
 
 TEST_F(PluginTest, SaysWhichFileIsMissingAndWhatBelongsThere) {
@@ -167,68 +176,32 @@ TEST_F(PluginTest, SaysWhichFileIsMissingAndWhatBelongsThere) {
   EXPECT_EQ(told(), "") << "it is there now";
 }
 
-TEST_F(PublishTest, AFailureDuringTheUploadEndsItAndIsToldInFront) {
-  server_.add("chunk:status=403");
-  press("Publish");
-  signIn();
-  ASSERT_TRUE(waitUntil([&] { return hasEnded(); })) << told();
-  EXPECT_EQ(delegate_->log, (Log{"displayed", "begin", "failed"}));
-  ASSERT_NE(delegate_->error, nullptr);
-  EXPECT_EQ(told(), delegate_->error->localizedDescription());
-  EXPECT_TRUE(server_.videos().empty());
-  const auto traced = trace_log::messages();
-  EXPECT_TRUE(std::any_of(traced.begin(), traced.end(), [&](const TraceMessage& message) {
-    return message.level == TraceLevel::Error && message.text.find(told()) != std::string::npos;
-  }));
-}
-
-TEST_F(PublishTest, AnUploadThatTheServiceRefusesDoesNotCostTheWords) {
+TEST_F(PublishTest, AnUploadThatTheServiceRefusesIsToldAndDoesNotCostTheWords) {
   ASSERT_NO_FATAL_FAILURE(interruptAndStartAgain());
   agent_->setMediaIsReady(true);
   ASSERT_TRUE(waitUntil([&] { return element("Title").value == "My video"; })) << "from the upload that is kept";
-  server_.add("chunk:status=400");
-  press("Publish");
-  ASSERT_TRUE(waitUntil([&] { return hasEnded(); })) << told();
-  EXPECT_EQ(delegate_->log.back(), "failed");
-  EXPECT_FALSE(isKept()) << "it can't go on";
-  closeAndStartAgain();
-  present();
-  EXPECT_EQ(element("Title").value, "My video");
-  // Words of the person's own as well.
-  server_.add("chunk:status=400");
-  press("Title");
-  type("!");
-  key("Escape");
-  const std::string title = element("Title").value;
-  press("Publish");
-  ASSERT_TRUE(waitUntil([&] { return delegate_->log.back() == "failed"; }));
-  closeAndStartAgain();
-  present();
-  EXPECT_EQ(element("Title").value, title);
-}
-
-TEST_F(PublishTest, SaysThatItTriesAgainAndDoes) {
-  server_.add("chunk:close=600000");
-  press("Publish");
-  signIn();
-  std::string waiting;
-  ASSERT_TRUE(waitUntil([&] {
-    if (told("The next try comes in")) waiting = told();
-    return hasEnded();
-  })) << told();
-  EXPECT_NE(waiting, "");
-  EXPECT_EQ(delegate_->log, (Log{"displayed", "begin", "published"}));
-}
-
-TEST_F(PublishTest, OnePressPublishesWhereverTheCursorIs) {
-  press("Description");
-  type("still typing");
-  press("Publish");
-  EXPECT_EQ(delegate_->log.back(), "done");
-  EXPECT_EQ(UIResponder::firstResponder(), nullptr);
-  signIn();
-  ASSERT_TRUE(waitUntil([&] { return hasEnded(); })) << told();
-  EXPECT_EQ(server_.videos()[0].metadata["snippet"]["description"].toString(), "still typing");
+  // Once with the earlier words, once with the person's own.
+  for (const char* typed : {"", "!"}) {
+    SCOPED_TRACE(typed);
+    server_.add("chunk:status=400");
+    press("Title");
+    type(typed);
+    key("Escape");
+    const std::string title = element("Title").value;
+    press("Publish");
+    ASSERT_NO_FATAL_FAILURE(expectEnd({"displayed", "begin", "failed"}));
+    ASSERT_NE(delegate_->error, nullptr);
+    EXPECT_EQ(told(), delegate_->error->localizedDescription());
+    const auto traced = trace_log::messages();
+    EXPECT_TRUE(std::any_of(traced.begin(), traced.end(), [&](const TraceMessage& message) {
+      return message.level == TraceLevel::Error && message.text.find(told()) != std::string::npos;
+    }));
+    EXPECT_FALSE(isKept()) << "it can't go on";
+    EXPECT_TRUE(server_.videos().empty());
+    closeAndStartAgain();
+    present();
+    EXPECT_EQ(element("Title").value, title);
+  }
 }
 
 TEST_F(PublishTest, AsksBeforeItStopsTheUploadWhicheverWayItIsCancelled) {
@@ -243,46 +216,33 @@ TEST_F(PublishTest, AsksBeforeItStopsTheUploadWhicheverWayItIsCancelled) {
       way();
       ASSERT_NO_FATAL_FAILURE(expectQuestion());
       key(goOn);
-      ASSERT_TRUE(waitUntil([&] { return isReachable("Cancel"); }));
+      ASSERT_TRUE(waitUntil([&] { return isReachable("Cancel"); }));  // the question may still be fading away
       EXPECT_EQ(delegate_->log.back(), "begin") << "goes on";
       EXPECT_EQ(server_.openSessions(), 1);
     }
   }
+  EXPECT_EQ(closed, 0);
   pressCancelOfUpload();
   ASSERT_NO_FATAL_FAILURE(expectQuestion());
+  EXPECT_FALSE(agent_->navigationController()->windowShouldClose([&] { ++closed; })) << "the question is there";
   press("Discard");
   ASSERT_TRUE(waitUntil([&] { return delegate_->log.back() == "cancel"; }));
+  EXPECT_EQ(closed, 1);
   EXPECT_TRUE(waitUntil([&] { return server_.openSessions() == 0; })) << "the service is told";
   EXPECT_FALSE(isKept());
   EXPECT_TRUE(server_.videos().empty());
-  EXPECT_EQ(closed, 0);
   closeAndStartAgain();
   present();
   EXPECT_EQ(element("Title").value, "My video") << "the words need not be typed again";
 }
 
-TEST_F(PublishTest, TheWindowClosesAfterTheAnswerAndTheUploadCanBeKept) {
-  ASSERT_NO_FATAL_FAILURE(startStalledUpload());
-  int closed = 0;
-  key("Escape");
-  ASSERT_NO_FATAL_FAILURE(expectQuestion());
-  EXPECT_FALSE(agent_->navigationController()->windowShouldClose([&] { ++closed; })) << "the question is there";
-  press("Keep for Later");
-  ASSERT_TRUE(waitUntil([&] { return closed == 1; }));
-  EXPECT_EQ(delegate_->log.back(), "cancel");
-  EXPECT_EQ(server_.openSessions(), 1);
-  EXPECT_TRUE(waitUntil([&] { return isKept(); }));
-}
-
-TEST_F(PublishTest, TheQuestionGoesWhenTheUploadEnds) {
+TEST_F(PublishTest, TriesAgainAndTheQuestionGoesWhenTheUploadEnds) {
   server_.add("chunk:close=600000");
-  press("Publish");
-  signIn();
-  ASSERT_TRUE(waitUntil([&] { return told("The next try comes in"); })) << told();
+  publishAndSignIn();
+  ASSERT_TRUE(isTold("The next try comes in"));
   key("Escape");
   ASSERT_NO_FATAL_FAILURE(expectQuestion());
-  ASSERT_TRUE(waitUntil([&] { return hasEnded(); })) << told();
-  EXPECT_EQ(delegate_->log, (Log{"displayed", "begin", "published"}));
+  ASSERT_NO_FATAL_FAILURE(expectEnd({"displayed", "begin", "published"}));
   EXPECT_EQ(agent_->navigationController()->presentedViewController(), nullptr) << "the result wants its place";
 }
 
@@ -293,7 +253,7 @@ TEST_F(PublishTest, GoesOnAfterAnEndWithWhatThePersonSaid) {
   key("Escape");
   ASSERT_NO_FATAL_FAILURE(interruptAndStartAgain());
   agent_->setMediaIsReady(true);
-  ASSERT_TRUE(waitUntil([&] { return told("was interrupted. It goes on when you tap Publish"); })) << told();
+  ASSERT_TRUE(isTold("was interrupted. It goes on when you tap Publish"));
   EXPECT_EQ(element("Title").value, "My video");
   EXPECT_EQ(element("Tags").value, "one, two");
   EXPECT_TRUE(element("Unlisted").checked);
@@ -306,9 +266,9 @@ TEST_F(PublishTest, GoesOnAfterAnEndWithWhatThePersonSaid) {
   press("Use the Earlier Details");
   EXPECT_TRUE(told("It goes on")) << told();
   EXPECT_TRUE(element("Unlisted").checked);
+  delegate_->log.clear();
   press("Publish");
-  ASSERT_TRUE(waitUntil([&] { return hasEnded(); })) << told();
-  EXPECT_EQ(delegate_->log.back(), "published");
+  ASSERT_NO_FATAL_FAILURE(expectEnd({"begin", "published"}));
   EXPECT_EQ(server_.counts().starts, 1);
   ASSERT_EQ(server_.videos().size(), 1U);
   EXPECT_EQ(server_.videos()[0].metadata["status"]["privacyStatus"].toString(), "unlisted");
@@ -324,7 +284,7 @@ TEST_F(PublishTest, SaysThatAnotherWindowPublishesTheRecording) {
   whole.l_type = F_WRLCK;
   ASSERT_EQ(fcntl(lock, F_OFD_SETLK, &whole), 0);
   agent_->setMediaIsReady(true);
-  ASSERT_TRUE(waitUntil([&] { return told("in another window"); })) << told();
+  ASSERT_TRUE(isTold("in another window"));
   EXPECT_EQ(element("Title").value, "") << "nothing is offered";
   press("Title");
   type("Another title");
@@ -336,7 +296,7 @@ TEST_F(PublishTest, SaysThatAnotherWindowPublishesTheRecording) {
   EXPECT_TRUE(isKept());
   close(lock);
   press("Publish");
-  ASSERT_TRUE(waitUntil([&] { return told("starts again from the beginning"); })) << "it has ended since: " << told();
+  ASSERT_TRUE(isTold("starts again from the beginning")) << "it has ended since";
   EXPECT_EQ(server_.counts().starts, 1);
 }
 
@@ -348,7 +308,7 @@ TEST_F(PublishTest, NeverBeginsAnewWithoutAWord) {
   press("Publish");
   EXPECT_TRUE(told("Publishing begins when it is ready")) << told();
   agent_->setMediaIsReady(true);
-  ASSERT_TRUE(waitUntil([&] { return told("starts again from the beginning"); })) << told();
+  ASSERT_TRUE(isTold("starts again from the beginning"));
   EXPECT_EQ(element("Title").value, "Another title");
   EXPECT_EQ(server_.counts().starts, 1);
   // Given up, the upload stays for another time.
@@ -356,9 +316,9 @@ TEST_F(PublishTest, NeverBeginsAnewWithoutAWord) {
   EXPECT_TRUE(isKept());
   closeAndStartAgain();
   present();
-  ASSERT_TRUE(waitUntil([&] { return told("starts again from the beginning"); })) << "the draft is another: " << told();
+  ASSERT_TRUE(isTold("starts again from the beginning")) << "the draft is another";
   press("Publish");
-  ASSERT_TRUE(waitUntil([&] { return hasEnded(); })) << told();
+  ASSERT_NO_FATAL_FAILURE(expectEnd({"displayed", "begin", "published"}));
   EXPECT_EQ(server_.counts().starts, 2);
   ASSERT_EQ(server_.videos().size(), 1U);
   EXPECT_EQ(server_.videos()[0].metadata["snippet"]["title"].toString(), "Another title");
@@ -368,9 +328,8 @@ TEST_F(PublishTest, AsksForAnotherAccount) {
   const auto hasAccount = [&] { return isReachable("Use Another Account"); };
   EXPECT_TRUE(dispatch_main::waitForBackgroundWork(20));
   EXPECT_FALSE(hasAccount()) << "there is none yet";
-  press("Publish");
-  signIn();
-  ASSERT_TRUE(waitUntil([&] { return hasEnded(); })) << told();
+  publishAndSignIn();
+  ASSERT_NO_FATAL_FAILURE(expectEnd({"displayed", "begin", "published"}));
   closeAndStartAgain();
   present();
   ASSERT_TRUE(waitUntil(hasAccount));
@@ -381,8 +340,7 @@ TEST_F(PublishTest, AsksForAnotherAccount) {
   key("Space");
   EXPECT_TRUE(told("asked to sign in")) << told();
   EXPECT_FALSE(hasAccount());
-  press("Publish");
-  signIn();
-  ASSERT_TRUE(waitUntil([&] { return hasEnded(); })) << told();
+  publishAndSignIn();
+  ASSERT_NO_FATAL_FAILURE(expectEnd({"displayed", "begin", "published"}));
   EXPECT_EQ(server_.videos().size(), 2U);
 }

@@ -23,9 +23,8 @@ int main(int argc, char** argv) {
   for (const char* name : {"LC_ALL", "LANGUAGE"}) unsetenv(name);
   setenv("LANG", "C.UTF-8", 1);
   EditorWindow::Options options;
-  options.offscreen = std::getenv("ZEVANTI_TEST_ON_SCREEN") == nullptr;
+  options.offscreen = true;
   options.size = CGSizeMake(375, 667);
-  if (const char* scale = std::getenv("ZEVANTI_TEST_SCALE")) options.scale = std::strtof(scale, nullptr);
   options.title = "Plug-in tests";
   EditorWindow::prepareEnvironment(options);
   auto editorWindow = std::make_unique<QtEditorWindow>(argc, argv, options);

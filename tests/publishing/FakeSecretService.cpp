@@ -41,15 +41,8 @@ const QDBusArgument& operator>>(const QDBusArgument& argument, BusSecret& secret
 
 namespace {
 
-const QString root = "/org/freedesktop/secrets", items = root + "/collection/login/";
-
-QDBusObjectPath itemOf(const QString& client) {
-  return QDBusObjectPath(items + "x" + QString::fromLatin1(client.toUtf8().toHex()));
-}
-
-QString clientOf(const QString& item) {
-  return QString::fromUtf8(QByteArray::fromHex(item.mid(items.size() + 1).toLatin1()));
-}
+const QString root = "/org/freedesktop/secrets", collection = root + "/collection/login";
+const QDBusObjectPath item(collection + "/1"), none("/");
 
 class BusProcess : public QProcess {
  public:
@@ -102,69 +95,47 @@ QString FakeSecretService::introspect(const QString&) const {
 }
 
 bool FakeSecretService::handleMessage(const QDBusMessage& message, const QDBusConnection& connection) {
-  ++calls_;
   connection.send(answer(message));
   return true;
 }
 
 QDBusMessage FakeSecretService::answer(const QDBusMessage& message) {
   const QString member = message.member();
-  const QVariant none = QVariant::fromValue(QDBusObjectPath("/"));
-  if (message.interface() == "org.freedesktop.DBus.Properties") return properties(message);
+  const QVariantList arguments = message.arguments();
+  if (member == "GetAll" && message.interface() == "org.freedesktop.DBus.Properties")
+    return message.createReply(QVariantMap{{"Locked", false}});
   if (behaviour_ == Behaviour::Fails)
     return message.createErrorReply("org.freedesktop.Secret.Error.IsLocked", "Nobody unlocked it");
   // As GLib's client sees its own limit pass: G_IO_ERROR_TIMED_OUT.
   if (behaviour_ == Behaviour::TimesOut)
     return message.createErrorReply("org.gtk.GDBus.UnmappedGError.Quark._g_2dio_2derror_2dquark.Code24", "Too late");
   if (member == "OpenSession") {
-    if (message.arguments().value(0).toString() != "plain")
+    if (arguments.value(0).toString() != "plain")
       return message.createErrorReply(QDBusError::NotSupported, "Only plain");
     return message.createReply(
         {QVariant::fromValue(QDBusVariant(QString())), QVariant::fromValue(QDBusObjectPath(root + "/session/1"))});
   }
   if (member == "SearchItems") {
-    const QString client = qdbus_cast<Attributes>(message.arguments().value(0)).value("client");
-    Paths found;
-    if (secrets_.contains(client)) found.push_back(itemOf(client));
-    const QVariant paths = QVariant::fromValue(found);
+    const bool isFound = !secret_.isEmpty() && qdbus_cast<Attributes>(arguments.value(0)) == attributes_;
+    const QVariant paths = QVariant::fromValue(isFound ? Paths{item} : Paths());
     if (message.path() != root) return message.createReply(paths);
     return message.createReply({paths, QVariant::fromValue(Paths())});
   }
   if (member == "GetSecrets") {
-    BusSecrets found;
-    for (const QDBusObjectPath& item : qdbus_cast<Paths>(message.arguments().value(0)))
-      found[item] = {message.arguments().value(1).value<QDBusObjectPath>(),
-                     {},
-                     secrets_.value(clientOf(item.path())),
-                     "text/plain"};
-    return message.createReply(QVariant::fromValue(found));
+    const BusSecret secret{arguments.value(1).value<QDBusObjectPath>(), {}, secret_, "text/plain"};
+    return message.createReply(QVariant::fromValue(BusSecrets{{item, secret}}));
   }
-  if (member == "CreateItem") return create(message);
+  if (member == "CreateItem") {
+    const QVariantMap about = qdbus_cast<QVariantMap>(arguments.value(0));
+    attributes_ = qdbus_cast<Attributes>(about.value("org.freedesktop.Secret.Item.Attributes"));
+    secret_ = qdbus_cast<BusSecret>(arguments.value(1)).value;
+    return message.createReply({QVariant::fromValue(item), QVariant::fromValue(none)});
+  }
   if (member == "Delete") {
-    secrets_.remove(clientOf(message.path()));
-    return message.createReply(none);
+    secret_.clear();
+    return message.createReply(QVariant::fromValue(none));
   }
-  if (member == "Unlock") return message.createReply({message.arguments().value(0), none});
-  if (member == "ReadAlias")
-    return message.createReply(QVariant::fromValue(QDBusObjectPath(root + "/collection/login")));
+  if (member == "Unlock") return message.createReply({arguments.value(0), QVariant::fromValue(none)});
+  if (member == "ReadAlias") return message.createReply(QVariant::fromValue(QDBusObjectPath(collection)));
   return message.createErrorReply(QDBusError::UnknownMethod, "Not here");
-}
-
-QDBusMessage FakeSecretService::create(const QDBusMessage& message) {
-  const QVariantMap about = qdbus_cast<QVariantMap>(message.arguments().value(0));
-  const Attributes attributes = qdbus_cast<Attributes>(about.value("org.freedesktop.Secret.Item.Attributes"));
-  const BusSecret secret = qdbus_cast<BusSecret>(message.arguments().value(1));
-  secrets_[attributes.value("client")] = secret.value;
-  return message.createReply(
-      {QVariant::fromValue(itemOf(attributes.value("client"))), QVariant::fromValue(QDBusObjectPath("/"))});
-}
-
-QDBusMessage FakeSecretService::properties(const QDBusMessage& message) const {
-  QVariantMap values;
-  if (message.path() == root) values["Collections"] = QVariant::fromValue(Paths());
-  values["Locked"] = false;
-  values["Label"] = "A label";
-  if (message.member() == "GetAll") return message.createReply(values);
-  const QVariant value = values.value(message.arguments().value(1).toString());
-  return message.createReply(QVariant::fromValue(QDBusVariant(value.isValid() ? value : QVariant(QString()))));
 }

@@ -19,12 +19,6 @@ std::vector<std::string> qtMessages;
 
 }  // namespace
 
-std::vector<std::string> loggedTexts() {
-  std::vector<std::string> texts = qtMessages;
-  for (const TraceMessage& message : trace_log::messages()) texts.push_back(message.text);
-  return texts;
-}
-
 PublishingTest::PublishingTest() {
   qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& text) {
     qtMessages.push_back(text.toStdString());
@@ -52,11 +46,9 @@ PublishingTest::PublishingTest() {
 void PublishingTest::SetUp() {
   qtMessages.clear();
   trace_log::clear();
-  server_ = std::make_unique<publishing_test::LoopbackServer>(serverOptions_);
-  ASSERT_TRUE(server_->listen());
   writeFile(movie_, movieContent(2'300'001));
   writeFile(options_.clientFile, R"({"client_id": "a client/of+ours.example", "client_secret": "se&cret%41"})");
-  makePublisher();
+  startServer();
 }
 
 void PublishingTest::TearDown() {
@@ -64,13 +56,21 @@ void PublishingTest::TearDown() {
   dispatch_main::waitForBackgroundWork(20);
   EXPECT_TRUE(endRequests(browser_));
   deleteWhatIsLeft();
-  std::vector<std::string> texts = loggedTexts();
+  std::vector<std::string> texts = qtMessages;
+  for (const TraceMessage& message : trace_log::messages()) texts.push_back(message.text);
   if (error_) texts.push_back(error_->localizedDescription());
   for (const std::string& text : texts) {
     // How the server's codes and tokens begin, and the addresses of sessions.
     for (const char* secret : {"code/4", "access/4", "refresh/4", "/session/", "se&cret"})
       EXPECT_EQ(text.find(secret), std::string::npos) << text;
   }
+}
+
+void PublishingTest::startServer() {
+  publisher_.reset();
+  server_ = std::make_unique<publishing_test::LoopbackServer>(serverOptions_);
+  ASSERT_TRUE(server_->listen());
+  makePublisher();
 }
 
 void PublishingTest::makePublisher() {
@@ -120,20 +120,16 @@ void PublishingTest::browse(const std::string& address) {
   });
 }
 
-void PublishingTest::signInBefore() {
-  serverOptions_.accessToken = "kept";
-  server_ = std::make_unique<publishing_test::LoopbackServer>(serverOptions_);
-  ASSERT_TRUE(server_->listen());
-  const std::string key = "a client/of+ours.example " + publishing::originOf(server_->base());
-  writeFile(tokenFile(), "{\"" + key + "\": \"{\\\"access_token\\\": \\\"kept\\\"}\"}");
-  makePublisher();
-}
-
 std::vector<std::string> PublishingTest::keptSessions() const {
   std::vector<std::string> paths;
   std::error_code error;
   for (const auto& entry : fs::directory_iterator(path("state/uploads"), error)) paths.push_back(entry.path().string());
   return paths;
+}
+
+mode_t PublishingTest::modeOf(const std::string& path) {
+  struct stat status {};
+  return lstat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
 }
 
 void PublishingTest::writeFile(const std::string& path, const std::string& content) {
@@ -149,6 +145,14 @@ std::string PublishingTest::movieContent(size_t size) {
     content.replace(at, 8, reinterpret_cast<const char*>(&number), 8);
   }
   return content;
+}
+
+testing::AssertionResult PublishingTest::failedWith(publishing::PublishingErrorCode code,
+                                                    const std::string& words) const {
+  if (!error_) return testing::AssertionFailure() << "no error";
+  if (isPublishingError(error_, code) && error_->localizedDescription().find(words) != std::string::npos)
+    return testing::AssertionSuccess();
+  return testing::AssertionFailure() << error_->code() << ": " << error_->localizedDescription();
 }
 
 testing::AssertionResult PublishingTest::movieArrived() const {

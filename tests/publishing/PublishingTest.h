@@ -10,14 +10,14 @@
 #include <QtNetwork/QNetworkAccessManager>
 
 #include <gtest/gtest.h>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-/// What Qt and the trace log have said since the test began.
-std::vector<std::string> loggedTexts();
+#include <sys/stat.h>
 
 /// A movie, a person's folders, a server, and a browser in which everything is answered at once.
 class PublishingTest : public testing::Test {
@@ -26,25 +26,36 @@ class PublishingTest : public testing::Test {
   void SetUp() override;
   void TearDown() override;  ///< nothing secret may have been logged
 
+  /// A new server with `serverOptions_`, which knows nobody who signed in at the last one, and a new publisher.
+  void startServer();
   /// A new publisher, which takes the place of the last one.
   void makePublisher();
   /// Publishes the movie and waits for the end of it.
   void publish();
+  /// The same with a new publisher.
+  void publishAnew() {
+    makePublisher();
+    publish();
+  }
   /// Publishes, and doesn't wait.
   void beginPublishing() { publisher_->publish(movie_, details_); }
   bool hasEnded() const { return mediaURL_ || error_; }
   /// Opens a page as a browser would.
   void browse(const std::string& address);
-  /// Tokens that are good, so that nobody need sign in.
-  void signInBefore();
+  void addFaults(const std::vector<std::string>& faults) {
+    for (const std::string& fault : faults) server_->add(fault);
+  }
 
   std::string path(const std::string& name) const { return folder_.path().toStdString() + "/" + name; }
   std::string tokenFile() const { return path("state/publishing-tokens.json"); }
   /// Files with addresses of sessions.
   std::vector<std::string> keptSessions() const;
+  void dropKeptSessions() const { std::filesystem::remove_all(path("state/uploads")); }
+  static mode_t modeOf(const std::string& path);
   static void writeFile(const std::string& path, const std::string& content);
   /// Content in which no piece repeats.
   static std::string movieContent(size_t size);
+  testing::AssertionResult failedWith(publishing::PublishingErrorCode code, const std::string& words = "") const;
   /// Whether the server has one video, which is the movie.
   testing::AssertionResult movieArrived() const;
 

@@ -4,22 +4,23 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <set>
 #include <thread>
 #include <vector>
 
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <utime.h>
 
 namespace fs = std::filesystem;
 
 using publishing::UploadClaim;
 
 namespace {
+
+constexpr std::chrono::seconds oldEnough{-10};  ///< any file is, at any moment
 
 class UploadClaimTest : public testing::Test {
  protected:
@@ -39,15 +40,6 @@ class UploadClaimTest : public testing::Test {
     waitpid(child, nullptr, 0);
   }
   std::string pathOf(const std::string& file) const { return folder_ / ("uploading/" + file + ".lock"); }
-  /// As if all files had been made an hour ago.
-  void letAnHourPass() const {
-    struct stat status {};
-    for (const auto& entry : fs::directory_iterator(folder_ / "uploading")) {
-      ASSERT_EQ(stat(entry.path().c_str(), &status), 0);
-      const utimbuf times{status.st_mtime - 3600, status.st_mtime - 3600};
-      ASSERT_EQ(utime(entry.path().c_str(), &times), 0);
-    }
-  }
   std::set<std::string> files() const {
     std::set<std::string> names;
     for (const auto& entry : fs::directory_iterator(folder_ / "uploading")) names.insert(entry.path().stem());
@@ -67,8 +59,7 @@ TEST_F(UploadClaimTest, LeavesOfWhoWasKilledAreSweptAndNothingElse) {
   folder_.write("uploading/notes.txt", "not ours");
   UploadClaim::sweep(folder_.path());
   EXPECT_EQ(files(), (std::set<std::string>{"killed", "alive", "own", "link", "notes"})) << "somebody may take it now";
-  letAnHourPass();
-  UploadClaim::sweep(folder_.path());
+  UploadClaim::sweep(folder_.path(), oldEnough);
   EXPECT_EQ(files(), (std::set<std::string>{"alive", "own", "link", "notes"}));
   EXPECT_TRUE(fs::exists(other));
   EXPECT_TRUE(UploadClaim::isTaken(folder_.path(), "alive"));
@@ -78,14 +69,13 @@ TEST_F(UploadClaimTest, LeavesOfWhoWasKilledAreSweptAndNothingElse) {
   EXPECT_TRUE(UploadClaim::take(folder_.path(), "alive"));
 }
 
-// The files of all these are old enough at any moment.
 TEST_F(UploadClaimTest, SweepingIsInNobodysWay) {
   std::atomic<bool> over{false};
   std::atomic<int> holders{0};
   std::vector<std::thread> threads;
   for (int i = 0; i < 2; ++i) {
     threads.emplace_back([&] {
-      while (!over) UploadClaim::sweep(folder_.path(), std::chrono::seconds(-10));
+      while (!over) UploadClaim::sweep(folder_.path(), oldEnough);
     });
   }
   threads.emplace_back([&] {

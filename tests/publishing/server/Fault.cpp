@@ -9,13 +9,7 @@ std::optional<Fault> Fault::parse(const std::string& text) {
   std::smatch parts;
   if (!std::regex_match(text, parts, form)) return std::nullopt;
   Fault fault;
-  const std::string place = parts[1];
-  fault.place = place == "authorize" ? Place::Authorize
-                : place == "token"   ? Place::Token
-                : place == "start"   ? Place::Start
-                : place == "chunk"   ? Place::Chunk
-                : place == "query"   ? Place::Query
-                                     : Place::Cancel;
+  fault.place = parts[1];
   fault.what = parts[2];
   if (parts[4].matched) fault.value = std::stoll(parts[4]);
   if (parts[6].matched) fault.times = std::stoi(parts[6]);

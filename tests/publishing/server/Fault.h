@@ -31,10 +31,7 @@ namespace publishing_test {
 ///   deny, wrong-state, no-code      authorize only: the person refuses; a state that we didn't send; no code
 ///   invalid-grant  token only: the code or the refresh token isn't accepted
 struct Fault {
-  enum class Place { Authorize, Token, Start, Chunk, Query, Cancel };
-
-  Place place = Place::Start;
-  std::string what;
+  std::string place, what;
   qint64 value = 0;
   int times = 1;
 

@@ -1,6 +1,7 @@
 #include "tests/publishing/server/HttpConnection.h"
 
 #include <QtCore/QList>
+#include <QtCore/QUrl>
 
 #include <algorithm>
 #include <array>
@@ -14,8 +15,28 @@ constexpr qint64 pieceSize = 256 * 1024;
 
 }  // namespace
 
-HttpConnection::HttpConnection(QTcpSocket* socket, Handler handler, QObject* parent)
-    : QObject(parent), socket_(socket), handler_(std::move(handler)) {
+std::optional<HttpRequest> HttpRequest::parse(const QByteArray& head) {
+  const QList<QByteArray> lines = head.split('\n');
+  const QList<QByteArray> first = lines[0].trimmed().split(' ');
+  if (first.size() != 3 || !first[2].startsWith("HTTP/1.")) return std::nullopt;
+  const QUrl target = QUrl::fromEncoded(first[1]);
+  HttpRequest request{first[0], target.path().toUtf8(), QUrlQuery(target), {}, 0};
+  for (const QByteArray& line : lines.mid(1)) {
+    const qsizetype colon = line.indexOf(':');
+    if (colon > 0) request.headers[line.left(colon).trimmed().toLower()] = line.mid(colon + 1).trimmed();
+  }
+  bool ok = true;
+  if (request.headers.contains("content-length")) request.bodySize = request.headers["content-length"].toLongLong(&ok);
+  return ok && request.bodySize >= 0 && !request.headers.contains("transfer-encoding") ? std::optional(request)
+                                                                                       : std::nullopt;
+}
+
+QString valueOf(const QUrlQuery& query, const char* name) {
+  return query.queryItemValue(QString::fromLatin1(name), QUrl::FullyDecoded);
+}
+
+HttpConnection::HttpConnection(QTcpSocket* socket, Handler& handler, QObject* parent)
+    : QObject(parent), socket_(socket), handler_(handler) {
   socket->setParent(this);
   connect(socket, &QTcpSocket::readyRead, this, [this] { read(); });
   connect(socket, &QTcpSocket::disconnected, this, [this] {
@@ -59,7 +80,7 @@ void HttpConnection::readBody() {
   const qint64 size = socket_->read(piece.data(), std::min(pieceSize, bodyLeft_));
   if (size <= 0) return;
   bodyLeft_ -= size;
-  if (!answered_) handler_.body(*this, *request_, piece.data(), size);
+  if (!answered_) handler_.body(*this, piece.data(), size);
 }
 
 void HttpConnection::answer(int status, const Headers& headers, const QByteArray& body) {

@@ -31,42 +31,20 @@ QByteArray failure(int status, const char* reason, const char* message) {
                                             {"domain", "usageLimits"}, {"reason", reason}, {"message", message}}}}}}});
 }
 
+constexpr qint64 granularity = 256 * 1024;  // an unfinished session counts whole multiples of this
+
 const std::pair<QByteArray, QByteArray> jsonType{"Content-Type", "application/json; charset=UTF-8"};
 
 }  // namespace
 
 LoopbackServer::LoopbackServer(Options options, QObject* parent) : QObject(parent), options_(std::move(options)) {
   connect(&server_, &QTcpServer::newConnection, this, [this] {
-    while (QTcpSocket* socket = server_.nextPendingConnection()) {
-      new HttpConnection(socket,
-                         {[this](auto& connection, const auto& request) { begin(connection, request); },
-                          [this](auto& connection, const auto& request, const char* data, qint64 size) {
-                            body(connection, request, data, size);
-                          },
-                          [this](auto& connection, const auto& request) { end(connection, request); },
-                          [this](auto& connection) {
-                            bodies_.remove(&connection);
-                            arrivals_.remove(&connection);
-                          }},
-                         this);
-    }
+    while (QTcpSocket* socket = server_.nextPendingConnection()) new HttpConnection(socket, *this, this);
   });
 }
 
 LoopbackServer::~LoopbackServer() {
   for (HttpConnection* connection : findChildren<HttpConnection*>(Qt::FindDirectChildrenOnly)) connection->cut();
-}
-
-bool LoopbackServer::listen(quint16 port) {
-  return server_.listen(QHostAddress::LocalHost, port);
-}
-
-std::string LoopbackServer::base() const {
-  return "http://127.0.0.1:" + std::to_string(port());
-}
-
-void LoopbackServer::add(const Fault& fault) {
-  faults_.push_back(fault);
 }
 
 void LoopbackServer::add(const std::string& text) {
@@ -78,31 +56,30 @@ void LoopbackServer::add(const std::string& text) {
   add(*fault);
 }
 
-std::optional<Fault> LoopbackServer::takeFault(Fault::Place place) {
+Fault LoopbackServer::takeFault(const char* place) {
   const auto found = std::find_if(faults_.begin(), faults_.end(), [&](const Fault& f) { return f.place == place; });
-  if (found == faults_.end()) return std::nullopt;
-  const Fault fault = *found;
+  if (found == faults_.end()) return {};
+  Fault fault = *found;
   if (--found->times <= 0) faults_.erase(found);
   log(QStringLiteral("fault %1").arg(QString::fromStdString(fault.what)));
   return fault;
 }
 
-bool LoopbackServer::answerFault(HttpConnection& connection, const std::optional<Fault>& fault) {
-  if (!fault) return false;
-  if (fault->what == "status")
-    connection.answer(int(fault->value), {jsonType}, failure(int(fault->value), "backendError", "Something broke."));
-  else if (fault->what == "retry-after")
-    connection.answer(503, {{"Retry-After", QByteArray::number(fault->value)}});
-  else if (fault->what == "quota")
+bool LoopbackServer::answerFault(HttpConnection& connection, const Fault& fault) {
+  if (fault.what == "status")
+    connection.answer(int(fault.value), {jsonType}, failure(int(fault.value), "backendError", "Something broke."));
+  else if (fault.what == "retry-after")
+    connection.answer(503, {{"Retry-After", QByteArray::number(fault.value)}});
+  else if (fault.what == "quota")
     connection.answer(403, {jsonType}, failure(403, "quotaExceeded", "The request exceeds your quota."));
-  else if (fault->what == "expire")
+  else if (fault.what == "expire")
     tokens_.clear(), connection.answer(401, {jsonType}, failure(401, "authError", "Invalid Credentials"));
-  else if (fault->what == "redirect")
+  else if (fault.what == "redirect")
     connection.answer(307, {{"Location", "http://localhost:" + QByteArray::number(port()) + "/elsewhere"}});
-  else if (fault->what == "close" && fault->place != Fault::Place::Chunk)
+  else if (fault.what == "close" && fault.place != "chunk")
     connection.cut();
   else
-    return fault->what == "stall";
+    return fault.what == "stall";
   return true;
 }
 
@@ -121,15 +98,15 @@ void LoopbackServer::begin(HttpConnection& connection, const HttpRequest& reques
     beginChunk(connection, request);
 }
 
-void LoopbackServer::body(HttpConnection& connection, const HttpRequest&, const char* data, qint64 size) {
+void LoopbackServer::body(HttpConnection& connection, const char* data, qint64 size) {
   const auto arrival = arrivals_.find(&connection);
   if (arrival == arrivals_.end()) {
     if (bodies_[&connection].size() < 1024 * 1024) bodies_[&connection].append(data, size);
     return;
   }
-  if (arrival->fault && arrival->fault->what == "stall") return;
-  const bool cuts = arrival->fault && arrival->fault->what == "close";
-  const qint64 take = cuts ? std::min(size, arrival->fault->value - arrival->taken) : size;
+  if (arrival->fault.what == "stall") return;
+  const bool cuts = arrival->fault.what == "close";
+  const qint64 take = cuts ? std::min(size, arrival->fault.value - arrival->taken) : size;
   counts_.bodyBytes += take;
   arrival->taken += take;
   if (const auto found = sessions_.find(arrival->session); found != sessions_.end()) {
@@ -141,7 +118,7 @@ void LoopbackServer::body(HttpConnection& connection, const HttpRequest&, const 
     session.stored += take - known;
   }
   arrival->at += take;
-  if (cuts && arrival->taken >= arrival->fault->value) connection.cut();
+  if (cuts && arrival->taken >= arrival->fault.value) connection.cut();
 }
 
 void LoopbackServer::end(HttpConnection& connection, const HttpRequest& request) {
@@ -152,7 +129,7 @@ void LoopbackServer::end(HttpConnection& connection, const HttpRequest& request)
   if (request.path.startsWith("/session/") && request.method == "PUT") return query(connection, request);
   if (request.path.startsWith("/session/") && request.method == "DELETE") {
     ++counts_.cancels;
-    if (answerFault(connection, takeFault(Fault::Place::Cancel))) return;
+    if (answerFault(connection, takeFault("cancel"))) return;
     const bool known = sessions_.erase(QString::fromLatin1(request.path)) > 0;
     log(QStringLiteral("session given up"));
     return connection.answer(known ? 499 : 404);
@@ -162,27 +139,31 @@ void LoopbackServer::end(HttpConnection& connection, const HttpRequest& request)
   connection.answer(404, {{"Content-Type", "text/plain"}}, "Not found\n");
 }
 
+void LoopbackServer::closed(HttpConnection& connection) {
+  bodies_.remove(&connection);
+  arrivals_.remove(&connection);
+}
+
 void LoopbackServer::authorize(HttpConnection& connection, const HttpRequest& request) {
   ++counts_.authorizations;
-  const auto fault = takeFault(Fault::Place::Authorize);
+  const auto fault = takeFault("authorize");
   if (answerFault(connection, fault)) return;
-  const QUrl redirect(request.parameter("redirect_uri"));
-  const bool good = request.parameter("response_type") == "code" && !request.parameter("client_id").isEmpty() &&
-                    !request.parameter("scope").isEmpty() && !request.parameter("state").isEmpty() &&
-                    request.parameter("code_challenge_method") == "S256" &&
-                    request.parameter("code_challenge").size() == 43 && redirect.scheme() == "http" &&
+  const auto given = [&](const char* name) { return valueOf(request.query, name); };
+  const QUrl redirect(given("redirect_uri"));
+  const bool good = given("response_type") == "code" && !given("client_id").isEmpty() && !given("scope").isEmpty() &&
+                    !given("state").isEmpty() && given("code_challenge_method") == "S256" &&
+                    given("code_challenge").size() == 43 && redirect.scheme() == "http" &&
                     redirect.host() == "127.0.0.1" && redirect.port() > 0;
   if (!good) return connection.answer(400, {{"Content-Type", "text/plain"}}, "This sign-in is not well formed.\n");
-  const QString state = request.parameter("state");
-  QList<std::pair<QString, QString>> fields{{"state", state}};
-  if (fault && fault->what == "deny") {
+  QList<std::pair<QString, QString>> fields{{"state", given("state")}};
+  if (fault.what == "deny") {
     fields.push_back({"error", "access_denied"});
-  } else if (!fault || fault->what != "no-code") {
+  } else if (fault.what != "no-code") {
     const QString code = secret("code");
-    codes_[code] = {request.parameter("client_id"), request.parameter("code_challenge"), redirect.toString()};
+    codes_[code] = {given("client_id"), given("code_challenge"), redirect.toString()};
     fields.push_back({"code", code});
   }
-  if (fault && fault->what == "wrong-state") fields[0].second = "somebody-elses";
+  if (fault.what == "wrong-state") fields[0].second = "somebody-elses";
   QByteArray target = redirect.toEncoded();
   for (const auto& [name, value] : fields)
     target += (target.contains('?') ? '&' : '?') + name.toUtf8() + '=' + QUrl::toPercentEncoding(value);
@@ -191,28 +172,28 @@ void LoopbackServer::authorize(HttpConnection& connection, const HttpRequest& re
 }
 
 void LoopbackServer::token(HttpConnection& connection) {
-  const QMap<QString, QString> form = parseForm(bodies_.take(&connection));
-  const auto fault = takeFault(Fault::Place::Token);
+  const QUrlQuery form(QString::fromUtf8(bodies_.take(&connection).replace('+', "%20")));
+  const auto given = [&](const char* name) { return valueOf(form, name); };
+  const auto fault = takeFault("token");
   if (answerFault(connection, fault)) return;
-  if (fault && fault->what == "not-json") return connection.answer(200, {jsonType}, "<html>Welcome</html>");
-  bool good = !fault || fault->what != "invalid-grant";
-  const bool refresh = form.value("grant_type") == "refresh_token";
+  if (fault.what == "not-json") return connection.answer(200, {jsonType}, "<html>Welcome</html>");
+  bool good = fault.what != "invalid-grant";
+  const bool refresh = given("grant_type") == "refresh_token";
   if (refresh) {
     ++counts_.refreshes;
-    good = good && refreshTokens_.contains(form.value("refresh_token")) && !form.value("client_id").isEmpty();
+    good = good && refreshTokens_.contains(given("refresh_token")) && !given("client_id").isEmpty();
   } else {
     ++counts_.codes;
-    const Grant grant = codes_.take(form.value("code"));  // a code is good once
-    const QByteArray challenge =
-        QCryptographicHash::hash(form.value("code_verifier").toLatin1(), QCryptographicHash::Sha256)
-            .toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals);
-    const qsizetype length = form.value("code_verifier").size();
-    good = good && form.value("grant_type") == "authorization_code" && !grant.client.isEmpty() &&
-           grant.client == form.value("client_id") && grant.redirect == form.value("redirect_uri") &&
-           grant.challenge.toLatin1() == challenge && length >= 43 && length <= 128;
+    const Grant grant = codes_.take(given("code"));  // a code is good once
+    const QByteArray verifier = given("code_verifier").toLatin1();
+    const QByteArray challenge = QCryptographicHash::hash(verifier, QCryptographicHash::Sha256)
+                                     .toBase64(QByteArray::Base64UrlEncoding | QByteArray::OmitTrailingEquals);
+    good = good && given("grant_type") == "authorization_code" && !grant.client.isEmpty() &&
+           grant.client == given("client_id") && grant.redirect == given("redirect_uri") &&
+           grant.challenge.toLatin1() == challenge && verifier.size() >= 43 && verifier.size() <= 128;
   }
   // An empty secret is refused, as the service does.
-  if (form.contains("client_secret") && form.value("client_secret").isEmpty()) good = false;
+  if (form.hasQueryItem("client_secret") && given("client_secret").isEmpty()) good = false;
   if (!good) return connection.answer(400, {jsonType}, json({{"error", "invalid_grant"}}));
   const QByteArray access = secret("access").toUtf8();
   tokens_.insert(access);
@@ -231,13 +212,13 @@ void LoopbackServer::token(HttpConnection& connection) {
 void LoopbackServer::start(HttpConnection& connection, const HttpRequest& request) {
   ++counts_.starts;
   const QByteArray metadata = bodies_.take(&connection);
-  const auto fault = takeFault(Fault::Place::Start);
+  const auto fault = takeFault("start");
   if (answerFault(connection, fault) || !authorized(connection, request)) return;
   bool ok = false;
   const qint64 total = request.headers.value("x-upload-content-length").toLongLong(&ok);
   const QJsonDocument document = QJsonDocument::fromJson(metadata);
-  if (request.parameter("uploadType") != "resumable" || !request.parameter("part").contains("snippet") || !ok ||
-      total <= 0 || !request.headers.value("x-upload-content-type").startsWith("video/") || !document.isObject())
+  if (valueOf(request.query, "uploadType") != "resumable" || !valueOf(request.query, "part").contains("snippet") ||
+      !ok || total <= 0 || !request.headers.value("x-upload-content-type").startsWith("video/") || !document.isObject())
     return connection.answer(400, {jsonType}, failure(400, "badRequest", "This start is not well formed."));
   const QString name = QStringLiteral("/session/%1").arg(nextSession_++);
   Session& session = sessions_[name];
@@ -250,81 +231,82 @@ void LoopbackServer::start(HttpConnection& connection, const HttpRequest& reques
   }
   log(QStringLiteral("%1 starts, %2 bytes").arg(name).arg(total));
   QByteArray location = QByteArray::fromStdString(base()) + name.toUtf8();
-  if (fault && fault->what == "foreign-location") location.replace("127.0.0.1", "localhost");
-  if (fault && fault->what == "no-location") return connection.answer(200);
+  if (fault.what == "foreign-location") location.replace("127.0.0.1", "localhost");
+  if (fault.what == "no-location") return connection.answer(200);
   connection.answer(200, {{"Location", location}});
 }
 
 void LoopbackServer::beginChunk(HttpConnection& connection, const HttpRequest& request) {
   ++counts_.chunks;
-  const auto fault = takeFault(Fault::Place::Chunk);
+  const auto fault = takeFault("chunk");
   const QString name = QString::fromLatin1(request.path);
-  if (fault && fault->what == "stall") {
-    arrivals_[&connection] = {QString(), 0, 0, fault, 0};
+  if (fault.what == "stall") {
+    arrivals_[&connection] = {QString(), 0, fault, 0};
     return;
   }
-  if (fault && fault->what == "gone") sessions_.erase(name), connection.answer(404);
-  if ((fault && fault->what == "gone") || answerFault(connection, fault) || !authorized(connection, request)) return;
+  if (fault.what == "gone") {
+    sessions_.erase(name);
+    return connection.answer(404);
+  }
+  if (answerFault(connection, fault) || !authorized(connection, request)) return;
   const auto found = sessions_.find(name);
   if (found == sessions_.end()) return connection.answer(404);
   const Session& session = found->second;
   static const QRegularExpression form(R"(^bytes (\d+)-(\d+)/(\d+)$)");
   const auto range = form.match(QString::fromLatin1(request.headers.value("content-range")));
-  Arrival arrival{name, 0, session.total, fault, 0};
+  qint64 at = 0, end = session.total;
   if (range.hasMatch()) {
-    arrival.at = range.captured(1).toLongLong();
-    arrival.end = range.captured(2).toLongLong() + 1;
+    at = range.captured(1).toLongLong();
+    end = range.captured(2).toLongLong() + 1;
     if (range.captured(3).toLongLong() != session.total) return connection.answer(400);
   } else if (request.headers.contains("content-range")) {
     return connection.answer(400);
   }
   // Only the last chunk may be cut anywhere.
-  const bool whole = arrival.end == session.total || (arrival.end - arrival.at) % (256 * 1024) == 0;
-  if (arrival.at > session.stored || arrival.end > session.total || !whole ||
-      arrival.end - arrival.at != request.bodySize)
+  const bool whole = end == session.total || (end - at) % granularity == 0;
+  if (at > session.stored || end > session.total || !whole || end - at != request.bodySize)
     return connection.answer(400, {jsonType}, failure(400, "badRequest", "This range does not fit."));
-  arrivals_[&connection] = arrival;
+  arrivals_[&connection] = {name, at, fault, 0};
 }
 
 void LoopbackServer::endChunk(HttpConnection& connection) {
   const Arrival arrival = arrivals_.take(&connection);
-  if (arrival.fault && arrival.fault->what == "stall") return;
-  const auto found = sessions_.find(arrival.session);
-  if (found == sessions_.end()) return connection.answer(404);
-  if (found->second.stored >= found->second.total) return finish(connection, arrival.session, arrival.fault);
-  answerIncomplete(connection, found->second, arrival.fault);
+  if (arrival.fault.what == "stall") return;
+  answerProgress(connection, arrival.session, arrival.fault);
 }
 
 void LoopbackServer::query(HttpConnection& connection, const HttpRequest& request) {
   ++counts_.queries;
   bodies_.remove(&connection);
-  const auto fault = takeFault(Fault::Place::Query);
+  const auto fault = takeFault("query");
   const QString name = QString::fromLatin1(request.path);
-  if (fault && fault->what == "gone") sessions_.erase(name);
+  if (fault.what == "gone") sessions_.erase(name);
   if (answerFault(connection, fault) || !authorized(connection, request)) return;
   const auto found = sessions_.find(name);
   if (found == sessions_.end()) return connection.answer(404);
   if (request.headers.value("content-range") != "bytes */" + QByteArray::number(found->second.total))
     return connection.answer(400);
-  if (found->second.stored >= found->second.total) return finish(connection, name, fault);
-  answerIncomplete(connection, found->second, fault);
+  answerProgress(connection, name, fault);
 }
 
-void LoopbackServer::answerIncomplete(HttpConnection& connection, const Session& session,
-                                      const std::optional<Fault>& fault) {
-  qint64 counted = session.stored - session.stored % options_.granularity;
-  if (fault && fault->what == "lose") counted = std::max<qint64>(0, counted - fault->value);
+void LoopbackServer::answerProgress(HttpConnection& connection, const QString& name, const Fault& fault) {
+  const auto found = sessions_.find(name);
+  if (found == sessions_.end()) return connection.answer(404);
+  const Session& session = found->second;
+  if (session.stored >= session.total) return finish(connection, name, fault);
+  qint64 counted = session.stored - session.stored % granularity;
+  if (fault.what == "lose") counted = std::max<qint64>(0, counted - fault.value);
   HttpConnection::Headers headers;
-  if (fault && fault->what == "bad-range")
+  if (fault.what == "bad-range")
     headers = {{"Range", "bytes=many-more"}};
-  else if (fault && fault->what == "range-beyond")
+  else if (fault.what == "range-beyond")
     headers = {{"Range", "bytes=0-" + QByteArray::number(session.total - 1)}};
   else if (counted > 0)
     headers = {{"Range", "bytes=0-" + QByteArray::number(counted - 1)}};
   connection.answer(308, headers);
 }
 
-void LoopbackServer::finish(HttpConnection& connection, const QString& name, const std::optional<Fault>& fault) {
+void LoopbackServer::finish(HttpConnection& connection, const QString& name, const Fault& fault) {
   Session& session = sessions_.at(name);
   Video video{QStringLiteral("video-%1").arg(videos_.size() + 1), session.total, {}, session.metadata};
   if (options_.hash) video.hash = session.hash.result();
@@ -338,7 +320,7 @@ void LoopbackServer::finish(HttpConnection& connection, const QString& name, con
   sessions_.erase(name);
   videos_.push_back(video);
   log(QStringLiteral("%1 is whole, %2 bytes").arg(video.identifier).arg(video.size));
-  if (fault && fault->what == "not-json") return connection.answer(200, {jsonType}, "<html>Thank you</html>");
+  if (fault.what == "not-json") return connection.answer(200, {jsonType}, "<html>Thank you</html>");
   connection.answer(201, {jsonType}, json({{"kind", "video"}, {"id", video.identifier}}));
 }
 

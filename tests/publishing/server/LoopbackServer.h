@@ -13,7 +13,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <optional>
 #include <vector>
 
 namespace publishing_test {
@@ -22,15 +21,14 @@ namespace publishing_test {
 /// resumable uploads. It belongs to the thread that makes it, which must run an event loop.
 ///
 /// Below `base()`: /authorize, /token, /upload/videos (a session starts here), /session/N.
-class LoopbackServer : public QObject {
+class LoopbackServer : public QObject, private HttpConnection::Handler {
  public:
   struct Options {
-    QString folder;                   ///< received videos go here: ID.mp4 and ID.json; empty: only counted and hashed
-    bool hash = true;                 ///< SHA-256 of each video; off for measurements
-    QByteArray accessToken;           ///< one more token that is always good
-    int tokenSeconds = 3600;          ///< the lifetime that is told with new tokens
-    qint64 granularity = 256 * 1024;  ///< an unfinished session counts whole multiples of this
-    bool grantsRefresh = true;        ///< whether a sign-in brings a refresh token
+    QString folder;             ///< received videos go here: ID.mp4 and ID.json; empty: only counted and hashed
+    bool hash = true;           ///< SHA-256 of each video; off for measurements
+    QByteArray accessToken;     ///< one more token that is always good
+    int tokenSeconds = 3600;    ///< the lifetime that is told with new tokens
+    bool grantsRefresh = true;  ///< whether a sign-in brings a refresh token
   };
   struct Video {
     QString identifier;
@@ -47,12 +45,12 @@ class LoopbackServer : public QObject {
   ~LoopbackServer() override;
 
   /// False when there is no port left.
-  bool listen(quint16 port = 0);
+  bool listen() { return server_.listen(QHostAddress::LocalHost); }
   quint16 port() const { return server_.serverPort(); }
-  std::string base() const;
+  std::string base() const { return "http://127.0.0.1:" + std::to_string(port()); }
 
   /// Faults of one place come up one after the other, in the order in which they were added.
-  void add(const Fault& fault);
+  void add(const Fault& fault) { faults_.push_back(fault); }
   /// The same from its text; the program ends when that can't be read.
   void add(const std::string& fault);
   /// Makes the access tokens that were given out worthless.
@@ -77,26 +75,29 @@ class LoopbackServer : public QObject {
   /// A chunk that is arriving.
   struct Arrival {
     QString session;
-    qint64 at = 0, end = 0;  ///< positions in the file: of the next byte, and behind the last
-    std::optional<Fault> fault;
+    qint64 at = 0;  ///< the next byte's position in the file
+    Fault fault;
     qint64 taken = 0;
   };
 
-  void begin(HttpConnection& connection, const HttpRequest& request);
-  void body(HttpConnection& connection, const HttpRequest& request, const char* data, qint64 size);
-  void end(HttpConnection& connection, const HttpRequest& request);
+  void begin(HttpConnection& connection, const HttpRequest& request) override;
+  void body(HttpConnection& connection, const char* data, qint64 size) override;
+  void end(HttpConnection& connection, const HttpRequest& request) override;
+  void closed(HttpConnection& connection) override;
   void authorize(HttpConnection& connection, const HttpRequest& request);
   void token(HttpConnection& connection);
   void start(HttpConnection& connection, const HttpRequest& request);
   void beginChunk(HttpConnection& connection, const HttpRequest& request);
   void endChunk(HttpConnection& connection);
   void query(HttpConnection& connection, const HttpRequest& request);
-  void finish(HttpConnection& connection, const QString& name, const std::optional<Fault>& fault);
-  void answerIncomplete(HttpConnection& connection, const Session& session, const std::optional<Fault>& fault);
+  void finish(HttpConnection& connection, const QString& name, const Fault& fault);
+  /// How much of a session is there; the end of it when that is all.
+  void answerProgress(HttpConnection& connection, const QString& name, const Fault& fault);
 
-  std::optional<Fault> takeFault(Fault::Place place);
+  /// Takes the next one of this place; one without `what` where there is none.
+  Fault takeFault(const char* place);
   /// Carries out what is the same everywhere. Whether the request is dealt with.
-  bool answerFault(HttpConnection& connection, const std::optional<Fault>& fault);
+  bool answerFault(HttpConnection& connection, const Fault& fault);
   bool authorized(HttpConnection& connection, const HttpRequest& request);
 
   Options options_;

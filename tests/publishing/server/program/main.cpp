@@ -3,12 +3,10 @@
 // Prints its port as "port N" on the first line, then a line for each thing that happens. Ends on end of its standard
 // input when that is a pipe, or on a signal.
 //
-//   --port N            this port instead of any free one
-//   --folder FOLDER     keep received videos there: ID.mp4 and ID.json
-//   --token TOKEN       an access token that is always good
-//   --token-seconds N   the lifetime that is told with new tokens (3600)
-//   --no-hash           don't hash what is received
-//   --fault FAULT       see Fault.h; may be given again
+//   --folder FOLDER   keep received videos there: ID.mp4 and ID.json
+//   --token TOKEN     an access token that is always good
+//   --no-hash         don't hash what is received
+//   --fault FAULT     see Fault.h; may be given again
 #include "tests/publishing/server/LoopbackServer.h"
 
 #include <QtCore/QCoreApplication>
@@ -24,7 +22,6 @@ int main(int argc, char** argv) {
   QCoreApplication application(argc, argv);
   publishing_test::LoopbackServer::Options options;
   std::vector<publishing_test::Fault> faults;
-  int port = 0;
   const QStringList arguments = QCoreApplication::arguments();
   for (qsizetype i = 1; i < arguments.size(); ++i) {
     const QString option = arguments[i];
@@ -34,14 +31,10 @@ int main(int argc, char** argv) {
     }
     const QString value = i + 1 < arguments.size() ? arguments[++i] : QString();
     const auto fault = option == "--fault" ? publishing_test::Fault::parse(value.toStdString()) : std::nullopt;
-    if (option == "--port" && value.toInt() > 0) {
-      port = value.toInt();
-    } else if (option == "--folder" && !value.isEmpty()) {
+    if (option == "--folder" && !value.isEmpty()) {
       options.folder = value;
     } else if (option == "--token" && !value.isEmpty()) {
       options.accessToken = value.toUtf8();
-    } else if (option == "--token-seconds" && !value.isEmpty()) {
-      options.tokenSeconds = value.toInt();
     } else if (fault) {
       faults.push_back(*fault);
     } else {
@@ -51,8 +44,8 @@ int main(int argc, char** argv) {
   }
   publishing_test::LoopbackServer server(options);
   for (const auto& fault : faults) server.add(fault);
-  if (!server.listen(quint16(port))) {
-    std::fprintf(stderr, "publishing-server: can't listen on port %d\n", port);
+  if (!server.listen()) {
+    std::fprintf(stderr, "publishing-server: can't listen\n");
     return 1;
   }
   const auto print = [](const QString& line) {
