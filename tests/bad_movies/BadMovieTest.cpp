@@ -1,11 +1,11 @@
 #include "MovieMutator.h"
 #include "MovieTrial.h"
+#include "Seeds.h"
 #include "tests/common/Files.h"
 #include "tests/faults/Amount.h"
 #include "tests/foundation/ScratchFolder.h"
 
 #include <gtest/gtest.h>
-#include <malloc.h>
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
@@ -18,20 +18,29 @@
 
 namespace fs = std::filesystem;
 
+namespace {
+
+/// Those that once did harm are tried again each time.
+struct Harmful {
+  unsigned seed;
+  int number;
+  const char* what;  ///< as it was made then
+};
+constexpr Harmful kHarmful[] = {{231126, 8560, "quicktime.mov (dimensions, 200 tracks, bits)"}};
+
+}  // namespace
+
 // Whatever a file says of itself: no crash, no hang, no flood of memory, nothing written beside the trimmed copy. One
 // that breaks this is kept in the folder that ZEVANTI_SOAK_FINDINGS names.
 TEST(BadMovies, AreOpenedScrubbedAndTrimmedWithoutHarm) {
-  const fs::path seeds = ZEVANTI_BUILD_DIR "/tests/seeds";
-  ASSERT_EQ(std::system(("'" ZEVANTI_SOURCE_DIR "/tests/bad_movies/make_seeds.sh' '" + seeds.string() + "'").c_str()),
-            0);
   std::vector<fs::path> movies;
-  for (const auto& entry : fs::directory_iterator(seeds)) {
+  for (const auto& entry : fs::directory_iterator(seeds())) {
     if (entry.path().filename().string().front() != '.') movies.push_back(entry.path());
   }
   ASSERT_GT(movies.size(), 20U);
   std::sort(movies.begin(), movies.end());
 
-  const auto seed = static_cast<unsigned>(amount("ZEVANTI_SOAK_SEED", 1));
+  const auto usualSeed = static_cast<unsigned>(amount("ZEVANTI_SOAK_SEED", 1));
 #ifdef ZEVANTI_SANITIZED  // slow, and each movie is a process to look through
   constexpr int kCount = 40;
 #else
@@ -47,8 +56,10 @@ TEST(BadMovies, AreOpenedScrubbedAndTrimmedWithoutHarm) {
   const auto work = [&] {
     const ScratchFolder scratch;
     const MovieTrial trial(scratch.path());
-    for (int number = next++; number <= count; number = next++) {
-      if (onlyOne != 0 && number != onlyOne) continue;
+    const int all = count + static_cast<int>(onlyOne == 0 ? std::size(kHarmful) : 0);
+    for (int turn = next++; turn <= all; turn = next++) {
+      if (onlyOne != 0 && turn != onlyOne) continue;
+      const auto [seed, number, what] = turn <= count ? Harmful{usualSeed, turn, nullptr} : kHarmful[turn - count - 1];
       // Each by itself, so that one can be tried again alone.
       MovieMutator mutator(seed * 1'000'003 + static_cast<unsigned>(number));
       const fs::path& original = movies[static_cast<std::size_t>(number) % movies.size()];
@@ -57,9 +68,11 @@ TEST(BadMovies, AreOpenedScrubbedAndTrimmedWithoutHarm) {
       const fs::path movie = fs::path(scratch.path()) / ("bad" + original.extension().string());
       std::ofstream(movie, std::ios::binary | std::ios::trunc) << bytes;
 
-      malloc_trim(0);  // what this process holds counts as its children's
       const MovieTrial::Result result = trial.run(movie);
       const std::lock_guard lock(mutex);
+      if (what) {
+        EXPECT_EQ(original.filename().string() + " (" + done + ")", what) << "is made in another way now";
+      }
       opened += result.opened, shown += result.shown, trimmed += result.trimmed;
       slowest = std::max(slowest, result.seconds), largest = std::max(largest, result.megabytes);
       if (!result.fault.empty()) {
@@ -75,18 +88,24 @@ TEST(BadMovies, AreOpenedScrubbedAndTrimmedWithoutHarm) {
       }
       EXPECT_EQ(contentOf(movie), bytes);
       fs::remove(movie);
-      if (number % 500 == 0) {
-        std::printf("%d movies\n", number);
+      if (turn % 500 == 0) {
+        std::printf("%d movies\n", turn);
         std::fflush(stdout);
       }
     }
   };
-  // A trial waits more than it computes.
-  std::vector<std::thread> workers(2 * std::max(1U, std::thread::hardware_concurrency()));
+  // A trial waits more than it computes. One at a time with a sanitizer: its runtime's locks don't outlive a fork
+  // beside other threads.
+#ifdef ZEVANTI_SANITIZED
+  std::vector<std::thread> workers;
+#else
+  std::vector<std::thread> workers(2 * std::max(1U, std::thread::hardware_concurrency()) - 1);
+#endif
   for (std::thread& worker : workers) worker = std::thread(work);
+  work();
   for (std::thread& worker : workers) worker.join();
   std::printf("bad movies: %d, seed %u: %d opened, %d shown, %d trimmed; %d faults; at most %.2f s, %.0f MB\n", count,
-              seed, opened, shown, trimmed, faults, slowest, largest);
+              usualSeed, opened, shown, trimmed, faults, slowest, largest);
   if (count >= kCount && onlyOne == 0) {
     // Otherwise nothing but the front door was tried.
     EXPECT_GT(opened, count / 10);

@@ -1,5 +1,6 @@
 #include "CodedSize.h"
 #include "MovieTrial.h"
+#include "Seeds.h"
 #include "tests/common/Files.h"
 #include "tests/foundation/ScratchFolder.h"
 
@@ -12,15 +13,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-/// A movie of the seeds by name.
-fs::path seed(const std::string& name) {
-  static const fs::path seeds = ZEVANTI_BUILD_DIR "/tests/seeds";
-  static const int made =
-      std::system(("'" ZEVANTI_SOURCE_DIR "/tests/bad_movies/make_seeds.sh' '" + seeds.string() + "'").c_str());
-  EXPECT_EQ(made, 0);
-  return seeds / name;
-}
 
 /// Whether the host lets a movie through.
 bool isLetThrough(const fs::path& movie) {
@@ -44,7 +36,7 @@ TEST(LargePictures, TakeNoMemoryWhateverTheyClaim) {
   for (const Lie& lie : lies) {
     SCOPED_TRACE(std::string(lie.movie) + " of " + std::to_string(lie.width));
     const ScratchFolder scratch;
-    std::string bytes = contentOf(seed(lie.movie));
+    std::string bytes = contentOf(seeds() / lie.movie);
     ASSERT_GT(CodedSize(bytes).writeAll(bytes, lie.width, lie.height), 0U);
     const fs::path movie = fs::path(scratch.path()) / ("large" + fs::path(lie.movie).extension().string());
     std::ofstream(movie, std::ios::binary) << bytes;
@@ -53,7 +45,9 @@ TEST(LargePictures, TakeNoMemoryWhateverTheyClaim) {
     EXPECT_EQ(result.fault, "");
     EXPECT_FALSE(result.shown);
 #ifndef ZEVANTI_SANITIZED  // a sanitizer keeps what was given back for a while
-    EXPECT_LT(result.megabytes, 600) << "the tables of a decoder that refuses are as large as the picture, too";
+    // The tables of a decoder that refuses are as large as the picture, too, and up to four decoders may have them at
+    // once.
+    EXPECT_LT(result.megabytes, 850);
 #endif
   }
 }
@@ -62,11 +56,12 @@ TEST(LargePictures, TakeNoMemoryWhateverTheyClaim) {
 TEST(LargePictures, OfTheLargestSizeAreOpenedScrubbedAndTrimmed) {
   const ScratchFolder scratch;
   const fs::path movie = fs::path(scratch.path()) / "largest.mp4";
-  fs::copy_file(seed(".large/largest.mp4"), movie);
+  fs::copy_file(seeds() / ".large/largest.mp4", movie);
   const MovieTrial::Result result = MovieTrial(scratch.path()).run(movie);
   EXPECT_TRUE(result.opened);
   EXPECT_TRUE(result.shown);
   EXPECT_TRUE(result.trimmed);
+  EXPECT_TRUE(result.fault.empty() || result.fault.starts_with("took ")) << result.fault;
 #ifndef ZEVANTI_SANITIZED
   EXPECT_LT(result.megabytes, 850) << "the window takes its share, too";
 #endif

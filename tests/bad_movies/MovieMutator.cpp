@@ -1,6 +1,8 @@
 #include "MovieMutator.h"
 
 #include "CodedSize.h"
+#include "platform/backends/isobmff/ByteReader.h"
+#include "tests/isobmff/BoxBuilder.h"
 
 #include <algorithm>
 #include <bit>
@@ -10,17 +12,13 @@
 namespace {
 
 std::uint64_t numberAt(const std::string& bytes, std::size_t at, int size) {
-  std::uint64_t number = 0;
-  for (int i = 0; i < size; ++i)
-    number = number << 8 | static_cast<std::uint8_t>(bytes[at + static_cast<std::size_t>(i)]);
-  return number;
+  const auto* start = reinterpret_cast<const std::uint8_t*>(bytes.data() + at);
+  return size == 8 ? isobmff::loadU64(start) : isobmff::loadU32(start);
 }
 
 void put(std::string& bytes, std::size_t at, std::uint64_t number, int size) {
-  for (int i = 0; i < size; ++i) {
-    const std::size_t place = at + static_cast<std::size_t>(i);
-    if (place < bytes.size()) bytes[place] = static_cast<char>(number >> 8 * (size - 1 - i));
-  }
+  const auto length = static_cast<std::size_t>(size);
+  if (at + length <= bytes.size()) bytes.replace(at, length, box_builder::number(number, size));
 }
 
 bool contains(std::initializer_list<const char*> types, const std::string& type) {

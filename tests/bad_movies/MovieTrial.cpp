@@ -5,6 +5,7 @@
 #include "platform/AVFoundation/AVPlayer.h"
 #include "platform/Dispatch/dispatch.h"
 
+#include <malloc.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -169,6 +170,7 @@ MovieTrial::Result MovieTrial::run(const fs::path& movie, bool examined) const {
   fs::create_directories(folder_ / kOutside);
 
   Result result;
+  malloc_trim(0);  // what this process holds counts as its child's
   const pid_t process = fork();
   if (process == 0) tryMovie(progress, movie, folder_, examined);
   int status = 0;

@@ -2,6 +2,7 @@
 
 #include "Desktop.h"
 #include "MovieReader.h"
+#include "ProcessFamily.h"
 #include "VideoService.h"
 
 #include <fcntl.h>
@@ -23,16 +24,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// The processes that a program has started and that still run, and itself.
-std::vector<pid_t> family(pid_t leader) {
-  std::vector<pid_t> found{leader};
-  for (std::size_t at = 0; at < found.size(); ++at) {
-    for (const auto& thread : fs::directory_iterator("/proc/" + std::to_string(found[at]) + "/task")) {
-      std::ifstream children(thread.path() / "children");
-      for (pid_t child; children >> child;) found.push_back(child);
-    }
-  }
-  return found;
+std::vector<pid_t> family(const Session& session) {
+  return ProcessFamily("XDG_CACHE_HOME=" + session.cache.string(), session.process()).members();
 }
 
 /// The lines of the kernel's list of local sockets, by inode.
@@ -153,7 +146,7 @@ TEST(Neighbours, NobodyElseReachesTheConnectionOfHostAndEditor) {
   ASSERT_TRUE(session.waitForOutput("\n")) << session.errors();
   const auto sockets = localSockets();
   int connected = 0;
-  for (const pid_t process : family(session.process())) {
+  for (const pid_t process : family(session)) {
     for (const auto& entry : fs::directory_iterator("/proc/" + std::to_string(process) + "/fd")) {
       std::error_code error;
       const std::string target = fs::read_symlink(entry.path(), error).string();
@@ -242,7 +235,7 @@ TEST(Neighbours, ATokenIsInItsFileAndNowhereElse) {
   EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_read | fs::perms::owner_write);
 
   std::map<std::string, std::string> texts;
-  for (const pid_t process : family(session.process())) {
+  for (const pid_t process : family(session)) {
     for (const char* part : {"cmdline", "environ"})
       texts["/proc/" + std::to_string(process) + "/" + part] =
           contentOf("/proc/" + std::to_string(process) + "/" + part);

@@ -3,10 +3,7 @@
 #include "tests/common/FileIdentity.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 #include <cmath>
-#include <cstdlib>
-#include <fstream>
 
 namespace fs = std::filesystem;
 
@@ -129,47 +126,6 @@ TEST(Saving, OtherKindsOfRecordingsAreTrimmedToo) {
     EXPECT_NEAR(movieDuration(session.saved()[0]), each.length, 0.25);
     EXPECT_TRUE(session.leftovers().empty()) << session.leftovers()[0];
   }
-}
-
-TEST(Saving, WithoutRoomForAnExportThePersonIsToldAndTheEditorIsAsItWas) {
-  // A disk with room for the recording, and not for all that is wanted beside a new file.
-  Session session;
-  const fs::path movie = session.copyOf("basic.mp4");
-  const FileIdentity before(movie);
-  const auto size = fs::file_size(movie);
-  constexpr std::uintmax_t roomToOpenIt = 150'000'000;
-  const std::string mount =
-      "mount -t tmpfs -o mode=700,size=" + std::to_string(size + roomToOpenIt) + " none " + session.cache.string();
-  if (geteuid() != 0 || system((mount + " 2>/dev/null").c_str()) != 0) GTEST_SKIP() << "small disks need root";
-  struct Unmount {
-    std::string folder;
-    ~Unmount() { EXPECT_EQ(system(("umount -l " + folder).c_str()), 0); }
-  } unmount{session.cache.string()};
-
-  const fs::path isFull = session.folder() / "is-full";
-  session.start(movie, "wait ready\ntime\nwait file " + isFull.string() +
-                           " 60\ndrag start 5\nwait editing\ntap Done\nwait failed 60\nstate\nalert OK\n"
-                           // Another try fails as cleanly, and what can be had still can.
-                           "tap Done\nwait failed 60\nalert OK\ntap Cancel\nstate\ntap Save\nwait saved\n");
-  ASSERT_TRUE(session.waitForOutput("\n")) << session.errors();
-  const std::string shrink =
-      "mount -o remount,size=" + std::to_string(size + 200 * 1024) + " " + session.cache.string();
-  ASSERT_EQ(system(shrink.c_str()), 0);
-  std::ofstream(isFull).flush();
-  EXPECT_EQ(session.wait(), 0) << session.errors();
-  ASSERT_EQ(session.states().size(), 2U);
-  EXPECT_EQ(member(member(session.states()[0], "flags"), "trimming"), "true");
-  EXPECT_EQ(member(member(session.states()[0], "flags"), "exporting"), "false");
-  EXPECT_NEAR(number(member(session.states()[0], "handles"), "start"), 5, 0.05);
-  const std::string message = member(member(session.states()[0], "alert"), "message");
-  EXPECT_NE(message.find((session.cache / "zevanti").string()), std::string::npos) << message;
-  EXPECT_NE(message.find(" MB more are needed"), std::string::npos) << message;
-  EXPECT_EQ(member(member(session.states()[1], "flags"), "trimming"), "false");
-  EXPECT_NE(session.errors().find("Export Trim Video Failed, due to error: "), std::string::npos) << session.errors();
-  ASSERT_EQ(session.saved().size(), 1U);
-  EXPECT_EQ(contentOf(session.saved()[0]), before.bytes);
-  EXPECT_TRUE(FileIdentity(movie) == before);
-  EXPECT_TRUE(session.leftovers().empty()) << session.leftovers()[0];
 }
 
 TEST(Saving, WhatAnMP4FileCannotHoldIsNotTrimmed) {

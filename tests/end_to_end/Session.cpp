@@ -208,7 +208,7 @@ bool waitUntil(double seconds, const std::function<bool()>& reached) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
   while (!reached()) {
     if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));  // looking takes the processor from the program
   }
   return true;
 }

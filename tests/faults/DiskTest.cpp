@@ -3,6 +3,7 @@
 #include "FaultSession.h"
 #include "SmallDisk.h"
 #include "tests/common/Files.h"
+#include "tests/data/Recordings.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -10,6 +11,7 @@
 #include <cstdio>
 #include <ctime>
 #include <fstream>
+#include <functional>
 
 namespace fs = std::filesystem;
 
@@ -37,80 +39,90 @@ bool names(const std::string& message, const fs::path& folder) {
 
 }  // namespace
 
-TEST(Disk, WithoutRoomNothingIsBegunAndTheRoomThatIsMissingIsTold) {
-  FaultSession session("basic.mp4");
-  const std::uint64_t size = fs::file_size(session.movie()) / 4096 * 4096;
-  SmallDisk library(session.library(), kReserve + size - (10 << 20));
-  if (!library.isMounted()) GTEST_SKIP() << "small disks need root";
-  const std::uint64_t free = library.freeBytes();
-  session.start("", "tap Save\n", "key Control+S\nwait saved 90\n");
-  session.expectFailure();
-  EXPECT_TRUE(names(session.message(), session.library())) << session.message();
-  EXPECT_NE(session.message().find(" MB more are needed"), std::string::npos) << session.message();
-  EXPECT_EQ(library.freeBytes(), free);
-  EXPECT_NE(session.errors().find("Error writing video to camera roll: 28"), std::string::npos) << session.errors();
-  ASSERT_TRUE(library.resize(kReserve + size + (1 << 20)));
-  session.tryAgain();
-  EXPECT_EQ(session.wait(), 0) << session.errors();
-  ASSERT_EQ(session.saved().size(), 1U);
-  EXPECT_EQ(contentOf(session.saved()[0]), contentOf(session.movie()));
-  session.expectNothingLeft();
-}
-
-TEST(Disk, ATrimmedCopyNeedsRoomInTheLibraryToo) {
-  FaultSession session("basic.mp4");
-  SmallDisk library(session.library(), kReserve);
-  if (!library.isMounted()) GTEST_SKIP() << "small disks need root";
-  session.start(kTrim, "tap Done\n", kSaveAgain);
-  session.expectFailure();
-  EXPECT_TRUE(names(session.message(), session.library())) << session.message();
-  EXPECT_EQ(member(member(session.state(), "flags"), "trimming"), "true");
-  ASSERT_TRUE(library.resize(2 * kReserve));
-  expectSecondTryWorks(session, kTrimmed);
-}
-
-TEST(Disk, AReadOnlyLibraryIsToldAndTheTrimmedCopyCanBeSavedLater) {
-  FaultSession session("basic.mp4");
-  SmallDisk library(session.library(), 2 * kReserve);
-  if (!library.isMounted()) GTEST_SKIP() << "small disks need root";
-  session.start(kTrim, "tap Done\n", kSaveAgain);
-  ASSERT_TRUE(library.setReadOnly(true));
-  session.expectFailure();
-  EXPECT_TRUE(names(session.message(), session.library())) << session.message();
-  EXPECT_NE(session.message().find("read-only"), std::string::npos) << session.message();
-  // The export itself went well: its movie is on screen.
-  EXPECT_NEAR(number(session.state(), "duration"), kTrimmed, 0.1);
-  ASSERT_TRUE(library.setReadOnly(false));
-  expectSecondTryWorks(session, kTrimmed);
-}
-
-TEST(Disk, AFileThatMayNotGrowIsToldAndItsRoomGivenBack) {
-  FaultSession session("basic.mp4");
-  SmallDisk temporary(session.cache, 3 * kReserve);
-  if (!temporary.isMounted()) GTEST_SKIP() << "small disks need root";
-  session.start(kTrim, "tap Done\n", kSaveAgain);
-  const std::uint64_t free = temporary.freeBytes();
-  const pid_t editor = session.editor();
-  ASSERT_GT(editor, 0);
-  rlimit before{};
-  const rlimit small{100'000, RLIM_INFINITY};
-  ASSERT_EQ(prlimit(editor, RLIMIT_FSIZE, &small, &before), 0);
-  session.expectFailure();
-  EXPECT_TRUE(names(session.message(), session.cache / "zevanti")) << session.message();
-  EXPECT_EQ(temporary.freeBytes(), free);
-  ASSERT_EQ(prlimit(editor, RLIMIT_FSIZE, &before, nullptr), 0);
-  expectSecondTryWorks(session, kTrimmed);
-}
-
-TEST(Disk, ATemporaryFolderThatIsGoneIsTold) {
-  FaultSession session("basic.mp4");
-  session.start(kTrim, "tap Done\n", kSaveAgain);
-  fs::remove_all(session.cache / "zevanti");
-  session.expectFailure();
-  EXPECT_TRUE(names(session.message(), session.cache / "zevanti")) << session.message();
-  fs::create_directory(session.cache / "zevanti");
-  // The editor still has hold of the movie.
-  expectSecondTryWorks(session, kTrimmed);
+TEST(Disk, ItsTroublesAreToldLoseNothingAndPass) {
+  struct Trouble {
+    const char *name, *before, *first;
+    double saved;       // seconds of what the second try makes
+    const char* words;  // of the message, beside the folder's name
+    const char* trace;
+    bool isInLibrary;      // else in the temporary directory
+    bool isStillTrimming;  // afterwards
+    std::uint64_t size;    // of a disk of its own; 0: none
+    std::function<bool(FaultSession&, const fs::path&place, SmallDisk&)> begin, end;
+    bool unprivileged = false;  // root is refused nothing
+    const char* second = kSaveAgain;
+  };
+  using Place = const fs::path&;
+  const auto forbid = [](FaultSession&, Place place, SmallDisk&) {
+    fs::permissions(place, fs::perms::owner_read | fs::perms::owner_exec);
+    return true;
+  };
+  const auto allow = [](FaultSession&, Place place, SmallDisk&) {
+    fs::permissions(place, fs::perms::owner_all);
+    return true;
+  };
+  const auto resize = [](std::uint64_t size) {
+    return [=](FaultSession&, Place, SmallDisk& disk) { return disk.resize(size); };
+  };
+  const auto setReadOnly = [](bool readOnly) {
+    return [=](FaultSession&, Place, SmallDisk& disk) { return disk.setReadOnly(readOnly); };
+  };
+  const auto limitFiles = [](rlim_t size) {
+    return [=](FaultSession& session, Place, SmallDisk&) {
+      const rlimit limit{size, RLIM_INFINITY};
+      return session.editor() > 0 && prlimit(session.editor(), RLIMIT_FSIZE, &limit, nullptr) == 0;
+    };
+  };
+  const auto nothing = [](FaultSession&, Place, SmallDisk&) { return true; };
+  constexpr const char* kNoRoom = "B more are needed";
+  constexpr const char* kForbidden = "You are not allowed to write";
+  constexpr std::uint64_t kMega = 1 << 20;
+  const std::uint64_t movie = fs::file_size(recordings::path("basic.mp4")) / 4096 * 4096;
+  const Trouble troubles[] = {
+      {"no right to write in the library", kTrim, "tap Done\n", kTrimmed, kForbidden, "", true, false, 0, forbid, allow,
+       true},
+      {"no right to write in the temporary directory", kTrim, "tap Done\n", kTrimmed, kForbidden,
+       "Export Trim Video Failed, due to error: 13", false, true, 0, forbid, allow, true},
+      {"no right to save the recording", "", "tap Save\n", 60, kForbidden, "Error writing video to camera roll: 13",
+       true, false, 0, forbid, allow, true},
+      // The editor still has hold of the movie.
+      {"the temporary directory is gone", kTrim, "tap Done\n", kTrimmed, "", "", false, true, 0,
+       [](FaultSession&, Place place, SmallDisk&) { return fs::remove_all(place) > 0; },
+       [](FaultSession&, Place place, SmallDisk&) { return fs::create_directory(place); }},
+      {"no room for the recording", "", "tap Save\n", 60, kNoRoom, "Error writing video to camera roll: 28", true,
+       false, kReserve + movie - 10 * kMega, nothing, resize(kReserve + movie + kMega)},
+      {"no room for the trimmed copy in the library", kTrim, "tap Done\n", kTrimmed, kNoRoom, "", true, true, kReserve,
+       nothing, resize(2 * kReserve)},
+      // What can be had without room still can.
+      {"no room for the export", kTrim, "tap Done\n", 60, kNoRoom, "Export Trim Video Failed, due to error: 28", false,
+       true, movie + 3 * kReserve / 2, resize(movie + kMega / 4), nothing, false,
+       "tap Cancel\nkey Control+S\nwait saved 90\n"},
+      {"a read-only library", kTrim, "tap Done\n", kTrimmed, "read-only", "", true, false, 2 * kReserve,
+       setReadOnly(true), setReadOnly(false)},
+      {"files that may not grow", kTrim, "tap Done\n", kTrimmed, "", "", false, true, 3 * kReserve, limitFiles(100'000),
+       limitFiles(RLIM_INFINITY)}};
+  for (const Trouble& each : troubles) {
+    SCOPED_TRACE(each.name);
+    FaultSession session("basic.mp4");
+    session.unprivileged = each.unprivileged;
+    fs::create_directory(session.library());
+    SmallDisk disk(each.isInLibrary ? session.library() : session.cache, each.size);
+    if (each.size != 0 && !disk.isMounted()) GTEST_SKIP() << "small disks need root";
+    session.start(each.before, each.first, each.second);
+    const fs::path place = each.isInLibrary ? session.library() : session.cache / "zevanti";
+    ASSERT_TRUE(each.begin(session, place, disk));
+    const std::uint64_t free = disk.freeBytes();
+    session.expectFailure();
+    EXPECT_TRUE(names(session.message(), place)) << session.message();
+    EXPECT_NE(session.message().find(each.words), std::string::npos) << session.message();
+    EXPECT_NE(session.errors().find(each.trace), std::string::npos) << session.errors();
+    EXPECT_EQ(member(member(session.state(), "flags"), "trimming"), each.isStillTrimming ? "true" : "false");
+    if (each.size != 0) {
+      EXPECT_EQ(disk.freeBytes(), free);
+    }
+    ASSERT_TRUE(each.end(session, place, disk));
+    expectSecondTryWorks(session, each.saved);
+  }
 }
 
 // Somebody who can write in the cache folder puts a link, or a folder of theirs, in the temporary directory's place.
@@ -176,30 +188,4 @@ TEST(Disk, ALibraryThatIsGoneIsMadeAgain) {
   session.expectWholeFilesOnly(kTrimmed, 1);
   session.tryAgain();
   EXPECT_EQ(session.wait(), 0) << session.errors();
-}
-
-// Root is refused nothing: the editor runs as somebody else.
-TEST(Disk, AFolderThatMayNotBeWrittenIsTold) {
-  enum class Place { Library, TemporaryFolder };
-  const struct {
-    const char *name, *before, *first;
-    Place place;
-    double saved;
-  } cases[] = {{"a trimmed copy, the library", kTrim, "tap Done\n", Place::Library, kTrimmed},
-               {"a trimmed copy, the temporary folder", kTrim, "tap Done\n", Place::TemporaryFolder, kTrimmed},
-               {"the recording, the library", "", "tap Save\n", Place::Library, 60}};
-  for (const auto& each : cases) {
-    SCOPED_TRACE(each.name);
-    FaultSession session("basic.mp4");
-    session.unprivileged = true;
-    fs::create_directory(session.library());
-    session.start(each.before, each.first, kSaveAgain);
-    const fs::path place = each.place == Place::Library ? session.library() : session.cache / "zevanti";
-    fs::permissions(place, fs::perms::owner_read | fs::perms::owner_exec);
-    session.expectFailure();
-    EXPECT_TRUE(names(session.message(), place)) << session.message();
-    EXPECT_NE(session.message().find("You are not allowed to write"), std::string::npos) << session.message();
-    fs::permissions(place, fs::perms::owner_all);
-    expectSecondTryWorks(session, each.saved);
-  }
 }

@@ -127,7 +127,7 @@ class FaultyRun {
       EXPECT_TRUE(waitUntil(patience, [&] { return isOver() || session_.hasEnded(); })) << session_.errors();
       std::ofstream(over).flush();
     }
-    stays_ = session_.reachFailure();
+    session_.reachFailure();
     return publishes ? failure() : session_.message();
   }
 
@@ -143,7 +143,11 @@ class FaultyRun {
     }
     EXPECT_TRUE(told.empty() || session_.bytesWithoutName() == 0) << "the space is not given back";
     // What is kept for later is no condition of doing it now, and writing on where it was interrupted no failure.
-    const bool isNeeded = fault().find("/desktop/state") == std::string::npos && way_.error != EINTR && way_.error != 0;
+    const auto calls = session_.injected();
+    const bool isNeeded =
+        way_.error != EINTR && way_.error != 0 && std::any_of(calls.begin(), calls.end(), [](const std::string& call) {
+          return call.ends_with(" fails") && call.find("/desktop/state") == std::string::npos;
+        });
     EXPECT_TRUE(isNeeded || told.empty()) << told << " " << fault();
     const bool isOnScreen = member(session_.state(), "alert") != "null" ||
                             session_.state().find(told.substr(0, told.find('/'))) != std::string::npos;
@@ -158,16 +162,21 @@ class FaultyRun {
     } else {
       session_.tryAgain();
       constexpr int kScriptGoesOn = 3;  // which is for an editor that stays
-      // A recording that is saved whole, because nothing could be trimmed, ends the editor as well.
+      // A recording that is saved whole ends the editor, also one that is because nothing could be trimmed.
+      const bool isSavedWhole = scenario_.first == std::string("tap Save\n") && madeFirst_ != 0;
       const int status = session_.wait();
-      EXPECT_TRUE(status == (stays_ ? 0 : kScriptGoesOn) || (scenario_.anyOpen && status == kScriptGoesOn)) << status;
+      EXPECT_TRUE(status == (isSavedWhole ? kScriptGoesOn : 0) || (scenario_.anyOpen && status == kScriptGoesOn))
+          << status;
       EXPECT_GE(expectAllWhole(), scenario_.kind == Kind::Publishing ? madeFirst_ + 1 : 1);
     }
     session_.expectNothingLeft();
     session_.expectMovieUntouched();
     if (scenario_.kind != Kind::Publishing) return;
-    for (const auto& entry : fs::recursive_directory_iterator(tokens().parent_path()))
-      EXPECT_TRUE(entry.is_directory() || entry.path() == tokens()) << entry.path() << " is left";
+    for (const auto& entry : fs::recursive_directory_iterator(tokens().parent_path())) {
+      // A lock that could not be removed, and that nobody holds, goes with an upload a minute later.
+      const bool isLock = entry.path().extension() == ".lock" && fs::is_empty(entry.path());
+      EXPECT_TRUE(entry.is_directory() || entry.path() == tokens() || isLock) << entry.path() << " is left";
+    }
     EXPECT_NE(contentOf(tokens()).find(R"("another service": "precious")"), std::string::npos) << contentOf(tokens());
   }
 
@@ -237,7 +246,6 @@ class FaultyRun {
   FaultSession session_;
   std::optional<Desktop> desktop_;
   std::optional<VideoService> service_;
-  bool stays_ = false;
   std::size_t madeFirst_ = 0;
 };
 

@@ -1,9 +1,9 @@
 #include "Amount.h"
-#include "ProcessFamily.h"
+#include "FaultSession.h"
 #include "WholeMovie.h"
 #include "tests/common/FileIdentity.h"
 #include "tests/end_to_end/Desktop.h"
-#include "tests/end_to_end/Session.h"
+#include "tests/end_to_end/ProcessFamily.h"
 #include "tests/end_to_end/VideoService.h"
 
 #include <gtest/gtest.h>
@@ -25,12 +25,14 @@ struct Scenario {
   const char* name;
   const char* recording;
   const char* script;
-  double savedLength;  ///< seconds of the movie that ends in the library; 0: none
+  double savedLength;           ///< seconds of the movie that ends in the library; 0: none
+  bool isTheHostsWork = false;  ///< else the extension is who changes files
 };
 
+constexpr const char* kOpen = "wait ready\ntap Cancel\nwait finished 10\n";
 constexpr Scenario scenarios[] = {
-    {"opening", "basic.mp4", "wait ready\ntap Cancel\nwait finished 10\n", 0},
-    {"opening what is copied", "basic.mkv", "wait ready\ntap Cancel\nwait finished 10\n", 0},
+    {"opening", "basic.mp4", kOpen, 0, true},
+    {"opening what is copied", "basic.mkv", kOpen, 0, true},
     {"playing", "two_audio.mp4",
      "wait ready\ndrag playhead 16\ntap overlay\nwait playing\nwait paused 90\ntap Cancel\nwait finished 10\n", 0},
     {"exporting", "basic.mp4",
@@ -49,77 +51,100 @@ constexpr Scenario scenarios[] = {
 /// One start of the program, with a person's file that must stay as it is.
 class ScenarioRun {
  public:
-  explicit ScenarioRun(const Scenario& scenario)
-      : scenario_(scenario), movie_(session_.copyOf(scenario.recording)), before_(movie_) {
+  /// Stands still at the call that is named, of those that change files; 0: at none.
+  explicit ScenarioRun(const Scenario& scenario, int call = 0)
+      : scenario_(scenario), session_(scenario.recording), before_(session_.movie()) {
+    if (FaultPlan::isPossible()) {
+      std::vector<std::string> more = {"ZEVANTI_FAULT_STOPS=1"};
+      if (scenario.name == std::string("opening what is copied")) more.emplace_back("ZEVANTI_FAULT_LINKS=1");
+      session_.injectFault({call}, more, scenario.isTheHostsWork ? "zevanti" : "ZVVideoEditorExtension");
+      session_.goOn();
+    }
     if (std::string(scenario.name) != "publishing") return;
     desktop_ = std::make_unique<Desktop>(session_);
     desktop_->tell("browser", "");
     service_ = std::make_unique<VideoService>(session_, *desktop_);
   }
 
-  void start() { session_.start(movie_, scenario_.script); }
+  void start() {
+    session_.Session::start(session_.movie(), scenario_.script);
+    leader_ = session_.process();
+  }
   int wait() { return session_.wait(); }
-  void kill(Victim victim) { family(session_.process()).kill(victim); }
+  /// Whoever stands still and isn't killed goes on.
+  void kill(Victim victim) {
+    family().kill(victim);
+    for (const pid_t process : family().members()) ::kill(process, SIGCONT);
+  }
+  /// Waits until it stands still at its call, or is over.
+  void awaitCall() {
+    EXPECT_TRUE(waitUntil(100, [&] { return session_.hasEnded() || family().standsStill(); })) << errors();
+  }
+  bool hasEnded() const { return session_.hasEnded(); }
+  std::vector<std::string> calls() const { return session_.injected(); }
   std::string errors() const { return session_.errors(); }
 
   /// After the end, whatever it was.
-  void expectNothingIsLost(pid_t leader) {
-    EXPECT_TRUE(waitUntil(120, [&] { return family(leader).members().empty(); })) << "a process is left";
-    EXPECT_TRUE(FileIdentity(movie_) == before_);
+  void expectNothingIsLost() {
+    EXPECT_TRUE(waitUntil(120, [&] { return family().members().empty(); })) << "a process is left";
+    EXPECT_TRUE(FileIdentity(session_.movie()) == before_);
 
     EXPECT_LE(session_.saved().size(), scenario_.savedLength > 0 ? 1U : 0U);
     for (const fs::path& saved : session_.saved()) expectWhole(saved, scenario_.savedLength);
     if (service_) {
-      for (const fs::path& video : service_->videos()) expectWhole(video, movieDuration(movie_));
+      for (const fs::path& video : service_->videos()) expectWhole(video, movieDuration(session_.movie()));
     }
 
-    EXPECT_EQ(session_.run(movie_, "wait ready\ntap Cancel\nwait finished 10\n"), 0) << session_.errors();
-    for (const fs::path& left : session_.leftovers()) ADD_FAILURE() << left << " is left";
+    fs::remove(session_.goOnFile());  // which lets all calls be
+    EXPECT_EQ(session_.run(session_.movie(), kOpen), 0) << session_.errors();
+    session_.expectNothingLeft();
   }
 
-  pid_t process() const { return session_.process(); }
-
  private:
-  ProcessFamily family(pid_t leader) const { return {"XDG_CACHE_HOME=" + session_.cache.string(), leader}; }
+  ProcessFamily family() const { return {"XDG_CACHE_HOME=" + session_.cache.string(), leader_}; }
   const Scenario& scenario_;
-  Session session_;
-  fs::path movie_;
+  FaultSession session_;
   const FileIdentity before_;
+  pid_t leader_ = 0;
   std::unique_ptr<Desktop> desktop_;
   std::unique_ptr<VideoService> service_;
 };
 
-double seconds(std::chrono::steady_clock::duration duration) {
-  return std::chrono::duration<double>(duration).count();
-}
+/// What a scenario is when nobody interferes.
+struct Course {
+  double length = 0;  ///< seconds
+  int calls = 0;      ///< that change files; 0 where they can't be counted
+};
 
-/// How long a scenario takes when nobody interferes, measured at its first use.
-double usualLength(const Scenario& scenario) {
-  static std::map<const Scenario*, double> lengths;
-  const auto known = lengths.find(&scenario);
-  if (known != lengths.end()) return known->second;
+/// Measured at its first use.
+const Course& courseOf(const Scenario& scenario) {
+  static std::map<const Scenario*, Course> courses;
+  const auto known = courses.find(&scenario);
+  if (known != courses.end()) return known->second;
   ScenarioRun run(scenario);
   const auto begin = std::chrono::steady_clock::now();
   run.start();
-  const pid_t leader = run.process();
   EXPECT_EQ(run.wait(), 0) << run.errors();
-  const double length = seconds(std::chrono::steady_clock::now() - begin);
-  run.expectNothingIsLost(leader);
-  return lengths[&scenario] = length;
+  const std::chrono::duration<double> length = std::chrono::steady_clock::now() - begin;
+  const auto calls = static_cast<int>(run.calls().size());
+  EXPECT_EQ(calls > 0, FaultPlan::isPossible()) << scenario.name;
+  run.expectNothingIsLost();
+  return courses[&scenario] = {length.count(), calls};
 }
 
 }  // namespace
 
-// Whoever is killed, and whenever: the recording is untouched, the library holds whole movies, nothing stays.
+// Whoever is killed, and whenever: the recording is untouched, the library holds whole movies, nothing stays. Half of
+// the kills are at some moment, half at one of the calls that change files, as these are over in no time.
 TEST(Kill, AtAnyMomentLosesNothing) {
   const auto seed = static_cast<unsigned>(amount("ZEVANTI_SOAK_SEED", 1));
   const int runs = amount("ZEVANTI_SOAK_KILLS", 8);
   const int onlyOne = amount("ZEVANTI_SOAK_KILL", 0);  // one run again, by its number
   std::mt19937 random(seed);
   std::map<std::string, int> killed;
+  std::vector<const Scenario*> order;
   for (int number = 1; number <= runs; ++number) {
     // All of them before any comes again, in another order each time round.
-    static std::vector<const Scenario*> order;
     if (order.empty()) {
       for (const Scenario& scenario : scenarios) order.push_back(&scenario);
       std::shuffle(order.begin(), order.end(), random);
@@ -130,22 +155,29 @@ TEST(Kill, AtAnyMomentLosesNothing) {
     constexpr const char* names[] = {"host", "extension", "both"};
     const std::size_t which = std::uniform_int_distribution<std::size_t>(0, 2)(random);
     const double part = std::uniform_real_distribution<double>(0, 1)(random);
+    const bool isAtCall = std::bernoulli_distribution()(random) && FaultPlan::isPossible();
     if (onlyOne != 0 && number != onlyOne) continue;
-    const double moment = part * usualLength(scenario);
+    const Course& course = courseOf(scenario);
     if (testing::Test::HasFailure()) return;
 
-    std::printf("kill %3d of %d, seed %u: %-26s %-9s at %3.0f %%, %.3f s\n", number, runs, seed, scenario.name,
-                names[which], part * 100, moment);
-    std::fflush(stdout);
     SCOPED_TRACE(number);
-    ScenarioRun run(scenario);
+    const int call = isAtCall ? 1 + static_cast<int>(part * course.calls) : 0;
+    ScenarioRun run(scenario, call);
     run.start();
-    const pid_t leader = run.process();
-    std::this_thread::sleep_for(std::chrono::duration<double>(moment));
+    if (isAtCall)
+      run.awaitCall();
+    else
+      std::this_thread::sleep_for(std::chrono::duration<double>(part * course.length));
+    const auto calls = run.calls();
+    const bool isMissed = run.hasEnded();  // it was quicker than usual, or had fewer calls
     run.kill(victims[which]);
+    std::printf("%s %3d of %d, seed %u: %-26s %-9s at %3.0f %%, %s\n", isMissed ? "missed" : "kill", number, runs, seed,
+                scenario.name, names[which], part * 100,
+                isAtCall && !calls.empty() ? calls.back().c_str() : "of the time");
+    std::fflush(stdout);
     run.wait();
-    run.expectNothingIsLost(leader);
-    ++killed[names[which]];
+    run.expectNothingIsLost();
+    ++killed[isMissed ? "missed" : std::string(names[which]) + (isAtCall ? "AtACall" : "")];
     if (testing::Test::HasFailure()) {
       ADD_FAILURE() << run.errors();
       return;

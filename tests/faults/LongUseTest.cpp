@@ -1,7 +1,7 @@
 #include "Amount.h"
-#include "ProcessFamily.h"
 #include "host/HostSession.h"
 #include "tests/end_to_end/MovieReader.h"
+#include "tests/end_to_end/ProcessFamily.h"
 #include "tests/end_to_end/Session.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
 
 namespace fs = std::filesystem;
 

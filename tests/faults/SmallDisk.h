@@ -8,12 +8,16 @@
 #include <filesystem>
 #include <string>
 
-/// A disk in memory at a folder, which only this process and what it starts see. Takes root's rights.
+/// A disk in memory at a folder, which only the thread that makes the first one and what it starts see. Takes root's
+/// rights.
 class SmallDisk {
  public:
+  /// Of `size` bytes; 0 for none.
   SmallDisk(std::filesystem::path folder, std::uint64_t size) : folder_(std::move(folder)) {
+    if (size == 0) return;
     std::filesystem::create_directories(folder_);
-    static const bool own = unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+    static thread_local const bool own =
+        unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
     mounted_ = own && mount("none", folder_.c_str(), "tmpfs", 0, options(size).c_str()) == 0;
   }
   ~SmallDisk() {

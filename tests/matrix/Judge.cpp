@@ -102,7 +102,7 @@ matrix::Verdict matrix::judgeExact(const Truth& truth, const Range& asked, const
   const auto& sources = truth.reading().sounds;
   std::size_t heard = 0;
   for (std::size_t i = 0; i < sources.size(); ++i) {
-    if (i > 0 && !exactness.allSounds) break;
+    if (i > 0 && exactness.onlyFirstSound) break;
     const Audible due = audible(sources[i], range);
     if (heard >= reading.sounds.size()) {
       if (due.any()) complaints.push_back(text("sound track %zu is missing", i + 1));

@@ -18,7 +18,7 @@ struct Exactness {
   double soundFirst = 0.05;     ///< what may be different in the first 20 ms, as a part of the sound's power
   double soundApart = 0.1;      ///< seconds that it may be off where edit lists are ignored; two pictures always
   double soundMissing = 0.001;  ///< seconds of sound that may be missing at the end
-  bool allSounds = true;        ///< false: the player plays the first sound track only
+  bool onlyFirstSound = false;  ///< the player plays the first sound track only
   bool fromPicture = false;     ///< the player begins with the first picture, whatever sounds before it
   int pictures = 0;             ///< pictures that it may be off where it is asked at a moment
   double shortest = 0;          ///< pictures that a range must be longer than to be judged

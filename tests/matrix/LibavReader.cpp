@@ -84,7 +84,7 @@ struct Track {
 
 }  // namespace
 
-matrix::Reading matrix::readWithLibav(const std::string& path, EditLists editLists) {
+matrix::Reading matrix::readWithLibav(const std::string& path, EditLists editLists, Tracks kind) {
   av_log_set_level(AV_LOG_QUIET);
   Reading reading;
   Format format;
@@ -104,6 +104,7 @@ matrix::Reading matrix::readWithLibav(const std::string& path, EditLists editLis
     AVStream* stream = format.context->streams[i];
     const bool video = stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
     if (stream->codecpar->codec_type != AVMEDIA_TYPE_AUDIO && (!video || anyVideo)) continue;
+    if (kind == (video ? Tracks::Sounds : Tracks::Pictures)) continue;
     Track& track = tracks[int(i)];
     track.video = video;
     const AVCodec* decoder = avcodec_find_decoder(stream->codecpar->codec_id);
@@ -129,7 +130,6 @@ matrix::Reading matrix::readWithLibav(const std::string& path, EditLists editLis
       const std::int32_t* matrix = displayMatrix(stream);
       track.coded = matrix ? (4 - int(std::lround(-av_display_rotation_get(matrix) / 90) + 4) % 4) % 4 : 0;
       reading.tick = av_q2d(stream->time_base);
-      if (stream->duration > 0) reading.videoDuration = double(stream->duration) * reading.tick;
     } else {
       track.sound = reading.sounds.size();
       reading.sounds.emplace_back();

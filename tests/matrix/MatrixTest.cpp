@@ -3,17 +3,16 @@
 #include "tests/foundation/ScratchFolder.h"
 #include "tests/matrix/Boxes.h"
 #include "tests/matrix/Differences.h"
-#include "tests/matrix/Exporter.h"
 #include "tests/matrix/Judge.h"
 #include "tests/matrix/LibavReader.h"
 #include "tests/matrix/MpvReader.h"
 #include "tests/matrix/Sources.h"
 #include "tests/matrix/Table.h"
+#include "tests/media/CutMovie.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 
 namespace {
 
@@ -33,9 +32,9 @@ TEST_P(Matrix, RangesAreExact) {
   Table& table = Table::shared();
   for (const Range& range : truth.ranges()) {
     const std::string copy = scratch / (range.name + ".m4v");
-    const std::string failure = exportRange(sourcePath(source), copy, range);
+    const std::string failure = cutMovie(sourcePath(source), range.start, range.end, copy);
     if (!failure.empty()) {
-      table.addFailedExport(source, range.name, failure);
+      table.add(source, range.name, "export", {{failure}, {}});
       continue;
     }
     if (isMovieFile(source)) table.add(source, range.name, "boxes", {compareBoxes(sourcePath(source), copy), {}});
@@ -46,11 +45,10 @@ TEST_P(Matrix, RangesAreExact) {
     look("libav", readWithLibav(copy, EditLists::Honoured));
     look("libav plain", readWithLibav(copy, EditLists::Ignored));
     // A recording mpv waits for ever for sound that has a track but no samples; a playing one does not.
-    std::vector<std::pair<std::string, std::string>> sound;
-    if (!isAudible(truth, range)) sound = {{"aid", "no"}};
-    auto ours = sound, defaults = sound;
-    ours.push_back(kAsOurPlayer);
-    defaults.push_back(kRoughly);
+    std::vector<std::pair<std::string, std::string>> ours{kAsOurPlayer}, defaults{kRoughly};
+    if (!isAudible(truth, range)) {
+      for (auto* options : {&ours, &defaults}) options->emplace_back("aid", "no");
+    }
     const std::string recorded = scratch / "mpv";
     if (exactnessOf("our mpv", source).tolerant) ours.push_back(kRoughly);
     look("our mpv", readWithMpv(copy, ours, recorded));
@@ -58,11 +56,8 @@ TEST_P(Matrix, RangesAreExact) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Sources, Matrix, testing::ValuesIn(sourceNames()), [](const auto& info) {
-  std::string name = info.param;
-  std::replace(name.begin(), name.end(), '.', '_');
-  return name;
-});
+INSTANTIATE_TEST_SUITE_P(Sources, Matrix, testing::ValuesIn(sourceNames()),
+                         [](const auto& info) { return testName(info.param); });
 
 /// The judge itself: what is right passes, and each fault that a copy could have is seen.
 TEST(MatrixJudge, SeesEveryFault) {
@@ -85,15 +80,12 @@ TEST(MatrixJudge, SeesEveryFault) {
 
   // The same media with the sound 5 ms late, which a sloppy writer does; and cut as a plain copy cuts.
   const ScratchFolder scratch;
-  const std::string late = scratch / "late.mp4", plain = scratch / "plain.mp4";
-  const std::string ffmpeg = "ffmpeg -nostdin -v error -y ";
-  ASSERT_EQ(std::system((ffmpeg + "-i '" + source + "' -itsoffset 0.005 -i '" + source +
-                         "' -map 0:v -map 1:a -c copy -movie_timescale 48000 '" + late + "'")
-                            .c_str()),
-            0);
+  const std::string input = "-i '" + source + "' ";
+  const std::string late = makeMovie(
+      scratch / "late.mp4", input + "-itsoffset 0.005 " + input + "-map 0:v -map 1:a -c copy -movie_timescale 48000");
   EXPECT_TRUE(has(judgeExact(truth, whole, libav(late), {}), "240 samples (5.00 ms) late") ||
               has(judgeExact(truth, whole, libav(late), {}), "heard from 0.005"));
-  ASSERT_EQ(std::system((ffmpeg + "-ss 3.5 -i '" + source + "' -t 2 -c copy '" + plain + "'").c_str()), 0);
+  const std::string plain = makeMovie(scratch / "plain.mp4", "-ss 3.5 " + input + "-t 2 -c copy");
   const Range cut{"cut", 3.5, 5.5};
   EXPECT_TRUE(has(judgeTolerant(truth, cut, readWithLibav(plain, EditLists::Ignored), {}), "expected picture"));
 

@@ -49,7 +49,6 @@ matrix::Reading matrix::readWithMpv(const std::string& path,
   mpv_terminate_destroy(handle);  // writes what is still to be written
   if (reading.error.empty()) reading = readWithLibav(scratch, EditLists::Honoured);
   reading.duration = duration;
-  reading.videoDuration = 0;
   reading.tick = 0;
   std::error_code error;
   std::filesystem::remove(scratch, error);

@@ -25,11 +25,10 @@ struct Reading {
   std::string error;  ///< empty when the file could be played
   std::vector<Picture> pictures;
   std::vector<Sound> sounds;
-  double start = 0;          ///< when the file begins: what a player shows as zero
-  double end = 0;            ///< when its last track ends
-  double duration = 0;       ///< of the file as the player tells it
-  double videoDuration = 0;  ///< of the picture track; 0 when the player doesn't tell
-  double tick = 0;           ///< the unit of the picture track's times, in seconds; 0 when unknown
+  double start = 0;     ///< when the file begins: what a player shows as zero
+  double end = 0;       ///< when its last track ends
+  double duration = 0;  ///< of the file as the player tells it
+  double tick = 0;      ///< the unit of the picture track's times, in seconds; 0 when unknown
 };
 
 }  // namespace matrix

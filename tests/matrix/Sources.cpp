@@ -1,5 +1,6 @@
 #include "tests/matrix/Sources.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
@@ -31,6 +32,11 @@ std::string matrix::sourcePath(const std::string& name) {
   }();
   (void)made;
   return folder + "/" + name;
+}
+
+std::string matrix::testName(std::string source) {
+  std::replace(source.begin(), source.end(), '.', '_');
+  return source;
 }
 
 bool matrix::isMovieFile(const std::string& name) {

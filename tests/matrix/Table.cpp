@@ -6,8 +6,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <fstream>
 
 namespace {
 
@@ -37,12 +35,8 @@ void matrix::Table::add(const std::string& source, const std::string& range, con
                         const Verdict& verdict) {
   Cell& place = cell(source, player);
   ++(verdict.complaints.empty() ? place.passed : place.failed);
-  const char* report = std::getenv("ZEVANTI_MATRIX_REPORT");
-  for (const std::string& complaint : verdict.complaints) {
-    const std::string line = source + " | " + range + " | " + player + " | " + complaint;
-    ADD_FAILURE() << line;
-    if (report) std::ofstream(report, std::ios::app) << line << '\n';
-  }
+  for (const std::string& complaint : verdict.complaints)
+    ADD_FAILURE() << source << " | " << range << " | " << player << " | " << complaint;
   for (const std::string& what : verdict.notCompared) {
     remarks_["not compared: " + player + ": " + what].push_back(source + " " + range);
   }
@@ -54,14 +48,6 @@ void matrix::Table::addNotApplicable(const std::string& source, const std::strin
   remarks_["n/a: " + player + ": " + reason].push_back(source + " " + range);
 }
 
-void matrix::Table::addFailedExport(const std::string& source, const std::string& range, const std::string& failure) {
-  if (exactnessOf("export", source).mayRefuse) {
-    addNotApplicable(source, range, "export", failure);
-  } else {
-    add(source, range, "export", {{failure}, {}});
-  }
-}
-
 void matrix::Table::print() const {
   if (sources_.empty()) return;
   std::printf("\n%-16s", "");
@@ -70,27 +56,23 @@ void matrix::Table::print() const {
   for (const std::string& source : sources_) {
     std::printf("%-16s", source.c_str());
     for (const std::string& player : players_) {
-      std::string word = "-";
       const auto& row = cells_.at(source);
-      if (const auto found = row.find(player); found != row.end()) {
-        const Cell& place = found->second;
-        if (place.failed) {
-          word = "FAIL " + std::to_string(place.failed) + "/" + std::to_string(place.failed + place.passed);
-        } else {
-          word = place.passed ? "pass " + std::to_string(place.passed) : "";
-          if (place.notApplicable) word += (word.empty() ? "n/a " : " n/a ") + std::to_string(place.notApplicable);
-        }
-      }
+      const auto found = row.find(player);
+      const Cell place = found == row.end() ? Cell() : found->second;
+      std::string word = place.passed ? "pass " + std::to_string(place.passed) : "";
+      if (place.failed)
+        word = "FAIL " + std::to_string(place.failed) + "/" + std::to_string(place.failed + place.passed);
+      if (place.notApplicable) word += (word.empty() ? "n/a " : " n/a ") + std::to_string(place.notApplicable);
+      if (word.empty()) word = "-";
       std::printf("  %-12s", word.c_str());
     }
     std::printf("\n");
   }
   for (const auto& [remark, places] : remarks_) std::printf("%s: %s\n", remark.c_str(), listed(places).c_str());
   for (const Difference& difference : differences()) {
-    const bool here =
-        difference.player.empty() || std::find(players_.begin(), players_.end(), difference.player) != players_.end();
-    if (!here) continue;
-    std::printf("known: %s, %s: %s\n", difference.player.empty() ? "every player" : difference.player.c_str(),
+    const std::string& player = difference.player;
+    if (!player.empty() && std::find(players_.begin(), players_.end(), player) == players_.end()) continue;
+    std::printf("known: %s, %s: %s\n", player.empty() ? "every player" : player.c_str(),
                 difference.sources.empty() ? "every source" : listed(difference.sources).c_str(),
                 difference.reason.c_str());
   }

@@ -14,13 +14,11 @@ class Table {
   static Table& shared();
 
   /// Notes the outcome of one range; a source passes in a player when all its ranges do. Complaints are printed at
-  /// once as failures of the running test, and appended to the file that ZEVANTI_MATRIX_REPORT names.
+  /// once as failures of the running test.
   void add(const std::string& source, const std::string& range, const std::string& player, const Verdict& verdict);
   /// The range is not judged in that player, and why.
   void addNotApplicable(const std::string& source, const std::string& range, const std::string& player,
                         const std::string& reason);
-  /// An export that failed: not applicable where that is a known difference, else a failure.
-  void addFailedExport(const std::string& source, const std::string& range, const std::string& failure);
   /// The table, what was not judged or not compared, and the known differences that hold for what is in the table.
   void print() const;
 

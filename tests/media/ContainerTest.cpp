@@ -1,5 +1,4 @@
 // Recordings in other containers than MP4, and codings that such ones have.
-#include "platform/Dispatch/dispatch.h"
 #include "platform/backends/ffmpeg/MovieInput.h"
 #include "tests/data/Recordings.h"
 #include "tests/foundation/ScratchFolder.h"
@@ -9,20 +8,15 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <filesystem>
 
 namespace {
 
 class Containers : public testing::Test {
  protected:
-  /// A movie made for one test by the ffmpeg program.
+  /// The beginning of a recording in another form.
   std::string make(const std::string& name, const std::string& arguments) {
-    const std::string path = scratch_ / name;
-    const std::string source = recordings::path("basic.mp4");
-    EXPECT_EQ(std::system(("ffmpeg -nostdin -v error -y -i '" + source + "' " + arguments + " '" + path + "'").c_str()),
-              0);
-    return path;
+    return makeMovie(scratch_ / name, "-i '" + recordings::path("basic.mp4") + "' " + arguments);
   }
 
   /// The new file's path; what went wrong is in `error_`.
@@ -47,7 +41,7 @@ class Containers : public testing::Test {
     if (!hasSound) return;
     // The tone changes each second.
     const double second = std::ceil(from);
-    EXPECT_NEAR(read_back::pitch(output, second - from + 0.1), 300 + 50 * second, 4);
+    EXPECT_NEAR(read_back::tone(output, 300 + 50 * second, second - from + 0.1, 0.2).level, 0.2, 0.03);
   }
 
   ScratchFolder scratch_;
@@ -94,68 +88,22 @@ TEST_F(Containers, PicturesWithoutTimesOfPresentation) {
 }
 
 TEST_F(Containers, ChaptersComeAlong) {
-  const std::string list = scratch_ / "chapters.txt";
-  FILE* file = fopen(list.c_str(), "w");
-  std::fputs(
-      ";FFMETADATA1\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\nEND=3000\ntitle=One\n[CHAPTER]\nTIMEBASE=1/1000\n"
-      "START=3000\nEND=5500\ntitle=Two\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=5500\nEND=9000\ntitle=Three\n",
-      file);
-  fclose(file);
+  std::string chapters = ";FFMETADATA1\n";
+  for (const char* each :
+       {"START=0\nEND=3000\ntitle=One", "START=3000\nEND=5500\ntitle=Two", "START=5500\nEND=9000\ntitle=Three"})
+    chapters += std::string("[CHAPTER]\nTIMEBASE=1/1000\n") + each + "\n";
+  const std::string list = scratch_.write("chapters.txt", chapters);
   const std::string path = make("chapters.mkv", "-i '" + list + "' -map_metadata 1 -t 9 -c copy");
   const auto input = MovieInput::open(cut(path, 4, 7), "", nullptr);
   ASSERT_EQ(error_, "");
   ASSERT_TRUE(input);
-  ASSERT_EQ(input->format()->nb_chapters, 2U);
-  const auto chapter = [&](unsigned i) {
-    const AVChapter* found = input->format()->chapters[i];
-    const AVDictionaryEntry* title = av_dict_get(found->metadata, "title", nullptr, 0);
-    return std::pair<std::string, double>(title ? title->value : "", double(found->start) * av_q2d(found->time_base));
-  };
-  EXPECT_EQ(chapter(0).first, "Two");
-  EXPECT_NEAR(chapter(0).second, 0, 0.001);
-  EXPECT_EQ(chapter(1).first, "Three");
-  EXPECT_NEAR(chapter(1).second, 1.5, 0.001);
-}
-
-/// By how much the tone of `second` is later in the cut than in the source, in seconds.
-double lateness(const std::string& source, const std::string& output, double from, int second) {
-  const double hertz = 300 + 50 * second;
-  const double was = read_back::tone(source, hertz, second + 0.2, 0.6).delay;
-  const double is = read_back::tone(output, hertz, second + 0.2 - from, 0.6).delay;
-  return std::remainder(is - (was - from), 1 / hertz);
-}
-
-TEST_F(Containers, VorbisStaysWithThePictures) {
-  for (const char* name : {"vorbis.mkv", "vorbis.mp4"}) {
-    const std::string path = make(name, "-t 8 -c:v copy -c:a libvorbis -ac 2");
-    for (const double from : {0.0, 1.0, 2.777, 3.0105, 4.52}) {
-      SCOPED_TRACE(name + std::string(" from ") + std::to_string(from));
-      const std::string output = cut(path, from, from + 2.9);
-      ASSERT_EQ(error_, "");
-      EXPECT_NEAR(lateness(path, output, from, int(std::ceil(from)) + 1), 0, 0.0005);
-    }
+  std::vector<std::pair<std::string, double>> found;
+  for (unsigned i = 0; i < input->format()->nb_chapters; ++i) {
+    const AVChapter* chapter = input->format()->chapters[i];
+    const AVDictionaryEntry* title = av_dict_get(chapter->metadata, "title", nullptr, 0);
+    found.emplace_back(title ? title->value : "", double(chapter->start) * av_q2d(chapter->time_base));
   }
-}
-
-TEST_F(Containers, MP3IsWholeFromTheFirstSampleOn) {
-  // At low rates packets borrow from many before them.
-  for (const char* rate : {"32k", "128k"}) {
-    const std::string path =
-        make(std::string("layer3-") + rate + ".mp4", std::string("-t 8 -c:v copy -c:a libmp3lame -ac 1 -b:a ") + rate);
-    for (const double from : {3.111, 4.3}) {
-      SCOPED_TRACE(std::string(rate) + " from " + std::to_string(from));
-      const std::string output = cut(path, from, from + 1.5);
-      ASSERT_EQ(error_, "");
-      const double hertz = 300 + 50 * std::floor(from);
-      const double level = read_back::tone(path, hertz, from, 0.02).level;
-      ASSERT_GT(level, 0.05);
-      for (const double at : {0.0, 0.02, 0.05, 0.1}) {
-        EXPECT_NEAR(read_back::tone(output, hertz, at, 0.02).level, read_back::tone(path, hertz, from + at, 0.02).level,
-                    level * 0.05)
-            << at;
-      }
-    }
-  }
+  EXPECT_EQ(found, (std::vector<std::pair<std::string, double>>{{"Two", 0}, {"Three", 1.5}}));
 }
 
 }  // namespace

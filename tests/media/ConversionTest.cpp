@@ -2,44 +2,29 @@
 #include "platform/Dispatch/dispatch.h"
 #include "platform/backends/ffmpeg/MovieInput.h"
 #include "platform/backends/ffmpeg/PictureEncoder.h"
-#include "platform/backends/ffmpeg/Transcoder.h"
-#include "platform/backends/posix/HiddenFile.h"
+#include "tests/common/Files.h"
 #include "tests/data/Recordings.h"
 #include "tests/foundation/ScratchFolder.h"
+#include "tests/media/CutMovie.h"
 #include "tests/media/ReadBack.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <cmath>
-#include <csignal>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <thread>
-
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <tuple>
 
 namespace fs = std::filesystem;
 using Status = AVAssetExportSessionStatus;
 
 namespace {
 
-struct PacketFacts {
-  int stream;
-  std::int64_t time, duration;
-  std::string bytes;
-  bool operator==(const PacketFacts&) const = default;
-};
-
-/// All packets of a kind, those that are hidden as well; with times in microseconds.
-std::vector<PacketFacts> packets(const std::string& path, AVMediaType type) {
-  std::vector<PacketFacts> result;
+/// The time and length in microseconds and the bytes of all packets of a kind, those that are hidden as well.
+using PacketFacts = std::vector<std::tuple<std::int64_t, std::int64_t, std::string>>;
+PacketFacts packets(const std::string& path, AVMediaType type) {
+  PacketFacts result;
   const auto input = MovieInput::open(path, path, nullptr);
   if (!input) return result;
   const Packet packet(av_packet_alloc());
@@ -47,8 +32,8 @@ std::vector<PacketFacts> packets(const std::string& path, AVMediaType type) {
     const AVStream* stream = input->format()->streams[packet->stream_index];
     const auto time = [&](std::int64_t ticks) { return av_rescale_q(ticks, stream->time_base, {1, 1000000}); };
     if (stream->codecpar->codec_type == type) {
-      result.push_back({packet->stream_index, time(packet->pts), time(packet->duration),
-                        std::string(reinterpret_cast<const char*>(packet->data), std::size_t(packet->size))});
+      result.emplace_back(time(packet->pts), time(packet->duration),
+                          std::string(reinterpret_cast<const char*>(packet->data), std::size_t(packet->size)));
     }
     av_packet_unref(packet.get());
   }
@@ -56,21 +41,15 @@ std::vector<PacketFacts> packets(const std::string& path, AVMediaType type) {
 }
 
 /// The parameters of a movie's pictures.
-struct Form {
-  AVCodecID codec = AV_CODEC_ID_NONE;
-  int format = -1, width = 0, height = 0;
-  AVColorRange range = AVCOL_RANGE_UNSPECIFIED;
-  AVColorTransferCharacteristic transfer = AVCOL_TRC_UNSPECIFIED;
-  AVColorSpace space = AVCOL_SPC_UNSPECIFIED;
-};
-Form formOf(const std::string& path) {
+AVCodecParameters formOf(const std::string& path) {
   const auto input = MovieInput::open(path, path, nullptr);
   if (!input || !input->video()) return {};
   input->learnFormats();
-  const AVCodecParameters* codec = input->video()->codecpar;
-  return {codec->codec_id,    codec->format,    codec->width,      codec->height,
-          codec->color_range, codec->color_trc, codec->color_space};
+  return *input->video()->codecpar;  // its pointers are not to be followed
 }
+
+/// Takes a while to be coded anew.
+constexpr const char* kSlow = "-c:v libx264 -preset ultrafast -pix_fmt yuv444p -crf 20 -c:a copy ";
 
 class Conversion : public testing::Test {
  protected:
@@ -79,16 +58,19 @@ class Conversion : public testing::Test {
     fs::create_directory(scratch_ / "out");
   }
 
-  static Strong<AVAssetExportSession> session(const std::string& source, const std::string& output) {
+  /// `first`: the first sound track that the mix names.
+  static Strong<AVAssetExportSession> session(const std::string& source, const std::string& output,
+                                              std::size_t first = 0) {
     const auto asset = AVURLAsset::initWithURL_options(NSURL::fileURLWithPath(source), nullptr);
     auto result = AVAssetExportSession::initWithAsset_presetName(asset, AVAssetExportPresetHighestQuality);
     result->setOutputURL(NSURL::fileURLWithPath(output));
     result->setOutputFileType(AVFileTypeMPEG4);
     const auto mix = AVMutableAudioMix::audioMix();
     std::vector<Strong<AVMutableAudioMixInputParameters>> inputs;
-    for (const auto& track : asset->tracksWithMediaType(AVMediaTypeAudio)) {
+    const auto tracks = asset->tracksWithMediaType(AVMediaTypeAudio);
+    for (std::size_t i = first; i < tracks.size(); ++i) {
       inputs.push_back(AVMutableAudioMixInputParameters::audioMixInputParameters());
-      inputs.back()->setTrackID(track->trackID);
+      inputs.back()->setTrackID(tracks[i]->trackID);
     }
     mix->setInputParameters(inputs);
     result->setAudioMix(mix);
@@ -106,31 +88,23 @@ class Conversion : public testing::Test {
   }
 
   /// The converted file's path.
-  std::string convert(const std::string& source) {
+  std::string convert(const std::string& source, std::size_t first = 0) {
     const std::string output = scratch_ / ("out/converted" + std::to_string(++count_) + ".mp4");
-    const auto made = session(source.front() == '/' ? source : recordings::path(source), output);
+    const auto made = session(source.front() == '/' ? source : recordings::path(source), output, first);
     finish(made);
     EXPECT_EQ(made->status(), Status::Completed)
         << source << ": " << (made->error() ? made->error()->localizedDescription() : "");
     EXPECT_EQ(made->progress(), 1);
-    const auto facts = read_back::facts(output);
-    EXPECT_TRUE(facts && facts->indexFirst);
+    EXPECT_TRUE(read_back::facts(output).indexFirst);
     return output;
   }
 
-  /// A movie made for one test by the ffmpeg program.
   std::string make(const std::string& name, const std::string& arguments) {
-    const std::string path = scratch_ / name;
-    EXPECT_EQ(std::system(("ffmpeg -nostdin -v error -y " + arguments + " '" + path + "'").c_str()), 0);
-    return path;
+    return makeMovie(scratch_ / name, arguments);
   }
   static std::string from(const std::string& name) { return " -i '" + recordings::path(name) + "' "; }
 
-  std::vector<std::string> leftovers() const {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(scratch_ / "out")) names.push_back(entry.path().filename());
-    return names;
-  }
+  bool leavesNothing() const { return fs::is_empty(scratch_ / "out"); }
 
   ScratchFolder scratch_;
   int count_ = 0;
@@ -163,37 +137,21 @@ TEST_F(Conversion, WhatFitsIsTakenAsItIs) {
   }
 }
 
-TEST_F(Conversion, TracksAreMixedAtTheirOwnLevelBesideUntouchedPictures) {
-  const std::string output = convert("two_audio.mp4");
+TEST_F(Conversion, TheTracksThatTheMixNamesAreMixedBesideUntouchedPictures) {
+  const std::string output = convert("two_audio.mp4"), other = convert("two_audio.mp4", 1);
   const auto facts = read_back::facts(output);
-  ASSERT_TRUE(facts);
-  ASSERT_EQ(facts->tracks.size(), 2U);
-  EXPECT_EQ(facts->tracks[1].codec, "aac");
-  EXPECT_NEAR(facts->duration, 20, 0.03);
-  EXPECT_EQ(facts->title, "Two tracks");
+  EXPECT_EQ(facts.durations.size(), 2U);
+  EXPECT_NEAR(facts.duration, 20, 0.03);
+  EXPECT_EQ(facts.title, "Two tracks");
   EXPECT_TRUE(packets(output, AVMEDIA_TYPE_VIDEO) == packets(recordings::path("two_audio.mp4"), AVMEDIA_TYPE_VIDEO));
   for (const int second : {0, 1, 7, 19}) {
     SCOPED_TRACE(second);
     expectToneInTime(output, 300 + 50 * second, second);
     expectToneInTime(output, 4300 + 50 * second, second);
   }
-}
-
-TEST_F(Conversion, OnlyTheTracksThatTheMixNamesAreHeard) {
-  const std::string output = scratch_ / "out/one.mp4";
-  const auto made = session(recordings::path("two_audio.mp4"), output);
-  const auto mix = AVMutableAudioMix::audioMix();
-  const auto asset =
-      AVURLAsset::initWithURL_options(NSURL::fileURLWithPath(recordings::path("two_audio.mp4")), nullptr);
-  const auto second = AVMutableAudioMixInputParameters::audioMixInputParameters();
-  second->setTrackID(asset->tracksWithMediaType(AVMediaTypeAudio).at(1)->trackID);
-  mix->setInputParameters({second});
-  made->setAudioMix(mix);
-  finish(made);
-  ASSERT_EQ(made->status(), Status::Completed);
-  EXPECT_EQ(read_back::facts(output)->tracks.size(), 2U);
-  expectToneInTime(output, 4350, 1);
-  EXPECT_LT(read_back::tone(output, 350, 1.1, 0.8).level, 0.005);
+  EXPECT_EQ(read_back::facts(other).durations.size(), 2U);
+  expectToneInTime(other, 4350, 1);
+  EXPECT_LT(read_back::tone(other, 350, 1.1, 0.8).level, 0.005);
 }
 
 TEST_F(Conversion, LoudTracksTogetherAreTurnedDownInsteadOfClipped) {
@@ -212,44 +170,70 @@ TEST_F(Conversion, LoudTracksTogetherAreTurnedDownInsteadOfClipped) {
   EXPECT_LT(both.level, 1.03);  // a clipped sine's would be 1.1 and more
 }
 
-TEST_F(Conversion, PicturesAndSoundStayTogetherInTime) {
-  const std::string lossless = "-c:v ffv1 -c:a pcm_s16le ";
+TEST_F(Conversion, AnythingBecomesWhatEveryPlayerShowsAndStaysInTime) {
+  const std::string lossless = "-c:v ffv1 -c:a pcm_s16le ", silent = "-t 1 -an -c:v ffv1 ";
+  const std::string basic = from("basic.mp4");
   struct Case {
     const char* name;
     std::string arguments;
-    double soundFrom;  // second from which there is sound
-    double tolerance = 0.0015;
+    double soundFrom;  // second from which there is sound; none when negative
+    int width = 640, height = 360;
+    bool fullRange = false;
   };
-  const std::string basic = recordings::path("basic.mp4");
   const Case cases[] = {
-      {"plain.mkv", from("basic.mp4") + "-t 4 " + lossless, 0},
+      {"plain.mkv", basic + "-t 4 " + lossless, 0},
       // Still for seconds, at odd times.
       {"still.mov",
        from("vfr.mp4") + "-t 12 -fps_mode passthrough -enc_time_base 1/90000 -c:v prores -profile:v 0 -c:a pcm_s16le",
        0},
       // Reordered pictures, of another kind.
-      {"other.mp4", from("basic.mp4") + "-t 4 -c:v mpeg4 -bf 2 -q:v 2 -c:a aac", 0},
-      {"four.mp4", from("basic.mp4") + "-t 4 -c:v libx264 -preset ultrafast -pix_fmt yuv444p -crf 12 -c:a copy", 0},
+      {"other.mp4", basic + "-t 4 -c:v mpeg4 -bf 2 -q:v 2 -c:a aac", 0},
+      {"four.mp4", basic + "-t 4 -c:v libx264 -preset ultrafast -pix_fmt yuv444p -crf 12 -c:a copy", 0},
       // Sound that begins later, and pauses.
       {"late.mkv",
-       "-i '" + basic + "' -i '" + basic +
-           "' -filter_complex \"[1:a]aselect='gte(t,1.37)*not(between(t,2,2.999))'[a]\" " +
+       basic + basic + "-filter_complex \"[1:a]aselect='gte(t,1.37)*not(between(t,2,2.999))'[a]\" " +
            "-map 0:v -map '[a]' -t 4 " + lossless,
-       1.37}};
+       1.37},
+      {"odd.mkv", basic + silent + "-vf scale=319:181 -pix_fmt yuv444p", -1, 320, 182},
+      {"deep.mkv", basic + silent + "-pix_fmt yuv420p10le", -1},
+      {"rgb.mkv", basic + silent + "-pix_fmt bgr0", -1},
+      {"full.mkv", basic + silent + "-vf scale=out_range=full -pix_fmt yuvj444p -color_range pc", -1, 640, 360, true},
+      {"bright.mkv",
+       basic + silent +
+           "-pix_fmt yuv420p10le -color_primaries bt2020 -color_trc smpte2084 -colorspace bt2020nc "
+           "-color_range tv",
+       -1},
+      // Turned: the coded pictures are what they were.
+      {"turned.mp4",
+       "-noautorotate" + from("turned.mp4") + "-t 1 -an -c:v libx264 -pix_fmt yuv444p -bf 0 -metadata:s:v rotate=270",
+       -1}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    const std::string source = make(c.name, c.arguments), output = convert(source);
+    const std::string source = make(c.name, c.arguments), output = convert(source), name = c.name;
     const auto pictures = read_back::pictures(output), expected = read_back::pictures(source);
-    EXPECT_EQ(formOf(output).codec, AV_CODEC_ID_H264);
-    EXPECT_EQ(formOf(output).format, AV_PIX_FMT_YUV420P);
-    ASSERT_GT(expected.size(), 60U);
+    ASSERT_GE(expected.size(), 30U);
     ASSERT_EQ(pictures.size(), expected.size());
     for (std::size_t i = 0; i < pictures.size(); ++i) {
       ASSERT_GE(pictures[i].number, 0);
       ASSERT_EQ(pictures[i].number, expected[i].number);
-      ASSERT_NEAR(pictures[i].time, expected[i].time, c.tolerance);
+      ASSERT_NEAR(pictures[i].time, expected[i].time, 0.0015);
     }
-    EXPECT_NEAR(read_back::facts(output)->duration, read_back::facts(source)->duration, 0.05);
+    EXPECT_NEAR(read_back::facts(output).duration, read_back::facts(source).duration, 0.05);
+    const AVCodecParameters form = formOf(output);
+    EXPECT_EQ(form.codec_id, AV_CODEC_ID_H264);
+    EXPECT_EQ(form.width, c.width);
+    EXPECT_EQ(form.height, c.height);
+    EXPECT_EQ(form.format, c.fullRange ? AV_PIX_FMT_YUVJ420P : AV_PIX_FMT_YUV420P);
+    if (form.color_range != AVCOL_RANGE_UNSPECIFIED) {
+      EXPECT_EQ(form.color_range, c.fullRange ? AVCOL_RANGE_JPEG : AVCOL_RANGE_MPEG);
+    }
+    if (name == "bright.mkv") {
+      EXPECT_EQ(form.color_trc, AVCOL_TRC_BT709);
+    }
+    if (name == "rgb.mkv") {
+      EXPECT_EQ(form.color_space, AVCOL_SPC_BT709);
+    }
+    if (c.soundFrom < 0) continue;
     expectToneInTime(output, 450, 3);
     if (c.soundFrom < 1) {
       expectToneInTime(output, 300, 0);
@@ -261,70 +245,19 @@ TEST_F(Conversion, PicturesAndSoundStayTogetherInTime) {
   }
 }
 
-TEST_F(Conversion, PicturesOfAnyKindBecomeOnesThatEveryPlayerShows) {
-  struct Case {
-    const char* name;
-    std::string arguments;
-    int width, height, format;
-    AVColorRange range;
-  };
-  const Case cases[] = {
-      {"odd.mkv", "-vf scale=319:181 -pix_fmt yuv444p -c:v ffv1", 320, 182, AV_PIX_FMT_YUV420P, AVCOL_RANGE_MPEG},
-      {"deep.mkv", "-pix_fmt yuv420p10le -c:v ffv1", 640, 360, AV_PIX_FMT_YUV420P, AVCOL_RANGE_MPEG},
-      {"rgb.mkv", "-pix_fmt bgr0 -c:v ffv1", 640, 360, AV_PIX_FMT_YUV420P, AVCOL_RANGE_MPEG},
-      {"full.mkv", "-vf scale=out_range=full -pix_fmt yuvj444p -c:v ffv1 -color_range pc", 640, 360,
-       AV_PIX_FMT_YUVJ420P, AVCOL_RANGE_JPEG},
-      {"bright.mkv",
-       "-pix_fmt yuv420p10le -c:v ffv1 -color_primaries bt2020 -color_trc smpte2084 -colorspace bt2020nc "
-       "-color_range tv",
-       640, 360, AV_PIX_FMT_YUV420P, AVCOL_RANGE_MPEG}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    const std::string output = convert(make(c.name, from("basic.mp4") + "-t 1 -an " + c.arguments));
-    const Form form = formOf(output);
-    EXPECT_EQ(form.width, c.width);
-    EXPECT_EQ(form.height, c.height);
-    EXPECT_EQ(form.format, c.format);
-    if (form.range != AVCOL_RANGE_UNSPECIFIED) {
-      EXPECT_EQ(form.range, c.range);
-    }
-    const auto pictures = read_back::pictures(output);
-    ASSERT_EQ(pictures.size(), 30U);
-    for (int i = 0; i < 30; ++i) ASSERT_EQ(pictures[std::size_t(i)].number, i);
-    if (std::string(c.name) == "bright.mkv") {
-      EXPECT_EQ(form.transfer, AVCOL_TRC_BT709);
-    }
-    if (std::string(c.name) == "rgb.mkv") {
-      EXPECT_EQ(form.space, AVCOL_SPC_BT709);
-    }
-  }
-  // A turned one stays so.
-  const std::string turned =
-      convert(make("turned.mp4", "-noautorotate" + from("turned.mp4") +
-                                     "-t 1 -c:v libx264 -pix_fmt yuv444p -metadata:s:v rotate=270"));
-  const std::string still = make("still.mp4", "-i '" + turned + "' -frames:v 5 -c:v libx264");
-  EXPECT_EQ(read_back::pictures(still).size(), 5U);
-  EXPECT_EQ(read_back::pictures(turned).at(7).number, 7);
-}
-
 // With the index in front, what is missing at the end looks like the end of the movie.
 TEST_F(Conversion, WhatIsCutOffIsNotTakenForTheWhole) {
-  const std::string slow = "-movflags +faststart -c:v libx264 -preset ultrafast -pix_fmt yuv444p -crf 20 -c:a copy";
   const struct {
-    const char *name, *arguments;
+    std::string name, arguments;
     bool meanwhile;
-  } cases[] = {{"copied.mp4", "-movflags +faststart -c copy", false},
-               {"coded.mp4", slow.c_str(), false},
-               {"coded.mp4", slow.c_str(), true}};
-  for (const auto& each : cases) {
-    const std::string name = each.name;
-    const bool meanwhile = each.meanwhile;
+  } cases[] = {{"copied.mp4", "-c copy ", false}, {"coded.mp4", kSlow, false}, {"coded.mp4", kSlow, true}};
+  for (const auto& [name, arguments, meanwhile] : cases) {
     SCOPED_TRACE(name + (meanwhile ? ", meanwhile" : ""));
-    const std::string source = make(name, from("basic.mp4") + each.arguments);
+    const std::string source = make(name, from("basic.mp4") + arguments + "-movflags +faststart");
     const auto cutOff = [&] { fs::resize_file(source, fs::file_size(source) / 2); };
     if (!meanwhile) cutOff();
     const auto made = session(source, scratch_ / "out/half.mp4");
-    finish(made, [&] {
+    finish(made, [&, meanwhile = meanwhile] {
       while (meanwhile && made->progress() < 0.05F && made->status() <= Status::Exporting)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
       if (meanwhile) cutOff();
@@ -332,13 +265,12 @@ TEST_F(Conversion, WhatIsCutOffIsNotTakenForTheWhole) {
     ASSERT_EQ(made->status(), Status::Failed);
     EXPECT_NE(made->error()->localizedDescription().find("“" + name + "” "), std::string::npos)
         << made->error()->localizedDescription();
-    EXPECT_TRUE(leftovers().empty());
+    EXPECT_TRUE(leavesNothing());
   }
 }
 
 TEST_F(Conversion, ProgressRisesAndCancellingLeavesNothing) {
-  const std::string source =
-      make("slow.mp4", from("basic.mp4") + "-c:v libx264 -preset ultrafast -pix_fmt yuv444p -crf 20 -c:a copy");
+  const std::string source = make("slow.mp4", from("basic.mp4") + kSlow);
   for (const float at : {0.0F, 0.02F, 0.4F}) {
     SCOPED_TRACE(at);
     const auto made = session(source, scratch_ / "out/cancelled.mp4");
@@ -354,18 +286,14 @@ TEST_F(Conversion, ProgressRisesAndCancellingLeavesNothing) {
     });
     EXPECT_EQ(made->status(), Status::Cancelled);
     EXPECT_LT(made->progress(), 0.95F);
-    EXPECT_TRUE(leftovers().empty());
+    EXPECT_TRUE(leavesNothing());
   }
 }
 
 TEST_F(Conversion, FailuresAreToldAndLeaveNothing) {
-  std::string unknown = scratch_ / "unknown.mp4";
-  {
-    std::ifstream in(recordings::path("video_only.mp4"), std::ios::binary);
-    std::string bytes{std::istreambuf_iterator<char>(in), {}};
-    bytes.replace(bytes.rfind("avc1"), 4, "zzz1");
-    std::ofstream(unknown, std::ios::binary) << bytes;
-  }
+  std::string bytes = contentOf(recordings::path("video_only.mp4"));
+  bytes.replace(bytes.rfind("avc1"), 4, "zzz1");
+  const std::string unknown = scratch_.write("unknown.mp4", bytes);
   struct Case {
     std::string source;
     const char* domain;
@@ -387,48 +315,12 @@ TEST_F(Conversion, FailuresAreToldAndLeaveNothing) {
     EXPECT_EQ(made->error()->code(), c.code);
     EXPECT_NE(made->error()->localizedDescription().find(c.text), std::string::npos)
         << made->error()->localizedDescription();
-    EXPECT_TRUE(leftovers().empty());
+    EXPECT_TRUE(leavesNothing());
   }
   const auto ranged = session(recordings::path("basic.mp4"), scratch_ / "out/failed.mp4");
   ranged->setTimeRange(CMTimeRangeMake(kCMTimeZero, CMTimeMakeWithSeconds(1, 1000)));
   finish(ranged);
   EXPECT_EQ(ranged->error() ? ranged->error()->code() : 0, AVErrorInvalidTimeRange);
-}
-
-/// In a process of its own, where no file may be larger than 100 kB.
-int convertWithoutRoom(const std::string& source, const std::string& folder) {
-  std::signal(SIGXFSZ, SIG_IGN);
-  const rlimit limit{100'000, 100'000};
-  std::optional<HiddenFile> file = HiddenFile::create(folder, 0600);
-  if (!file || setrlimit(RLIMIT_FSIZE, &limit) != 0) return 2;
-  Transcoder job;
-  job.sourcePath = source;
-  job.sourceName = "source";
-  job.outputFolder = folder;
-  job.output = file->descriptor();
-  job.isCancelled = [] { return false; };
-  job.progress = [](float) {};
-  const NSErrorPtr error = job.run();
-  if (!error) return 3;
-  std::fprintf(stderr, "%s\n", error->localizedDescription().c_str());
-  return error->domain() == NSPOSIXErrorDomain && error->code() == EFBIG &&
-                 error->localizedDescription().find("converted movie could not be written") != std::string::npos
-             ? 0
-             : 4;
-}
-
-TEST_F(Conversion, AFullDiskEndsItWithTheReason) {
-  const std::string coded = make("coded.mkv", from("basic.mp4") + "-t 20 -c:v mpeg4 -q:v 3 -c:a copy");
-  for (const std::string& source : {recordings::path("basic.mp4"), recordings::path("two_audio.mp4"), coded}) {
-    SCOPED_TRACE(source);
-    const pid_t child = fork();
-    if (child == 0) _exit(convertWithoutRoom(source, scratch_ / "out"));
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFEXITED(status)) << status;
-    EXPECT_EQ(WEXITSTATUS(status), 0);
-    EXPECT_TRUE(leftovers().empty());
-  }
 }
 
 TEST(HardwareEncoder, ThatDoesNotAnswerIsPassedOver) {

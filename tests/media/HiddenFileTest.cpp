@@ -1,4 +1,5 @@
 #include "platform/backends/posix/HiddenFile.h"
+#include "tests/common/Files.h"
 #include "tests/foundation/ScratchFolder.h"
 
 #include <gtest/gtest.h>
@@ -7,8 +8,6 @@
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <set>
 
 #include <fcntl.h>
@@ -50,32 +49,22 @@ class HiddenFiles : public testing::Test {
     EXPECT_EQ(write(created->descriptor(), content.data(), content.size()), ssize_t(content.size()));
     return std::move(*created);
   }
-  std::size_t names() const {
-    return std::size_t(std::distance(fs::directory_iterator(scratch_.path()), fs::directory_iterator()));
-  }
-  std::string content(const std::string& name) const {
-    std::ifstream stream(scratch_ / name);
-    return {std::istreambuf_iterator<char>(stream), {}};
-  }
-  mode_t mode(const std::string& name) const {
-    struct stat status {};
-    EXPECT_EQ(stat((scratch_ / name).c_str(), &status), 0);
-    return status.st_mode & 07777;
-  }
+  std::vector<std::string> names() const { return namesIn(scratch_.path()); }
 
   ScratchFolder scratch_;
+  const std::string clip_ = scratch_ / "clip.mp4";
 };
 
 TEST_F(HiddenFiles, LeaveNothingWhereAFailureIsToldAndKeepWhatReplacedSomething) {
   foldersFail = true;
   EXPECT_EQ(file("new").publish("clip.mp4"), EIO);
-  EXPECT_EQ(names(), 0U);
+  EXPECT_TRUE(names().empty());
   scratch_.write("clip.mp4", "old");
   EXPECT_EQ(file("new").publish("clip.mp4"), EEXIST);
-  EXPECT_EQ(content("clip.mp4"), "old");
+  EXPECT_EQ(contentOf(clip_), "old");
   EXPECT_EQ(file("new").publishReplacing("clip.mp4"), 0);
-  EXPECT_EQ(content("clip.mp4"), "new");
-  EXPECT_EQ(names(), 1U);
+  EXPECT_EQ(contentOf(clip_), "new");
+  EXPECT_EQ(names(), std::vector<std::string>{"clip.mp4"});
 }
 
 TEST_F(HiddenFiles, AreForThoseWhoMayReadTheOriginal) {
@@ -83,7 +72,7 @@ TEST_F(HiddenFiles, AreForThoseWhoMayReadTheOriginal) {
   const std::pair<mode_t, mode_t> cases[] = {{0100600, 0600}, {0100666, 0640}, {0100777, 0640}, {0, 0400}};
   for (const auto& [asked, expected] : cases) {
     EXPECT_EQ(file("x", asked).publishReplacing("clip.mp4"), 0);
-    EXPECT_EQ(mode("clip.mp4"), expected);
+    EXPECT_EQ(fs::status(clip_).permissions(), fs::perms(expected));
   }
   umask(before);
 }
@@ -108,9 +97,7 @@ TEST_F(HiddenFiles, RemoveWhatACrashHasLeftAndNothingElse) {
 
   EXPECT_EQ(file("new").publishReplacing("clip.mp4"), 0);
   others.insert("clip.mp4");
-  std::set<std::string> left;
-  for (const auto& entry : fs::directory_iterator(scratch_.path())) left.insert(entry.path().filename());
-  EXPECT_EQ(left, others);
+  EXPECT_EQ(names(), std::vector<std::string>(others.begin(), others.end()));
 }
 
 TEST_F(HiddenFiles, DoWithoutTheListOfOpenFiles) {
@@ -121,7 +108,7 @@ TEST_F(HiddenFiles, DoWithoutTheListOfOpenFiles) {
       _exit(77);
     }
     const bool well = access("/proc/self", F_OK) != 0 && file("new").publish("clip.mp4") == 0 &&
-                      file("newer").publish("clip.mp4") == EEXIST && content("clip.mp4") == "new" &&
+                      file("newer").publish("clip.mp4") == EEXIST && contentOf(clip_) == "new" &&
                       file("newer").publishReplacing("clip.mp4") == 0;
     _exit(well ? 0 : 1);
   }
@@ -130,8 +117,8 @@ TEST_F(HiddenFiles, DoWithoutTheListOfOpenFiles) {
   ASSERT_TRUE(WIFEXITED(status));
   if (WEXITSTATUS(status) == 77) GTEST_SKIP() << "no right to hide /proc";
   EXPECT_EQ(WEXITSTATUS(status), 0);
-  EXPECT_EQ(content("clip.mp4"), "newer");
-  EXPECT_EQ(names(), 1U);
+  EXPECT_EQ(contentOf(clip_), "newer");
+  EXPECT_EQ(names(), std::vector<std::string>{"clip.mp4"});
 }
 
 }  // namespace

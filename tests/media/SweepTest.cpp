@@ -13,36 +13,24 @@ namespace {
 
 using read_back::Picture;
 
-class Sweep : public testing::TestWithParam<const char*> {
- protected:
-  /// The pictures of a cut; what went wrong in `problem`.
-  std::vector<int> cut(const std::string& name, double from, double to, std::string& problem) const {
-    const std::string output = scratch_ / "cut.mp4";
-    problem = cutMovie(recordings::path(name), from, to, output);
-    std::vector<int> numbers;
-    for (const Picture& picture : read_back::pictures(output)) numbers.push_back(picture.number);
-    return numbers;
-  }
-
-  ScratchFolder scratch_;
-};
+class Sweep : public testing::TestWithParam<const char*> {};
 
 TEST_P(Sweep, EveryPictureCanBeginACopy) {
-  const std::string name = GetParam();
+  const ScratchFolder scratch;
+  const std::string name = GetParam(), output = scratch / "cut.mp4";
   const std::vector<Picture> pictures = read_back::pictures(recordings::path(name));
   // Of an open group in a stream nobody can show what precedes the first key picture.
   ASSERT_GE(pictures.size(), 60U);
-  const bool ownZero = !name.ends_with(".ts");  // the others are counted from their first picture
-  const double zero = ownZero ? 0 : pictures.front().time;
-  constexpr double kInside = 0.003;  // of the pictures at either end
+  const double zero = name.ends_with(".ts") ? pictures.front().time : 0;  // those are counted from their first picture
+  constexpr double kInside = 0.003;                                       // of the pictures at either end
   for (const std::size_t length : {1U, 6U}) {
     int failures = 0;
     for (std::size_t first = 0; first + length < pictures.size(); ++first) {
-      std::string problem;
-      std::vector<int> expected;
+      std::vector<int> expected, shown;
       for (std::size_t i = first; i < first + length; ++i) expected.push_back(pictures[i].number);
-      const std::vector<int> shown =
-          cut(name, pictures[first].time - zero + kInside, pictures[first + length].time - zero - kInside, problem);
+      const std::string problem = cutMovie(recordings::path(name), pictures[first].time - zero + kInside,
+                                           pictures[first + length].time - zero - kInside, output);
+      for (const Picture& picture : read_back::pictures(output)) shown.push_back(picture.number);
       if (problem.empty() && shown == expected) continue;
       if (++failures == 1) {
         EXPECT_EQ(problem, "") << length << " from picture " << expected.front();

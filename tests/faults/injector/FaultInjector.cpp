@@ -8,9 +8,8 @@
 //   ZEVANTI_FAULT_ERRNO    the error; 0: nothing fails, but writes take only half of what they are given
 //   ZEVANTI_FAULT_ONCE     set: only that call fails
 //   ZEVANTI_FAULT_STOPS    set: the program stops at that call instead, as by SIGSTOP, and all calls go well
-//   ZEVANTI_FAULT_READ     opens for reading of files whose names begin so fail, and nothing else does; "*": all opens
-//   do,
-//                          in whatever folder
+//   ZEVANTI_FAULT_READ     opens for reading of files whose names begin so fail, and nothing else does; "*": all
+//                          opens do, in whatever folder
 //   ZEVANTI_FAULT_LINKS    set: files can't have a second name, as between two disks; that doesn't count
 //   ZEVANTI_FAULT_LOG      gets a line for each call that counts
 #include <dlfcn.h>

@@ -1,13 +1,13 @@
 #include "tests/matrix/players/BrowserPlayer.h"
 
+#include "tests/common/Files.h"
+
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <sstream>
+#include <utility>
 
-#include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -79,66 +79,38 @@ void matrix::BrowserPlayer::start() {
   server_ = std::make_unique<HttpServer>(
       [this](const std::string& path, const std::string& body) { return answer(path, body); });
   const std::string page = "http://127.0.0.1:" + std::to_string(server_->port()) + "/";
-  std::vector<std::string> arguments = {program_};
+  const std::string profile = "'" + *profile_ / "profile" + "' ";
+  std::string options = "--headless --no-remote --profile " + profile;
   if (kind_ == Kind::Chromium) {
-    for (const char* argument :
-         {"--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
-          "--disable-background-networking", "--disable-component-update", "--disable-sync", "--disable-extensions",
-          "--disable-dev-shm-usage", "--mute-audio", "--disable-background-timer-throttling"}) {
-      arguments.emplace_back(argument);
-    }
-    arguments.push_back("--user-data-dir=" + *profile_ / "profile");
+    options =
+        "--headless --no-sandbox --disable-gpu --disable-quic --no-first-run --disable-background-networking "
+        "--disable-component-update --disable-sync --disable-extensions --disable-dev-shm-usage --mute-audio "
+        "--disable-background-timer-throttling --user-data-dir=" +
+        profile;
   } else {
     profile_->write("profile/user.js", kFirefoxPreferences);
-    arguments.insert(arguments.end(), {"--headless", "--no-remote", "--profile", *profile_ / "profile"});
   }
-  arguments.push_back(page);
-  std::vector<char*> pointers;
-  for (std::string& argument : arguments) pointers.push_back(argument.data());
-  pointers.push_back(nullptr);
-
   // What it keeps stays in the scratch folder; its own words are of interest only when it doesn't come up.
-  std::vector<std::string> variables = {"HOME=" + profile_->path(), "XDG_CONFIG_HOME=" + profile_->path(),
-                                        "XDG_CACHE_HOME=" + profile_->path()};
-  for (char** variable = environ; *variable; ++variable) {
-    const std::string text = *variable;
-    if (!text.starts_with("HOME=") && !text.starts_with("XDG_C") && !text.starts_with("DISPLAY=") &&
-        !text.starts_with("WAYLAND_DISPLAY=") && !text.starts_with("LD_PRELOAD=")) {
-      variables.push_back(text);
-    }
-  }
-  std::vector<char*> environment;
-  for (std::string& variable : variables) environment.push_back(variable.data());
-  environment.push_back(nullptr);
-
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, 1, (*profile_ / "output").c_str(), O_WRONLY | O_CREAT, 0600);
-  posix_spawn_file_actions_adddup2(&actions, 1, 2);
-  posix_spawnattr_t attributes;
-  posix_spawnattr_init(&attributes);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
-  if (posix_spawn(&process_, program_.c_str(), &actions, &attributes, pointers.data(), environment.data()) != 0) {
-    process_ = -1;
-  }
-  posix_spawnattr_destroy(&attributes);
-  posix_spawn_file_actions_destroy(&actions);
+  const std::string folder = "='" + profile_->path() + "' ";
+  std::string command = "exec env -u DISPLAY -u WAYLAND_DISPLAY -u LD_PRELOAD HOME" + folder + "XDG_CONFIG_HOME" +
+                        folder + "XDG_CACHE_HOME" + folder + "'" + program_ + "' " + options + page + " </dev/null >" +
+                        *profile_ / "output" + " 2>&1";
+  char* arguments[] = {const_cast<char*>("sh"), const_cast<char*>("-c"), command.data(), nullptr};
+  posix_spawnattr_t group;
+  posix_spawnattr_init(&group);
+  posix_spawnattr_setflags(&group, POSIX_SPAWN_SETPGROUP);
+  if (posix_spawn(&process_, "/bin/sh", nullptr, &group, arguments, environ) != 0) process_ = -1;
+  posix_spawnattr_destroy(&group);
 }
 
 matrix::HttpServer::Answer matrix::BrowserPlayer::answer(const std::string& path, const std::string& body) {
   if (path == "/") {
-    std::ifstream file(ZEVANTI_SOURCE_DIR "/tests/matrix/players/page.html");
-    return {std::string(std::istreambuf_iterator<char>(file), {}), "text/html", ""};
+    return {contentOf(ZEVANTI_SOURCE_DIR "/tests/matrix/players/page.html"), "text/html", ""};
   }
   std::unique_lock lock(mutex_);
   if (path == "/next") {
     changed_.wait_for(lock, std::chrono::seconds(5), [this] { return job_ || ending_; });
-    if (ending_) return {"end", "text/plain", ""};
-    if (!job_) return {"wait", "text/plain", ""};
-    const std::string job = *job_;
-    job_.reset();
-    return {job, "text/plain", ""};
+    return {ending_ ? "end" : std::exchange(job_, std::nullopt).value_or("wait"), "text/plain", ""};
   }
   if (path == "/result") {
     result_ = body;
@@ -169,8 +141,7 @@ matrix::Reading matrix::BrowserPlayer::play(const std::string& path, const std::
     changed_.notify_all();
     if (!changed_.wait_for(lock, std::chrono::seconds(90), [this] { return result_.has_value(); })) {
       gone_ = true;
-      std::ifstream output(*profile_ / "output");
-      const std::string words(std::istreambuf_iterator<char>(output), {});
+      const std::string words = contentOf(*profile_ / "output");
       reading.error = name_ + " doesn't answer: " + words.substr(words.size() > 600 ? words.size() - 600 : 0);
       return reading;
     }

@@ -1,7 +1,9 @@
 #include "tests/matrix/players/HttpServer.h"
 
+#include "platform/backends/posix/FileDescriptor.h"
+
 #include <algorithm>
-#include <cstdint>
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -10,47 +12,52 @@
 
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
-bool sendAll(int connection, const char* data, std::size_t size) {
-  while (size > 0) {
-    const ssize_t sent = send(connection, data, size, MSG_NOSIGNAL);
-    if (sent <= 0) return false;
-    data += sent;
-    size -= std::size_t(sent);
+void sendAll(int connection, const std::string& data) {
+  for (std::size_t done = 0; done < data.size();) {
+    const ssize_t sent = send(connection, data.data() + done, data.size() - done, MSG_NOSIGNAL);
+    if (sent <= 0) return;
+    done += std::size_t(sent);
   }
-  return true;
 }
 
-bool sendFile(int connection, const std::string& path, const std::string& range) {
+void sendHead(int connection, const std::string& status, const std::string& fields, std::size_t length) {
+  sendAll(connection, "HTTP/1.1 " + status + "\r\nCache-Control: no-store\r\n" + fields +
+                          "Content-Length: " + std::to_string(length) + "\r\n\r\n");
+}
+
+/// What of a file a browser asks for, or all of it.
+void sendFile(int connection, const std::string& path, const std::string& range) {
   std::ifstream file(path, std::ios::binary | std::ios::ate);
   const long size = file ? long(file.tellg()) : 0;
   long from = 0, to = size - 1;
   const bool part = std::sscanf(range.c_str(), "bytes=%ld-%ld", &from, &to) >= 1;
   to = std::min(to, size - 1);
-  if (!file || from > to) {
-    const std::string none = "HTTP/1.1 416 Range Not Satisfiable\r\nContent-Length: 0\r\n\r\n";
-    return sendAll(connection, none.data(), none.size());
+  if (from > to) return sendHead(connection, "416 Range Not Satisfiable", "", 0);
+  std::string fields =
+      std::string("Accept-Ranges: bytes\r\nContent-Type: video/") + (path.ends_with(".webm") ? "webm" : "mp4") + "\r\n";
+  if (part) {
+    fields +=
+        "Content-Range: bytes " + std::to_string(from) + "-" + std::to_string(to) + "/" + std::to_string(size) + "\r\n";
   }
-  std::string header = part ? "HTTP/1.1 206 Partial Content\r\nContent-Range: bytes " + std::to_string(from) + "-" +
-                                  std::to_string(to) + "/" + std::to_string(size) + "\r\n"
-                            : "HTTP/1.1 200 OK\r\n";
-  const bool webm = path.ends_with(".webm");
-  header += std::string("Content-Type: ") + (webm ? "video/webm" : "video/mp4") +
-            "\r\nAccept-Ranges: bytes\r\nCache-Control: no-store\r\nContent-Length: " + std::to_string(to - from + 1) +
-            "\r\n\r\n";
-  if (!sendAll(connection, header.data(), header.size())) return false;
-  std::string data(1 << 16, '\0');
+  std::string data(std::size_t(to - from + 1), '\0');
   file.seekg(from);
-  for (long left = to - from + 1; left > 0;) {
-    if (!file.read(data.data(), std::min(left, long(data.size())))) return false;
-    if (!sendAll(connection, data.data(), std::size_t(file.gcount()))) return false;
-    left -= file.gcount();
-  }
-  return true;
+  file.read(data.data(), std::streamsize(data.size()));
+  sendHead(connection, part ? "206 Partial Content" : "200 OK", fields, data.size());
+  sendAll(connection, data);
+}
+
+/// A field of a request's head, whose name is given in small letters.
+std::string field(const std::string& head, const std::string& name) {
+  std::string lower = head;
+  std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return char(std::tolower(c)); });
+  const std::size_t at = lower.find("\r\n" + name + ": ");
+  if (at == std::string::npos) return "";
+  const std::size_t from = at + name.size() + 4;
+  return head.substr(from, head.find("\r\n", from) - from);
 }
 
 }  // namespace
@@ -74,63 +81,42 @@ matrix::HttpServer::~HttpServer() {
   shutdown(listener_, SHUT_RDWR);
   acceptor_.join();
   close(listener_);
-  {
-    const std::lock_guard lock(mutex_);
-    for (int connection : connections_) shutdown(connection, SHUT_RDWR);
-  }
   for (std::thread& thread : threads_) thread.join();
-  for (int connection : connections_) close(connection);
 }
 
 void matrix::HttpServer::accept() {
   while (!closing_) {
     const int connection = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-    if (connection < 0) continue;
-    const std::lock_guard lock(mutex_);
-    connections_.push_back(connection);
-    threads_.emplace_back([this, connection] { serve(connection); });
+    if (connection >= 0) threads_.emplace_back([this, connection] { serve(connection); });
   }
 }
 
-void matrix::HttpServer::serve(int connection) {
+void matrix::HttpServer::serve(int connection) const {
+  const FileDescriptor closed(connection);
   std::string received;
   char buffer[16384];
-  const auto receive = [&] {
-    const ssize_t count = recv(connection, buffer, sizeof buffer, 0);
-    if (count > 0) received.append(buffer, std::size_t(count));
-    return count > 0;
-  };
-  while (!closing_) {
-    std::size_t end = 0;
-    while ((end = received.find("\r\n\r\n")) == std::string::npos) {
-      if (!receive()) return;
+  while (true) {
+    std::string head;
+    for (std::size_t length = 0; head.empty() || received.size() < head.size() + 2 + length;) {
+      const std::size_t end = received.find("\r\n\r\n");
+      if (head.empty() && end != std::string::npos) {
+        head = received.substr(0, end + 2);
+        length = std::size_t(std::atol(field(head, "content-length").c_str()));
+        continue;
+      }
+      const ssize_t count = recv(connection, buffer, sizeof buffer, 0);
+      if (count <= 0) return;  // also where something could not be sent
+      received.append(buffer, std::size_t(count));
     }
-    const std::string head = received.substr(0, end + 2);
-    const auto field = [&](const std::string& name) -> std::string {
-      std::string lower = head;
-      std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return char(std::tolower(c)); });
-      const std::size_t at = lower.find("\r\n" + name + ": ");
-      if (at == std::string::npos) return "";
-      const std::size_t from = at + name.size() + 4;
-      return head.substr(from, head.find("\r\n", from) - from);
-    };
-    const std::size_t length = std::size_t(std::atol(field("content-length").c_str()));
-    while (received.size() < end + 4 + length) {
-      if (!receive()) return;
-    }
-    const std::string body = received.substr(end + 4, length);
-    received.erase(0, end + 4 + length);
     const std::size_t space = head.find(' ');
-    const Answer answer = handler_(head.substr(space + 1, head.find(' ', space + 1) - space - 1), body);
-    bool sent = false;
+    const std::string path = head.substr(space + 1, head.find(' ', space + 1) - space - 1);
+    const Answer answer = handler_(path, received.substr(head.size() + 2));
+    received.clear();  // nobody asks for more before there is an answer
     if (!answer.file.empty()) {
-      sent = sendFile(connection, answer.file, field("range"));
+      sendFile(connection, answer.file, field(head, "range"));
     } else {
-      const std::string whole = "HTTP/1.1 200 OK\r\nContent-Type: " + answer.type +
-                                "\r\nCache-Control: no-store\r\nContent-Length: " + std::to_string(answer.body.size()) +
-                                "\r\n\r\n" + answer.body;
-      sent = sendAll(connection, whole.data(), whole.size());
+      sendHead(connection, "200 OK", "Content-Type: " + answer.type + "\r\n", answer.body.size());
+      sendAll(connection, answer.body);
     }
-    if (!sent) return;
   }
 }

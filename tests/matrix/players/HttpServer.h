@@ -2,8 +2,6 @@
 
 #include <atomic>
 #include <functional>
-#include <map>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -18,11 +16,12 @@ class HttpServer {
     std::string body, type = "text/plain";
     std::string file;  ///< a file's path instead of a body
   };
-  /// Called for each request with its path and body, on a thread of the connection's own; may block.
+  /// Called for each request with its path and body, on a thread of its own; may block.
   using Handler = std::function<Answer(const std::string& path, const std::string& body)>;
 
   /// Throws std::runtime_error when there is no port to be had.
   explicit HttpServer(Handler handler);
+  /// When nobody asks any more.
   ~HttpServer();
   HttpServer(const HttpServer&) = delete;
 
@@ -30,15 +29,13 @@ class HttpServer {
 
  private:
   void accept();
-  void serve(int connection);
+  void serve(int connection) const;
 
   Handler handler_;
   int listener_ = -1, port_ = 0;
   std::atomic<bool> closing_{false};
   std::thread acceptor_;
-  std::mutex mutex_;
-  std::vector<std::thread> threads_;
-  std::vector<int> connections_;
+  std::vector<std::thread> threads_;  ///< the acceptor's, then the destructor's
 };
 
 }  // namespace matrix

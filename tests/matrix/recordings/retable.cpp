@@ -10,11 +10,9 @@
 // The index must stand at the end of IN, behind the media.
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
-#include <map>
 #include <string>
 
 namespace {
@@ -35,8 +33,7 @@ std::string box(const std::string& type, const std::string& payload) {
   return bytes(payload.size() + 8, 4) + type + payload;
 }
 
-enum class Form { Tables, Far, Edits, Gap, Described };
-Form form;
+std::string form;  ///< one of those above
 
 /// How far the media move.
 constexpr std::uint64_t kFar = 5ULL << 30;
@@ -51,13 +48,6 @@ std::string find(const std::string& children, const std::string& path) {
     return path.size() > 4 ? find(payload, path.substr(5)) : payload;
   }
   return "";
-}
-
-std::uint32_t chunkCount(const std::string& children) {
-  for (std::size_t at = 0; at < children.size(); at += number(children, at)) {
-    if (children.compare(at + 4, 4, "stco") == 0) return number(children, at + 12);
-  }
-  return 0;
 }
 
 std::string rewrittenChildren(const std::string& children, std::uint32_t chunks) {
@@ -86,7 +76,7 @@ std::string editedTrack(const std::string& payload) {
   const auto edit = [](std::uint32_t length, std::uint32_t from) {
     return bytes(length, 4) + bytes(from, 4) + bytes(0x10000, 4);
   };
-  const bool gap = form == Form::Gap;
+  const bool gap = form == "gap";
   const auto moment = [&](std::uint64_t milliseconds) { return std::uint32_t(start + milliseconds * scale / 1000); };
   const std::string edits = gap ? bytes(3, 4) + edit(3200, start) + edit(800, ~0U) + edit(3200, moment(4800))
                                 : bytes(2, 4) + edit(3200, start) + edit(3191, moment(4809));
@@ -117,17 +107,17 @@ std::string describedEntry(const std::string& entry) {
 }
 
 std::string rewritten(const std::string& type, const std::string& payload, std::uint32_t chunks) {
-  if (type == "trak" && (form == Form::Edits || form == Form::Gap)) return box(type, editedTrack(payload));
+  if (type == "trak" && (form == "edits" || form == "gap")) return box(type, editedTrack(payload));
   if (type == "moov" || type == "trak" || type == "mdia" || type == "minf") {
     return box(type, rewrittenChildren(payload, chunks));
   }
-  if (type == "stbl") return box(type, rewrittenChildren(payload, chunkCount(payload)));
-  if (type == "stco" && form == Form::Far) return wideOffsets(payload, kFar);
-  if (type == "stsd" && form == Form::Described) {
+  if (type == "stbl") return box(type, rewrittenChildren(payload, number(find(payload, "stco"), 4)));
+  if (type == "stco" && form == "far") return wideOffsets(payload, kFar);
+  if (type == "stsd" && form == "described") {
     const bool pictures = payload.compare(12, 4, "avc1") == 0 || payload.compare(12, 4, "hvc1") == 0;
     return box(type, pictures ? payload.substr(0, 8) + describedEntry(payload.substr(8)) : payload);
   }
-  if (form != Form::Tables) return box(type, payload);
+  if (form != "tables") return box(type, payload);
   if (type == "stsd") {
     const std::string entry = payload.substr(8, number(payload, 8));
     return box(type, payload.substr(0, 4) + bytes(2, 4) + entry + entry);
@@ -157,17 +147,11 @@ std::string rewritten(const std::string& type, const std::string& payload, std::
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::string word = argc == 4 ? argv[1] : "";
-  const std::map<std::string, Form> forms = {{"tables", Form::Tables},
-                                             {"far", Form::Far},
-                                             {"edits", Form::Edits},
-                                             {"gap", Form::Gap},
-                                             {"described", Form::Described}};
-  if (!forms.contains(word)) {
+  if (argc != 4) {
     std::fprintf(stderr, "usage: retable tables|far|edits|gap|described IN OUT\n");
     return 2;
   }
-  form = forms.at(word);
+  form = argv[1];
   std::ifstream in(argv[2], std::ios::binary);
   const std::string file(std::istreambuf_iterator<char>(in), {});
   std::ofstream out(argv[3], std::ios::binary);
@@ -178,7 +162,7 @@ int main(int argc, char** argv) {
       std::fprintf(stderr, "retable: %s: the index is not at the end\n", argv[2]);
       return 1;
     }
-    if (type == "mdat" && form == Form::Far) {  // a longer header and a hole before the media
+    if (type == "mdat" && form == "far") {  // a longer header and a hole before the media
       out << bytes(1, 4) << type << bytes(size + kFar, 8);
       out.seekp(std::streamoff(at + 8 + kFar));
       out << file.substr(at + 8, size - 8);

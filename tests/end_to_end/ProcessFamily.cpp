@@ -2,6 +2,7 @@
 
 #include "tests/common/Files.h"
 
+#include <algorithm>
 #include <csignal>
 
 std::vector<pid_t> ProcessFamily::members() const {
@@ -16,6 +17,15 @@ std::vector<pid_t> ProcessFamily::members() const {
       found.push_back(static_cast<pid_t>(std::stol(name)));
   }
   return found;
+}
+
+bool isStopped(pid_t process) {
+  return contentOf("/proc/" + std::to_string(process) + "/status").find("\nState:\tT") != std::string::npos;
+}
+
+bool ProcessFamily::standsStill() const {
+  const auto all = members();
+  return std::any_of(all.begin(), all.end(), isStopped);
 }
 
 void ProcessFamily::kill(Victim victim) const {

@@ -4,6 +4,9 @@
 #include <string>
 #include <vector>
 
+/// Whether it has been stopped, as by SIGSTOP.
+bool isStopped(pid_t process);
+
 /// The processes of one start of the program: whoever has an entry in its environment that nobody else has. Groups and
 /// parents would not do, as the extension has a group of its own and outlives its parent.
 class ProcessFamily {
@@ -13,6 +16,8 @@ class ProcessFamily {
 
   /// Those that run now; ended ones that nobody has waited for don't count.
   std::vector<pid_t> members() const;
+  /// Whether one of them has been stopped.
+  bool standsStill() const;
   /// Ends, with SIGKILL: the leader alone, everybody else, or all. Nothing happens to who has gone already.
   enum class Victim { Leader, Others, All };
   void kill(Victim victim) const;
