@@ -68,36 +68,50 @@ bool knowsAll(const AVFormatContext* format) {
   return true;
 }
 
+/// What a header promises of a track's pictures; nothing where it leaves their size open, or has a senseless one.
+struct PromisedPictures {
+  explicit PromisedPictures(const AVStream* stream) {
+    const AVCodecParameters* codec = stream->codecpar;
+    if (codec->codec_type != AVMEDIA_TYPE_VIDEO || codec->width <= 0 || codec->height <= 0) return;
+    width = codec->width;
+    height = codec->height;
+    constexpr std::int64_t kBlock = 64;  // decoders round each side up to whole ones
+    pixels = std::min((width + kBlock) * (height + kBlock), 2 * kMostPixels);
+  }
+  int width = 0, height = 0;
+  std::int64_t pixels = 0;  ///< that a decoder is asked for
+};
+
 /// Looks into the first packets for what the headers leave open. Decodes some of them, if they are not too large: it
-/// keeps a decoder for each track, with its pictures, so all together may have as large ones as a single track. One
-/// movie at a time, as hundreds of decoders take hundreds of megabytes all the same.
+/// keeps a decoder for each track, with its pictures. One movie at a time, as hundreds of decoders take hundreds of
+/// megabytes all the same.
 int findFormats(AVFormatContext* format) {
   constexpr unsigned kManyTracks = 16;
+  // Two screens of the largest size, and more. A decoder has some three bytes for each pixel here.
+  constexpr std::int64_t kMostTogether = 3 * kMostPixels;
   static std::mutex mutex;
   const std::lock_guard lock(mutex);
-  // Decoders round each side up to whole blocks.
-  constexpr std::int64_t kBlock = 64;
-  const auto promisedBy = [](const AVStream* stream) {
-    const AVCodecParameters* codec = stream->codecpar;
-    const bool isMovie = codec->codec_type == AVMEDIA_TYPE_VIDEO && !isCoverPicture(stream);
-    if (!isMovie) return std::int64_t{0};
-    return std::min((codec->width + kBlock) * (codec->height + kBlock), 2 * kMostPixels);
-  };
+  const std::vector<AVStream*> streams(format->streams, format->streams + format->nb_streams);
+  const std::vector<PromisedPictures> promises(streams.begin(), streams.end());
   std::int64_t tracks = 0, promised = 0;
-  for (unsigned i = 0; i < format->nb_streams; ++i) {
-    const std::int64_t pixels = promisedBy(format->streams[i]);
-    tracks += pixels > 0;
-    promised += pixels;
-  }
+  for (const AVStream* stream : streams) tracks += stream->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
+  for (const PromisedPictures& each : promises) promised += each.pixels;
   // Each gets what its own header promises, if that isn't too much altogether; else as much as the others.
   const std::int64_t share = kMostPixels / std::max<std::int64_t>(tracks, 1);
-  std::vector<AVDictionary*> options(format->nb_streams);
-  for (unsigned i = 0; i < format->nb_streams; ++i) {
-    const std::int64_t own = promised > kMostPixels ? 0 : promisedBy(format->streams[i]);
+  std::vector<AVDictionary*> options(streams.size());
+  for (std::size_t i = 0; i < streams.size(); ++i) {
+    const std::int64_t own = promised > kMostTogether ? 0 : promises[i].pixels;
     av_dict_set_int(&options[i], "max_pixels", std::max(share, own), 0);
   }
   const int result = avformat_find_stream_info(format, options.data());
   for (AVDictionary*& each : options) av_dict_free(&each);
+  // A decoder that got less forgets what the header says. Most kinds of tracks can be cut without it.
+  for (std::size_t i = 0; i < streams.size(); ++i) {
+    AVCodecParameters* codec = streams[i]->codecpar;
+    if (codec->width > 0 && codec->height > 0) continue;
+    codec->width = promises[i].width;
+    codec->height = promises[i].height;
+  }
   if (format->nb_streams > kManyTracks) returnFreedMemory();
   return result;
 }
