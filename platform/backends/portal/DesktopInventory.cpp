@@ -8,6 +8,7 @@
 #include <QStandardPaths>
 #include <memory>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -38,15 +39,22 @@ void DesktopInventory::refresh(std::function<void()> then) {
   const std::shared_ptr<void> both(nullptr, [then = std::move(then)](void*) {
     if (then) then();
   });
-  askBus([both] {});
-  askFiles([both] {});
+  ++asked_;
+  askBus(asked_, [both] {});
+  askFiles(asked_, [both] {});
 }
 
-void DesktopInventory::askBus(std::function<void()> then) {
-  SessionBus::shared().connect([this, then = std::move(then)](bool connected) {
+void DesktopInventory::learnOfBus(int number, std::set<std::string> portals, bool hasFileManager) {
+  if (number < busKnown_) return;
+  busKnown_ = number;
+  portals_ = std::move(portals);
+  fileManager_ = hasFileManager;
+}
+
+void DesktopInventory::askBus(int number, std::function<void()> then) {
+  SessionBus::shared().connect([this, number, then = std::move(then)](bool connected) {
     if (!connected) {
-      portals_.clear();
-      fileManager_ = false;
+      learnOfBus(number, {}, false);
       return then();
     }
     // Services that run, and those that the bus can start.
@@ -55,37 +63,43 @@ void DesktopInventory::askBus(std::function<void()> then) {
     for (const char* list : {"ListNames", "ListActivatableNames"}) {
       const auto message = QDBusMessage::createMethodCall(kBus, QStringLiteral("/org/freedesktop/DBus"), kBus,
                                                           QString::fromLatin1(list));
-      SessionBus::shared().call(message, kReplyTime, [this, names, unanswered, then](const QDBusMessage& reply) {
-        *names += reply.arguments().value(0).toStringList();
-        if (--*unanswered > 0) return;  // in any order: one that was there before it was waited for is told later
-        fileManager_ = names->contains(kFileManager);
-        if (!names->contains(kPortal)) {
-          portals_.clear();
-          return then();
-        }
-        const auto describe = QDBusMessage::createMethodCall(kPortal, QStringLiteral("/org/freedesktop/portal/desktop"),
-                                                             QStringLiteral("org.freedesktop.DBus.Introspectable"),
-                                                             QStringLiteral("Introspect"));
-        SessionBus::shared().call(describe, kReplyTime, [this, then](const QDBusMessage& description) {
-          const bool answered = description.type() == QDBusMessage::ReplyMessage;
-          portals_ = answered ? portalNames(description.arguments().value(0).toString()) : std::set<std::string>();
-          then();
-        });
-      });
+      SessionBus::shared().call(
+          message, kReplyTime, [this, number, names, unanswered, then](const QDBusMessage& reply) {
+            *names += reply.arguments().value(0).toStringList();
+            if (--*unanswered > 0) return;  // in any order: one that was there before it was waited for is told later
+            const bool hasFileManager = names->contains(kFileManager);
+            if (!names->contains(kPortal)) {
+              learnOfBus(number, {}, hasFileManager);
+              return then();
+            }
+            const auto describe = QDBusMessage::createMethodCall(
+                kPortal, QStringLiteral("/org/freedesktop/portal/desktop"),
+                QStringLiteral("org.freedesktop.DBus.Introspectable"), QStringLiteral("Introspect"));
+            SessionBus::shared().call(describe, kReplyTime, [=, this](const QDBusMessage& description) {
+              const bool answered = description.type() == QDBusMessage::ReplyMessage;
+              learnOfBus(number,
+                         answered ? portalNames(description.arguments().value(0).toString()) : std::set<std::string>(),
+                         hasFileManager);
+              then();
+            });
+          });
     }
   });
 }
 
-void DesktopInventory::askFiles(std::function<void()> then) {
+void DesktopInventory::askFiles(int number, std::function<void()> then) {
   // Detached: a folder on a server that is gone holds up nobody.
-  std::thread([this, then = std::move(then)] {
+  std::thread([this, number, then = std::move(then)] {
     auto schemes = handledSchemes({"https", "mailto", "sms", "tg", "whatsapp", "xmpp"});
     std::set<std::string> programs;
     for (const char* name : {"xdg-open", "xdg-email"})
       if (!QStandardPaths::findExecutable(QString::fromLatin1(name)).isEmpty()) programs.insert(name);
-    dispatch_async(dispatch_get_main_queue(), [this, schemes, programs, then] {
-      schemes_ = schemes;
-      programs_ = programs;
+    dispatch_async(dispatch_get_main_queue(), [=, this] {
+      if (number > filesKnown_) {
+        filesKnown_ = number;
+        schemes_ = schemes;
+        programs_ = programs;
+      }
       then();
     });
   }).detach();

@@ -23,9 +23,12 @@ class DesktopInventory {
   bool hasProgram(const std::string& name) const { return programs_.contains(name); }
 
  private:
-  void askBus(std::function<void()> then);
-  void askFiles(std::function<void()> then);
+  /// Asks for the `number`th time. What is answered after a later one is out of date.
+  void askBus(int number, std::function<void()> then);
+  void askFiles(int number, std::function<void()> then);
+  void learnOfBus(int number, std::set<std::string> portals, bool hasFileManager);
 
   std::set<std::string> portals_, schemes_, programs_;
   bool fileManager_ = false;
+  int asked_ = 0, busKnown_ = 0, filesKnown_ = 0;
 };

@@ -25,9 +25,7 @@ void SessionBus::connect(std::function<void(bool)> then) {
 }
 
 void SessionBus::reconnect(std::function<void(bool)> then) {
-  if (connection_) QDBusConnection::disconnectFromBus(connection_->name());
-  connection_ = nullptr;
-  known_ = false;
+  leave();
   if (then) waiting_.push_back(std::move(then));
   const int generation = ++generation_;
   // Detached, so that nothing ever waits for it.
@@ -38,6 +36,17 @@ void SessionBus::reconnect(std::function<void(bool)> then) {
         address.isEmpty() ? QDBusConnection(name) : QDBusConnection::connectToBus(address, name);
     dispatch_async(dispatch_get_main_queue(), [this, generation, connection] { connected(generation, connection); });
   }).detach();
+}
+
+void SessionBus::leave() {
+  if (connection_) QDBusConnection::disconnectFromBus(connection_->name());
+  connection_ = nullptr;
+  known_ = false;
+  // The library forgets what was asked there.
+  for (auto& [watcher, reply] : std::exchange(pending_, {})) {
+    delete watcher;
+    answerWithoutBus(std::move(reply));
+  }
 }
 
 void SessionBus::connected(int generation, const QDBusConnection& connection) {
@@ -53,17 +62,19 @@ QDBusConnection* SessionBus::connection() {
 
 void SessionBus::call(const QDBusMessage& message, int milliseconds, std::function<void(const QDBusMessage&)> reply) {
   ++unanswered_;
-  if (!connection()) {
-    dispatch_async(dispatch_get_main_queue(), [this, reply = std::move(reply), message] {
-      --unanswered_;
-      reply(message.createErrorReply(QDBusError::Disconnected, QStringLiteral("there is no message bus")));
-    });
-    return;
-  }
+  if (!connection()) return answerWithoutBus(std::move(reply));
   auto* watcher = new QDBusPendingCallWatcher(connection_->asyncCall(message, milliseconds));
-  QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [this, reply = std::move(reply), watcher] {
+  pending_[watcher] = std::move(reply);
+  QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [this, watcher] {
     --unanswered_;
     watcher->deleteLater();
-    reply(watcher->reply());
+    pending_.extract(watcher).mapped()(watcher->reply());
+  });
+}
+
+void SessionBus::answerWithoutBus(Reply reply) {
+  dispatch_async(dispatch_get_main_queue(), [this, reply = std::move(reply)] {
+    --unanswered_;
+    reply(QDBusMessage::createError(QDBusError::Disconnected, QStringLiteral("there is no message bus")));
   });
 }
