@@ -6,6 +6,7 @@
 #include "platform/Foundation/NSStringFormat.h"
 #include "platform/Foundation/os_trace.h"
 
+#include <cerrno>
 #include <filesystem>
 #include <limits>
 #include <utility>
@@ -14,6 +15,22 @@
 const std::string ZVScreenRecorderTempDirectory = temporaryDirectoryPath();
 
 namespace {
+
+/// Without the separator, behind which a link would be followed.
+std::string pathOfTempDirectory(const NSFileManager& manager) {
+  std::string path = ZVExtensions::_srTempPath(manager);
+  while (path.ends_with('/')) path.pop_back();
+  return path;
+}
+
+/// The names in the temporary directory; nothing, with `error` (may be null) set, when it can't be read. A link, or
+/// another user's folder, in its place has nothing that is ours to remove.
+std::optional<std::vector<std::string>> namesOfTempEntries(const NSFileManager& manager, NSErrorPtr* error) {
+  const std::string path = pathOfTempDirectory(manager);
+  if (!manager.isForeignFolderAtPath(path)) return manager.contentsOfDirectoryAtPath_error(path, error);
+  if (error) *error = NSError::posix(ENOTDIR, path);
+  return {};
+}
 
 std::string pathOfTempEntry(const NSFileManager& manager, const std::string& name) {
   return NSStringWithFormat("%@/%@", {ZVExtensions::_srTempPath(manager), name});
@@ -33,7 +50,11 @@ void reportDeletionFailure(const NSErrorPtr& error) {
 }
 
 bool isSamePlace(const NSURL& one, const NSURL& other) {
-  return std::filesystem::path(one.path()).lexically_normal() == std::filesystem::path(other.path()).lexically_normal();
+  const auto first = std::filesystem::path(one.path()).lexically_normal();
+  const auto second = std::filesystem::path(other.path()).lexically_normal();
+  std::error_code error;  // a folder that isn't there is no other's
+  return first == second || (first.filename() == second.filename() &&
+                             std::filesystem::equivalent(first.parent_path(), second.parent_path(), error));
 }
 
 }  // namespace
@@ -63,7 +84,7 @@ std::optional<NSDate> _srGetCreationDateForFile(const NSFileManager& manager, co
 
 void _srSetupTempDirectory(const NSFileManager& manager) {
   os_trace("_srSetupTempDirectory");
-  if (manager.fileExistsAtPath(_srTempPath(manager))) return;
+  if (manager.attributesOfItemAtPath_error(pathOfTempDirectory(manager), nullptr)) return;  // whatever it is
   NSErrorPtr error;
   if (manager.createDirectoryAtPath_error(_srTempPath(manager), true, &error)) return;
   NSLog("error: %s", error->description().c_str());
@@ -82,7 +103,7 @@ std::int64_t _srDeleteAllTempFiles(const NSFileManager& manager) {
 std::int64_t _srDeleteFilesOlderThanTimeToLiveInSeconds(const NSFileManager& manager, double timeToLive) {
   os_trace("_srDeleteFilesOlderThanTimeToLiveInSeconds: %i", truncated(timeToLive));
   NSErrorPtr error;
-  const auto names = manager.contentsOfDirectoryAtPath_error(_srTempPath(manager), &error);
+  const auto names = namesOfTempEntries(manager, &error);
   if (!names) reportDeletionFailure(error);
   std::int64_t freed = 0;
   for (const std::string& name : names.value_or(std::vector<std::string>())) {
@@ -124,7 +145,7 @@ void _srMoveFileFromURL_toURL_completion(const NSFileManager& manager, const NSU
 void _srDeleteFilesWithPrefix(const NSFileManager& manager, const std::string& prefix) {
   dispatch_async(dispatch_get_global_queue(DISPATCH_QUEUE_PRIORITY_DEFAULT), [&manager, prefix] {
     const NSPredicate predicate = NSPredicate::predicateWithFormat("self BEGINSWITH[cd] %@", {prefix});
-    const auto names = manager.contentsOfDirectoryAtPath_error(_srTempPath(manager), nullptr);
+    const auto names = namesOfTempEntries(manager, nullptr);
     for (const std::string& name : names.value_or(std::vector<std::string>())) {
       if (!predicate.evaluateWithObject(name)) continue;
       NSErrorPtr error;

@@ -95,6 +95,15 @@ TEST_F(HousekeepingTest, MakesTheDirectoryOnceAndForItsUserOnly) {
   EXPECT_EQ(names(), std::set<std::string>{"kept"});
   EXPECT_EQ(traces(), Texts{"_srSetupTempDirectory"});
 
+  // Whatever has the name stays.
+  fs::remove_all(folder());
+  for (const bool isLink : {false, true}) {
+    isLink ? fs::create_symlink("nowhere", folder()) : void(std::ofstream(folder()));
+    _srSetupTempDirectory(files());
+    EXPECT_EQ(traces(), Texts{"_srSetupTempDirectory"});
+    EXPECT_TRUE(fs::remove(folder()));
+  }
+
   fs::remove_all(folder().parent_path());  // not on the way there
   _srSetupTempDirectory(files());
   EXPECT_FALSE(fs::exists(folder()));
@@ -167,6 +176,20 @@ TEST_F(HousekeepingTest, RemovesEverythingButNothingElsewhere) {
   EXPECT_TRUE(texts[2].starts_with("error = Error Domain=NSPOSIXErrorDomain Code=2 ")) << texts[2];
 }
 
+TEST_F(HousekeepingTest, RemovesNothingBehindALinkInTheDirectorysPlace) {
+  ScratchFolder elsewhere;
+  elsewhere.write("recording.mp4", "precious");
+  fs::remove(folder());
+  fs::create_directory_symlink(elsewhere.path(), folder());
+  EXPECT_EQ(_srDeleteAllTempFiles(files()), 0);
+  EXPECT_EQ(_srDeleteFilesOlderThanTimeToLiveInSeconds(files(), -1), 0);
+  _srDeleteFilesWithPrefix(files(), "rec");
+  waitForWork();
+  EXPECT_EQ(names(), std::set<std::string>{"recording.mp4"});
+  EXPECT_EQ(traces()[1], "!error in _zxRemoveFile_srDeleteFilesOlderThanTimeToLiveInSeconds, error code: 20");
+  fs::remove(folder());
+}
+
 TEST_F(HousekeepingTest, RemovesByTheBeginningOfTheName) {
   for (const char* name : {"ZVZevanti_Trim1.m4v", "zvzevanti_trim2.m4v", "another ZVZevanti_Trim3.m4v", "Über-a",
                            "uber-b", "U\u0308BER-c", "übrig", "straße", "STRASSE", "\xff\xfe"})
@@ -211,8 +234,13 @@ TEST_F(HousekeepingTest, MovesInTheBackground) {
   EXPECT_EQ(names(), std::set<std::string>{"other"});
   EXPECT_EQ(fs::file_size(folder() / "other"), 5U);
 
-  EXPECT_EQ(move("other", "./other"), nullptr);  // and not lost when it is the same
-  EXPECT_EQ(names(), std::set<std::string>{"other"});
+  // And not lost when it is the same.
+  fs::create_directory_symlink(".", folder() / "here");
+  for (const char* same : {"./other", "here/other"}) {
+    EXPECT_EQ(move("other", same), nullptr);
+    EXPECT_EQ(names(), (std::set<std::string>{"here", "other"}));
+  }
+  fs::remove(folder() / "here");
   EXPECT_EQ(traces(), Texts{});
 
   const NSErrorPtr error = move("missing", "other");
