@@ -44,13 +44,6 @@ Obstacle changeOf(const AVURLAsset& asset) {
   return isGone ? Obstacle() : UISaveFailure::unreadableRecording(asset.URL().lastPathComponent());
 }
 
-/// Whether a link or somebody else's folder has taken the place of the user's own. One that is gone is nobody's.
-bool isForeign(std::string folder) {
-  while (folder.ends_with('/')) folder.pop_back();  // with it a link would be followed
-  const auto found = NSFileManager::defaultManager().attributesOfItemAtPath_error(folder, nullptr);
-  return found && !(found->isDirectory && found->isOwnedByUser);
-}
-
 }  // namespace
 
 std::optional<UISaveFailure> ZVVideoEditorViewController::obstacleToSaving() {
@@ -68,7 +61,7 @@ std::optional<UISaveFailure> ZVVideoEditorViewController::obstacleToExporting(
         if (auto change = changeOf(*asset)) return change;
         const NSFileManager& files = NSFileManager::defaultManager();
         const std::string& temporary = ZVExtensions::_srTempPath(files);
-        if (isForeign(temporary)) return UISaveFailure::foreignFolder(temporary);
+        if (files.isForeignFolderAtPath(temporary)) return UISaveFailure::foreignFolder(temporary);
         const bool shared = files.canShareBlocksOfItemAtPath_inFolder(asset->readablePath(), library);
         const std::int64_t copy = shared ? 0 : session->estimatedOutputFileLength();
         // The library's copy comes when the trimmed one is there.

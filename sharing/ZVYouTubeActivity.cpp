@@ -156,9 +156,15 @@ NSURL ZVYouTubeActivity::tempFileURL() const {
 
 void ZVYouTubeActivity::prepareWithActivityItems(const std::vector<UIActivityItem>& items) {
   words("CLOSE");  // how it ends can be told even if no file can be opened by then
-  reserveMovieFile();
   const auto* movie = items.size() > 2 ? std::get_if<NSURL>(&items[2]) : nullptr;
-  convert(movie ? *movie : NSURL());
+  const std::string& folder = ZVExtensions::_srTempPath(files());
+  if (files().isForeignFolderAtPath(folder)) {
+    const UISaveFailure failure = UISaveFailure::foreignFolder(folder);
+    conversionDidEnd(NSError::posix(failure.error->code(), failure.message()));
+  } else {
+    reserveMovieFile();
+    convert(movie ? *movie : NSURL());
+  }
   descriptionText_ = NSStringWithFormat("%@ %@", {textAt(items, 0), textAt(items, 1)});
 }
 

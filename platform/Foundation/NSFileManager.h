@@ -45,6 +45,9 @@ class NSFileManager {
   /// Whether this user may change what is at `path`; of a folder: make files in it.
   bool isWritableFileAtPath(const std::string& path) const;
   bool isReadableFileAtPath(const std::string& path) const;  ///< links are followed
+  /// Whether something that is no folder of this user's, a link for one, has the name `path`. What nothing has is
+  /// nobody's.
+  bool isForeignFolderAtPath(const std::string& path) const;
   /// `path`, or the nearest folder above it that exists: where its file system is asked about before it is made.
   std::string existingFolderForPath(const std::string& path) const;
   /// Whether what is written at one of these paths, made or not, takes room from the other.

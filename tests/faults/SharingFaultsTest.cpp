@@ -113,3 +113,19 @@ TEST(Sharing, WithoutRoomNothingIsBegunAndTheRoomThatIsMissingIsTold) {
     EXPECT_TRUE(publishes ? session.leftovers().empty() : fs::is_empty(folder));
   }
 }
+
+TEST(Sharing, NothingIsConvertedIntoWhatHasTakenTheTemporaryFoldersPlace) {
+  Session session;
+  const Desktop desktop(session);
+  const VideoService service(session, desktop);
+  const fs::path temporary = session.cache / "zevanti", theirs = session.folder() / "theirs";
+  fs::create_directory(theirs);
+  const auto harm = [&] {
+    fs::rename(temporary, session.cache / "moved");
+    fs::create_directory_symlink(theirs, temporary);
+  };
+  stateAfter(session, session.copyOf("video_only.mp4"), "", harm,
+             "share\nactivity YouTube\nwait text \"isn’t yours any more\" 60\ndump\nstate\n");
+  EXPECT_NE(session.output().find("“" + temporary.string() + "” isn’t yours"), std::string::npos) << session.output();
+  EXPECT_TRUE(fs::is_empty(theirs));
+}

@@ -154,6 +154,13 @@ bool NSFileManager::isReadableFileAtPath(const std::string& path) const {
   return access(path.c_str(), R_OK) == 0;
 }
 
+bool NSFileManager::isForeignFolderAtPath(const std::string& path) const {
+  std::string name = path;
+  while (name.ends_with('/')) name.pop_back();  // with it a link would be followed
+  const auto found = attributesOfItemAtPath_error(name, nullptr);
+  return found && !(found->isDirectory && found->isOwnedByUser);
+}
+
 std::string NSFileManager::existingFolderForPath(const std::string& path) const {
   std::filesystem::path folder = path.empty() ? "." : path;
   for (bool isDirectory = false; !fileExistsAtPath_isDirectory(folder.string(), &isDirectory) || !isDirectory;) {
