@@ -60,8 +60,9 @@ void ZVVideoEditorViewController::itemDidFinishPlaying(const Strong<NSNotificati
 void ZVVideoEditorViewController::playAction() {
   if (avPlayerItem()->status() == AVPlayerItemStatus::Failed) {
     // What could not be read a while ago may be readable by now; if not, that is told once more. What has changed is
-    // never taken for another recording.
-    return avAsset()->hasChanged() ? tellOfUnreadableMovie() : showMovie(videoURL());
+    // never taken for another recording, and the part that is selected is not given up for this.
+    const bool isFreeToShow = !isTrimming() && !isExporting() && !avAsset()->hasChanged();
+    return isFreeToShow ? showMovie(videoURL()) : tellOfUnreadableMovie();
   }
   // An end-of-range observer that is still armed would pause this play, too.
   if (timeObserver()) avPlayer()->removeTimeObserver(timeObserver());
