@@ -2,7 +2,9 @@
 
 #include <QHash>
 #include <QString>
+#include <chrono>
 #include <memory>
+#include <optional>
 #include <vector>
 
 class QQmlComponent;
@@ -17,7 +19,7 @@ class QmlItems {
   ~QmlItems();
 
   /// The root item of "name.qml" as a child of `parent`, which owns it. Null when it can't be made, as when too many
-  /// files are open: the next call tries again.
+  /// files are open: a call after a second tries again.
   QQuickItem* make(const QString& name, QQuickItem& parent);
   /// Loads "name.qml" ahead of time, so that its first item comes without a delay.
   void prepare(const QString& name);
@@ -28,7 +30,8 @@ class QmlItems {
   void replaceEngine();
 
   std::unique_ptr<QQmlEngine> engine_;
-  bool hasItems_ = false;                            ///< of this engine
+  bool hasItems_ = false;  ///< of this engine
+  std::optional<std::chrono::steady_clock::time_point> failure_;
   std::vector<std::unique_ptr<QQmlEngine>> former_;  ///< whose items are still there
   QHash<QString, std::shared_ptr<QQmlComponent>> components_;
 };
