@@ -28,11 +28,14 @@ bool ProcessFamily::standsStill() const {
   return std::any_of(all.begin(), all.end(), isStopped);
 }
 
-void ProcessFamily::kill(Victim victim) const {
+bool ProcessFamily::kill(Victim victim) const {
+  bool isHit = false;
   // Whoever is just being started is found the second time.
   for (int round = 0; round < 2; ++round) {
     for (const pid_t process : members()) {
-      if (victim == Victim::All || (process == leader_) == (victim == Victim::Leader)) ::kill(process, SIGKILL);
+      if (victim == Victim::All || (process == leader_) == (victim == Victim::Leader))
+        isHit |= ::kill(process, SIGKILL) == 0;
     }
   }
+  return isHit;
 }

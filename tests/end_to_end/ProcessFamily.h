@@ -18,9 +18,10 @@ class ProcessFamily {
   std::vector<pid_t> members() const;
   /// Whether one of them has been stopped.
   bool standsStill() const;
-  /// Ends, with SIGKILL: the leader alone, everybody else, or all. Nothing happens to who has gone already.
+  /// Ends, with SIGKILL: the leader alone, everybody else, or all. Nothing happens to who has gone already; whether
+  /// anybody was there.
   enum class Victim { Leader, Others, All };
-  void kill(Victim victim) const;
+  bool kill(Victim victim) const;
 
  private:
   std::string mark_;

@@ -277,7 +277,7 @@ std::vector<FaultOfRun> faultsOf(const Scenario& scenario, std::mt19937& random)
 TEST(Faults, AtEachOpenAndWriteAreToldAndLoseNothing) {
   if (!FaultPlan::isPossible()) GTEST_SKIP() << "the sanitizer's runtime and a preloaded library don't go together";
   const auto seed = static_cast<unsigned>(amount("ZEVANTI_SOAK_SEED", 1));
-  const int runs = amount("ZEVANTI_SOAK_FAULTS", 8);
+  const int runs = amount("ZEVANTI_SOAK_FAULTS", static_cast<int>(std::size(scenarios)));
   const char* only = std::getenv("ZEVANTI_SOAK_SCENARIO");
   std::mt19937 random(seed);
   struct Figures {
