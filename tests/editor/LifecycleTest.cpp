@@ -48,7 +48,14 @@ TEST_F(EditorTest, TellsTheDateOfAMovieThatIsThereAndNoneOfAMissingOne) {
   EXPECT_EQ(date->text(), "");
   EXPECT_TRUE(waitUntil([&] { return nowhere->avPlayerItem()->status() == AVPlayerItemStatus::Failed; }));
   EXPECT_EQ(nowhere->avTrimmer()->dataSource(), nullptr);
+  // Play looks for it again, but gives up no selection for that.
+  const auto item = nowhere->avPlayerItem();
+  nowhere->setTrimming(true);
   nowhere->playAction();
+  EXPECT_EQ(nowhere->avPlayerItem(), item);
+  nowhere->setTrimming(false);
+  nowhere->playAction();
+  EXPECT_NE(nowhere->avPlayerItem(), item);
   nowhere->pauseAction();
   nowhere->viewWillDisappear(false);
 }

@@ -33,6 +33,13 @@ void expectSecondTryWorks(FaultSession& session, double length) {
   session.expectMovieUntouched();
 }
 
+/// The bytes of which a message says that they "more are needed"; 0 when it doesn't.
+double missingIn(const std::string& message) {
+  const std::size_t end = message.find("B more are needed"), colon = message.rfind(": ", end);
+  if (end == std::string::npos || colon == std::string::npos) return 0;
+  return std::stod(message.substr(colon + 2)) * (message[end - 1] == 'M' ? 1e6 : 1e3);
+}
+
 bool names(const std::string& message, const fs::path& folder) {
   return message.find("“" + folder.string() + "”") != std::string::npos;
 }
@@ -120,8 +127,14 @@ TEST(Disk, ItsTroublesAreToldLoseNothingAndPass) {
     if (each.size != 0) {
       EXPECT_EQ(disk.freeBytes(), free);
     }
+    const std::string message = session.message();
     ASSERT_TRUE(each.end(session, place, disk));
     expectSecondTryWorks(session, each.saved);
+    if (each.isInLibrary && each.words == kNoRoom && !session.saved().empty()) {
+      const auto size = static_cast<double>(fs::file_size(session.saved()[0]));
+      const double missing = size + kReserve - static_cast<double>(free);
+      EXPECT_NEAR(missingIn(message), missing, 0.05 * missing) << message;
+    }
   }
 }
 

@@ -8,8 +8,9 @@
 //   ZEVANTI_FAULT_ERRNO    the error; 0: nothing fails, but writes take only half of what they are given
 //   ZEVANTI_FAULT_ONCE     set: only that call fails
 //   ZEVANTI_FAULT_STOPS    set: the program stops at that call instead, as by SIGSTOP, and all calls go well
-//   ZEVANTI_FAULT_READ     opens for reading of files whose names begin so fail, and nothing else does; "*": all
-//                          opens do, in whatever folder
+//   ZEVANTI_FAULT_READ     opens for reading of files whose names begin so fail, and nothing else does; with a second
+//                          beginning behind a colon, those of the second kind from then on, too; "*": all opens do, in
+//                          whatever folder
 //   ZEVANTI_FAULT_LINKS    set: files can't have a second name, as between two disks; that doesn't count
 //   ZEVANTI_FAULT_LOG      gets a line for each call that counts
 #include <dlfcn.h>
@@ -19,6 +20,7 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <climits>
@@ -34,8 +36,8 @@ namespace {
 
 struct Plan {
   bool isMeant = false;
-  std::vector<std::string> folders;
-  std::string switchFile, log, readPrefix;
+  std::vector<std::string> folders, readPrefixes;
+  std::string switchFile, log;
   bool stops = false, once = false, anyOpen = false, refusesLinks = false;
   int number = 0, error = 0;
 };
@@ -45,23 +47,29 @@ std::string setting(const char* name) {
   return value ? value : "";
 }
 
+std::vector<std::string> settings(const char* name) {
+  const std::string list = setting(name);
+  std::vector<std::string> parts;
+  for (std::size_t at = 0; at < list.size();) {
+    const std::size_t end = std::min(list.find(':', at), list.size());
+    parts.push_back(list.substr(at, end - at));
+    at = end + 1;
+  }
+  return parts;
+}
+
 const Plan& plan() {
   static const Plan* const made = [] {
     auto* plan = new Plan;  // calls still come when static objects are destroyed
     plan->isMeant = setting("ZEVANTI_FAULT_PROGRAM") == program_invocation_short_name;
-    const std::string folders = setting("ZEVANTI_FAULT_FOLDERS");
-    for (std::size_t at = 0; at < folders.size();) {
-      const std::size_t end = std::min(folders.find(':', at), folders.size());
-      plan->folders.push_back(folders.substr(at, end - at));
-      at = end + 1;
-    }
+    plan->folders = settings("ZEVANTI_FAULT_FOLDERS");
     plan->switchFile = setting("ZEVANTI_FAULT_SWITCH");
     plan->log = setting("ZEVANTI_FAULT_LOG");
     plan->stops = !setting("ZEVANTI_FAULT_STOPS").empty();
     plan->once = !setting("ZEVANTI_FAULT_ONCE").empty();
     plan->refusesLinks = !setting("ZEVANTI_FAULT_LINKS").empty();
-    plan->readPrefix = setting("ZEVANTI_FAULT_READ");
-    plan->anyOpen = plan->readPrefix == "*";
+    plan->readPrefixes = settings("ZEVANTI_FAULT_READ");
+    plan->anyOpen = setting("ZEVANTI_FAULT_READ") == "*";
     plan->number = std::atoi(setting("ZEVANTI_FAULT_NUMBER").c_str());
     plan->error = std::atoi(setting("ZEVANTI_FAULT_ERRNO").c_str());
     return plan;
@@ -120,7 +128,7 @@ bool fails(const char* call, const std::string& path, std::size_t* amount) {
 }
 
 bool changeFails(const char* call, const std::string& path, std::size_t* amount = nullptr) {
-  return plan().readPrefix.empty() && isWatched(path) && fails(call, path, amount);
+  return plan().readPrefixes.empty() && isWatched(path) && fails(call, path, amount);
 }
 bool fails(const char* call, int descriptor, std::size_t* amount = nullptr) {
   return plan().isMeant && changeFails(call, pathOf(descriptor), amount);
@@ -143,10 +151,14 @@ bool openFails(int folder, const char* name, int flags) {
   const bool writes = (flags & O_ACCMODE) != O_RDONLY || (flags & O_CREAT) != 0;
   const std::string path = pathOf(folder, name);
   if (plan.anyOpen) return fails("open", path, nullptr);
-  if (plan.readPrefix.empty())
+  if (plan.readPrefixes.empty())
     return (writes || (flags & O_DIRECTORY) != 0) && changeFails(writes ? "open to write" : "open", path);
-  return !writes && path.compare(path.rfind('/') + 1, plan.readPrefix.size(), plan.readPrefix) == 0 &&
-         isWatched(path) && fails("open to read", path, nullptr);
+  const std::string file = path.substr(path.rfind('/') + 1);
+  const auto begins = [&](const std::string& prefix) { return file.rfind(prefix, 0) == 0; };
+  static std::atomic<bool> hasBegun = false;
+  if (begins(plan.readPrefixes.front())) hasBegun = true;
+  const bool isMeant = hasBegun && std::any_of(plan.readPrefixes.begin(), plan.readPrefixes.end(), begins);
+  return !writes && isMeant && isWatched(path) && fails("open to read", path, nullptr);
 }
 int flagsOf(const char* mode) {
   return mode[0] == 'r' && !std::strchr(mode, '+') ? O_RDONLY : O_RDWR | O_CREAT;
