@@ -103,7 +103,7 @@ void AVPlayer::Impl::open() {
     dispatch_async(dispatch_get_main_queue(), [weak] {
       if (const auto self = weak.lock()) {
         self->probed = true;
-        self->becomeReady();
+        self->coreFailure ? self->handleCoreFailure() : self->becomeReady();
       }
     });
   });
@@ -154,6 +154,14 @@ void AVPlayer::Impl::becomeReady() {
   item->didChangeValueForKey("status");
 }
 
+void AVPlayer::Impl::handleCoreFailure() {
+  if (!probed) {
+    return;  // the asset's own words are better, and it is being read
+  }
+  const auto probe = item->asset()->error();
+  handleFailure(probe ? probe : coreFailure);
+}
+
 void AVPlayer::Impl::handleFailure(const NSErrorPtr& error) {
   if (item->status_ == AVPlayerItemStatus::Failed) {
     return;
@@ -182,11 +190,9 @@ void AVPlayer::Impl::openSound() {
 void AVPlayer::Impl::handleNews(const PlayerNews& news) {
   const auto keepAlive = shared_from_this();
   if (news.failure) {
-    // The asset's own words are better, where it has any.
-    const auto probe = probed ? item->asset()->error() : nullptr;
-    handleFailure(probe ? probe
-                        : std::make_shared<NSError>(AVFoundationErrorDomain, AVErrorFileFormatNotRecognized,
-                                                    "The movie can't be played: " + *news.failure + "."));
+    coreFailure = std::make_shared<NSError>(AVFoundationErrorDomain, AVErrorFileFormatNotRecognized,
+                                            "The movie can't be played: " + *news.failure + ".");
+    handleCoreFailure();
     return;
   }
   if (news.opened) {

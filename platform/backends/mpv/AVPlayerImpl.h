@@ -38,6 +38,7 @@ struct AVPlayer::Impl : std::enable_shared_from_this<Impl> {
   bool coreAtEnd = false;
   bool soundOpened = false;
   std::optional<double> held;  // the target of a seek, until playback moves on
+  NSErrorPtr coreFailure;
   bool stoppedAtBoundary = false;
   bool atEnd = false;
   double passedUpTo = 0;  // boundaries up to here have been dealt with
@@ -53,6 +54,7 @@ struct AVPlayer::Impl : std::enable_shared_from_this<Impl> {
   void attach(const std::shared_ptr<MpvCore>& newCore);
   void handleNews(const PlayerNews& news);
   void handleOpened(const MovieFacts& facts);
+  void handleCoreFailure();
   void handleFailure(const NSErrorPtr& error);
   void becomeReady();
   void openSound();
