@@ -28,6 +28,7 @@ largest="-f lavfi -i color=s=8192x4352:r=5:d=2"
 [ -e .large/largest.mp4 ] || ffmpeg -nostdin -v error -y $largest -c:v libx264 -preset ultrafast -tune zerolatency \
   -g 5 -threads 1 -pix_fmt yuv420p .large/making-largest.mp4
 [ -e .large/largest.mp4 ] || mv .large/making-largest.mp4 .large/largest.mp4
+[ -e .large/tracks.avi ] || ffmpeg -nostdin -v error -y -i mpeg4.avi -map 0:v -map 0:v -map 0:v -c copy .large/tracks.avi
 # Several screens in one, none of which is larger than usual.
 if [ ! -e .large/screens.webm ]; then
   ffmpeg -nostdin -v error -y -f lavfi -i color=s=3840x2160:r=5:d=2 -c:v libvpx-vp9 -deadline realtime -cpu-used 8 \

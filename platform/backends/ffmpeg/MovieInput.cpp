@@ -87,8 +87,9 @@ struct PromisedPictures {
 /// megabytes all the same.
 int findFormats(AVFormatContext* format) {
   constexpr unsigned kManyTracks = 16;
-  // Two screens of the largest size, and more. A decoder has some three bytes for each pixel here.
-  constexpr std::int64_t kMostTogether = 3 * kMostPixels;
+  // More than a single track, for several screens in one. Where H.264 doesn't say how its pictures are ordered,
+  // decoders keep up to nine bytes for each pixel until they know.
+  constexpr std::int64_t kMostTogether = kMostPixels * 3 / 2;
   static std::mutex mutex;
   const std::lock_guard lock(mutex);
   const std::vector<AVStream*> streams(format->streams, format->streams + format->nb_streams);
@@ -108,7 +109,7 @@ int findFormats(AVFormatContext* format) {
   // A decoder that got less forgets what the header says. Most kinds of tracks can be cut without it.
   for (std::size_t i = 0; i < streams.size(); ++i) {
     AVCodecParameters* codec = streams[i]->codecpar;
-    if (codec->width > 0 && codec->height > 0) continue;
+    if (promises[i].pixels == 0 || (codec->width > 0 && codec->height > 0)) continue;
     codec->width = promises[i].width;
     codec->height = promises[i].height;
   }
