@@ -63,6 +63,11 @@ std::int64_t lackOfSpace(const AVAssetExportSession& exporter) {
   return exporter.missingSpaceWithReserve(ZVScreenRecorderRequiredFreeSpace);
 }
 
+/// A failure in words for the person.
+NSErrorPtr inWords(const UISaveFailure& failure) {
+  return std::make_shared<const NSError>(failure.error->domain(), failure.error->code(), failure.message());
+}
+
 /// Why there is no converted movie of `asset`, in words for the person; null when there is one. One that was not begun
 /// found no room.
 NSErrorPtr failureOf(const AVAssetExportSession& exporter, const AVURLAsset& asset) {
@@ -77,8 +82,7 @@ NSErrorPtr failureOf(const AVAssetExportSession& exporter, const AVURLAsset& ass
     failure = UISaveFailure::lackOfSpace(folder, lackOfSpace(exporter));
   else if (isFull)
     failure.missingSpace = lackOfSpace(exporter);
-  if (!failure.error) return nullptr;
-  return std::make_shared<const NSError>(failure.error->domain(), failure.error->code(), failure.message());
+  return failure.error ? inWords(failure) : nullptr;
 }
 
 std::string lowercased(std::string text) {
@@ -159,8 +163,7 @@ void ZVYouTubeActivity::prepareWithActivityItems(const std::vector<UIActivityIte
   const auto* movie = items.size() > 2 ? std::get_if<NSURL>(&items[2]) : nullptr;
   const std::string& folder = ZVExtensions::_srTempPath(files());
   if (files().isForeignFolderAtPath(folder)) {
-    const UISaveFailure failure = UISaveFailure::foreignFolder(folder);
-    conversionDidEnd(NSError::posix(failure.error->code(), failure.message()));
+    conversionDidEnd(inWords(UISaveFailure::foreignFolder(folder)));
   } else {
     reserveMovieFile();
     convert(movie ? *movie : NSURL());

@@ -89,7 +89,7 @@ std::string UISaveFailure::message() const {
                                                    "permissions, then try again."),
                               {place});
   }
-  if (code == ENOTDIR && files.fileExistsAtPath(folder)) {
+  if (code == ENOTDIR && files.isForeignFolderAtPath(folder)) {
     return NSStringWithFormat(UIKitLocalizedString("The folder “%@” isn’t yours any more: something else has taken its "
                                                    "place. Remove that, then try again."),
                               {place});

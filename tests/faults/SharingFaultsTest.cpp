@@ -115,17 +115,22 @@ TEST(Sharing, WithoutRoomNothingIsBegunAndTheRoomThatIsMissingIsTold) {
 }
 
 TEST(Sharing, NothingIsConvertedIntoWhatHasTakenTheTemporaryFoldersPlace) {
-  Session session;
-  const Desktop desktop(session);
-  const VideoService service(session, desktop);
-  const fs::path temporary = session.cache / "zevanti", theirs = session.folder() / "theirs";
-  fs::create_directory(theirs);
-  const auto harm = [&] {
-    fs::rename(temporary, session.cache / "moved");
-    fs::create_directory_symlink(theirs, temporary);
-  };
-  stateAfter(session, session.copyOf("video_only.mp4"), "", harm,
-             "share\nactivity YouTube\nwait text \"isn’t yours any more\" 60\ndump\nstate\n");
-  EXPECT_NE(session.output().find("“" + temporary.string() + "” isn’t yours"), std::string::npos) << session.output();
-  EXPECT_TRUE(fs::is_empty(theirs));
+  for (const bool isDangling : {false, true}) {
+    Session session;
+    const Desktop desktop(session);
+    const VideoService service(session, desktop);
+    const fs::path temporary = session.cache / "zevanti", theirs = session.folder() / "theirs";
+    const auto harm = [&] {
+      fs::rename(temporary, session.cache / "moved");
+      if (!isDangling) fs::create_directory(theirs);
+      fs::create_directory_symlink(theirs, temporary);
+    };
+    stateAfter(session, session.copyOf("video_only.mp4"), "", harm,
+               "share\nactivity YouTube\nwait text \"isn’t yours any more\" 60\ndump\nstate\n");
+    const std::string told =
+        "The folder “" + temporary.string() +
+        "” isn’t yours any more: something else has taken its place. Remove that, then try again.\"";
+    EXPECT_NE(session.output().find(told), std::string::npos) << session.output();
+    EXPECT_TRUE(isDangling ? !fs::exists(theirs) : fs::is_empty(theirs));
+  }
 }
