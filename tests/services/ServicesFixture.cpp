@@ -86,6 +86,8 @@ void ServicesTest::installProgram(const std::string& name, int status) const {
 }
 
 bool ServicesTest::learn() {
+  // What is still unanswered on the bus that is left stays so.
+  EXPECT_TRUE(waitUntil([] { return SessionBus::shared().unansweredCalls() == 0; }));
   SessionBus::shared().reconnect();
   bool known = false;
   UISystemActivitiesPrepare("Rainfall", [&] { known = true; });

@@ -89,12 +89,13 @@ void DesktopInventory::askBus(int number, std::function<void()> then) {
 
 void DesktopInventory::askFiles(int number, std::function<void()> then) {
   // Detached: a folder on a server that is gone holds up nobody.
-  std::thread([this, number, then = std::move(then)] {
+  std::thread([this, number, then = std::move(then)]() mutable {
     auto schemes = handledSchemes({"https", "mailto", "sms", "tg", "whatsapp", "xmpp"});
     std::set<std::string> programs;
     for (const char* name : {"xdg-open", "xdg-email"})
       if (!QStandardPaths::findExecutable(QString::fromLatin1(name)).isEmpty()) programs.insert(name);
-    dispatch_async(dispatch_get_main_queue(), [=, this] {
+    // `then` moves on: whoever lets go of it last calls it.
+    dispatch_async(dispatch_get_main_queue(), [=, this, then = std::move(then)] {
       if (number > filesKnown_) {
         filesKnown_ = number;
         schemes_ = schemes;

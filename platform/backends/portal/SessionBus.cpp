@@ -25,7 +25,9 @@ void SessionBus::connect(std::function<void(bool)> then) {
 }
 
 void SessionBus::reconnect(std::function<void(bool)> then) {
-  leave();
+  if (connection_) QDBusConnection::disconnectFromBus(connection_->name());
+  connection_ = nullptr;
+  known_ = false;
   if (then) waiting_.push_back(std::move(then));
   const int generation = ++generation_;
   // Detached, so that nothing ever waits for it.
@@ -36,17 +38,6 @@ void SessionBus::reconnect(std::function<void(bool)> then) {
         address.isEmpty() ? QDBusConnection(name) : QDBusConnection::connectToBus(address, name);
     dispatch_async(dispatch_get_main_queue(), [this, generation, connection] { connected(generation, connection); });
   }).detach();
-}
-
-void SessionBus::leave() {
-  if (connection_) QDBusConnection::disconnectFromBus(connection_->name());
-  connection_ = nullptr;
-  known_ = false;
-  // The library forgets what was asked there.
-  for (auto& [watcher, reply] : std::exchange(pending_, {})) {
-    delete watcher;
-    answerWithoutBus(std::move(reply));
-  }
 }
 
 void SessionBus::connected(int generation, const QDBusConnection& connection) {
@@ -62,19 +53,17 @@ QDBusConnection* SessionBus::connection() {
 
 void SessionBus::call(const QDBusMessage& message, int milliseconds, std::function<void(const QDBusMessage&)> reply) {
   ++unanswered_;
-  if (!connection()) return answerWithoutBus(std::move(reply));
+  if (!connection()) {
+    dispatch_async(dispatch_get_main_queue(), [this, reply = std::move(reply), message] {
+      --unanswered_;
+      reply(message.createErrorReply(QDBusError::Disconnected, QStringLiteral("there is no message bus")));
+    });
+    return;
+  }
   auto* watcher = new QDBusPendingCallWatcher(connection_->asyncCall(message, milliseconds));
-  pending_[watcher] = std::move(reply);
-  QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [this, watcher] {
+  QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [this, reply = std::move(reply), watcher] {
     --unanswered_;
     watcher->deleteLater();
-    pending_.extract(watcher).mapped()(watcher->reply());
-  });
-}
-
-void SessionBus::answerWithoutBus(Reply reply) {
-  dispatch_async(dispatch_get_main_queue(), [this, reply = std::move(reply)] {
-    --unanswered_;
-    reply(QDBusMessage::createError(QDBusError::Disconnected, QStringLiteral("there is no message bus")));
+    reply(watcher->reply());
   });
 }

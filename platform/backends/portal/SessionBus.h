@@ -3,12 +3,9 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <functional>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
-
-class QDBusPendingCallWatcher;
 
 /// The desktop's message bus, never waited for: it is connected to in a thread of its own, since a bus that hangs can
 /// hold up a connection for as long as it likes, and every call is answered later. Main queue only.
@@ -19,8 +16,7 @@ class SessionBus {
   /// Connects in the background unless that has begun; `then` (may be null) is called later, when it is known whether
   /// there is a bus.
   void connect(std::function<void(bool connected)> then = nullptr);
-  /// Leaves the bus, and connects again to the one that the environment names now. What is unanswered is answered with
-  /// an error.
+  /// Leaves the bus, and connects again to the one that the environment names now.
   void reconnect(std::function<void(bool connected)> then = nullptr);
   /// Null while there is no connection.
   QDBusConnection* connection();
@@ -32,15 +28,11 @@ class SessionBus {
   int unansweredCalls() const { return unanswered_; }
 
  private:
-  using Reply = std::function<void(const QDBusMessage&)>;
   void connected(int generation, const QDBusConnection& connection);
-  void leave();
-  void answerWithoutBus(Reply reply);
 
   int generation_ = 0;  ///< counts the connections; 0: none was asked for
   int unanswered_ = 0;
   bool known_ = false;
   std::unique_ptr<QDBusConnection> connection_;
   std::vector<std::function<void(bool)>> waiting_;
-  std::map<QDBusPendingCallWatcher*, Reply> pending_;  ///< on the bus
 };
