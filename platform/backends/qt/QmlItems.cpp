@@ -37,8 +37,7 @@ void QmlItems::replaceEngine() {
 QQuickItem* QmlItems::make(const QString& name, QQuickItem& parent) {
   constexpr int kTries = 2;
   constexpr std::chrono::seconds kPause(1);  // an engine takes its time, and items are asked for with each frame
-  const auto now = std::chrono::steady_clock::now();
-  if (failure_ && now - *failure_ < kPause) {
+  if (failure_ && std::chrono::steady_clock::now() - *failure_ < kPause) {
     return nullptr;
   }
   for (int i = 0; i < kTries; ++i) {
@@ -53,6 +52,6 @@ QQuickItem* QmlItems::make(const QString& name, QQuickItem& parent) {
     os_trace_error("a part of the window can't be made: %s", qPrintable(made.errorString().trimmed()));
     replaceEngine();
   }
-  failure_ = now;
+  failure_ = std::chrono::steady_clock::now();
   return nullptr;
 }
