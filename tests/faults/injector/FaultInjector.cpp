@@ -153,12 +153,13 @@ bool openFails(int folder, const char* name, int flags) {
   if (plan.anyOpen) return fails("open", path, nullptr);
   if (plan.readPrefixes.empty())
     return (writes || (flags & O_DIRECTORY) != 0) && changeFails(writes ? "open to write" : "open", path);
+  if (writes || !isWatched(path) || access(plan.switchFile.c_str(), F_OK) != 0) return false;
   const std::string file = path.substr(path.rfind('/') + 1);
   const auto begins = [&](const std::string& prefix) { return file.rfind(prefix, 0) == 0; };
   static std::atomic<bool> hasBegun = false;
   if (begins(plan.readPrefixes.front())) hasBegun = true;
-  const bool isMeant = hasBegun && std::any_of(plan.readPrefixes.begin(), plan.readPrefixes.end(), begins);
-  return !writes && isMeant && isWatched(path) && fails("open to read", path, nullptr);
+  return hasBegun && std::any_of(plan.readPrefixes.begin(), plan.readPrefixes.end(), begins) &&
+         fails("open to read", path, nullptr);
 }
 int flagsOf(const char* mode) {
   return mode[0] == 'r' && !std::strchr(mode, '+') ? O_RDONLY : O_RDWR | O_CREAT;
