@@ -12,7 +12,7 @@
 
 namespace {
 
-const char* const kUsageLine = "Usage: zevanti info [--json] MOVIE\n";
+const std::string kUsageLine = "Usage: zevanti info [--json] MOVIE\n";
 const char* const kHelp =
     R"(Print what is in a movie: its tracks, how long they are, how far their key frames
 are apart, and their edit lists.
@@ -43,9 +43,9 @@ int infoCommand(int argc, char* argv[]) {
     return !help;
   };
   arguments.read(argc, argv, handle, problem);
-  if (help) return print(std::string(kUsageLine) + kHelp);
+  if (help) return print(kUsageLine + kHelp);
   const std::string path = problem.empty() ? arguments.movie(problem) : "";
-  if (!problem.empty()) return message::wrongUse("info", problem, kUsageLine);
+  if (!problem.empty()) return message::wrongUse("info", problem, kUsageLine.c_str());
 
   NSErrorPtr error;
   const auto report = MovieReport::read(path, &error);

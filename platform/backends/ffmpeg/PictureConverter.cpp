@@ -8,7 +8,7 @@ extern "C" {
 
 namespace {
 
-constexpr const char* kScaling = "flags=bicubic+accurate_rnd+full_chroma_int";
+const std::string kScaling = "flags=bicubic+accurate_rnd+full_chroma_int";
 
 bool isHighDynamicRange(const AVFrame& picture) {
   return picture.color_trc == AVCOL_TRC_SMPTE2084 || picture.color_trc == AVCOL_TRC_ARIB_STD_B67;
@@ -45,7 +45,7 @@ std::string PictureConverter::filtersFor(const AVFrame& picture) const {
     add("zscale=t=linear:npl=100,format=gbrpf32le,zscale=p=bt709,tonemap=hable:desat=0,"
         "zscale=t=bt709:m=bt709:r=limited,format=yuv420p");
   } else if (isRGB(picture)) {
-    add(std::string("scale=out_color_matrix=bt709:out_range=limited:") + kScaling + ",format=yuv420p");
+    add("scale=out_color_matrix=bt709:out_range=limited:" + kScaling + ",format=yuv420p");
   } else if (!usualFormat) {
     const bool full = isFullRange(picture);
     const std::string range = full ? "full" : "limited";
