@@ -53,7 +53,7 @@ class NSFileManager {
   /// Whether what is written at one of these paths, made or not, takes room from the other.
   bool isSameFileSystem(const std::string& path, const std::string& other) const;
   /// How many bytes are missing to write `bytes` (not negative) in `folder`, which need not exist yet; 0 when there is
-  /// room, and when the file system does not say.
+  /// room, when the file system does not say, and when it is read-only: room is not what is missing there.
   std::int64_t missingSpaceForBytes_inFolder(std::int64_t bytes, const std::string& folder) const;
   /// The same for a copy of the file at `path` and `reserve` bytes that are to be left; blocks that the copy would
   /// share with the file take no room.

@@ -27,8 +27,9 @@ class SmallDisk {
   SmallDisk& operator=(const SmallDisk&) = delete;
 
   bool isMounted() const { return mounted_; }
+  /// Makes it writable again, too.
   bool resize(std::uint64_t size) { return remount(0, options(size)); }
-  bool setReadOnly(bool readOnly) { return remount(readOnly ? MS_RDONLY : 0, ""); }
+  bool makeReadOnly() { return remount(MS_RDONLY, ""); }
   std::uint64_t freeBytes() const {
     struct statvfs status {};
     return statvfs(folder_.c_str(), &status) == 0 ? std::uint64_t(status.f_bavail) * status.f_frsize : 0;

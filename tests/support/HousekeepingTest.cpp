@@ -283,7 +283,7 @@ TEST_F(HousekeepingTest, GoesOnAfterWhatCantBeRemoved) {
     if (!disk.isMounted()) return;
     put("a", 10, 100);
     put("b", 10, 100);
-    if (!disk.setReadOnly(true)) return;
+    if (!disk.makeReadOnly()) return;
     could = true;
     EXPECT_EQ(_srDeleteFilesOlderThanTimeToLiveInSeconds(files(), 50), 0);
     EXPECT_EQ(names().size(), 2U);

@@ -107,15 +107,14 @@ std::int64_t AVAssetExportSession::estimatedOutputFileLength() const {
 std::int64_t AVAssetExportSession::missingSpaceWithReserve(std::int64_t reserve) const {
   const NSFileManager& manager = NSFileManager::defaultManager();
   const std::string folder = manager.existingFolderForPath(impl_->outputFolder());
-  const auto free = manager.fileSystemFreeSizeForPath_error(folder, nullptr);
-  if (!free || !impl_->asset) return 0;
+  if (!impl_->asset) return 0;
   const FileDescriptor source(open(impl_->asset->readablePath().c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   // Sound is mixed into a file of its own, of which the movie is then made, as a recording is repacked into one.
   const bool isRepacked = (source && !isobmff::isMovieFile(source.get())) ||
                           (impl_->preset == AVAssetExportPresetHighestQuality &&
                            impl_->asset->tracksWithMediaType(AVMediaTypeAudio).size() > 1);
   const auto missing = [&](std::int64_t bytes) {
-    return std::max<std::int64_t>(0, reserve + bytes * (isRepacked ? 2 : 1) - std::int64_t(*free));
+    return manager.missingSpaceForBytes_inFolder(reserve + bytes * (isRepacked ? 2 : 1), folder);
   };
   // Mostly there is far more room than that, and nothing needs to be known of the movie.
   if (missing(impl_->asset->fileLength().value_or(0)) == 0) return 0;
