@@ -65,10 +65,13 @@ std::string MovieFile::handOver(const std::string& folder, const CopyProgress& p
     *error = lackOfSpace(folder, missing);
     return {};
   }
-  FileDescriptor copy(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-  int failure = copy ? cloneOrCopy(file_.get(), copy.get(), progress) : errno;
   struct stat status {};
-  if (failure == 0 && fstat(file_.get(), &status) == 0) {
+  fstat(file_.get(), &status);
+  // What is saved of it may be read by those who may read the recording. The folder is private.
+  const mode_t mode = S_IRUSR | S_IWUSR | (status.st_mode & (S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH));
+  FileDescriptor copy(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+  const int failure = copy ? cloneOrCopy(file_.get(), copy.get(), progress) : errno;
+  if (failure == 0) {
     // The title shows when the movie was made.
     std::array<timespec, 2> times{status.st_atim, status.st_mtim};
     futimens(copy.get(), times.data());

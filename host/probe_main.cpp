@@ -176,7 +176,7 @@ int main(int argc, char* argv[]) {
   av_dict_set(&options, "probesize", "5000000", 0);
   int result = avformat_open_input(&context, nullptr, nullptr, &options);
   if (result < 0) {
-    if (result != AVERROR(EIO)) return no("is not a movie, or it is damaged");
+    if (result != AVERROR(EIO)) return no("is not a movie, or it is damaged or was never finished");
     return no("can't be read: Input/output error");
   }
   if (isNoMovieFormat(context->iformat)) return no("is not a movie");

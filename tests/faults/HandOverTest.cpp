@@ -55,6 +55,10 @@ TEST(HandOver, IsWholeOrNotAtAllAndLeavesRoom) {
   EXPECT_EQ(pieces, 0) << "begun";
 
   ASSERT_TRUE(disk.resize(kReserve + 2 * kSize));
+  using fs::perms;
+  constexpr perms mode = perms::owner_read | perms::owner_write | perms::group_read;
+  fs::permissions(path, mode);
   EXPECT_EQ(handOver(count), "");
+  EXPECT_EQ(fs::status(folder / "movie.mp4").permissions(), mode) << "what is saved of it has the recording's";
   EXPECT_EQ(fs::file_size(folder / "movie.mp4"), kSize);
 }
