@@ -36,8 +36,14 @@ std::string absolute(const std::string& path) {
   return error ? path : absolute.string();
 }
 
-/// The exporter's words; for a range with nothing in it those of the person who asked, and how long the movie is.
-std::string reason(const TrimOptions& options, const AVURLAsset& asset, const NSError& error) {
+/// The exporter's words; for a name that was taken meanwhile those as before, and for a range with nothing in it those
+/// of the person who asked, and how long the movie is.
+std::string reason(const TrimOptions& options, const std::string& output, const AVURLAsset& asset,
+                   const NSError& error) {
+  if (error.domain() == NSPOSIXErrorDomain && error.code() == EEXIST) {
+    const std::string obstacle = output_file::obstacle(output, options.movie, options.force);
+    if (!obstacle.empty()) return obstacle;
+  }
   // The length is asked for last: it takes another reading of the movie, which may be what has failed.
   const bool isRange = error.domain() == AVFoundationErrorDomain && error.code() == AVErrorInvalidTimeRange;
   const double length = isRange ? CMTimeGetSeconds(asset.duration()) : 0;
@@ -56,7 +62,7 @@ std::string lackOfSpace(const std::string& output, const AVAssetExportSession& s
   const std::string parent = std::filesystem::path(output).parent_path().string();
   return "there is not enough room in the folder " + quoted(parent.empty() ? "." : parent) + ": " +
          NSByteCountFormatter::stringFromByteCount(missing) + " more are needed (" + std::to_string(missing) +
-         " bytes); make room on its disk, or give another file with -o";
+         " bytes), as 100 MB of its disk stay free; make room, or give another file with -o";
 }
 
 /// One line on standard error about what the new file has no place for.
@@ -121,7 +127,7 @@ int run(const TrimOptions& options) {
       fail("interrupted; nothing was written");
       return 128 + signal;
     default:
-      return fail(reason(options, *asset, *session->error()));
+      return fail(reason(options, output, *asset, *session->error()));
   }
 }
 
