@@ -50,9 +50,12 @@ std::string reason(const TrimOptions& options, const std::string& output, const 
   if (!(length > 0)) return error.localizedDescription();
   const double from = options.from ? CMTimeGetSeconds(*options.from) : 0;
   const double to = std::min(length, options.to ? CMTimeGetSeconds(*options.to) : length);
-  return quoted(options.movie) + " ends at " + movie_time::clock(length) + ": there is nothing to save " +
-         (from < to ? "between " + movie_time::clock(from) + " and " + movie_time::clock(to)
-                    : "from " + movie_time::clock(from) + " on");
+  constexpr double kShortest = 0.001;  // seconds; what is shorter is no part to save
+  if (to - from < kShortest)
+    return quoted(options.movie) + " ends at " + movie_time::clock(length) + ": there is nothing to save from " +
+           movie_time::clock(from) + " on";
+  return quoted(options.movie) + " holds nothing between " + movie_time::clock(from) + " and " + movie_time::clock(to) +
+         ", though it says that it ends at " + movie_time::clock(length) + ": it may have been cut off";
 }
 
 /// Why the copy can't be written: too little room where it goes. Empty when there is enough.

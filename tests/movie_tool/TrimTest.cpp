@@ -137,6 +137,8 @@ TEST_F(Trim, ReplacesOnlyWhatItIsTold) {
 TEST_F(Trim, SaysWhatIsWrongInOneLine) {
   bring("basic.mp4", "a.mp4");
   bring("lossless.mkv", "lossless.mkv");
+  bring("basic.mkv", "cut off.mkv");
+  fs::resize_file(folder_ / "cut off.mkv", 700'000);
   folder_.write("text.mp4", "Shopping list\n");
   struct Case {
     std::vector<std::string> arguments;
@@ -158,6 +160,7 @@ TEST_F(Trim, SaysWhatIsWrongInOneLine) {
       {{"lossless.mkv", "--to", "1"}, 1, "ffv1"},
       {{"a.mp4", "--from", "60"}, 1, "“a.mp4” ends at 1:00.000: there is nothing to save from 1:00.000 on"},
       {{"a.mp4", "--from", "61", "--to", "1:01:02.5"}, 1, "from 1:01.000 on"},
+      {{"cut off.mkv", "--from", "6", "--to", "8"}, 1, "holds nothing between 0:06.000 and 0:08.000, though it says"},
       {{"a.mp4", "--to", "1", "-o", "missing/b.mp4"}, 1, "there is no folder “missing”; make it first"},
       {{"a.mp4", "--to", "1", "-o", "text.mp4/b.mp4"}, 1, "“text.mp4” is not a folder"},
       {{"a.mp4", "--to", "1", "-o", "b/"}, 1, "“b/” is the name of a folder"},
@@ -185,7 +188,7 @@ TEST_F(Trim, SaysWhatIsWrongInOneLine) {
     EXPECT_EQ(std::count(outcome.errors.begin(), outcome.errors.end(), '\n'), each.status) << outcome.errors;
     EXPECT_EQ(outcome.output, "");
   }
-  EXPECT_EQ(files().size(), 6U);
+  EXPECT_EQ(files().size(), 7U);
 
   const Outcome outcome = trim({"--to", "2", "--", "-a.mp4"});
   EXPECT_EQ(outcome.errors, "zevanti: “-a.mp4” can't be opened: No such file or directory\n");
