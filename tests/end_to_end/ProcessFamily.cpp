@@ -30,10 +30,18 @@ bool ProcessFamily::standsStill() const {
 
 bool ProcessFamily::kill(Victim victim) const {
   bool isHit = false;
+  const auto program = [](pid_t process) {
+    std::error_code gone;
+    return std::filesystem::read_symlink("/proc/" + std::to_string(process) + "/exe", gone);
+  };
+  const auto leaders = program(leader_);
+  // A process with the leader's program is a part of it: one that is about to run another, or one that looks for leaks
+  // at its end, and for which a leader would wait for ever.
+  const auto isLeader = [&](pid_t process) { return process == leader_ || program(process) == leaders; };
   // Whoever is just being started is found the second time.
   for (int round = 0; round < 2; ++round) {
     for (const pid_t process : members()) {
-      if (victim == Victim::All || (process == leader_) == (victim == Victim::Leader))
+      if (victim == Victim::All || isLeader(process) == (victim == Victim::Leader))
         isHit |= ::kill(process, SIGKILL) == 0;
     }
   }
