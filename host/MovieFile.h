@@ -14,8 +14,8 @@ class MovieFile {
   static std::optional<MovieFile> open(const std::string& path, std::string& problem);
 
   /// Gives the movie a second existence, under its own name in `folder`, that can be deleted without touching the
-  /// original: a hard link, else shared blocks, else a copy. `progress` is called during a copy. On failure: empty, and
-  /// `error` is set.
+  /// original: a hard link, else shared blocks, else a copy, with the original's times and rights. `progress` is called
+  /// during a copy. On failure: empty, and `error` is set.
   std::string handOver(const std::string& folder, const CopyProgress& progress, NSErrorPtr* error) const;
 
  private:

@@ -50,7 +50,7 @@ std::string reason(const TrimOptions& options, const std::string& output, const 
   if (!(length > 0)) return error.localizedDescription();
   const double from = options.from ? CMTimeGetSeconds(*options.from) : 0;
   const double to = std::min(length, options.to ? CMTimeGetSeconds(*options.to) : length);
-  constexpr double kShortest = 0.001;  // seconds; what is shorter is no part to save
+  constexpr double kShortest = 0.1;  // seconds; a stated length is rarely that of the last sample
   if (to - from < kShortest)
     return quoted(options.movie) + " ends at " + movie_time::clock(length) + ": there is nothing to save from " +
            movie_time::clock(from) + " on";
@@ -65,7 +65,8 @@ std::string lackOfSpace(const std::string& output, const AVAssetExportSession& s
   const std::string parent = std::filesystem::path(output).parent_path().string();
   return "there is not enough room in the folder " + quoted(parent.empty() ? "." : parent) + ": " +
          NSByteCountFormatter::stringFromByteCount(missing) + " more are needed (" + std::to_string(missing) +
-         " bytes), as 100 MB of its disk stay free; make room, or give another file with -o";
+         " bytes), as " + NSByteCountFormatter::stringFromByteCount(ZVScreenRecorderRequiredFreeSpace) +
+         " of its disk stay free; make room, or give another file with -o";
 }
 
 /// One line on standard error about what the new file has no place for.

@@ -61,8 +61,8 @@ void _srDeleteFilesWithPrefix(const NSFileManager& manager, const std::string& p
 bool _srDeviceHasSufficientFreeSpaceForRecording(const NSFileManager& manager);
 
 /// How many bytes are missing at `folder`, which need not exist yet, to write `bytes` there and still have
-/// `ZVScreenRecorderRequiredFreeSpace` left; 0 when there is room, and when the file system does not say. Other than
-/// the operations above it works on any folder.
+/// `ZVScreenRecorderRequiredFreeSpace` left; 0 when there is room, and when the file system is read-only or does not
+/// say. Other than the operations above it works on any folder.
 std::int64_t _srMissingSpaceForBytes_inFolder(const NSFileManager& manager, std::int64_t bytes,
                                               const std::string& folder);
 

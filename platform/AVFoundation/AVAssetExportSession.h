@@ -62,9 +62,10 @@ class AVAssetExportSession : public NSObject {
   /// when the source does not say how long it is. Waits for the asset to be probed. Any thread.
   std::int64_t estimatedOutputFileLength() const;
   /// Bytes that are missing in the folder of `outputURL` for what the export would write there while it runs, by that
-  /// estimate, and `reserve` bytes more; 0 when there is room, and when the file system does not say how much it has.
-  /// Nothing is needed for blocks that the new file will share with the source, twice as much for a recording that is
-  /// repacked on the way, or whose sound tracks are mixed. Waits for the asset to be probed. Any thread.
+  /// estimate, and `reserve` bytes more; 0 when there is room, and when the file system is read-only or does not say
+  /// how much it has. Nothing is needed for blocks that the new file will share with the source, twice as much for a
+  /// recording that is repacked on the way, or whose sound tracks are mixed. Waits for the asset to be probed. Any
+  /// thread.
   std::int64_t missingSpaceWithReserve(std::int64_t reserve) const;
 
   /// Returns at once; `handler` is called once, on a queue of the session's own, never on the main queue. The session

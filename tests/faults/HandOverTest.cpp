@@ -5,6 +5,7 @@
 #include "tests/foundation/ScratchFolder.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <fstream>
 
 namespace fs = std::filesystem;
@@ -58,7 +59,9 @@ TEST(HandOver, IsWholeOrNotAtAllAndLeavesRoom) {
   using fs::perms;
   constexpr perms mode = perms::owner_read | perms::owner_write | perms::group_read;
   fs::permissions(path, mode);
+  const mode_t before = umask(022);
   EXPECT_EQ(handOver(count), "");
+  umask(before);
   EXPECT_EQ(fs::status(folder / "movie.mp4").permissions(), mode) << "what is saved of it has the recording's";
   EXPECT_EQ(fs::file_size(folder / "movie.mp4"), kSize);
 }

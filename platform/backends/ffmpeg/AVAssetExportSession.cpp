@@ -16,6 +16,7 @@
 #include <cerrno>
 #include <cmath>
 #include <filesystem>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -113,8 +114,9 @@ std::int64_t AVAssetExportSession::missingSpaceWithReserve(std::int64_t reserve)
   const bool isRepacked = (source && !isobmff::isMovieFile(source.get())) ||
                           (impl_->preset == AVAssetExportPresetHighestQuality &&
                            impl_->asset->tracksWithMediaType(AVMediaTypeAudio).size() > 1);
+  const std::int64_t times = isRepacked ? 2 : 1, most = (std::numeric_limits<std::int64_t>::max() - reserve) / times;
   const auto missing = [&](std::int64_t bytes) {
-    return manager.missingSpaceForBytes_inFolder(reserve + bytes * (isRepacked ? 2 : 1), folder);
+    return manager.missingSpaceForBytes_inFolder(reserve + std::min(bytes, most) * times, folder);
   };
   // Mostly there is far more room than that, and nothing needs to be known of the movie.
   if (missing(impl_->asset->fileLength().value_or(0)) == 0) return 0;
