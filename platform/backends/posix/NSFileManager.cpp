@@ -23,6 +23,11 @@ bool fail(NSErrorPtr* error, int number, const std::string& what) {
   return false;
 }
 
+bool isOnReadOnlyDisk(const std::string& path) {
+  struct statvfs status {};
+  return statvfs(path.c_str(), &status) == 0 && (status.f_flag & ST_RDONLY) != 0;
+}
+
 NSDate dateOf(const statx_timestamp& time) {
   return NSDate(static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9);
 }
@@ -179,10 +184,10 @@ bool NSFileManager::isSameFileSystem(const std::string& path, const std::string&
 }
 
 std::int64_t NSFileManager::missingSpaceForBytes_inFolder(std::int64_t bytes, const std::string& folder) const {
-  struct statvfs status {};
-  if (statvfs(existingFolderForPath(folder).c_str(), &status) != 0 || (status.f_flag & ST_RDONLY) != 0) return 0;
-  const std::uint64_t free = std::uint64_t(status.f_bavail) * status.f_frsize;
-  return free >= static_cast<std::uint64_t>(bytes) ? 0 : bytes - static_cast<std::int64_t>(free);
+  const std::string there = existingFolderForPath(folder);
+  const auto free = fileSystemFreeSizeForPath_error(there, nullptr);
+  if (!free || *free >= static_cast<std::uint64_t>(bytes) || isOnReadOnlyDisk(there)) return 0;
+  return bytes - static_cast<std::int64_t>(*free);
 }
 
 std::int64_t NSFileManager::missingSpaceToCopyItemAtPath_inFolder_withReserve(const std::string& path,
